@@ -11,7 +11,6 @@
 namespace rondel::test {
 namespace {
 
-constexpr int kGraceRounds = 50;
 constexpr useconds_t kGraceRoundMicroseconds = 10'000;
 
 std::vector<void (*)()>& warmUps() {
@@ -59,7 +58,7 @@ void ResourceListener::OnTestStart(const ::testing::TestInfo&) {
 
 void ResourceListener::OnTestEnd(const ::testing::TestInfo&) {
   ProcessResources after = ProcessResources::now();
-  for (int round = 0; round < kGraceRounds && after != _before; ++round) {
+  for (int round = 0; round < _graceRounds && after != _before; ++round) {
     usleep(kGraceRoundMicroseconds);
     after = ProcessResources::now();
   }

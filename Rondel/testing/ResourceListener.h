@@ -41,11 +41,15 @@ class WarmUp {
 /// See the top of this file. `main` appends it to GoogleTest's listeners.
 class ResourceListener : public ::testing::EmptyTestEventListener {
  public:
+  /// `graceRounds` is the time for what still ends, in hundredths of a second.
+  explicit ResourceListener(int graceRounds = 50) : _graceRounds(graceRounds) {}
+
   void OnTestProgramStart(const ::testing::UnitTest& tests) override;
   void OnTestStart(const ::testing::TestInfo& test) override;
   void OnTestEnd(const ::testing::TestInfo& test) override;
 
  private:
+  int _graceRounds;
   ProcessResources _before;
 };
 
