@@ -28,8 +28,13 @@ void countAllocation(std::size_t size) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || \
     RONDEL_HAS_FEATURE(address_sanitizer) || RONDEL_HAS_FEATURE(thread_sanitizer)
 
-// A sanitizer has its own heap, and tells of every allocation by a hook.
-#include <sanitizer/allocator_interface.h>
+// A sanitizer has its own heap, and tells of every allocation by a hook. Declared here because g++
+// comes without <sanitizer/allocator_interface.h>.
+extern "C" {
+int __sanitizer_install_malloc_and_free_hooks(void (*onMalloc)(const volatile void*, std::size_t),
+                                              void (*onFree)(const volatile void*));
+std::size_t __sanitizer_get_current_allocated_bytes();
+}
 
 namespace {
 

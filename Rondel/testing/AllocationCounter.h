@@ -9,7 +9,7 @@
 //
 // Every way to the heap counts once a call: `new`, `malloc`, `calloc`, `realloc` and the aligned
 // kinds, from the test, the library and the libraries below. Giving back does not count. It works
-// with the sanitizers as well.
+// with the sanitizers as well, but the thread sanitizer does not tell of the aligned kinds.
 
 #include <cstddef>
 

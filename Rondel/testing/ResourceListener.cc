@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <thread>
 #include <vector>
 
 namespace rondel::test {
@@ -35,6 +36,9 @@ int countChildren() {
   return children;
 }
 
+// The thread sanitizer keeps a thread of its own from the first other thread on.
+const WarmUp firstThread([] { std::thread([] {}).join(); });
+
 }  // namespace
 
 ProcessResources ProcessResources::now() {
@@ -62,8 +66,10 @@ void ResourceListener::OnTestEnd(const ::testing::TestInfo&) {
     usleep(kGraceRoundMicroseconds);
     after = ProcessResources::now();
   }
-  EXPECT_EQ(after, _before) << "The test began with " << _before.text() << " and left "
-                            << after.text() << ".";
+  if (after != _before) {
+    ADD_FAILURE() << "The test began with " << _before.text() << " and left " << after.text()
+                  << ".";
+  }
 }
 
 }  // namespace rondel::test
