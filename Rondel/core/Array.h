@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: MIT
+//
+// Ordered collections of objects.
+//
+//   HxArray words = HxArray::arrayWithObjects({"cc"_hx, "-c"_hx});
+//   for (const HxAny& word : words) HxLog("%@"_hx, word);
+//   HxString first = words.objectAtIndex<HxString>(0);
+//
+// An array never holds nil: adding nil adds nothing. On a nil array every operation gives 0, false,
+// nil or does nothing, and a loop over it runs zero times. An index or a range beyond the end
+// raises HxRangeException. Changing a mutable array while looping over it is an error of the
+// caller.
+//
+// Any class derived from HxArrayObject that supplies count and objectAtIndex works as an array.
+// Immutable arrays may be used on any thread.
+#pragma once
+
+#include <initializer_list>
+#include <span>
+
+#include "Rondel/core/Object.h"
+
+namespace rondel {
+
+class HxIndexSet;
+class HxMutableArray;
+
+// The open class of arrays: two operations, everything else is derived from them.
+class RONDEL_EXPORT HxArrayObject : public HxObject {
+ public:
+  static HxClass classObject() noexcept;
+  HxClass hxClass() const noexcept override { return classObject(); }
+
+  virtual HxUInteger count() const = 0;
+  // The object at an index below count(); the handle has checked the bounds. Never nil.
+  virtual HxAny objectAtIndex(HxUInteger index) const = 0;
+  // All objects where they lie, if they lie in one run of count() handles; null otherwise. Good
+  // until the array changes or goes.
+  virtual const HxAny* contiguousObjects() const { return nullptr; }
+
+  // Equal when the objects are equal in order, whatever the classes of the arrays.
+  bool isEqual(const HxObject& other) const final;
+  HxUInteger hash() const final;
+  // "(\n    first,\n    second\n)": the descriptions of the objects.
+  HxString description() const override;
+  HxAny copy() const override;
+  HxAny mutableCopy() const final;
+
+ protected:
+  explicit HxArrayObject(std::uint32_t flags = 0) noexcept : HxObject(HxTypeID::array, flags) {}
+  ~HxArrayObject() override = default;
+};
+
+class RONDEL_EXPORT HxArray : public HxAny {
+ public:
+  constexpr HxArray() noexcept = default;
+  constexpr HxArray(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  HxArray(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  // An array of one's own class. Nil gives nil.
+  template <std::derived_from<HxArrayObject> T>
+  explicit HxArray(const Ref<T>& object) noexcept : HxAny(object) {}
+  static bool canHold(const HxObject* object) noexcept {
+    return object && object->typeID() == HxTypeID::array;
+  }
+
+  static HxArray array();
+  static HxArray arrayWithObject(const HxAny& object);
+  // The objects up to the first nil.
+  static HxArray arrayWithObjects(std::initializer_list<HxAny> objects);
+  static HxArray initWithObjects(std::initializer_list<HxAny> objects) {
+    return arrayWithObjects(objects);
+  }
+  // `count` objects; nils among them are left out.
+  static HxArray arrayWithObjects(const HxAny* objects, HxUInteger count);
+  static HxArray initWithObjects(const HxAny* objects, HxUInteger count) {
+    return arrayWithObjects(objects, count);
+  }
+  // A new array of the same objects; nil gives an empty one.
+  static HxArray arrayWithArray(const HxArray& array);
+  static HxArray initWithArray(const HxArray& array) { return arrayWithArray(array); }
+
+  HxUInteger count() const { return _object ? arrayObject()->count() : 0; }
+  bool isEmpty() const { return count() == 0; }
+  HxAny objectAtIndex(HxUInteger index) const;
+  // The same as a handle of type H, nil when the object is of another kind.
+  template <std::derived_from<HxAny> H>
+  H objectAtIndex(HxUInteger index) const {
+    return as<H>(objectAtIndex(index));
+  }
+  HxAny firstObject() const;
+  HxAny lastObject() const;
+  bool containsObject(const HxAny& object) const { return indexOfObject(object) != HxNotFound; }
+  // The first index of an object that is equal, HxNotFound when there is none.
+  HxUInteger indexOfObject(const HxAny& object) const;
+  // Copies all objects, or those of a range, to `buffer`.
+  void getObjects(HxAny* buffer) const;
+  void getObjects(HxAny* buffer, HxRange range) const;
+  HxArray subarrayWithRange(HxRange range) const;
+  // The objects at the indexes, in order of index.
+  HxArray objectsAtIndexes(const HxIndexSet& indexes) const;
+  HxArray arrayByAddingObject(const HxAny& object) const;
+  HxArray arrayByAddingObjectsFromArray(const HxArray& other) const;
+  // The descriptions of the objects with the separator between them; empty for an empty array.
+  HxString componentsJoinedByString(const HxString& separator) const;
+  // Sorted by an operation that compares two objects, such as "compare:"; stable.
+  HxArray sortedArrayUsingSelector(HxSelector comparator) const;
+  bool isEqualToArray(const HxArray& other) const { return isEqual(other); }
+  // Calls the operation on every object in order.
+  void makeObjectsPerformSelector(HxSelector selector) const;
+  void makeObjectsPerformSelectorWithObject(HxSelector selector, const HxAny& argument) const;
+
+  // The array itself when immutable, else an immutable copy.
+  HxArray copy() const;
+  HxMutableArray mutableCopy() const;
+
+  class Iterator {
+   public:
+    using value_type = HxAny;
+    using difference_type = std::ptrdiff_t;
+    Iterator() noexcept = default;
+    Iterator(const HxArrayObject* array, HxUInteger index) noexcept
+        : _array(array), _index(index) {}
+    HxAny operator*() const { return _array->objectAtIndex(_index); }
+    Iterator& operator++() noexcept {
+      ++_index;
+      return *this;
+    }
+    Iterator operator++(int) noexcept { return Iterator(_array, _index++); }
+    friend bool operator==(const Iterator&, const Iterator&) noexcept = default;
+
+   private:
+    const HxArrayObject* _array = nullptr;
+    HxUInteger _index = 0;
+  };
+  Iterator begin() const noexcept { return {arrayObject(), 0}; }
+  Iterator end() const { return {arrayObject(), count()}; }
+
+ protected:
+  const HxArrayObject* arrayObject() const noexcept {
+    return static_cast<const HxArrayObject*>(_object);
+  }
+};
+
+// The mutable form.
+class RONDEL_EXPORT HxMutableArray : public HxArray {
+ public:
+  constexpr HxMutableArray() noexcept = default;
+  constexpr HxMutableArray(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  HxMutableArray(Unchecked, const HxAny& any) noexcept : HxArray(Unchecked{}, any) {}
+  static bool canHold(const HxObject* object) noexcept {
+    return HxArray::canHold(object) && (bitsOf(object) & kMutable) != 0;
+  }
+
+  static HxMutableArray array();
+  static HxMutableArray arrayWithCapacity(HxUInteger capacity);
+  static HxMutableArray initWithCapacity(HxUInteger capacity) {
+    return arrayWithCapacity(capacity);
+  }
+  static HxMutableArray arrayWithArray(const HxArray& array);
+
+  void addObject(const HxAny& object);
+  void addObject(HxAny&& object);
+  void addObjectsFromArray(const HxArray& other);
+  // Index count() appends.
+  void insertObject(const HxAny& object, HxUInteger index);
+  // Each object comes to stand at its index in the result; raises HxRangeException when an index is
+  // beyond the end by then, and HxInvalidArgumentException when the counts differ.
+  void insertObjectsAtIndexes(const HxArray& objects, const HxIndexSet& indexes);
+  void replaceObjectAtIndex(HxUInteger index, const HxAny& object);
+  void removeObjectAtIndex(HxUInteger index);
+  void removeLastObject();  // nothing when empty
+  void removeAllObjects();
+  void removeObjectsAtIndexes(const HxIndexSet& indexes);
+  void sortUsingSelector(HxSelector comparator);
+};
+
+}  // namespace rondel

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: MIT
+//
+// Sets of UTF-16 code units, for searches and for scanners.
+//
+//   HxCharacterSet blanks = HxCharacterSet::whitespaceCharacterSet();
+//   text.rangeOfCharacterFromSet(blanks.invertedSet());
+//
+// A set answers for one code unit at a time; characters beyond U+FFFF are not members of any set
+// but the inverse of one, through their surrogates. On nil every operation gives false or nil. The
+// named sets are made once and shared; an immutable set may be used on any thread.
+#pragma once
+
+#include "Rondel/core/Object.h"
+
+namespace rondel {
+
+class HxMutableCharacterSet;
+
+// What stands behind a set: one bit a code unit.
+class RONDEL_EXPORT HxCharacterSetObject final : public HxObject {
+ public:
+  static constexpr HxUInteger kUnits = 0x10000;
+
+  explicit HxCharacterSetObject(bool isMutable = false);
+  ~HxCharacterSetObject() override = default;
+  static HxClass classObject() noexcept;
+  HxClass hxClass() const noexcept override { return classObject(); }
+  bool isEqual(const HxObject& other) const override;
+  HxUInteger hash() const override;
+  HxAny copy() const override;
+  HxAny mutableCopy() const override;
+
+  bool contains(HxUniChar unit) const noexcept {
+    return (_words[unit / 64] >> (unit % 64) & 1U) != 0;
+  }
+  void add(HxUniChar unit) noexcept { _words[unit / 64] |= std::uint64_t{1} << (unit % 64); }
+  void unite(const HxCharacterSetObject& other) noexcept;
+  void invert() noexcept;
+
+ private:
+  std::uint64_t _words[kUnits / 64] = {};
+};
+
+class RONDEL_EXPORT HxCharacterSet : public HxAny {
+ public:
+  constexpr HxCharacterSet() noexcept = default;
+  constexpr HxCharacterSet(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  HxCharacterSet(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  static bool canHold(const HxObject* object) noexcept {
+    return object && object->typeID() == HxTypeID::characterSet;
+  }
+
+  // The code units of the text; nil gives the empty set.
+  static HxCharacterSet characterSetWithCharactersInString(const HxString& string);
+  static HxCharacterSet characterSetWithRange(HxRange units);
+  // Unicode general category Zs and TAB.
+  static HxCharacterSet whitespaceCharacterSet();
+  // That set with U+000A to U+000D, U+0085, U+2028 and U+2029.
+  static HxCharacterSet whitespaceAndNewlineCharacterSet();
+  // Unicode general categories L, M and N.
+  static HxCharacterSet alphanumericCharacterSet();
+
+  bool characterIsMember(HxUniChar unit) const noexcept {
+    return _object && setObject()->contains(unit);
+  }
+  // All units that are not members.
+  HxCharacterSet invertedSet() const;
+  HxCharacterSet copy() const;
+  HxMutableCharacterSet mutableCopy() const;
+  // The bits themselves, null for nil; they live as long as the set. For scanners.
+  const HxCharacterSetObject* setObject() const noexcept {
+    return static_cast<const HxCharacterSetObject*>(_object);
+  }
+};
+
+class RONDEL_EXPORT HxMutableCharacterSet : public HxCharacterSet {
+ public:
+  constexpr HxMutableCharacterSet() noexcept = default;
+  constexpr HxMutableCharacterSet(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  HxMutableCharacterSet(Unchecked, const HxAny& any) noexcept : HxCharacterSet(Unchecked{}, any) {}
+  static bool canHold(const HxObject* object) noexcept {
+    return HxCharacterSet::canHold(object) && (bitsOf(object) & kMutable) != 0;
+  }
+
+  // A new, empty set.
+  static HxMutableCharacterSet characterSet();
+
+  void addCharactersInString(const HxString& string);
+  void addCharactersInRange(HxRange units);
+  void formUnionWithCharacterSet(const HxCharacterSet& set);
+  void invert();
+};
+
+}  // namespace rondel

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: MIT
+//
+// Counted runs of bytes.
+//
+//   HxData head = HxData::dataWithBytes(buffer, 64);
+//   HxMutableData out = HxMutableData::data();
+//   out.appendBytes(text, n);
+//   for (std::byte b : head.span()) ...
+//
+// On nil every operation gives 0, null, nil or does nothing. A range beyond the end raises
+// HxRangeException. A file that cannot be read gives nil, and one that cannot be written false.
+// Immutable data may be used on any thread.
+#pragma once
+
+#include <span>
+
+#include "Rondel/core/Object.h"
+
+namespace rondel {
+
+class HxError;
+class HxMutableData;
+class HxDataObject;
+
+class RONDEL_EXPORT HxData : public HxAny {
+ public:
+  constexpr HxData() noexcept = default;
+  constexpr HxData(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  HxData(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  explicit HxData(std::span<const std::byte> bytes);
+  static bool canHold(const HxObject* object) noexcept {
+    return object && object->typeID() == HxTypeID::data;
+  }
+
+  // No bytes.
+  static HxData data();
+  // A copy of the bytes.
+  static HxData dataWithBytes(const void* bytes, HxUInteger length);
+  static HxData initWithBytes(const void* bytes, HxUInteger length) {
+    return dataWithBytes(bytes, length);
+  }
+  // The caller's own bytes: with freeWhenDone they were made with malloc and are freed by the data;
+  // without it they must outlive the data and all its copies.
+  static HxData initWithBytesNoCopy(void* bytes, HxUInteger length, bool freeWhenDone);
+  // The whole file; nil when it cannot be read. Pipes and other files without a size are read to
+  // their end.
+  static HxData initWithContentsOfFile(const HxString& path);
+  // The same, mapped when the file is a regular one; the file must not be cut short while the data
+  // lives.
+  static HxData initWithContentsOfMappedFile(const HxString& path);
+
+  // The bytes, good until the data goes or changes; null for nil, not null for empty data.
+  const std::uint8_t* bytes() const noexcept;
+  HxUInteger length() const noexcept;
+  bool isEmpty() const noexcept { return length() == 0; }
+  std::span<const std::byte> span() const noexcept {
+    return {reinterpret_cast<const std::byte*>(bytes()), length()};
+  }
+  void getBytes(void* buffer, HxRange range) const;
+  HxData subdataWithRange(HxRange range) const;
+  bool isEqualToData(const HxData& other) const;
+  // Writes the bytes, making or replacing the file. Atomically means by a temporary file beside it
+  // and a rename, so that a reader sees the old contents or the new ones; a link is followed, and
+  // the file's mode is kept. False, with errno set, when it fails.
+  bool writeToFile(const HxString& path, bool atomically) const;
+
+  // The data itself when immutable, else an immutable copy.
+  HxData copy() const;
+  HxMutableData mutableCopy() const;
+};
+
+class RONDEL_EXPORT HxMutableData : public HxData {
+ public:
+  constexpr HxMutableData() noexcept = default;
+  constexpr HxMutableData(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  HxMutableData(Unchecked, const HxAny& any) noexcept : HxData(Unchecked{}, any) {}
+  static bool canHold(const HxObject* object) noexcept {
+    return HxData::canHold(object) && (bitsOf(object) & kMutable) != 0;
+  }
+
+  static HxMutableData data();
+  // Empty, with room for `capacity` bytes.
+  static HxMutableData initWithCapacity(HxUInteger capacity);
+  static HxMutableData dataWithBytes(const void* bytes, HxUInteger length);
+
+  // The bytes for writing, good until the length or the capacity changes.
+  std::uint8_t* mutableBytes() noexcept;
+  void appendBytes(const void* bytes, HxUInteger length);
+  void appendData(const HxData& data);
+  // Cuts the bytes, or adds zeros.
+  void setLength(HxUInteger length);
+  // The same, but bytes that are added are whatever they are: for a buffer that is about to be read
+  // into.
+  void setLengthUninitialized(HxUInteger length);
+};
+
+}  // namespace rondel

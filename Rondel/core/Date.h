@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+//
+// Instants, as seconds from a fixed reference instant: 2001-01-01T00:00:00Z.
+//
+//   HxDate limit = HxDate::dateWithTimeIntervalSinceNow(0.5);
+//   while (limit.timeIntervalSinceNow() > 0) ...
+//
+// On nil every operation gives 0 or nil. Dates never change and may be used on any thread. The
+// clock is the system's real-time clock; deadlines of the run loop are told as dates and measured
+// with a steady clock once they are taken.
+#pragma once
+
+#include "Rondel/core/Object.h"
+
+namespace rondel {
+
+class RONDEL_EXPORT HxDate : public HxAny {
+ public:
+  constexpr HxDate() noexcept = default;
+  constexpr HxDate(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  HxDate(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  static bool canHold(const HxObject* object) noexcept {
+    return object && object->typeID() == HxTypeID::date;
+  }
+
+  static HxDate date();  // now
+  static HxDate dateWithTimeIntervalSinceNow(HxTimeInterval seconds);
+  static HxDate initWithTimeIntervalSinceNow(HxTimeInterval seconds) {
+    return dateWithTimeIntervalSinceNow(seconds);
+  }
+  static HxDate dateWithTimeIntervalSinceReferenceDate(HxTimeInterval seconds);
+  static HxDate distantFuture();
+  static HxDate distantPast();
+
+  // The present time, as seconds since the reference instant.
+  static HxTimeInterval now() noexcept;
+  HxTimeInterval timeIntervalSinceReferenceDate() const noexcept;
+  // Positive for an instant that is to come.
+  HxTimeInterval timeIntervalSinceNow() const noexcept;
+  HxTimeInterval timeIntervalSinceDate(const HxDate& other) const noexcept;
+  // "2026-11-21T07:20:46Z" (RFC 3339), seconds cut; nil for nil and for years outside 0 to 9999.
+  HxString rfc3339String() const;
+  static HxDate dateWithRFC3339String(const HxString& text);  // nil when it is not in that form
+};
+
+}  // namespace rondel

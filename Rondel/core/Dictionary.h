@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: MIT
+//
+// Collections of objects by key.
+//
+//   HxDictionary environment = HxProcessInfo::processInfo().environment();
+//   HxString home = environment.objectForKey<HxString>("HOME"_hx);
+//   for (auto [key, value] : environment) HxLog("%@=%@"_hx, key, value);
+//
+// Keys are compared by isEqual and hash, and are kept as copies, so that a mutable string may serve
+// as one. Neither keys nor values are ever nil: setting with a nil key or value does nothing. The
+// order of keys is unspecified. On a nil dictionary every operation gives 0, nil or does nothing.
+//
+// Any class derived from HxDictionaryObject that supplies its three operations works as a
+// dictionary. Immutable dictionaries may be used on any thread.
+#pragma once
+
+#include <initializer_list>
+
+#include "Rondel/core/Object.h"
+
+namespace rondel {
+
+class HxError;
+class HxMutableDictionary;
+
+// Hands out objects one after the other.
+class RONDEL_EXPORT HxEnumerator : public HxObject {
+ public:
+  static HxClass classObject() noexcept;
+  HxClass hxClass() const noexcept override { return classObject(); }
+  // The following object; nil when there is none left.
+  virtual HxAny nextObject() = 0;
+};
+
+// The open class of dictionaries: three operations, everything else is derived from them.
+class RONDEL_EXPORT HxDictionaryObject : public HxObject {
+ public:
+  static HxClass classObject() noexcept;
+  HxClass hxClass() const noexcept override { return classObject(); }
+
+  virtual HxUInteger count() const = 0;
+  // The value, nil when the key is absent.
+  virtual HxAny objectForKey(const HxAny& key) const = 0;
+  // Every key once. The enumerator keeps what it needs alive.
+  virtual Ref<HxEnumerator> keyEnumerator() const = 0;
+
+  bool isEqual(const HxObject& other) const final;
+  HxUInteger hash() const final;
+  // "{\n    key = value;\n}", sorted by the descriptions of the keys.
+  HxString description() const override;
+  HxAny copy() const override;
+  HxAny mutableCopy() const final;
+
+ protected:
+  explicit HxDictionaryObject(std::uint32_t flags = 0) noexcept
+      : HxObject(HxTypeID::dictionary, flags) {}
+  ~HxDictionaryObject() override = default;
+};
+
+class RONDEL_EXPORT HxDictionary : public HxAny {
+ public:
+  struct Entry {
+    HxAny key;
+    HxAny value;
+  };
+
+  constexpr HxDictionary() noexcept = default;
+  constexpr HxDictionary(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  HxDictionary(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  // A dictionary of one's own class. Nil gives nil.
+  template <std::derived_from<HxDictionaryObject> T>
+  explicit HxDictionary(const Ref<T>& object) noexcept : HxAny(object) {}
+  static bool canHold(const HxObject* object) noexcept {
+    return object && object->typeID() == HxTypeID::dictionary;
+  }
+
+  static HxDictionary dictionary();
+  static HxDictionary dictionaryWithObjectForKey(const HxAny& object, const HxAny& key);
+  // Of entries that are given twice the last one counts.
+  static HxDictionary dictionaryWithEntries(std::initializer_list<Entry> entries);
+  // A new dictionary of the same entries; nil gives an empty one. With copyItems each value is
+  // replaced by its copy.
+  static HxDictionary initWithDictionary(const HxDictionary& other, bool copyItems = false);
+  // A property list file whose root is a dictionary; nil when it cannot be read, is damaged, or has
+  // another root.
+  static HxDictionary dictionaryWithContentsOfFile(const HxString& path);
+
+  HxUInteger count() const { return _object ? dictionaryObject()->count() : 0; }
+  bool isEmpty() const { return count() == 0; }
+  // Nil when the key is absent or nil.
+  HxAny objectForKey(const HxAny& key) const {
+    return _object && key ? dictionaryObject()->objectForKey(key) : HxAny();
+  }
+  // The same as a handle of type H, nil when the value is of another kind.
+  template <std::derived_from<HxAny> H>
+  H objectForKey(const HxAny& key) const {
+    return as<H>(objectForKey(key));
+  }
+  HxArray allKeys() const;
+  HxArray allValues() const;
+  // Null for nil.
+  Ref<HxEnumerator> keyEnumerator() const {
+    return _object ? dictionaryObject()->keyEnumerator() : Ref<HxEnumerator>();
+  }
+  bool isEqualToDictionary(const HxDictionary& other) const { return isEqual(other); }
+
+  // The dictionary itself when immutable, else an immutable copy.
+  HxDictionary copy() const;
+  HxMutableDictionary mutableCopy() const;
+
+  class Iterator {
+   public:
+    using value_type = Entry;
+    using difference_type = std::ptrdiff_t;
+    Iterator() noexcept = default;
+    explicit Iterator(const HxDictionaryObject* dictionary);
+    const Entry& operator*() const noexcept { return _entry; }
+    Iterator& operator++();
+    // Only the question whether the end is reached makes sense.
+    friend bool operator==(const Iterator& a, const Iterator& b) noexcept {
+      return a._entry.key.object() == b._entry.key.object();
+    }
+
+   private:
+    const HxDictionaryObject* _dictionary = nullptr;
+    Ref<HxEnumerator> _keys;
+    Entry _entry;
+  };
+  Iterator begin() const { return Iterator(dictionaryObject()); }
+  Iterator end() const noexcept { return Iterator(); }
+
+ protected:
+  const HxDictionaryObject* dictionaryObject() const noexcept {
+    return static_cast<const HxDictionaryObject*>(_object);
+  }
+};
+
+// The mutable form.
+class RONDEL_EXPORT HxMutableDictionary : public HxDictionary {
+ public:
+  constexpr HxMutableDictionary() noexcept = default;
+  constexpr HxMutableDictionary(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  HxMutableDictionary(Unchecked, const HxAny& any) noexcept : HxDictionary(Unchecked{}, any) {}
+  static bool canHold(const HxObject* object) noexcept {
+    return HxDictionary::canHold(object) && (bitsOf(object) & kMutable) != 0;
+  }
+
+  static HxMutableDictionary dictionary();
+  static HxMutableDictionary dictionaryWithCapacity(HxUInteger capacity);
+
+  void setObjectForKey(const HxAny& object, const HxAny& key);
+  void removeObjectForKey(const HxAny& key);
+  void removeAllObjects();
+  void addEntriesFromDictionary(const HxDictionary& other);
+};
+
+}  // namespace rondel

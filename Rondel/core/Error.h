@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+//
+// HxError: an immutable record of what went wrong, handed out through an `error` argument.
+//
+//   HxError error;
+//   if (!store.synchronize(&error)) HxLog("%@"_hx, error.localizedDescription());
+//
+// An operation that reports this way takes a pointer to an HxError as its last argument, which may
+// be null. It stores an error only when it fails, and its result says that it failed; the error
+// must not be read after a success.
+#pragma once
+
+#include "Rondel/core/String.h"
+
+namespace rondel {
+
+class HxDictionary;
+
+// The domain of operating system errors; the code is an errno value.
+inline constexpr HxString HxPOSIXErrorDomain = "HxPOSIXErrorDomain"_hx;
+// Errors of the library's own readers; see the operation that gives them.
+inline constexpr HxString HxPropertyListErrorDomain = "HxPropertyListErrorDomain"_hx;
+// User-info keys: the path concerned, and the text to show.
+inline constexpr HxString HxFilePathErrorKey = "HxFilePathErrorKey"_hx;
+inline constexpr HxString HxLocalizedDescriptionKey = "HxLocalizedDescriptionKey"_hx;
+
+class RONDEL_EXPORT HxError : public HxAny {
+ public:
+  constexpr HxError() noexcept = default;
+  constexpr HxError(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  HxError(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  static bool canHold(const HxObject* object) noexcept {
+    return object && object->typeID() == HxTypeID::error;
+  }
+
+  static HxError errorWithDomain(const HxString& domain, HxInteger code,
+                                 const HxDictionary& userInfo);
+  // An error of the operating system with the path concerned, which may be nil.
+  static HxError posixError(int code, const HxString& path);
+
+  HxString domain() const;
+  HxInteger code() const noexcept;
+  HxDictionary userInfo() const;
+  // Text to show: that of HxLocalizedDescriptionKey, else the system's text for an errno value
+  // behind the path, else domain and code.
+  HxString localizedDescription() const;
+};
+
+}  // namespace rondel

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+//
+// HxException: a failure that is raised and caught by unwinding.
+//
+//   try {
+//     array.objectAtIndex(9);
+//   } catch (const HxException& exception) {
+//     HxLog("%@: %@"_hx, exception.name(), exception.reason());
+//   }
+//
+// It derives from std::exception, and what() gives "name: reason" in UTF-8. Objects and locks held
+// across a raise are released by the frames that hold them.
+#pragma once
+
+#include <exception>
+
+#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/String.h"
+
+namespace rondel {
+
+inline constexpr HxString HxInvalidArgumentException = "HxInvalidArgumentException"_hx;
+inline constexpr HxString HxRangeException = "HxRangeException"_hx;
+inline constexpr HxString HxInternalInconsistencyException = "HxInternalInconsistencyException"_hx;
+// A read, a write or a launch that the system refused; raised by HxFileHandle and HxTask.
+inline constexpr HxString HxFileHandleOperationException = "HxFileHandleOperationException"_hx;
+
+class RONDEL_EXPORT HxException : public std::exception {
+ public:
+  HxException(const HxString& name, const HxString& reason,
+              const HxDictionary& userInfo = HxDictionary());
+  HxException(const HxException&) noexcept;
+  HxException& operator=(const HxException&) noexcept;
+  ~HxException() override;
+
+  const HxString& name() const noexcept { return _name; }
+  const HxString& reason() const noexcept { return _reason; }
+  const HxDictionary& userInfo() const noexcept { return _userInfo; }
+  const char* what() const noexcept override;
+
+  // Makes an exception with a formatted reason and raises it.
+  template <class... Arguments>
+  [[noreturn]] static void raise(const HxString& name, const HxString& format,
+                                 const Arguments&... arguments) {
+    raiseWithArguments(name, format, HxArgumentPack(arguments...));
+  }
+  [[noreturn]] static void raiseWithArguments(const HxString& name, const HxString& format,
+                                              HxArguments arguments);
+  // Raises this one.
+  [[noreturn]] void raise() const { throw *this; }
+
+ private:
+  HxString _name;
+  HxString _reason;
+  HxDictionary _userInfo;
+  HxString _what;  // flat, or made so: what() must not fail
+};
+
+}  // namespace rondel

@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+//
+// Ordered sets of indexes, kept as ranges.
+//
+//   HxMutableIndexSet lines = HxMutableIndexSet::indexSet();
+//   lines.addIndex(4);
+//   for (HxUInteger index : lines) ...
+//
+// Indexes go from 0 to HxNotFound - 1; others are not added. On nil every operation gives 0, false,
+// HxNotFound or does nothing.
+#pragma once
+
+#include "Rondel/core/Object.h"
+
+namespace rondel {
+
+class HxIndexSetObject;
+class HxMutableIndexSet;
+
+class RONDEL_EXPORT HxIndexSet : public HxAny {
+ public:
+  constexpr HxIndexSet() noexcept = default;
+  constexpr HxIndexSet(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  HxIndexSet(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  static bool canHold(const HxObject* object) noexcept {
+    return object && object->typeID() == HxTypeID::indexSet;
+  }
+
+  static HxIndexSet indexSet();
+  static HxIndexSet indexSetWithIndex(HxUInteger index);
+  static HxIndexSet indexSetWithIndexesInRange(HxRange range);
+
+  HxUInteger count() const noexcept;
+  bool isEmpty() const noexcept { return count() == 0; }
+  bool containsIndex(HxUInteger index) const noexcept;
+  HxUInteger countOfIndexesInRange(HxRange range) const noexcept;
+  HxUInteger firstIndex() const noexcept;  // HxNotFound when empty
+  HxUInteger lastIndex() const noexcept;
+  // The first index behind this one, HxNotFound when there is none.
+  HxUInteger indexGreaterThanIndex(HxUInteger index) const noexcept;
+  bool isEqualToIndexSet(const HxIndexSet& other) const { return isEqual(other); }
+
+  HxIndexSet copy() const;
+  HxMutableIndexSet mutableCopy() const;
+
+  class Iterator {
+   public:
+    using value_type = HxUInteger;
+    using difference_type = std::ptrdiff_t;
+    Iterator() noexcept = default;
+    Iterator(const HxIndexSet* set, HxUInteger index) noexcept : _set(set), _index(index) {}
+    HxUInteger operator*() const noexcept { return _index; }
+    Iterator& operator++() noexcept {
+      _index = _set->indexGreaterThanIndex(_index);
+      return *this;
+    }
+    friend bool operator==(const Iterator& a, const Iterator& b) noexcept {
+      return a._index == b._index;
+    }
+
+   private:
+    const HxIndexSet* _set = nullptr;
+    HxUInteger _index = HxNotFound;
+  };
+  Iterator begin() const noexcept { return {this, firstIndex()}; }
+  Iterator end() const noexcept { return {this, HxNotFound}; }
+};
+
+class RONDEL_EXPORT HxMutableIndexSet : public HxIndexSet {
+ public:
+  constexpr HxMutableIndexSet() noexcept = default;
+  constexpr HxMutableIndexSet(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  HxMutableIndexSet(Unchecked, const HxAny& any) noexcept : HxIndexSet(Unchecked{}, any) {}
+  static bool canHold(const HxObject* object) noexcept {
+    return HxIndexSet::canHold(object) && (bitsOf(object) & kMutable) != 0;
+  }
+
+  static HxMutableIndexSet indexSet();
+  void addIndex(HxUInteger index) { addIndexesInRange({index, 1}); }
+  void addIndexesInRange(HxRange range);
+  void removeIndex(HxUInteger index) { removeIndexesInRange({index, 1}); }
+  void removeIndexesInRange(HxRange range);
+  void removeAllIndexes();
+};
+
+}  // namespace rondel

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+//
+// Numbers as objects, for collections and property lists.
+//
+//   HxNumber type = HxNumber::numberWithInt(-1);
+//
+// A number keeps the kind that it was made with: signed, unsigned, real or boolean. Numbers of
+// equal value are equal and hash alike, whatever their kinds. On nil every operation gives 0, false
+// or nil. Numbers never change and may be used on any thread.
+#pragma once
+
+#include "Rondel/core/Object.h"
+
+namespace rondel {
+
+class RONDEL_EXPORT HxNumber : public HxAny {
+ public:
+  constexpr HxNumber() noexcept = default;
+  constexpr HxNumber(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  HxNumber(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  static bool canHold(const HxObject* object) noexcept {
+    return object && object->typeID() == HxTypeID::number;
+  }
+
+  static HxNumber numberWithInt(int value);
+  static HxNumber numberWithInteger(HxInteger value);
+  static HxNumber numberWithUnsignedInteger(HxUInteger value);
+  static HxNumber numberWithDouble(double value);
+  static HxNumber numberWithBool(bool value);
+
+  // The value as another kind. Integers wrap as in C; a real is cut towards zero and saturates, NaN
+  // gives 0.
+  int intValue() const noexcept;
+  HxInteger integerValue() const noexcept;
+  HxUInteger unsignedIntegerValue() const noexcept;
+  double doubleValue() const noexcept;
+  bool boolValue() const noexcept;
+  bool isBoolean() const noexcept;
+  bool isReal() const noexcept;
+  // Decimal text; 1 and 0 for booleans; the shortest text that reads back as the same value for
+  // reals.
+  HxString stringValue() const;
+};
+
+}  // namespace rondel

@@ -1,0 +1,367 @@
+// SPDX-License-Identifier: MIT
+//
+// Objects, references to them, and the questions that every object answers.
+//
+// HxObject is the root class. It carries a reference count in itself; whoever holds a reference
+// keeps the object alive, and dropping the last one destroys it. There are three ways to hold one:
+//
+//   Ref<ZevMoTask> task = ZevMoTask::init();   // a class with a life of its own, used with ->
+//   HxString name = "cc"_hx;                   // a value type: a nil-safe handle, used with a dot
+//   HxAny any = name;                          // any object at all
+//   HxString back = as<HxString>(any);         // and back: nil when it is something else
+//
+// All three are one pointer wide and may be nil. On a nil value-type handle or HxAny every
+// operation does nothing and gives zero: 0, false, nil or an empty answer. A nil Ref must not be
+// used with ->.
+//
+// Threads: reference counts are atomic. An object that nobody changes may be read from any thread.
+#pragma once
+
+#include <concepts>
+#include <type_traits>
+#include <utility>
+
+#include "Rondel/core/Export.h"
+#include "Rondel/core/Types.h"
+#include "Rondel/core/internal/AtomicWord.h"
+
+namespace rondel {
+
+class HxAny;
+class HxArray;
+class HxClass;
+class HxObject;
+class HxSelector;
+class HxString;
+
+template <class T>
+class Ref;
+
+// The run-time type identity of the low-level layer: one for all strings, one for all arrays and so
+// on, user-defined kinds included.
+enum class HxTypeID : std::uint8_t {
+  object,
+  string,
+  array,
+  dictionary,
+  set,
+  indexSet,
+  data,
+  number,
+  date,
+  characterSet,
+  error,
+  bundle,
+};
+
+// An operation's name, interned: two selectors of the same name are the same. The null selector
+// names nothing.
+class RONDEL_EXPORT HxSelector {
+ public:
+  constexpr HxSelector() noexcept = default;
+  // `name` is copied on first use of that name; null gives the null selector.
+  explicit HxSelector(const char* name);
+
+  // NUL-terminated, lives as long as the process; null for the null selector.
+  constexpr const char* name() const noexcept { return _name; }
+  constexpr explicit operator bool() const noexcept { return _name != nullptr; }
+  friend constexpr bool operator==(HxSelector, HxSelector) noexcept = default;
+
+ private:
+  const char* _name = nullptr;
+};
+
+// One operation that can be called by its name at run time.
+struct HxMethod {
+  const char* name;  // with its colons: "compare:"
+  HxAny (*call)(HxObject& self, const HxAny& argument);
+};
+
+// What a class tells of itself. One static object a class; see HxClass.
+struct HxClassInfo {
+  const char* name;
+  const HxClassInfo* superclass = nullptr;
+  HxAny (*make)() = nullptr;          // a new instance, for classes that can be made by name
+  const HxMethod* methods = nullptr;  // only what is called by name
+  HxUInteger methodCount = 0;
+};
+
+// A class as a value. The null class has no name and no instances.
+class RONDEL_EXPORT HxClass {
+ public:
+  constexpr HxClass() noexcept = default;
+  constexpr explicit HxClass(const HxClassInfo* info) noexcept : _info(info) {}
+
+  constexpr const char* name() const noexcept { return _info ? _info->name : nullptr; }
+  constexpr const HxClassInfo* info() const noexcept { return _info; }
+  constexpr HxClass superclass() const noexcept {
+    return HxClass(_info ? _info->superclass : nullptr);
+  }
+  // A new instance, nil when the class cannot be made by name.
+  HxAny make() const;
+  // Whether this is `other` or derived from it.
+  bool isSubclassOfClass(HxClass other) const noexcept;
+  bool instancesRespondToSelector(HxSelector selector) const noexcept;
+
+  constexpr explicit operator bool() const noexcept { return _info != nullptr; }
+  friend constexpr bool operator==(HxClass, HxClass) noexcept = default;
+
+ private:
+  const HxClassInfo* _info = nullptr;
+};
+
+// An interface as a value, for conformsToProtocol. Made by protocolOf<T>("T").
+class HxProtocol {
+ public:
+  using Test = bool (*)(const HxObject*);
+  constexpr HxProtocol(const char* name, Test test) noexcept : _name(name), _test(test) {}
+  constexpr const char* name() const noexcept { return _name; }
+  bool isAdoptedBy(const HxObject* object) const { return object && _test(object); }
+
+ private:
+  const char* _name;
+  Test _test;
+};
+
+// The root class.
+class RONDEL_EXPORT HxObject {
+ public:
+  HxObject(const HxObject&) = delete;
+  HxObject& operator=(const HxObject&) = delete;
+
+  static HxClass classObject() noexcept;
+  virtual HxClass hxClass() const noexcept { return classObject(); }
+
+  // Value equality where the class has one, identity otherwise. Equal objects have the same hash.
+  virtual bool isEqual(const HxObject& other) const { return this == &other; }
+  virtual HxUInteger hash() const;
+
+  // Human-readable text; never nil. By default "<ClassName: 0x...>".
+  virtual HxString description() const;
+  // The text that stands for the object in the message of a failed check. By default its
+  // description.
+  virtual HxString descriptionForAssertionMessage() const;
+
+  // Ordering of objects of one kind: strings, numbers, dates. Other objects order by address.
+  virtual HxComparisonResult compare(const HxObject& other) const;
+
+  // An immutable object with the same value; by default the object itself.
+  virtual HxAny copy() const;
+  // A new, independent, mutable object with the same value; by default copy().
+  virtual HxAny mutableCopy() const;
+
+  bool isKindOfClass(HxClass kind) const noexcept { return hxClass().isSubclassOfClass(kind); }
+  bool conformsToProtocol(const HxProtocol& protocol) const { return protocol.isAdoptedBy(this); }
+  bool respondsToSelector(HxSelector selector) const noexcept {
+    return hxClass().instancesRespondToSelector(selector);
+  }
+  // Calls the operation that the class registered under this name; raises
+  // HxInvalidArgumentException when there is none.
+  HxAny performSelector(HxSelector selector) const;
+  HxAny performSelector(HxSelector selector, const HxAny& argument) const;
+
+  constexpr HxTypeID typeID() const noexcept { return static_cast<HxTypeID>(_bits & kTypeMask); }
+
+  // Reference counting, for Ref and the handles; a host tool never calls these.
+  constexpr void retain() const noexcept {
+    if (!(_bits & kImmortal)) _count.increment();
+  }
+  constexpr void release() const noexcept {
+    if (!(_bits & kImmortal) && _count.decrement() == 0) delete this;
+  }
+  // Whether exactly one reference is left, that of the caller.
+  bool isUniquelyReferenced() const noexcept {
+    return !(_bits & kImmortal) && _count.loadAcquire() == 1;
+  }
+
+ protected:
+  // Bits beside the type, told at construction.
+  static constexpr std::uint32_t kTypeMask = 0xFF;
+  static constexpr std::uint32_t kImmortal = 0x100;    // never counted, never destroyed
+  static constexpr std::uint32_t kFlatNarrow = 0x200;  // a flat string, one byte a unit
+  static constexpr std::uint32_t kFlatWide = 0x400;    // a flat string, two bytes a unit
+  static constexpr std::uint32_t kMutable = 0x800;     // the mutable form of a value type
+
+  constexpr explicit HxObject(HxTypeID type = HxTypeID::object, std::uint32_t flags = 0) noexcept
+      : _bits(static_cast<std::uint32_t>(type) | flags) {}
+  constexpr virtual ~HxObject() = default;
+
+  constexpr std::uint32_t bits() const noexcept { return _bits; }
+
+ private:
+  friend class HxAny;
+  mutable internal::AtomicWord _count{1};  // the maker's reference, which it adopts
+  const std::uint32_t _bits;
+};
+
+// A handle for any object, and the base of all value-type handles.
+class RONDEL_EXPORT HxAny {
+ public:
+  // Tells a handle's constructor that the object is known to be of its kind; what as<> uses.
+  struct Unchecked {};
+
+  constexpr HxAny() noexcept : _object(nullptr) {}
+  constexpr HxAny(std::nullptr_t) noexcept
+      : _object(nullptr) {}  // NOLINT: nil is written as nullptr
+  // Shares the object.
+  constexpr explicit HxAny(const HxObject* object) noexcept
+      : _object(const_cast<HxObject*>(object)) {
+    if (_object) _object->retain();
+  }
+  template <class T>
+  HxAny(const Ref<T>& reference) noexcept;  // NOLINT: every reference is an HxAny
+
+  constexpr HxAny(const HxAny& other) noexcept : HxAny(other._object) {}
+  constexpr HxAny(HxAny&& other) noexcept : _object(std::exchange(other._object, nullptr)) {}
+  HxAny& operator=(const HxAny& other) noexcept {
+    HxAny(other).swap(*this);
+    return *this;
+  }
+  HxAny& operator=(HxAny&& other) noexcept {
+    HxAny(std::move(other)).swap(*this);
+    return *this;
+  }
+  constexpr ~HxAny() {
+    if (_object) _object->release();
+  }
+  void swap(HxAny& other) noexcept { std::swap(_object, other._object); }
+
+  // Takes over the reference that the caller holds.
+  static HxAny adopt(HxObject* object) noexcept {
+    HxAny any;
+    any._object = object;
+    return any;
+  }
+
+  constexpr bool isNil() const noexcept { return !_object; }
+  constexpr explicit operator bool() const noexcept { return _object != nullptr; }
+  // The object behind the handle, still owned by it; null for nil.
+  constexpr HxObject* object() const noexcept { return _object; }
+
+  // The questions of HxObject; zero, false or nil for nil. isEqual is false when either side is
+  // nil.
+  bool isEqual(const HxAny& other) const {
+    return _object && other._object &&
+           (_object == other._object || _object->isEqual(*other._object));
+  }
+  HxUInteger hash() const { return _object ? _object->hash() : 0; }
+  HxString description() const;
+  HxString descriptionForAssertionMessage() const;
+  HxComparisonResult compare(const HxAny& other) const;
+  HxAny copy() const;
+  HxAny mutableCopy() const;
+  HxClass hxClass() const noexcept { return _object ? _object->hxClass() : HxClass(); }
+  bool isKindOfClass(HxClass kind) const noexcept {
+    return _object && _object->isKindOfClass(kind);
+  }
+  bool conformsToProtocol(const HxProtocol& protocol) const {
+    return protocol.isAdoptedBy(_object);
+  }
+  bool respondsToSelector(HxSelector selector) const noexcept {
+    return _object && _object->respondsToSelector(selector);
+  }
+  HxAny performSelector(HxSelector selector) const;
+  HxAny performSelector(HxSelector selector, const HxAny& argument) const;
+
+  // By isEqual; two nils are equal here, so that handles can be compared as values.
+  friend bool operator==(const HxAny& a, const HxAny& b) {
+    return a._object == b._object || a.isEqual(b);
+  }
+
+ protected:
+  static constexpr std::uint32_t bitsOf(const HxObject* object) noexcept { return object->bits(); }
+  static constexpr std::uint32_t kFlatNarrow = HxObject::kFlatNarrow;
+  static constexpr std::uint32_t kFlatWide = HxObject::kFlatWide;
+  static constexpr std::uint32_t kMutable = HxObject::kMutable;
+
+  HxObject* _object;
+};
+
+// A shared-owning reference to an object of class T, nil by default. T may be incomplete where a
+// Ref is only declared.
+template <class T>
+class Ref {
+ public:
+  constexpr Ref() noexcept = default;
+  constexpr Ref(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  // Shares the object.
+  explicit Ref(T* object) noexcept : _object(object) {
+    if (_object) _object->retain();
+  }
+  Ref(const Ref& other) noexcept : Ref(other._object) {}
+  constexpr Ref(Ref&& other) noexcept : _object(std::exchange(other._object, nullptr)) {}
+  template <std::derived_from<T> U>
+  Ref(const Ref<U>& other) noexcept : Ref(static_cast<T*>(other.get())) {}  // NOLINT: up-cast
+  Ref& operator=(Ref other) noexcept {
+    std::swap(_object, other._object);
+    return *this;
+  }
+  ~Ref() {
+    if (_object) _object->release();
+  }
+
+  // Takes over the reference that the caller holds; what a new object is wrapped with.
+  static Ref adopt(T* object) noexcept {
+    Ref reference;
+    reference._object = object;
+    return reference;
+  }
+
+  constexpr T* get() const noexcept { return _object; }
+  constexpr T* operator->() const noexcept { return _object; }
+  constexpr T& operator*() const noexcept { return *_object; }
+  constexpr explicit operator bool() const noexcept { return _object != nullptr; }
+  constexpr bool isNil() const noexcept { return !_object; }
+  friend constexpr bool operator==(const Ref& a, const Ref& b) noexcept {
+    return a._object == b._object;
+  }
+
+ private:
+  T* _object = nullptr;
+};
+
+// A new object, its first reference adopted.
+template <class T, class... Arguments>
+Ref<T> makeRef(Arguments&&... arguments) {
+  return Ref<T>::adopt(new T(std::forward<Arguments>(arguments)...));
+}
+
+template <class T>
+HxAny::HxAny(const Ref<T>& reference) noexcept
+    : HxAny(static_cast<const HxObject*>(reference.get())) {}
+
+// The same object under handle type H, nil when it is of another kind. For mutable forms the object
+// must be mutable.
+template <std::derived_from<HxAny> H>
+H as(const HxAny& any) {
+  return H::canHold(any.object()) ? H(HxAny::Unchecked{}, any) : H();
+}
+// The same object under class T, nil when it is of another class.
+template <std::derived_from<HxObject> T>
+Ref<T> asRef(const HxAny& any) {
+  return Ref<T>(dynamic_cast<T*>(any.object()));
+}
+
+// The interface T as a value, under the name it has in messages.
+template <class T>
+constexpr HxProtocol protocolOf(const char* name) {
+  return HxProtocol(
+      name, [](const HxObject* object) { return dynamic_cast<const T*>(object) != nullptr; });
+}
+
+// The name as text, nil for the null selector; and back, null for nil.
+RONDEL_EXPORT HxString HxStringFromSelector(HxSelector selector);
+RONDEL_EXPORT HxSelector HxSelectorFromString(const HxString& name);
+// The class's name, nil for the null class.
+RONDEL_EXPORT HxString HxStringFromClass(HxClass kind);
+
+// Run-time type identity; that of nil is that of a plain object.
+inline HxTypeID HcGetTypeID(const HxAny& any) noexcept {
+  return any ? any.object()->typeID() : HxTypeID::object;
+}
+constexpr HxTypeID HcStringGetTypeID() noexcept { return HxTypeID::string; }
+constexpr HxTypeID HcArrayGetTypeID() noexcept { return HxTypeID::array; }
+constexpr HxTypeID HcDictionaryGetTypeID() noexcept { return HxTypeID::dictionary; }
+constexpr HxTypeID HcDataGetTypeID() noexcept { return HxTypeID::data; }
+
+}  // namespace rondel

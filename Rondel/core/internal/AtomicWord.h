@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+//
+// A 32-bit word that several threads may use: what reference counts and kept hashes need of
+// <atomic>, whose header would cost every user of the library 24,000 lines.
+#pragma once
+
+#include <cstdint>
+#include <type_traits>
+
+namespace rondel::internal {
+
+class AtomicWord {
+ public:
+  constexpr explicit AtomicWord(std::uint32_t value) noexcept : _value(value) {}
+  AtomicWord(const AtomicWord&) = delete;
+  AtomicWord& operator=(const AtomicWord&) = delete;
+
+  std::uint32_t loadRelaxed() const noexcept { return __atomic_load_n(&_value, __ATOMIC_RELAXED); }
+  std::uint32_t loadAcquire() const noexcept { return __atomic_load_n(&_value, __ATOMIC_ACQUIRE); }
+  void storeRelaxed(std::uint32_t value) noexcept {
+    __atomic_store_n(&_value, value, __ATOMIC_RELAXED);
+  }
+  constexpr void increment() noexcept {
+    if (std::is_constant_evaluated()) {
+      ++_value;
+    } else {
+      __atomic_fetch_add(&_value, 1U, __ATOMIC_RELAXED);
+    }
+  }
+  // Gives the value that is left.
+  constexpr std::uint32_t decrement() noexcept {
+    return std::is_constant_evaluated() ? --_value
+                                        : __atomic_sub_fetch(&_value, 1U, __ATOMIC_ACQ_REL);
+  }
+
+ private:
+  std::uint32_t _value;
+};
+
+}  // namespace rondel::internal

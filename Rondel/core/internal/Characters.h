@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+//
+// The characters of any string as one run, for algorithms: where they lie for built-in strings, a
+// stack buffer for short ones of other classes, the heap beyond that. Never a copy where a view
+// will do.
+//
+//   Characters text(string);
+//   text.visit([&](auto* units, HxUInteger length) { ... });   // const char* (ASCII) or const
+//   HxUniChar*
+#pragma once
+
+#include <cstdlib>
+#include <new>
+
+#include "Rondel/core/String.h"
+
+namespace rondel::internal {
+
+class Characters {
+ public:
+  static constexpr HxUInteger kStackUnits = 256;
+
+  // Good as long as `string` is not changed. A nil string has no characters.
+  explicit Characters(const HxString& string)
+      : Characters(static_cast<const HxStringObject*>(string.object())) {}
+  explicit Characters(const HxStringObject* string) {
+    if (!string) return;
+    _length = string->length();
+    const HxStringObject::Contiguous run = string->contiguousCharacters();
+    _narrow = run.narrow;
+    _wide = run.wide;
+    if (!_narrow && !_wide) gather(*string);
+  }
+  Characters(const Characters&) = delete;
+  Characters& operator=(const Characters&) = delete;
+  ~Characters() { std::free(_heap); }
+
+  HxUInteger length() const noexcept { return _length; }
+  // ASCII, one byte a unit; wide() is null then.
+  const char* narrow() const noexcept { return _narrow; }
+  const HxUniChar* wide() const noexcept { return _wide; }
+  bool isNarrow() const noexcept { return _narrow != nullptr; }
+  HxUniChar operator[](HxUInteger index) const noexcept {
+    return _narrow ? static_cast<unsigned char>(_narrow[index]) : _wide[index];
+  }
+
+  template <class Visitor>
+  decltype(auto) visit(Visitor&& visitor) const {
+    return _narrow ? visitor(_narrow, _length) : visitor(_wide, _length);
+  }
+
+ private:
+  void gather(const HxStringObject& string) {
+    HxUniChar* units = _stack;
+    if (_length > kStackUnits) {
+      _heap = static_cast<HxUniChar*>(std::malloc(_length * sizeof(HxUniChar)));
+      if (!_heap) throw std::bad_alloc();
+      units = _heap;
+    }
+    try {
+      string.getCharacters(units, {0, _length});
+    } catch (...) {
+      std::free(_heap);
+      throw;
+    }
+    _wide = units;
+  }
+
+  HxUInteger _length = 0;
+  const char* _narrow = "";
+  const HxUniChar* _wide = nullptr;
+  HxUniChar* _heap = nullptr;
+  HxUniChar _stack[kStackUnits];
+};
+
+// Whether all units are ASCII.
+bool isASCII(const char* bytes, HxUInteger length) noexcept;
+bool isASCII(const HxUniChar* units, HxUInteger length) noexcept;
+// Copies units that are known to be ASCII, one byte each; and back.
+void narrowUnits(const HxUniChar* units, HxUInteger length, char* out) noexcept;
+void widenBytes(const char* bytes, HxUInteger length, HxUniChar* out) noexcept;
+
+// New flat strings: from bytes known to be ASCII; from units, stored narrow when all of them are
+// ASCII.
+HxString makeString(const char* ascii, HxUInteger length);
+HxString makeString(const HxUniChar* units, HxUInteger length);
+
+}  // namespace rondel::internal

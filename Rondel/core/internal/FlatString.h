@@ -1,0 +1,269 @@
+// SPDX-License-Identifier: MIT
+//
+// The built-in immutable string: a header of 24 bytes and the characters in one block. While all of
+// them are ASCII they take one byte each, else two; a string that holds only ASCII is never stored
+// wide, so that two flat strings of different width are never equal. A NUL (not counted) stands
+// behind the characters.
+//
+// String.h reads these inline; nothing here is for users.
+#pragma once
+
+#include <bit>
+#include <cstring>
+#include <string_view>
+
+#include "Rondel/core/Object.h"
+
+namespace rondel {
+
+class HxStringObject;
+
+namespace internal {
+
+// Hash of a text: the same for its narrow and its wide form, at compile time and at run time. Never
+// 0.
+//
+// A multiply-and-fold hash over 8 bytes at a time; wide text that is not ASCII is hashed as its
+// little-endian bytes.
+constexpr std::uint64_t foldedProduct(std::uint64_t a, std::uint64_t b) noexcept {
+  __extension__ using Wide = unsigned __int128;
+  const Wide product = static_cast<Wide>(a) * b;
+  return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
+}
+
+template <class Byte>
+constexpr std::uint64_t loadBytes(const Byte* p, std::size_t n) noexcept {
+  if (std::is_constant_evaluated()) {
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+      value |= static_cast<std::uint64_t>(static_cast<unsigned char>(p[i])) << (8 * i);
+    }
+    return value;
+  }
+  if (n == 8) {
+    std::uint64_t value;
+    std::memcpy(&value, p, 8);
+    return value;
+  }
+  std::uint32_t value;
+  std::memcpy(&value, p, 4);
+  return value;
+}
+
+constexpr std::uint32_t hashOfBytes(const char* p, std::size_t n) noexcept {
+  constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15U;
+  constexpr std::uint64_t kSecret = 0xD6E8FEB86659FD93U;
+  std::uint64_t h = kSecret ^ n;
+  std::size_t left = n;
+  for (; left > 16; p += 16, left -= 16) {
+    h = foldedProduct(loadBytes(p, 8) ^ kMultiplier, loadBytes(p + 8, 8) ^ h);
+  }
+  std::uint64_t a = 0;
+  std::uint64_t b = 0;
+  if (left >= 8) {
+    a = loadBytes(p, 8);
+    b = loadBytes(p + left - 8, 8);
+  } else if (left >= 4) {
+    a = loadBytes(p, 4);
+    b = loadBytes(p + left - 4, 4);
+  } else if (left > 0) {
+    a = static_cast<std::uint64_t>(static_cast<unsigned char>(p[0])) << 16 |
+        static_cast<std::uint64_t>(static_cast<unsigned char>(p[left / 2])) << 8 |
+        static_cast<std::uint64_t>(static_cast<unsigned char>(p[left - 1]));
+  }
+  h = foldedProduct(a ^ kMultiplier, b ^ h);
+  return static_cast<std::uint32_t>(h ^ (h >> 32)) | 1U;
+}
+
+}  // namespace internal
+
+// The open class of strings. A class that supplies these three operations works wherever a string
+// does; everything else is derived from them.
+//
+//   class Spaces final : public HxStringObject {
+//    public:
+//     explicit Spaces(HxUInteger n) : _count(n) {}
+//     HxUInteger length() const override { return _count; }
+//     HxUniChar characterAtIndex(HxUInteger) const override { return u' '; }
+//     void getCharacters(HxUniChar* buffer, HxRange range) const override {
+//       for (HxUInteger i = 0; i < range.length; ++i) buffer[i] = u' ';
+//     }
+//    private:
+//     HxUInteger _count;
+//   };
+//   HxString text = HxString::stringWithObject(makeRef<Spaces>(8U));
+class RONDEL_EXPORT HxStringObject : public HxObject {
+ public:
+  static HxClass classObject() noexcept;
+  HxClass hxClass() const noexcept override { return classObject(); }
+
+  // Number of UTF-16 code units.
+  virtual HxUInteger length() const = 0;
+  // The code unit at an index below length(); the handle has checked the bounds.
+  virtual HxUniChar characterAtIndex(HxUInteger index) const = 0;
+  // Copies the units of a range within length() to `buffer`, with no terminator.
+  virtual void getCharacters(HxUniChar* buffer, HxRange range) const = 0;
+
+  // All units where they lie, if they lie in one run; null when they do not. An optional fast road:
+  // one of the two pointers is set, and it is good until the string changes or goes. `narrow` text
+  // must be ASCII.
+  struct Contiguous {
+    const char* narrow = nullptr;
+    const HxUniChar* wide = nullptr;
+  };
+  virtual Contiguous contiguousCharacters() const { return {}; }
+
+  // By code units, whatever the classes of the two strings are.
+  bool isEqual(const HxObject& other) const final;
+  HxUInteger hash() const final;
+  HxComparisonResult compare(const HxObject& other) const final;
+  HxString description() const override;
+  HxAny copy() const override;
+  HxAny mutableCopy() const final;
+
+ protected:
+  constexpr explicit HxStringObject(std::uint32_t flags = 0) noexcept
+      : HxObject(HxTypeID::string, flags) {}
+  constexpr ~HxStringObject() override = default;
+};
+
+namespace internal {
+
+class RONDEL_EXPORT FlatString final : public HxStringObject {
+ public:
+  // Lengths from here on do not fit the header; such text is kept in a string of another kind.
+  static constexpr HxUInteger kMaximumLength = 0xFFFFFFFEU;
+
+  // A new string of `length` units whose characters the caller writes, all of them, before anybody
+  // else sees it; wide text must hold at least one unit that is not ASCII. The reference is the
+  // caller's.
+  static FlatString* makeNarrow(HxUInteger length);
+  static FlatString* makeWide(HxUInteger length);
+
+  static HxClass classObject() noexcept;
+  HxClass hxClass() const noexcept override { return classObject(); }
+  HxUInteger length() const override { return _length; }
+  HxUniChar characterAtIndex(HxUInteger index) const override {
+    return isNarrow() ? static_cast<unsigned char>(narrow()[index]) : wide()[index];
+  }
+  void getCharacters(HxUniChar* buffer, HxRange range) const override;
+  Contiguous contiguousCharacters() const override {
+    return isNarrow() ? Contiguous{narrow(), nullptr} : Contiguous{nullptr, wide()};
+  }
+  HxAny copy() const override { return HxAny(this); }
+
+  constexpr bool isNarrow() const noexcept { return (bits() & kFlatNarrow) != 0; }
+  const char* narrow() const noexcept { return reinterpret_cast<const char*>(this + 1); }
+  const HxUniChar* wide() const noexcept { return reinterpret_cast<const HxUniChar*>(this + 1); }
+  char* narrow() noexcept { return reinterpret_cast<char*>(this + 1); }
+  HxUniChar* wide() noexcept { return reinterpret_cast<HxUniChar*>(this + 1); }
+  HxUInteger flatLength() const noexcept { return _length; }
+  // Computed on first use and kept; two threads that race compute the same.
+  std::uint32_t flatHash() const noexcept {
+    const std::uint32_t kept = _hash.loadRelaxed();
+    return kept ? kept : computeHash();
+  }
+
+  static void* operator new(std::size_t, void* place) noexcept { return place; }
+  static constexpr void operator delete(void* block) noexcept {
+    if (!std::is_constant_evaluated()) ::operator delete(block);
+  }
+  static constexpr void operator delete(void*, void*) noexcept {}
+
+  constexpr ~FlatString() override {
+  }  // NOLINT: the compilers want it written out to destroy constants while compiling
+
+  // For constants in static storage; see LiteralStorage.
+  constexpr FlatString(std::uint32_t length, std::uint32_t hash, bool isNarrow) noexcept
+      : HxStringObject(kImmortal | (isNarrow ? kFlatNarrow : kFlatWide)),
+        _length(length),
+        _hash(hash) {}
+
+ private:
+  FlatString(std::uint32_t length, std::uint32_t flags) noexcept
+      : HxStringObject(flags), _length(length) {}
+  std::uint32_t computeHash() const noexcept;
+
+  const std::uint32_t _length;
+  mutable AtomicWord _hash{0};
+};
+static_assert(sizeof(FlatString) == 24);
+
+// The text of a literal as a template argument: UTF-8 as it stands in the source.
+template <std::size_t N>
+struct LiteralText {
+  char bytes[N]{};
+  consteval LiteralText(const char (&text)[N]) {  // NOLINT: a literal converts
+    for (std::size_t i = 0; i < N; ++i) bytes[i] = text[i];
+  }
+  static constexpr std::size_t size() { return N - 1; }
+  constexpr bool isASCII() const {
+    for (std::size_t i = 0; i < size(); ++i) {
+      if (static_cast<unsigned char>(bytes[i]) >= 0x80) return false;
+    }
+    return true;
+  }
+};
+
+// UTF-16 units of a literal, decoded while compiling.
+template <std::size_t N>
+struct LiteralUnits {
+  HxUniChar units[N]{};
+  std::uint32_t length = 0;
+  constexpr explicit LiteralUnits(const LiteralText<N>& text) {
+    for (std::size_t i = 0; i < text.size();) {
+      const auto byte = [&](std::size_t at) {
+        return static_cast<std::uint32_t>(static_cast<unsigned char>(text.bytes[at]));
+      };
+      const std::uint32_t lead = byte(i);
+      std::uint32_t value = lead;
+      std::size_t count = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+      if (count > 1) value = lead & (0x7FU >> count);
+      for (std::size_t k = 1; k < count; ++k) value = value << 6 | (byte(i + k) & 0x3F);
+      i += count;
+      if (value >= 0x10000) {
+        units[length++] = static_cast<HxUniChar>(0xD7C0 + (value >> 10));
+        value = 0xDC00 + (value & 0x3FF);
+      }
+      units[length++] = static_cast<HxUniChar>(value);
+    }
+  }
+  constexpr std::uint32_t hash() const {
+    char bytes[2 * N]{};
+    for (std::size_t i = 0; i < length; ++i) {
+      bytes[2 * i] = static_cast<char>(units[i] & 0xFF);
+      bytes[2 * i + 1] = static_cast<char>(units[i] >> 8);
+    }
+    return hashOfBytes(bytes, 2 * length);
+  }
+};
+
+// An immortal string in static storage: constant-initialised, with its hash, never destroyed.
+template <std::size_t N>
+struct NarrowLiteral {
+  FlatString header;
+  char characters[N]{};
+  constexpr explicit NarrowLiteral(const LiteralText<N>& text)
+      : header(static_cast<std::uint32_t>(N - 1), hashOfBytes(text.bytes, N - 1), true) {
+    for (std::size_t i = 0; i < N; ++i) characters[i] = text.bytes[i];
+  }
+};
+template <std::size_t N>
+struct WideLiteral {
+  FlatString header;
+  HxUniChar characters[N]{};
+  constexpr explicit WideLiteral(const LiteralText<N>& text) : WideLiteral(LiteralUnits<N>(text)) {}
+  constexpr explicit WideLiteral(const LiteralUnits<N>& decoded)
+      : header(decoded.length, decoded.hash(), false) {
+    for (std::size_t i = 0; i < decoded.length; ++i) characters[i] = decoded.units[i];
+  }
+};
+template <LiteralText Text>
+struct LiteralStorage {
+  using Object = std::conditional_t<Text.isASCII(), NarrowLiteral<sizeof(Text.bytes)>,
+                                    WideLiteral<sizeof(Text.bytes)>>;
+  static constexpr Object object{Text};
+};
+
+}  // namespace internal
+}  // namespace rondel
