@@ -37,6 +37,7 @@ if(RONDEL_BUILD_TESTS)
     set_tests_properties(rondel_tests.${part} PROPERTIES
       ENVIRONMENT "GTEST_TOTAL_SHARDS=${test_parts};GTEST_SHARD_INDEX=${part}" TIMEOUT 900)
   endforeach()
+  add_test(NAME layers COMMAND ${PROJECT_SOURCE_DIR}/scripts/check_layers.py)
 endif()
 
 # examples/NAME/*.cc: the program NAME. examples/NAME/test gets the program's path and tests it.

@@ -1,0 +1,110 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Holds the layering of the library: who may include whom.
+
+A folder of Rondel/ may include itself and the folders before it in LAYERS. Beside that:
+- interop/ and Rondel.h may include every folder, and no folder may include them;
+- Rondel/host/linux/ is seen by Rondel/host/ alone, and only its files include headers that exist on Linux only;
+- tests may include everything, the library nothing of Rondel/testing/.
+
+Usage: check_layers.py [TREE]. It first shows on made-up trees that each rule can fail.
+"""
+import pathlib
+import re
+import sys
+import tempfile
+
+LAYERS = ["core", "host", "additions", "Streams", "files", "XML", "measure", "analysis"]
+INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]', re.M)
+LINUX_ONLY = re.compile(
+    r"linux/.*|asm/.*|sys/(epoll|eventfd|timerfd|signalfd|pidfd|inotify|fanotify|xattr|prctl|sendfile|syscall|vfs"
+    r"|sysinfo|personality)\.h|syscall\.h")
+
+
+def folder_of(path):
+    """The folder below Rondel/, or '' for a file that lies in Rondel/ itself."""
+    parts = pathlib.PurePosixPath(path).parts
+    return parts[1] if len(parts) > 2 else ""
+
+
+def fault(path, included):
+    """Why `path` may not include `included`, or None."""
+    folder = folder_of(path)
+    if LINUX_ONLY.fullmatch(included):
+        if not path.startswith("Rondel/host/linux/"):
+            return "is a Linux header, which only Rondel/host/linux/ may include"
+        return None
+    if not included.startswith("Rondel/"):
+        return None
+    wanted = folder_of(included)
+    if wanted == "testing":
+        return "belongs to the tests"
+    if folder in ("", "interop"):
+        return None
+    if wanted in ("", "interop"):
+        return "brings in higher layers"
+    if included.startswith("Rondel/host/linux/") and folder != "host":
+        return "is seen by Rondel/host/ only"
+    for name in (folder, wanted):
+        if name not in LAYERS:
+            return f"or its includer lies in the folder {name}, which has no place among the layers"
+    if LAYERS.index(wanted) > LAYERS.index(folder):
+        return f"lies above {folder}"
+    return None
+
+
+def faults_in(tree):
+    found = []
+    for file in sorted(tree.glob("Rondel/**/*")):
+        path = file.relative_to(tree).as_posix()
+        if file.suffix not in (".h", ".cc") or path.endswith("_test.cc") or path.startswith("Rondel/testing/"):
+            continue
+        for included in INCLUDE.findall(file.read_text(encoding="utf-8")):
+            why = fault(path, included)
+            if why:
+                found.append(f"{path}: {included} {why}")
+    return found
+
+
+def prove_that_it_can_fail():
+    cases = [  # file, what it includes, whether that is allowed
+        ("Rondel/core/A.h", "Rondel/core/internal/B.h", True),
+        ("Rondel/core/A.h", "Rondel/host/B.h", False),
+        ("Rondel/core/A.cc", "Rondel/additions/B.h", False),
+        ("Rondel/host/A.h", "Rondel/core/B.h", True),
+        ("Rondel/host/A.cc", "Rondel/host/linux/B.h", True),
+        ("Rondel/host/linux/A.cc", "sys/epoll.h", True),
+        ("Rondel/host/A.cc", "sys/epoll.h", False),
+        ("Rondel/host/A.cc", "linux/limits.h", False),
+        ("Rondel/Streams/A.cc", "Rondel/host/linux/B.h", False),
+        ("Rondel/Streams/A.cc", "Rondel/additions/B.h", True),
+        ("Rondel/Streams/A.h", "Rondel/XML/B.h", False),
+        ("Rondel/analysis/A.h", "Rondel/Streams/B.h", True),
+        ("Rondel/Streams/A.h", "Rondel/Rondel.h", False),
+        ("Rondel/files/A.h", "Rondel/interop/chrono.h", False),
+        ("Rondel/interop/A.h", "Rondel/analysis/B.h", True),
+        ("Rondel/Rondel.h", "Rondel/analysis/B.h", True),
+        ("Rondel/core/A.cc", "Rondel/testing/B.h", False),
+        ("Rondel/core/A_test.cc", "Rondel/testing/B.h", True),
+        ("Rondel/unheard/A.cc", "Rondel/core/B.h", False),
+    ]
+    for path, included, allowed in cases:
+        with tempfile.TemporaryDirectory() as folder:
+            file = pathlib.Path(folder, path)
+            file.parent.mkdir(parents=True)
+            file.write_text(f'#pragma once\n#  include "{included}"\n', encoding="utf-8")
+            found = faults_in(pathlib.Path(folder))
+            if (not found) != allowed:
+                sys.exit(f"check_layers: {path} with {included}: expected allowed={allowed}, got {found}")
+
+
+def main():
+    prove_that_it_can_fail()
+    tree = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else pathlib.Path(__file__).resolve().parent.parent)
+    found = faults_in(tree)
+    print("\n".join(found) if found else "layers: every include goes downwards")
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
