@@ -70,7 +70,8 @@ def check(prefix, document, line, mark, code):
 def main():
     prefix = pathlib.Path(sys.argv[1]).resolve()
     blocks, faults = [], []
-    documents = [TREE / "README.md", TREE / "CONTRIBUTING.md", *sorted(TREE.glob("docs/**/*.md"))]
+    documents = [TREE / "README.md", TREE / "CONTRIBUTING.md", *sorted(TREE.glob("docs/**/*.md")),
+                 *sorted(TREE.glob("*/README.md"))]
     for path in documents:
         document = path.relative_to(TREE).as_posix()
         text = path.read_text(encoding="utf-8")
