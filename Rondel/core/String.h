@@ -177,7 +177,12 @@ class RONDEL_EXPORT HxString : public HxAny {
   // ------------------------------------------------------------------------------------------------
 
   // Same code units in the same order. False when either is nil.
-  bool isEqualToString(const HxString& other) const;
+  bool isEqualToString(const HxString& other) const {
+    if (!_object || !other._object) return false;
+    if (_object == other._object) return true;
+    return isFlat() && other.isFlat() ? flat()->hasSameUnits(*other.flat())
+                                      : _object->isEqual(*other._object);
+  }
   // Ordering; text that is canonically equivalent is the same unless HxLiteralSearch is given, and
   // is ordered by the code units of its canonical decomposition. A nil argument sorts first. The
   // range is of the receiver.
@@ -247,6 +252,12 @@ class RONDEL_EXPORT HxString : public HxAny {
   HxString substringToIndex(HxUInteger index) const;
   // A nil argument appends nothing.
   HxString stringByAppendingString(const HxString& string) const;
+  // All parts in one new string, made with one allocation; nil parts add nothing.
+  template <std::derived_from<HxString>... Strings>
+  static HxString stringByConcatenating(const Strings&... strings) {
+    const HxString* const parts[] = {&strings...};
+    return concatenate(parts, sizeof...(strings));
+  }
   template <class... Arguments>
   HxString stringByAppendingFormat(const HxString& format, const Arguments&... arguments) const {
     return stringByAppendingString(stringWithFormat(format, arguments...));
@@ -297,6 +308,7 @@ class RONDEL_EXPORT HxString : public HxAny {
   }
 
  private:
+  static HxString concatenate(const HxString* const* parts, HxUInteger count);
   friend constexpr HxString internalLiteral(const internal::FlatString& object) noexcept;
 };
 

@@ -13,6 +13,7 @@
 #include <new>
 
 #include "Rondel/core/String.h"
+#include "Rondel/core/internal/Transcode.h"
 
 namespace rondel::internal {
 
@@ -72,17 +73,5 @@ class Characters {
   HxUniChar* _heap = nullptr;
   HxUniChar _stack[kStackUnits];
 };
-
-// Whether all units are ASCII.
-bool isASCII(const char* bytes, HxUInteger length) noexcept;
-bool isASCII(const HxUniChar* units, HxUInteger length) noexcept;
-// Copies units that are known to be ASCII, one byte each; and back.
-void narrowUnits(const HxUniChar* units, HxUInteger length, char* out) noexcept;
-void widenBytes(const char* bytes, HxUInteger length, HxUniChar* out) noexcept;
-
-// New flat strings: from bytes known to be ASCII; from units, stored narrow when all of them are
-// ASCII.
-HxString makeString(const char* ascii, HxUInteger length);
-HxString makeString(const HxUniChar* units, HxUInteger length);
 
 }  // namespace rondel::internal

@@ -164,6 +164,15 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
     return kept ? kept : computeHash();
   }
 
+  // Same units: flat strings of different width never hold the same text.
+  bool hasSameUnits(const FlatString& other) const noexcept {
+    return _length == other._length && ((bits() ^ other.bits()) & kFlatWide) == 0 &&
+           std::memcmp(this + 1, &other + 1, byteLength()) == 0;
+  }
+  HxUInteger byteLength() const noexcept {
+    return isNarrow() ? _length : HxUInteger{_length} * sizeof(HxUniChar);
+  }
+
   static void* operator new(std::size_t, void* place) noexcept { return place; }
   static constexpr void operator delete(void* block) noexcept {
     if (!std::is_constant_evaluated()) ::operator delete(block);

@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/core/Object.h"
+
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <unordered_set>
+
+#include "Rondel/core/Exception.h"
+#include "Rondel/core/Number.h"
+#include "Rondel/core/String.h"
+
+namespace rondel {
+
+// ---- Selectors --------------------------------------------------------------------------------
+
+namespace {
+
+// Every name that was ever made a selector. Never destroyed: selectors live as long as the process.
+const char* internedName(const char* name) {
+  static std::mutex lock;
+  static auto* names = new std::unordered_set<std::string>;
+  const std::lock_guard<std::mutex> guard(lock);
+  return names->insert(name).first->c_str();
+}
+
+}  // namespace
+
+HxSelector::HxSelector(const char* name) : _name(name ? internedName(name) : nullptr) {}
+
+HxString HxStringFromSelector(HxSelector selector) {
+  return HxString::stringWithUTF8String(selector.name());
+}
+
+HxSelector HxSelectorFromString(const HxString& name) {
+  return HxSelector(name.UTF8String().c_str());
+}
+
+// ---- Classes ----------------------------------------------------------------------------------
+
+HxAny HxClass::make() const { return _info && _info->make ? _info->make() : HxAny(); }
+
+bool HxClass::isSubclassOfClass(HxClass other) const noexcept {
+  if (!other) return false;
+  for (const HxClassInfo* info = _info; info; info = info->superclass) {
+    if (info == other._info) return true;
+  }
+  return false;
+}
+
+namespace {
+
+const HxMethod* methodOf(HxClass kind, HxSelector selector) noexcept {
+  if (!selector) return nullptr;
+  for (const HxClassInfo* info = kind.info(); info; info = info->superclass) {
+    for (HxUInteger i = 0; i < info->methodCount; ++i) {
+      if (std::strcmp(info->methods[i].name, selector.name()) == 0) return &info->methods[i];
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+bool HxClass::instancesRespondToSelector(HxSelector selector) const noexcept {
+  return methodOf(*this, selector) != nullptr;
+}
+
+HxString HxStringFromClass(HxClass kind) { return HxString::stringWithUTF8String(kind.name()); }
+
+// ---- Objects ----------------------------------------------------------------------------------
+
+namespace {
+
+constexpr HxMethod kObjectMethods[] = {
+    {"compare:",
+     [](HxObject& self, const HxAny& other) -> HxAny {
+       return HxNumber::numberWithInt(HxAny(&self).compare(other));
+     }},
+    {"isEqual:",
+     [](HxObject& self, const HxAny& other) -> HxAny {
+       return HxNumber::numberWithBool(HxAny(&self).isEqual(other));
+     }},
+    {"description", [](HxObject& self, const HxAny&) -> HxAny { return self.description(); }},
+};
+
+}  // namespace
+
+HxClass HxObject::classObject() noexcept {
+  static constexpr HxClassInfo info{"HxObject", nullptr, nullptr, kObjectMethods,
+                                    std::size(kObjectMethods)};
+  return HxClass(&info);
+}
+
+HxUInteger HxObject::hash() const {
+  return reinterpret_cast<HxUInteger>(this) >> 4;  // blocks are aligned to 16 bytes
+}
+
+HxString HxObject::description() const {
+  return HxString::stringWithFormat("<%s: %p>"_hx, hxClass().name(),
+                                    static_cast<const void*>(this));
+}
+
+HxString HxObject::descriptionForAssertionMessage() const { return description(); }
+
+HxComparisonResult HxObject::compare(const HxObject& other) const {
+  if (this == &other) return HxOrderedSame;
+  return std::less<>()(this, &other) ? HxOrderedAscending : HxOrderedDescending;
+}
+
+HxAny HxObject::copy() const { return HxAny(this); }
+
+HxAny HxObject::mutableCopy() const { return copy(); }
+
+HxAny HxObject::performSelector(HxSelector selector) const {
+  return performSelector(selector, HxAny());
+}
+
+HxAny HxObject::performSelector(HxSelector selector, const HxAny& argument) const {
+  const HxMethod* method = methodOf(hxClass(), selector);
+  if (!method) {
+    HxException::raise(HxInvalidArgumentException, "-[%s %s]: no such operation"_hx,
+                       hxClass().name(), selector.name());
+  }
+  return method->call(const_cast<HxObject&>(*this), argument);
+}
+
+// ---- Handles ----------------------------------------------------------------------------------
+
+HxString HxAny::description() const { return _object ? _object->description() : HxString(); }
+
+HxString HxAny::descriptionForAssertionMessage() const {
+  return _object ? _object->descriptionForAssertionMessage() : HxString();
+}
+
+HxComparisonResult HxAny::compare(const HxAny& other) const {
+  if (!_object) return HxOrderedSame;
+  return other._object ? _object->compare(*other._object) : HxOrderedDescending;
+}
+
+HxAny HxAny::copy() const { return _object ? _object->copy() : HxAny(); }
+
+HxAny HxAny::mutableCopy() const { return _object ? _object->mutableCopy() : HxAny(); }
+
+HxAny HxAny::performSelector(HxSelector selector) const {
+  return _object ? _object->performSelector(selector) : HxAny();
+}
+
+HxAny HxAny::performSelector(HxSelector selector, const HxAny& argument) const {
+  return _object ? _object->performSelector(selector, argument) : HxAny();
+}
+
+}  // namespace rondel

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+//
+// A string over a buffer of its own: what stands behind every mutable string, and behind the
+// immutable ones that are too long for a flat header. Narrow while all characters that were ever
+// put in are ASCII, wide from then on.
+#pragma once
+
+#include "Rondel/core/String.h"
+
+namespace rondel::internal {
+
+class RONDEL_EXPORT BufferString final : public HxStringObject {
+ public:
+  explicit BufferString(bool isMutable) noexcept : HxStringObject(isMutable ? kMutable : 0) {}
+  ~BufferString() override;
+
+  // An immutable string of any length.
+  template <class Unit>
+  static HxString makeLong(const Unit* units, HxUInteger length);
+
+  static HxClass classObject() noexcept;
+  HxClass hxClass() const noexcept override { return classObject(); }
+  HxUInteger length() const override { return _length; }
+  HxUniChar characterAtIndex(HxUInteger index) const override;
+  void getCharacters(HxUniChar* buffer, HxRange range) const override;
+  Contiguous contiguousCharacters() const override;
+  HxAny copy() const override;
+
+  void reserve(HxUInteger capacity);
+  // Replaces a range that fits by the text, which may be part of this very string.
+  void replace(HxRange range, const HxString& string);
+  void replaceWithUnits(HxRange range, const HxUniChar* units, HxUInteger length);
+  // ASCII only.
+  void replaceWithBytes(HxRange range, const char* bytes, HxUInteger length);
+
+ private:
+  template <class Unit>
+  Unit* openGap(Unit*& units, HxRange range, HxUInteger length);
+  void widen();
+
+  char* _narrow = nullptr;
+  HxUniChar* _wide = nullptr;  // set from the first unit on that is not ASCII; _narrow is null then
+  HxUInteger _length = 0;
+  HxUInteger _capacity = 0;
+};
+
+}  // namespace rondel::internal

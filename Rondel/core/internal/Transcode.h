@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+//
+// From one representation of text to another: ASCII bytes, UTF-16 units and UTF-8 (RFC 3629). All
+// functions are pure and may be called on any thread.
+#pragma once
+
+#include "Rondel/core/Types.h"
+
+namespace rondel {
+class HxString;
+}
+
+namespace rondel::internal {
+
+// Whether all units are ASCII.
+bool isASCII(const char* bytes, HxUInteger length) noexcept;
+bool isASCII(const HxUniChar* units, HxUInteger length) noexcept;
+// Copies units that are known to be ASCII, one byte each; and back.
+void narrowUnits(const HxUniChar* units, HxUInteger length, char* out) noexcept;
+void widenBytes(const char* bytes, HxUInteger length, HxUniChar* out) noexcept;
+
+// New strings: from bytes known to be ASCII; from units, stored narrow when all of them are ASCII.
+HxString makeString(const char* ascii, HxUInteger length);
+HxString makeString(const HxUniChar* units, HxUInteger length);
+// From well-formed UTF-8, nil when it is not.
+HxString makeStringFromUTF8(const char* bytes, HxUInteger length);
+
+// Bytes that units need in UTF-8, HxNotFound when there is a lone surrogate among them.
+HxUInteger lengthInUTF8(const HxUniChar* units, HxUInteger length) noexcept;
+// Writes UTF-8 and gives the byte behind it. A lone surrogate is written as U+FFFD, three bytes.
+char* encodeUTF8(const HxUniChar* units, HxUInteger length, char* out) noexcept;
+
+}  // namespace rondel::internal
