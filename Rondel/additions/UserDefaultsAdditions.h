@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+//
+// Additions to the user defaults: registering from a file, a forgiving flag, one domain by name,
+// and whether a setting differs from what was registered.
+//
+//   Ref<HxUserDefaults> defaults = HxUserDefaults::standardUserDefaults();
+//   registerDefaultsOfContentsOfFile(defaults, path);
+//   if (boolForKeyWithDefaultValue(defaults, "UseColour"_hx, true)) ...
+//
+// On a null reference each gives its zero answer. All may be used on any thread.
+#pragma once
+
+#include "Rondel/core/UserDefaults.h"
+
+namespace rondel {
+
+// Registers the entries of a property list file whose root is a dictionary. A nil path fails a
+// check of the host's assertion handler, "Invalid parameter not satisfying: path != nil". A file
+// that gives no dictionary is told through HxLog and otherwise ignored.
+RONDEL_EXPORT void registerDefaultsOfContentsOfFile(const Ref<HxUserDefaults>& defaults,
+                                                    const HxString& path);
+
+// A flag with an answer for the case that it is not set. A string is true when it is "YES" in any
+// case or when its integerValue is not 0, so any other word is false and not the default. A number
+// is true when it is not 0, and the number -1 means the default. Values of other kinds give the
+// default, and so does no value.
+RONDEL_EXPORT bool boolForKeyWithDefaultValue(const Ref<HxUserDefaults>& defaults,
+                                              const HxString& key, bool defaultValue);
+
+// The value of a key in one domain alone; nil when the key or the domain is not there. A nil name
+// means the identifier of the main bundle, and gives nil when it has none.
+RONDEL_EXPORT HxAny objectForKeyInVolatileDomainForName(const Ref<HxUserDefaults>& defaults,
+                                                        const HxString& key, const HxString& name);
+RONDEL_EXPORT HxAny objectForKeyInPersistentDomainForName(const Ref<HxUserDefaults>& defaults,
+                                                          const HxString& key,
+                                                          const HxString& name);
+
+// Whether the value that a search finds differs from the registered one. False for a key that is
+// not set or not registered.
+RONDEL_EXPORT bool objectIsChangedForKey(const Ref<HxUserDefaults>& defaults, const HxString& key);
+
+}  // namespace rondel

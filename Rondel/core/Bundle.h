@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+//
+// HxBundle: a folder that holds what belongs to a program or a library beside its code: facts about
+// it, and its messages in other languages.
+//
+//   HxBundle tool = HxBundle::mainBundle();
+//   HxString text = tool.localizedStringForKey("Cannot open %@."_hx, ""_hx, "Messages"_hx);
+//
+// The folder looks like this; every part of it may be missing:
+//
+//   Info.plist                            facts, a property list; its root is a dictionary
+//   Resources/<language>.lproj/<table>.strings    messages: "key" = "text";
+//
+// Of Info.plist two keys are read here: HxBundleIdentifier, the name by which the bundle is found,
+// and HxBundleDevelopmentRegion, the language that its texts were first written in. A file that is
+// damaged or cannot be read is reported once through HxLog and treated as empty.
+//
+// Languages. The languages that a user wants come from the environment, read once for each bundle:
+// LANGUAGE (several, separated by colons), then the first of LC_ALL, LC_MESSAGES and LANG that is
+// not empty; the locale C wants none. "de_AT.UTF-8" stands for de_AT.lproj, de-AT.lproj and
+// de.lproj, in this order. Behind them come en, the development region and Base. A text is taken
+// from the first of these that has its key.
+//
+// A bundle that was made once stays known and is never unloaded; the same path gives the same
+// bundle. On nil every operation gives nil. All operations may be used on any thread.
+#pragma once
+
+#include "Rondel/core/String.h"
+
+namespace rondel {
+
+class HxDictionary;
+
+// The library's own bundle, with the table of its messages.
+inline constexpr HxString HxRondelBundleIdentifier = "com.ostrand.Vantor.Rondel"_hx;
+// The table that is meant when none is named.
+inline constexpr HxString HxDefaultStringsTable = "Localizable"_hx;
+
+class RONDEL_EXPORT HxBundle : public HxAny {
+ public:
+  constexpr HxBundle() noexcept = default;
+  constexpr HxBundle(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  HxBundle(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  static bool canHold(const HxObject* object) noexcept {
+    return object && object->typeID() == HxTypeID::bundle;
+  }
+
+  // The bundle of the running program: the folder that its executable lies in. Never nil.
+  static HxBundle mainBundle();
+  // The bundle in a folder; nil when the path is nil or leads to no folder.
+  static HxBundle bundleWithPath(const HxString& path);
+  // The first bundle with this identifier among the main bundle, the library's own one and those
+  // that bundleWithPath made; nil when there is none. The library's own bundle is always there: it
+  // is the folder "rondel" of the user's or the system's data folders ($XDG_DATA_HOME,
+  // $XDG_DATA_DIRS, see the XDG base directory specification), and where there is no such folder a
+  // bundle without tables stands in for it, so that each message is its own key.
+  static HxBundle bundleWithIdentifier(const HxString& identifier);
+
+  // Its folder, without links; nil for a bundle that has none.
+  HxString bundlePath() const;
+  // From Info.plist; nil when it has none.
+  HxString bundleIdentifier() const;
+  // All of Info.plist; empty when there is none.
+  HxDictionary infoDictionary() const;
+  // The translations for Info.plist: the table "InfoPlist", whose keys are keys or texts of
+  // infoDictionary. Nil when there is no such table.
+  HxDictionary localizedInfoDictionary() const;
+  // The text for `key` in a table, nil or empty meaning HxDefaultStringsTable. A key that the table
+  // lacks gives `value`, unless that is nil or empty: then the key itself. A nil key gives `value`,
+  // or the empty string for a nil value. Nil on nil.
+  HxString localizedStringForKey(const HxString& key, const HxString& value,
+                                 const HxString& table) const;
+};
+
+}  // namespace rondel
