@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+//
+// HxFileHandle: an open descriptor that reads in the background and writes to the end.
+//
+//   auto handle = pipe->fileHandleForReading();
+//   center->addObserver<&Reader::arrived>(this, HxFileHandleReadCompletionNotification, handle);
+//   handle->readInBackgroundAndNotify();
+//   ...
+//   void Reader::arrived(const HxNotification& news) {
+//     auto data = news.userInfo().objectForKey<HxData>(HxFileHandleNotificationDataItem);
+//     if (data.isEmpty()) return finish();          // the end
+//     use(data);
+//     _handle->readInBackgroundAndNotify();         // the next one
+//   }
+//
+// A handle never changes the flags of a descriptor that it was given: whoever shares it, a child
+// above all, sees it as it was. Blocking and non-blocking descriptors both work.
+//
+// Threads. A background read belongs to the thread that asked for it. The blocking operations and
+// closeFile may be called on any thread, also while another one is inside a read or a write: the
+// descriptor then stays open until that call returns, so that its number cannot come to mean
+// another file meanwhile.
+#pragma once
+
+#include "Rondel/core/Array.h"
+#include "Rondel/core/Data.h"
+#include "Rondel/core/String.h"
+
+namespace rondel {
+
+// Posted when a background read is done, with the handle as object.
+inline constexpr HxString HxFileHandleReadCompletionNotification =
+    "HxFileHandleReadCompletionNotification"_hx;
+// The key of the bytes in that notification's user info: an HxData, empty at the end.
+inline constexpr HxString HxFileHandleNotificationDataItem = "HxFileHandleNotificationDataItem"_hx;
+
+class RONDEL_EXPORT HxFileHandle final : public HxObject {
+ public:
+  static HxClass classObject() noexcept;
+  HxClass hxClass() const noexcept override { return classObject(); }
+
+  // A handle on an open descriptor. With closeOnDealloc the descriptor becomes the handle's own: it
+  // is marked close-on-exec, and closed when the last reference goes. Without it the caller closes
+  // it, after the handle has gone or was closed. A negative descriptor makes a closed handle.
+  static Ref<HxFileHandle> initWithFileDescriptor(int descriptor, bool closeOnDealloc);
+  static Ref<HxFileHandle> initWithFileDescriptor(int descriptor) {
+    return initWithFileDescriptor(descriptor, false);
+  }
+
+  // The descriptor, still the handle's; -1 once closed.
+  int fileDescriptor() const noexcept;
+  bool isClosed() const noexcept { return fileDescriptor() < 0; }
+
+  // ---- Reading in the background
+
+  // Asks for one read. When bytes are there, at most 64 KiB of them are read and
+  // HxFileHandleReadCompletionNotification is posted to the default center, on this thread, by a
+  // pass of its run loop in one of these modes (an array of mode names). At the end of the file,
+  // after a read error and on a closed handle the data is empty; the hang-up of a terminal (EIO) is
+  // an end. The read after it has to be asked for again, usually by the observer.
+  //
+  // There is one read at a time: asking again while one is due changes its modes. The handle is not
+  // kept alive by it; dropping or closing the handle takes the read back, and nothing is posted.
+  // Raises HxException when the run loop cannot watch the descriptor.
+  //
+  // Data that is not kept is written over by the next read: to keep it, keep the HxData.
+  void readInBackgroundAndNotifyForModes(const HxArray& modes);
+  // In the default mode.
+  void readInBackgroundAndNotify();
+
+  // ---- Reading and writing at once
+
+  // Waits until some bytes are there and gives at most 64 KiB of them; empty at the end and on EIO.
+  // Other failures raise HxException (HxFileHandleOperationException), as on a closed handle.
+  HxData availableData();
+  // All bytes up to the end.
+  HxData readDataToEndOfFile();
+
+  // Writes all bytes, however many calls of the system that takes, and waits while there is no
+  // room. Nil and empty data write nothing. Raises HxException (HxFileHandleOperationException)
+  // when the system refuses, as on a closed handle. Writing to a pipe that nobody reads sends
+  // SIGPIPE to the process; where that is ignored, it raises.
+  void writeData(const HxData& data);
+
+  // Closes the descriptor, unless it is the caller's (see closeOnDealloc), and takes back the
+  // background read. Once is enough.
+  void closeFile();
+
+ private:
+  friend class HxPipe;
+  friend class HxTask;
+  template <class T, class... Arguments>
+  friend Ref<T> makeRef(Arguments&&... arguments);
+  enum class Ownership { borrowed, owned, privateEnd };
+  HxFileHandle(int descriptor, Ownership ownership);
+  ~HxFileHandle() override;
+  static void descriptorIsReady(HxObject& self);
+
+  struct Inside;
+  Inside* const _inside;  // owned
+};
+
+}  // namespace rondel

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+//
+// A call that is made later: a callable of any type as a counted object.
+#pragma once
+
+#include <type_traits>
+#include <utility>
+
+#include "Rondel/core/Object.h"
+
+namespace rondel::internal {
+
+class Closure : public HxObject {
+ public:
+  virtual void call() = 0;
+
+ protected:
+  ~Closure() override = default;
+};
+
+template <class F>
+class ClosureOf final : public Closure {
+ public:
+  template <class G>
+  explicit ClosureOf(G&& function) : _function(std::forward<G>(function)) {}
+  void call() override { _function(); }
+
+ private:
+  ~ClosureOf() override = default;
+  F _function;
+};
+
+template <class F>
+Ref<Closure> makeClosure(F&& function) {
+  return makeRef<ClosureOf<std::decay_t<F>>>(std::forward<F>(function));
+}
+
+// `Operation` of the target with an argument, which it may take or not; keeps both alive.
+template <auto Operation, class T>
+Ref<Closure> makeOperationClosure(T* target, const HxAny& argument) {
+  return makeClosure([kept = Ref<T>(target), argument] {
+    if constexpr (std::is_invocable_v<decltype(Operation), T&, const HxAny&>) {
+      (kept.get()->*Operation)(argument);
+    } else {
+      (kept.get()->*Operation)();
+    }
+  });
+}
+
+}  // namespace rondel::internal
