@@ -169,6 +169,11 @@ class RONDEL_EXPORT HxObject {
   constexpr void release() const noexcept {
     if (!(_bits & kImmortal) && _count.decrement() == 0) delete this;
   }
+  // Takes a reference unless the last one is already gone and the object about to be destroyed:
+  // what turns a plain pointer into a reference, while something keeps the destructor from ending.
+  bool retainIfAlive() const noexcept {
+    return (_bits & kImmortal) || _count.incrementUnlessZero();
+  }
   // Whether exactly one reference is left, that of the caller.
   bool isUniquelyReferenced() const noexcept {
     return !(_bits & kImmortal) && _count.loadAcquire() == 1;

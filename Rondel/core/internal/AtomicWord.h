@@ -27,6 +27,17 @@ class AtomicWord {
       __atomic_fetch_add(&_value, 1U, __ATOMIC_RELAXED);
     }
   }
+  // Adds one to a word that is not zero; false when it is.
+  bool incrementUnlessZero() noexcept {
+    std::uint32_t value = loadRelaxed();
+    while (value != 0) {
+      if (__atomic_compare_exchange_n(&_value, &value, value + 1, true, __ATOMIC_ACQUIRE,
+                                      __ATOMIC_RELAXED)) {
+        return true;
+      }
+    }
+    return false;
+  }
   // Gives the value that is left.
   constexpr std::uint32_t decrement() noexcept {
     return std::is_constant_evaluated() ? --_value
