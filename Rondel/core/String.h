@@ -211,6 +211,7 @@ class RONDEL_EXPORT HxString : public HxAny {
   }
   // By code units, nil first.
   friend std::strong_ordering operator<=>(const HxString& a, const HxString& b) {
+    if (!a || !b) return static_cast<bool>(a) <=> static_cast<bool>(b);
     return a.compare(b, HxLiteralSearch) <=> 0;
   }
 
@@ -282,20 +283,35 @@ class RONDEL_EXPORT HxString : public HxAny {
   // ---- As a path
   // -------------------------------------------------------------------------------------------------
 
-  // These know the separator '/' and nothing of the file system, but for the last two.
+  // These know the separator '/' and nothing of the file system, but for the last two. Separators at
+  // the end of a path do not count: the last component of "a/b/" is "b".
+
+  // The component behind the receiver, with exactly one separator between them and none at the end.
+  // A nil or empty component adds nothing; behind an empty receiver the component stands alone.
   HxString stringByAppendingPathComponent(const HxString& component) const;
+  // The parent; "/" for "/" and for "/a", empty for a path of one component.
   HxString stringByDeletingLastPathComponent() const;
+  // "/" for the root, empty for the empty string.
   HxString lastPathComponent() const;
-  // The text behind the last dot of the last component, without the dot; empty if there is none.
+  // The text behind the last dot of the last component, without the dot; empty if there is none. A
+  // dot that a name begins with does not count.
   HxString pathExtension() const;
+  // The receiver itself, without separators at its end, when there is no extension.
   HxString stringByDeletingPathExtension() const;
-  // "/" first for an absolute path, then the components; runs of separators count as one.
+  // "/" first for an absolute path, then the components, then "/" once more for a path with a
+  // separator at its end; runs of separators count as one.
   HxArray pathComponents() const;
+  // The components appended one after the other; empty for nil. What is no string is left out.
   static HxString pathWithComponents(const HxArray& components);
+  // Whether it begins with "/" or "~".
   bool isAbsolutePath() const;
-  // "~" expanded, "." and empty components dropped, ".." resolved in absolute paths.
+  // "~" and "~user" expanded, "." and empty components dropped, ".." resolved in absolute paths: by
+  // the file system, links followed, where the path exists, else by text alone. Other paths keep
+  // their ".."; a path that vanishes is ".".
   HxString stringByStandardizingPath() const;
-  // Standardised, with every symbolic link on the way replaced by what it points to.
+  // "~" expanded and every symbolic link replaced by what it points to, "." and ".." resolved on
+  // the way. A relative path stays relative. The receiver itself when that cannot be told: when a
+  // component is missing or cannot be reached, or when links lead in a circle.
   HxString stringByResolvingSymlinksInPath() const;
 
  protected:

@@ -167,7 +167,7 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
   // Same units: flat strings of different width never hold the same text.
   bool hasSameUnits(const FlatString& other) const noexcept {
     return _length == other._length && ((bits() ^ other.bits()) & kFlatWide) == 0 &&
-           std::memcmp(this + 1, &other + 1, byteLength()) == 0;
+           std::memcmp(narrow(), other.narrow(), byteLength()) == 0;
   }
   HxUInteger byteLength() const noexcept {
     return isNarrow() ? _length : HxUInteger{_length} * sizeof(HxUniChar);
