@@ -58,15 +58,11 @@ HxString makeString(const HxUniChar* units, HxUInteger length) {
 
 namespace {
 
-// One well-formed sequence (RFC 3629, section 4), or 0 bytes.
-struct Sequence {
-  std::uint32_t value;
-  HxUInteger length;
-};
-
 bool isContinuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
 
-Sequence readSequence(const unsigned char* p, HxUInteger left) {
+}  // namespace
+
+UTF8Sequence readUTF8Sequence(const unsigned char* p, HxUInteger left) noexcept {
   const unsigned char lead = p[0];
   if (lead < 0x80) return {lead, 1};
   const HxUInteger n = lead < 0xC2 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF5 ? 4 : 0;
@@ -78,10 +74,9 @@ Sequence readSequence(const unsigned char* p, HxUInteger left) {
   }
   const bool isOverlong = (n == 3 && value < 0x800) || (n == 4 && value < 0x10000);
   const bool isSurrogate = value >= 0xD800 && value < 0xE000;
-  return isOverlong || isSurrogate || value > 0x10FFFF ? Sequence{0, 0} : Sequence{value, n};
+  return isOverlong || isSurrogate || value > 0x10FFFF ? UTF8Sequence{0, 0}
+                                                       : UTF8Sequence{value, n};
 }
-
-}  // namespace
 
 HxString makeStringFromUTF8(const char* bytes, HxUInteger length) {
   if (isASCII(bytes, length)) return makeString(bytes, length);
@@ -89,15 +84,11 @@ HxString makeStringFromUTF8(const char* bytes, HxUInteger length) {
   units.reserve(length);
   const auto* p = reinterpret_cast<const unsigned char*>(bytes);
   for (HxUInteger i = 0; i < length;) {
-    const Sequence sequence = readSequence(p + i, length - i);
+    const UTF8Sequence sequence = readUTF8Sequence(p + i, length - i);
     if (sequence.length == 0) return nullptr;
     i += sequence.length;
-    if (sequence.value < 0x10000) {
-      units.push_back(static_cast<HxUniChar>(sequence.value));
-    } else {
-      units.push_back(static_cast<HxUniChar>(0xD7C0 + (sequence.value >> 10)));
-      units.push_back(static_cast<HxUniChar>(0xDC00 + (sequence.value & 0x3FF)));
-    }
+    HxUniChar pair[2];
+    units.insert(units.end(), pair, pair + splitIntoUnits(sequence.value, pair));
   }
   return makeString(units.data(), units.size());
 }
