@@ -3,16 +3,44 @@
 // Format strings and their arguments.
 //
 // A format is text with conversions of the C printf family and two additions: %@ prints the
-// description of an object and %C one UTF-16 code unit. Flags, width, precision and '*' work as in
-// C; length modifiers are read and not needed, since every argument brings its type.
+// description of an object and %C one UTF-16 code unit.
 //
 //   HxString::stringWithFormat("%@ took %.2f s, %3u%%"_hx, name, seconds, percent);
 //
-// Arguments are type-safe: integers, characters, floating-point numbers, C strings (UTF-8),
-// pointers, and any object or handle. A conversion whose argument is of another kind prints that
-// argument in its own natural form, a missing argument prints "(null)" for objects and strings and
-// nothing else for numbers than 0, extra arguments are ignored. Nothing is ever read out of bounds.
-// A nil object and a null C string print "(null)".
+// A conversion is % [position $] [flags] [width] [. precision] [length] letter. Flags (- + blank #
+// 0), width, precision and '*' mean what they mean in C, and the text is what printf prints in the
+// "C" locale, whatever the locale is. The flag ' groups nothing. Positions (%2$@, %*3$d) count
+// from 1.
+//
+//   Letter       Takes                     Prints
+//   d i          an integer                its value in decimal
+//   u x X o      an integer                its bits as an unsigned number, as many as its type has
+//   a A e E      a real or an integer      as C does
+//   f F g G
+//   c            an integer                its low 8 bits as one ISO 8859-1 character
+//   C            an integer                its low 16 bits as one UTF-16 code unit
+//   s S @        an object                 its description, which for a string is its text
+//                a C string                its text, read as UTF-8; a byte that is none is U+FFFD
+//   p            any but a real            an address, or the integer, in hexadecimal with 0x
+//   %            nothing                   a percent sign
+//   n            anything                  nothing; nothing is written to it either
+//
+// The lengths l ll q z t j L are read and not needed, since every argument brings its type; an
+// argument smaller than int counts as int. The lengths h and hh cut an integer as in C; with c and
+// s, l changes nothing but %lc, which is %C. Width and precision of text count units; a surrogate
+// pair that the precision would cut is left out, and no more of a C string is read than is needed.
+//
+// Arguments are type-safe. A conversion whose argument is of a kind not in its row prints it in its
+// own natural form, padded to the width: integers in decimal, reals as the shortest text that reads
+// back the same, text and objects as %@, pointers as %p. A missing argument counts as 0 for
+// numbers, as nil for text and pointers, and as nothing for characters. Extra arguments are
+// ignored. A nil object and a null C string print "(null)", a null pointer "(nil)". What is no
+// conversion (an unknown letter, an end too early) stands as it is. Nothing is ever read out of
+// bounds.
+//
+// Width, and the precision of numbers, are at most 65535: more counts as that.
+//
+// Threads: all of this may be used on any thread.
 #pragma once
 
 #include <type_traits>
@@ -32,7 +60,7 @@ class RONDEL_EXPORT HxArgument {
   requires std::is_integral_v<T>
   constexpr HxArgument(T value) noexcept  // NOLINT: arguments convert
       : _kind(std::is_signed_v<T> ? Kind::signedInteger : Kind::unsignedInteger),
-        _size(sizeof(T)),
+        _size(sizeof(T) < sizeof(int) ? sizeof(int) : sizeof(T)),
         _bits(static_cast<std::uint64_t>(value)) {}
   template <class T>
   requires std::is_enum_v<T>
@@ -40,6 +68,8 @@ class RONDEL_EXPORT HxArgument {
       : HxArgument(static_cast<std::underlying_type_t<T>>(value)) {}                      // NOLINT
   constexpr HxArgument(double value) noexcept : _kind(Kind::real), _real(value) {}        // NOLINT
   constexpr HxArgument(float value) noexcept : HxArgument(static_cast<double>(value)) {}  // NOLINT
+  constexpr HxArgument(long double value) noexcept
+      : HxArgument(static_cast<double>(value)) {}                                         // NOLINT
   constexpr HxArgument(const char* text) noexcept : _kind(Kind::cString), _text(text) {}  // NOLINT
   constexpr HxArgument(char* text) noexcept
       : HxArgument(static_cast<const char*>(text)) {}  // NOLINT
@@ -52,10 +82,11 @@ class RONDEL_EXPORT HxArgument {
   template <class T>
   HxArgument(const Ref<T>& object) noexcept  // NOLINT
       : _kind(Kind::object), _pointer(static_cast<const HxObject*>(object.get())) {}
+  HxArgument(const HxObject* object) noexcept : _kind(Kind::object), _pointer(object) {}   // NOLINT
   HxArgument(const HxObject& object) noexcept : _kind(Kind::object), _pointer(&object) {}  // NOLINT
 
   constexpr Kind kind() const noexcept { return _kind; }
-  // Bytes of the integer type, for conversions to unsigned and hexadecimal form.
+  // Bytes of the integer type, at least those of int; for conversions to unsigned form.
   constexpr unsigned size() const noexcept { return _size; }
   // The value as each kind; 0 or null when the argument is of another kind. A real is cut to an
   // integer (saturating, NaN is 0).
