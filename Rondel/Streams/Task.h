@@ -40,13 +40,13 @@
 #include "Rondel/core/Dictionary.h"
 #include "Rondel/core/Number.h"
 #include "Rondel/core/String.h"
+#include "Rondel/host/FileHandle.h"
+#include "Rondel/host/Pipe.h"
+#include "Rondel/host/Process.h"
 
 namespace rondel {
 
-class HxFileHandle;
 class HxNotification;
-class HxPipe;
-class HxTask;
 class ZevMoTask;
 
 namespace internal {

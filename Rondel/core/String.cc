@@ -130,6 +130,8 @@ FlatString* FlatString::makeWide(HxUInteger length) {
   return string;
 }
 
+void FlatString::freeBlock(void* block) noexcept { ::operator delete(block); }
+
 void FlatString::getCharacters(HxUniChar* buffer, HxRange range) const {
   if (isNarrow()) {
     internal::widenBytes(narrow() + range.location, range.length, buffer);

@@ -175,7 +175,7 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
 
   static void* operator new(std::size_t, void* place) noexcept { return place; }
   static constexpr void operator delete(void* block) noexcept {
-    if (!std::is_constant_evaluated()) ::operator delete(block);
+    if (!std::is_constant_evaluated()) freeBlock(block);
   }
   static constexpr void operator delete(void*, void*) noexcept {}
 
@@ -189,6 +189,8 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
         _hash(hash) {}
 
  private:
+  // Out of line: a compiler that sees a constant's handle go must not see a delete behind it.
+  static void freeBlock(void* block) noexcept;
   FlatString(std::uint32_t length, std::uint32_t flags) noexcept
       : HxStringObject(flags), _length(length) {}
   std::uint32_t computeHash() const noexcept;
