@@ -2,32 +2,13 @@
 #include "Rondel/core/internal/Transcode.h"
 
 #include <cstring>
-#include <vector>
 
 #include "Rondel/core/String.h"
 #include "Rondel/core/internal/BufferString.h"
+#include "Rondel/core/internal/MakeString.h"
+#include "Rondel/core/internal/UTF8Kernel.h"
 
 namespace rondel::internal {
-
-bool isASCII(const char* bytes, HxUInteger length) noexcept {
-  unsigned char all = 0;
-  for (HxUInteger i = 0; i < length; ++i) all |= static_cast<unsigned char>(bytes[i]);
-  return all < 0x80;
-}
-
-bool isASCII(const HxUniChar* units, HxUInteger length) noexcept {
-  unsigned all = 0;
-  for (HxUInteger i = 0; i < length; ++i) all |= units[i];
-  return all < 0x80;
-}
-
-void narrowUnits(const HxUniChar* units, HxUInteger length, char* out) noexcept {
-  for (HxUInteger i = 0; i < length; ++i) out[i] = static_cast<char>(units[i]);
-}
-
-void widenBytes(const char* bytes, HxUInteger length, HxUniChar* out) noexcept {
-  for (HxUInteger i = 0; i < length; ++i) out[i] = static_cast<unsigned char>(bytes[i]);
-}
 
 namespace {
 
@@ -80,17 +61,12 @@ UTF8Sequence readUTF8Sequence(const unsigned char* p, HxUInteger left) noexcept 
 
 HxString makeStringFromUTF8(const char* bytes, HxUInteger length) {
   if (isASCII(bytes, length)) return makeString(bytes, length);
-  std::vector<HxUniChar> units;
-  units.reserve(length);
-  const auto* p = reinterpret_cast<const unsigned char*>(bytes);
-  for (HxUInteger i = 0; i < length;) {
-    const UTF8Sequence sequence = readUTF8Sequence(p + i, length - i);
-    if (sequence.length == 0) return nullptr;
-    i += sequence.length;
-    HxUniChar pair[2];
-    units.insert(units.end(), pair, pair + splitIntoUnits(sequence.value, pair));
-  }
-  return makeString(units.data(), units.size());
+  const auto* begin = reinterpret_cast<const std::uint8_t*>(bytes);
+  const std::uint8_t* end = begin + length;
+  const UTF8Kernel& kernel = bestUTF8Kernel();
+  const UTF8Progress all = kernel.measure(begin, end);
+  if (all.stop != end) return nullptr;
+  return makeWideString(all.units, [&](HxUniChar* units) { kernel.convert(begin, end, units); });
 }
 
 namespace {
@@ -108,7 +84,7 @@ HxUInteger lengthInUTF8(const HxUniChar* units, HxUInteger length) noexcept {
   for (HxUInteger i = 0; i < length; ++i) {
     const HxUniChar unit = units[i];
     if (!isSurrogate(unit)) {
-      bytes += unit < 0x80 ? 1 : unit < 0x800 ? 2 : 3;
+      bytes += 1U + (unit >= 0x80 ? 1U : 0U) + (unit >= 0x800 ? 1U : 0U);
     } else if (isPair(units, i, length)) {
       bytes += 4;
       ++i;
@@ -119,30 +95,41 @@ HxUInteger lengthInUTF8(const HxUniChar* units, HxUInteger length) noexcept {
   return bytes;
 }
 
-char* encodeUTF8(const HxUniChar* units, HxUInteger length, char* out) noexcept {
+namespace {
+
+char* putBeyondASCII(std::uint32_t value, char* out) noexcept {
   const auto put = [&out](std::uint32_t byte) { *out++ = static_cast<char>(byte); };
+  if (value < 0x800) {
+    put(0xC0 | value >> 6);
+  } else if (value < 0x10000) {
+    put(0xE0 | value >> 12);
+    put(0x80 | (value >> 6 & 0x3F));
+  } else {
+    put(0xF0 | value >> 18);
+    put(0x80 | (value >> 12 & 0x3F));
+    put(0x80 | (value >> 6 & 0x3F));
+  }
+  put(0x80 | (value & 0x3F));
+  return out;
+}
+
+}  // namespace
+
+char* encodeUTF8(const HxUniChar* units, HxUInteger length, char* out) noexcept {
   for (HxUInteger i = 0; i < length; ++i) {
     std::uint32_t value = units[i];
+    if (value < 0x80) {
+      const HxUInteger run = narrowASCIIPrefix(units + i, length - i, out);
+      out += run;
+      i += run - 1;
+      continue;
+    }
     if (isPair(units, i, length)) {
       value = 0x10000 + ((value - 0xD800) << 10) + (units[++i] - 0xDC00U);
     } else if (isSurrogate(units[i])) {
       value = 0xFFFD;
     }
-    if (value < 0x80) {
-      put(value);
-    } else if (value < 0x800) {
-      put(0xC0 | value >> 6);
-      put(0x80 | (value & 0x3F));
-    } else if (value < 0x10000) {
-      put(0xE0 | value >> 12);
-      put(0x80 | (value >> 6 & 0x3F));
-      put(0x80 | (value & 0x3F));
-    } else {
-      put(0xF0 | value >> 18);
-      put(0x80 | (value >> 12 & 0x3F));
-      put(0x80 | (value >> 6 & 0x3F));
-      put(0x80 | (value & 0x3F));
-    }
+    out = putBeyondASCII(value, out);
   }
   return out;
 }

@@ -1,23 +1,18 @@
 // SPDX-License-Identifier: MIT
 //
-// From one representation of text to another: ASCII bytes, UTF-16 units and UTF-8 (RFC 3629). All
-// functions are pure and may be called on any thread.
+// From one representation of text to another: ASCII bytes, UTF-16 units and UTF-8 (RFC 3629). The
+// loops beneath are those of ASCII.h and UTF8Kernel.h. All functions are pure and may be called on
+// any thread.
 #pragma once
 
 #include "Rondel/core/Types.h"
+#include "Rondel/core/internal/ASCII.h"
 
 namespace rondel {
 class HxString;
 }
 
 namespace rondel::internal {
-
-// Whether all units are ASCII.
-bool isASCII(const char* bytes, HxUInteger length) noexcept;
-bool isASCII(const HxUniChar* units, HxUInteger length) noexcept;
-// Copies units that are known to be ASCII, one byte each; and back.
-void narrowUnits(const HxUniChar* units, HxUInteger length, char* out) noexcept;
-void widenBytes(const char* bytes, HxUInteger length, HxUniChar* out) noexcept;
 
 // New strings: from bytes known to be ASCII; from units, stored narrow when all of them are ASCII.
 HxString makeString(const char* ascii, HxUInteger length);
