@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/core/Log.h"
+
+#include <errno.h>
+#include <poll.h>
+#include <sys/uio.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <mutex>
+#include <string>
+
+namespace rondel {
+
+namespace {
+
+constinit std::atomic<HxLogOutput> outputInCharge{nullptr};
+
+class KeptErrno {
+ public:
+  KeptErrno() noexcept : _kept(errno) {}
+  KeptErrno(const KeptErrno&) = delete;
+  KeptErrno& operator=(const KeptErrno&) = delete;
+  ~KeptErrno() { errno = _kept; }
+
+ private:
+  const int _kept;
+};
+
+// How long a console that takes nothing more, on a descriptor that does not block, is waited for.
+constexpr int kPatienceMilliseconds = 1000;
+
+bool waitForConsole() {
+  pollfd console{STDERR_FILENO, POLLOUT, 0};
+  int ready;
+  do {
+    ready = poll(&console, 1, kPatienceMilliseconds);
+  } while (ready < 0 && errno == EINTR);
+  return ready > 0;
+}
+
+// Moves past bytes that were written.
+void advance(iovec*& piece, int& count, std::size_t written) {
+  while (count > 0 && written >= piece->iov_len) {
+    written -= piece->iov_len;
+    ++piece;
+    --count;
+  }
+  if (count == 0) return;
+  piece->iov_base = static_cast<char*>(piece->iov_base) + written;
+  piece->iov_len -= written;
+}
+
+// One call of the system, more only when it takes less; what fails is given up.
+void writeToConsole(iovec* pieces, int count) {
+  static constinit std::mutex lock;  // a line that is written in parts stays in one piece
+  const std::lock_guard<std::mutex> guard(lock);
+  while (count > 0) {
+    const ssize_t written = writev(STDERR_FILENO, pieces, count);
+    if (written >= 0) {
+      advance(pieces, count, static_cast<std::size_t>(written));
+    } else if (errno == EAGAIN) {
+      if (!waitForConsole()) return;
+    } else if (errno != EINTR) {
+      return;
+    }
+  }
+}
+
+// "2026-11-21 07:20:46.123 name[1234] ", cut when the name is absurdly long.
+std::size_t writePrefix(char* buffer, std::size_t size) {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  tm local{};
+  localtime_r(&now.tv_sec, &local);
+  const int length =
+      std::snprintf(buffer, size, "%04d-%02d-%02d %02d:%02d:%02d.%03d %s[%d] ",
+                    local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
+                    local.tm_min, local.tm_sec, static_cast<int>(now.tv_nsec / 1000000),
+                    program_invocation_short_name, static_cast<int>(getpid()));
+  return std::min(static_cast<std::size_t>(std::max(length, 0)), size - 1);
+}
+
+void writeLine(const HxString& message) {
+  char prefix[320];
+  const std::size_t prefixLength = writePrefix(prefix, sizeof prefix);
+  std::string converted;
+  std::string_view text = message.asciiView();
+  if (!text.data()) text = converted = message.toStdString();
+  char end = '\n';
+  iovec pieces[] = {
+      {prefix, prefixLength}, {const_cast<char*>(text.data()), text.size()}, {&end, 1}};
+  writeToConsole(pieces, std::size(pieces));
+}
+
+}  // namespace
+
+void HxLogv(const HxString& format, HxArguments arguments) {
+  if (!format) return;
+  const KeptErrno kept;
+  const HxString message = HxString::initWithFormatArguments(format, arguments);
+  const HxLogOutput output = outputInCharge.load();
+  if (output) {
+    output(message);
+  } else {
+    writeLine(message);
+  }
+}
+
+HxLogOutput HxSetLogOutput(HxLogOutput output) noexcept { return outputInCharge.exchange(output); }
+
+}  // namespace rondel
