@@ -40,7 +40,7 @@ class RONDEL_EXPORT HxBundle : public HxAny {
  public:
   constexpr HxBundle() noexcept = default;
   constexpr HxBundle(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxBundle(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  HxBundle(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::bundle;
   }

@@ -186,6 +186,7 @@ class RONDEL_EXPORT HxObject {
   static constexpr std::uint32_t kFlatNarrow = 0x200;  // a flat string, one byte a unit
   static constexpr std::uint32_t kFlatWide = 0x400;    // a flat string, two bytes a unit
   static constexpr std::uint32_t kMutable = 0x800;     // the mutable form of a value type
+  static constexpr std::uint32_t kBuiltIn = 0x1000;    // the library's own collection: final
 
   constexpr explicit HxObject(HxTypeID type = HxTypeID::object, std::uint32_t flags = 0) noexcept
       : _bits(static_cast<std::uint32_t>(type) | flags) {}
@@ -211,7 +212,7 @@ class RONDEL_EXPORT HxAny {
   // Shares the object.
   constexpr explicit HxAny(const HxObject* object) noexcept
       : _object(const_cast<HxObject*>(object)) {
-    if (_object) _object->retain();
+    if (!std::is_constant_evaluated() && _object) _object->retain();
   }
   template <class T>
   HxAny(const Ref<T>& reference) noexcept;  // NOLINT: every reference is an HxAny
@@ -226,8 +227,9 @@ class RONDEL_EXPORT HxAny {
     HxAny(std::move(other)).swap(*this);
     return *this;
   }
+  // Handles that are made while compiling are of immortal objects, and need no counting.
   constexpr ~HxAny() {
-    if (_object) _object->release();
+    if (!std::is_constant_evaluated() && _object) _object->release();
   }
   void swap(HxAny& other) noexcept { std::swap(_object, other._object); }
 
@@ -278,6 +280,7 @@ class RONDEL_EXPORT HxAny {
   static constexpr std::uint32_t kFlatNarrow = HxObject::kFlatNarrow;
   static constexpr std::uint32_t kFlatWide = HxObject::kFlatWide;
   static constexpr std::uint32_t kMutable = HxObject::kMutable;
+  static constexpr std::uint32_t kBuiltIn = HxObject::kBuiltIn;
 
   HxObject* _object;
 };
@@ -338,8 +341,8 @@ HxAny::HxAny(const Ref<T>& reference) noexcept
 // The same object under handle type H, nil when it is of another kind. For mutable forms the object
 // must be mutable.
 template <std::derived_from<HxAny> H>
-H as(const HxAny& any) {
-  return H::canHold(any.object()) ? H(HxAny::Unchecked{}, any) : H();
+H as(HxAny any) {
+  return H::canHold(any.object()) ? H(HxAny::Unchecked{}, std::move(any)) : H();
 }
 // The same object under class T, nil when it is of another class.
 template <std::derived_from<HxObject> T>

@@ -77,7 +77,7 @@ class RONDEL_EXPORT HxString : public HxAny {
  public:
   constexpr HxString() noexcept = default;
   constexpr HxString(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxString(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  HxString(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
   // UTF-8 and UTF-16 text. Bytes that are not valid UTF-8 give nil; UTF-16 units are taken as they
   // stand.
   explicit HxString(std::string_view utf8);
@@ -259,6 +259,7 @@ class RONDEL_EXPORT HxString : public HxAny {
     const HxString* const parts[] = {&strings...};
     return concatenate(parts, sizeof...(strings));
   }
+  static HxString concatenate(const HxString* const* parts, HxUInteger count);
   template <class... Arguments>
   HxString stringByAppendingFormat(const HxString& format, const Arguments&... arguments) const {
     return stringByAppendingString(stringWithFormat(format, arguments...));
@@ -283,8 +284,8 @@ class RONDEL_EXPORT HxString : public HxAny {
   // ---- As a path
   // -------------------------------------------------------------------------------------------------
 
-  // These know the separator '/' and nothing of the file system, but for the last two. Separators at
-  // the end of a path do not count: the last component of "a/b/" is "b".
+  // These know the separator '/' and nothing of the file system, but for the last two. Separators
+  // at the end of a path do not count: the last component of "a/b/" is "b".
 
   // The component behind the receiver, with exactly one separator between them and none at the end.
   // A nil or empty component adds nothing; behind an empty receiver the component stands alone.
@@ -324,7 +325,6 @@ class RONDEL_EXPORT HxString : public HxAny {
   }
 
  private:
-  static HxString concatenate(const HxString* const* parts, HxUInteger count);
   friend constexpr HxString internalLiteral(const internal::FlatString& object) noexcept;
 };
 
@@ -335,7 +335,7 @@ class RONDEL_EXPORT HxMutableString : public HxString {
  public:
   constexpr HxMutableString() noexcept = default;
   constexpr HxMutableString(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxMutableString(Unchecked, const HxAny& any) noexcept : HxString(Unchecked{}, any) {}
+  HxMutableString(Unchecked, HxAny any) noexcept : HxString(Unchecked{}, std::move(any)) {}
 
   static bool canHold(const HxObject* object) noexcept {
     return HxString::canHold(object) && (bitsOf(object) & kMutable) != 0;
