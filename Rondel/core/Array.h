@@ -16,7 +16,6 @@
 #pragma once
 
 #include <initializer_list>
-#include <span>
 
 #include "Rondel/core/Object.h"
 
@@ -24,6 +23,9 @@ namespace rondel {
 
 class HxIndexSet;
 class HxMutableArray;
+namespace internal {
+class ArrayStorage;
+}
 
 // The open class of arrays: two operations, everything else is derived from them.
 class RONDEL_EXPORT HxArrayObject : public HxObject {
@@ -43,19 +45,24 @@ class RONDEL_EXPORT HxArrayObject : public HxObject {
   HxUInteger hash() const final;
   // "(\n    first,\n    second\n)": the descriptions of the objects.
   HxString description() const override;
+  // A built-in array of the same objects. A class whose objects never change may give itself.
   HxAny copy() const override;
   HxAny mutableCopy() const final;
 
  protected:
-  explicit HxArrayObject(std::uint32_t flags = 0) noexcept : HxObject(HxTypeID::array, flags) {}
+  HxArrayObject() noexcept : HxObject(HxTypeID::array) {}
   ~HxArrayObject() override = default;
+
+ private:
+  friend class internal::ArrayStorage;
+  explicit HxArrayObject(std::uint32_t flags) noexcept : HxObject(HxTypeID::array, flags) {}
 };
 
 class RONDEL_EXPORT HxArray : public HxAny {
  public:
   constexpr HxArray() noexcept = default;
   constexpr HxArray(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxArray(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  HxArray(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
   // An array of one's own class. Nil gives nil.
   template <std::derived_from<HxArrayObject> T>
   explicit HxArray(const Ref<T>& object) noexcept : HxAny(object) {}
@@ -90,7 +97,7 @@ class RONDEL_EXPORT HxArray : public HxAny {
   HxAny firstObject() const;
   HxAny lastObject() const;
   bool containsObject(const HxAny& object) const { return indexOfObject(object) != HxNotFound; }
-  // The first index of an object that is equal, HxNotFound when there is none.
+  // The first index of an object that is equal, HxNotFound when there is none, also for nil.
   HxUInteger indexOfObject(const HxAny& object) const;
   // Copies all objects, or those of a range, to `buffer`.
   void getObjects(HxAny* buffer) const;
@@ -100,9 +107,12 @@ class RONDEL_EXPORT HxArray : public HxAny {
   HxArray objectsAtIndexes(const HxIndexSet& indexes) const;
   HxArray arrayByAddingObject(const HxAny& object) const;
   HxArray arrayByAddingObjectsFromArray(const HxArray& other) const;
-  // The descriptions of the objects with the separator between them; empty for an empty array.
+  // The descriptions of the objects with the separator between them, nil counting as an empty one;
+  // the empty string for an empty array.
   HxString componentsJoinedByString(const HxString& separator) const;
-  // Sorted by an operation that compares two objects, such as "compare:"; stable.
+  // Sorted by an operation that compares two objects and gives a number, negative when the receiver
+  // comes first, such as "compare:"; stable. Raises HxInvalidArgumentException when an object has
+  // no such operation.
   HxArray sortedArrayUsingSelector(HxSelector comparator) const;
   bool isEqualToArray(const HxArray& other) const { return isEqual(other); }
   // Calls the operation on every object in order.
@@ -113,26 +123,38 @@ class RONDEL_EXPORT HxArray : public HxAny {
   HxArray copy() const;
   HxMutableArray mutableCopy() const;
 
+  // What an iterator hands out is good until it moves on.
   class Iterator {
    public:
     using value_type = HxAny;
     using difference_type = std::ptrdiff_t;
     Iterator() noexcept = default;
-    Iterator(const HxArrayObject* array, HxUInteger index) noexcept
-        : _array(array), _index(index) {}
-    HxAny operator*() const { return _array->objectAtIndex(_index); }
+    Iterator(const HxArrayObject* array, HxUInteger index)
+        : _array(array), _objects(array ? array->contiguousObjects() : nullptr), _index(index) {}
+    const HxAny& operator*() const {
+      return _objects ? _objects[_index] : _made = _array->objectAtIndex(_index);
+    }
+    const HxAny* operator->() const { return &**this; }
     Iterator& operator++() noexcept {
       ++_index;
       return *this;
     }
-    Iterator operator++(int) noexcept { return Iterator(_array, _index++); }
-    friend bool operator==(const Iterator&, const Iterator&) noexcept = default;
+    Iterator operator++(int) {
+      Iterator before = *this;
+      ++_index;
+      return before;
+    }
+    friend bool operator==(const Iterator& a, const Iterator& b) noexcept {
+      return a._index == b._index;
+    }
 
    private:
     const HxArrayObject* _array = nullptr;
+    const HxAny* _objects = nullptr;  // where they lie in one run
     HxUInteger _index = 0;
+    mutable HxAny _made;  // where they do not
   };
-  Iterator begin() const noexcept { return {arrayObject(), 0}; }
+  Iterator begin() const { return {arrayObject(), 0}; }
   Iterator end() const { return {arrayObject(), count()}; }
 
  protected:
@@ -146,31 +168,42 @@ class RONDEL_EXPORT HxMutableArray : public HxArray {
  public:
   constexpr HxMutableArray() noexcept = default;
   constexpr HxMutableArray(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxMutableArray(Unchecked, const HxAny& any) noexcept : HxArray(Unchecked{}, any) {}
+  HxMutableArray(Unchecked, HxAny any) noexcept : HxArray(Unchecked{}, std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return HxArray::canHold(object) && (bitsOf(object) & kMutable) != 0;
   }
 
+  // The operations of the same names, with a new mutable array as their result.
   static HxMutableArray array();
+  // Empty. The capacity is advice: an array grows beyond it, and room for very many is not taken
+  // before it is used.
   static HxMutableArray arrayWithCapacity(HxUInteger capacity);
   static HxMutableArray initWithCapacity(HxUInteger capacity) {
     return arrayWithCapacity(capacity);
   }
+  static HxMutableArray arrayWithObject(const HxAny& object);
+  static HxMutableArray arrayWithObjects(std::initializer_list<HxAny> objects);
+  static HxMutableArray arrayWithObjects(const HxAny* objects, HxUInteger count);
   static HxMutableArray arrayWithArray(const HxArray& array);
+  static HxMutableArray initWithArray(const HxArray& array) { return arrayWithArray(array); }
 
-  void addObject(const HxAny& object);
+  void addObject(const HxAny& object) { addObject(HxAny(object)); }
   void addObject(HxAny&& object);
+  // The array itself may be the argument.
   void addObjectsFromArray(const HxArray& other);
   // Index count() appends.
   void insertObject(const HxAny& object, HxUInteger index);
   // Each object comes to stand at its index in the result; raises HxRangeException when an index is
   // beyond the end by then, and HxInvalidArgumentException when the counts differ.
   void insertObjectsAtIndexes(const HxArray& objects, const HxIndexSet& indexes);
+  // A nil object leaves the array as it is.
   void replaceObjectAtIndex(HxUInteger index, const HxAny& object);
   void removeObjectAtIndex(HxUInteger index);
   void removeLastObject();  // nothing when empty
   void removeAllObjects();
+  // Raises HxRangeException, and removes nothing, when an index is beyond the end.
   void removeObjectsAtIndexes(const HxIndexSet& indexes);
+  // As sortedArrayUsingSelector. The array is as it was when the comparator raises.
   void sortUsingSelector(HxSelector comparator);
 };
 

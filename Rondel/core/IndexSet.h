@@ -14,17 +14,18 @@
 
 namespace rondel {
 
-class HxIndexSetObject;
 class HxMutableIndexSet;
 
 class RONDEL_EXPORT HxIndexSet : public HxAny {
  public:
   constexpr HxIndexSet() noexcept = default;
   constexpr HxIndexSet(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxIndexSet(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  HxIndexSet(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::indexSet;
   }
+
+  static HxClass classObject() noexcept;
 
   static HxIndexSet indexSet();
   static HxIndexSet indexSetWithIndex(HxUInteger index);
@@ -40,9 +41,11 @@ class RONDEL_EXPORT HxIndexSet : public HxAny {
   HxUInteger indexGreaterThanIndex(HxUInteger index) const noexcept;
   bool isEqualToIndexSet(const HxIndexSet& other) const { return isEqual(other); }
 
+  // The set itself when immutable, else an immutable copy.
   HxIndexSet copy() const;
   HxMutableIndexSet mutableCopy() const;
 
+  // In ascending order. The set must outlive it.
   class Iterator {
    public:
     using value_type = HxUInteger;
@@ -70,12 +73,16 @@ class RONDEL_EXPORT HxMutableIndexSet : public HxIndexSet {
  public:
   constexpr HxMutableIndexSet() noexcept = default;
   constexpr HxMutableIndexSet(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxMutableIndexSet(Unchecked, const HxAny& any) noexcept : HxIndexSet(Unchecked{}, any) {}
+  HxMutableIndexSet(Unchecked, HxAny any) noexcept : HxIndexSet(Unchecked{}, std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return HxIndexSet::canHold(object) && (bitsOf(object) & kMutable) != 0;
   }
 
+  // The operations of the same names, with a new mutable set as their result.
   static HxMutableIndexSet indexSet();
+  static HxMutableIndexSet indexSetWithIndex(HxUInteger index);
+  static HxMutableIndexSet indexSetWithIndexesInRange(HxRange range);
+
   void addIndex(HxUInteger index) { addIndexesInRange({index, 1}); }
   void addIndexesInRange(HxRange range);
   void removeIndex(HxUInteger index) { removeIndexesInRange({index, 1}); }

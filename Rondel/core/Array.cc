@@ -1,0 +1,346 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/core/Array.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "Rondel/core/Exception.h"
+#include "Rondel/core/IndexSet.h"
+#include "Rondel/core/Number.h"
+#include "Rondel/core/String.h"
+#include "Rondel/core/internal/ArrayStorage.h"
+#include "Rondel/core/internal/Describe.h"
+#include "Rondel/core/internal/ObjectKeys.h"
+#include "Rondel/core/internal/RangeCheck.h"
+
+namespace rondel {
+
+using internal::ArrayBuilder;
+using internal::ArrayStorage;
+using internal::checkIndex;
+using internal::checkRange;
+using internal::equalObjects;
+
+namespace {
+
+using Iterator = HxArray::Iterator;
+
+ArrayStorage* storageOf(const HxMutableArray& array) noexcept {
+  return static_cast<ArrayStorage*>(array.object());
+}
+
+// `count` objects from an iterator on, in a new array.
+HxArray gather(Iterator object, HxUInteger count) {
+  ArrayBuilder result(count);
+  for (HxUInteger i = 0; i < count; ++i, ++object) result.append(*object);
+  return result.finish();
+}
+
+// The same objects in a built-in array that does not change: none of the caller's code runs when
+// they are read.
+HxArray snapshot(const HxArray& array) {
+  return internal::ObjectBits::isBuiltIn(array.object()) ? array.copy()
+                                                         : HxArray::arrayWithArray(array);
+}
+
+HxMutableArray makeMutable(HxUInteger capacity) {
+  return HxMutableArray(HxAny::Unchecked{}, ArrayStorage::makeHandle(capacity, true));
+}
+
+}  // namespace
+
+// ---- Array objects ----------------------------------------------------------------------------
+
+HxClass HxArrayObject::classObject() noexcept {
+  static const HxClassInfo info{"HxArray", HxObject::classObject().info(),
+                                [] { return HxAny(HxArray::array()); }};
+  return HxClass(&info);
+}
+
+bool HxArrayObject::isEqual(const HxObject& other) const {
+  if (this == &other) return true;
+  if (other.typeID() != HxTypeID::array) return false;
+  const auto& array = static_cast<const HxArrayObject&>(other);
+  const HxUInteger length = count();
+  if (length != array.count()) return false;
+  Iterator mine(this, 0);
+  Iterator theirs(&array, 0);
+  for (HxUInteger i = 0; i < length; ++i, ++mine, ++theirs) {
+    if (!equalObjects(mine->object(), theirs->object())) return false;
+  }
+  return true;
+}
+
+// The first objects and the count tell most arrays apart.
+HxUInteger HxArrayObject::hash() const {
+  constexpr HxUInteger kHashedObjects = 16;
+  const HxUInteger length = count();
+  Iterator object(this, 0);
+  HxUInteger hash = length;
+  for (HxUInteger i = 0; i < std::min(length, kHashedObjects); ++i, ++object) {
+    hash = internal::foldedProduct(hash ^ internal::elementHash(object->object()),
+                                   0x9E3779B97F4A7C15U);
+  }
+  return hash;
+}
+
+HxString HxArrayObject::description() const {
+  HxMutableString text = HxMutableString::stringWithString("(\n"_hx);
+  const HxUInteger length = count();
+  Iterator object(this, 0);
+  for (HxUInteger i = 0; i < length; ++i, ++object) {
+    text.appendString("    "_hx);
+    text.appendString(internal::nestedDescription(*object));
+    text.appendString(i + 1 < length ? ",\n"_hx : "\n"_hx);
+  }
+  text.appendString(")"_hx);
+  return text.copy();
+}
+
+HxAny HxArrayObject::copy() const { return gather(Iterator(this, 0), count()); }
+
+HxAny HxArrayObject::mutableCopy() const {
+  HxMutableArray result = makeMutable(count());
+  result.addObjectsFromArray(HxArray(HxAny::Unchecked{}, HxAny(this)));
+  return result;
+}
+
+// ---- Making arrays ----------------------------------------------------------------------------
+
+HxArray HxArray::array() { return ArrayStorage::empty(); }
+
+HxArray HxArray::arrayWithObject(const HxAny& object) { return arrayWithObjects(&object, 1); }
+
+HxArray HxArray::arrayWithObjects(std::initializer_list<HxAny> objects) {
+  const auto* end = std::find(objects.begin(), objects.end(), HxAny());
+  return arrayWithObjects(objects.begin(), static_cast<HxUInteger>(end - objects.begin()));
+}
+
+HxArray HxArray::arrayWithObjects(const HxAny* objects, HxUInteger count) {
+  ArrayBuilder result(count);
+  for (HxUInteger i = 0; i < count; ++i) result.append(objects[i]);
+  return result.finish();
+}
+
+HxArray HxArray::arrayWithArray(const HxArray& array) {
+  return gather(array.begin(), array.count());
+}
+
+// ---- Reading ----------------------------------------------------------------------------------
+
+HxAny HxArray::objectAtIndex(HxUInteger index) const {
+  if (!_object) return nullptr;
+  checkIndex("-[HxArray objectAtIndex:]", index, count());
+  return arrayObject()->objectAtIndex(index);
+}
+
+HxAny HxArray::firstObject() const {
+  return count() > 0 ? arrayObject()->objectAtIndex(0) : HxAny();
+}
+
+HxAny HxArray::lastObject() const {
+  const HxUInteger length = count();
+  return length > 0 ? arrayObject()->objectAtIndex(length - 1) : HxAny();
+}
+
+HxUInteger HxArray::indexOfObject(const HxAny& object) const {
+  if (!object) return HxNotFound;
+  const HxUInteger length = count();
+  Iterator candidate = begin();
+  for (HxUInteger i = 0; i < length; ++i, ++candidate) {
+    if (equalObjects(candidate->object(), object.object())) return i;
+  }
+  return HxNotFound;
+}
+
+void HxArray::getObjects(HxAny* buffer) const { getObjects(buffer, {0, count()}); }
+
+void HxArray::getObjects(HxAny* buffer, HxRange range) const {
+  if (!_object) return;
+  checkRange("-[HxArray getObjects:range:]", range, count());
+  std::copy_n(Iterator(arrayObject(), range.location), range.length, buffer);
+}
+
+HxArray HxArray::subarrayWithRange(HxRange range) const {
+  if (!_object) return nullptr;
+  checkRange("-[HxArray subarrayWithRange:]", range, count());
+  return gather(Iterator(arrayObject(), range.location), range.length);
+}
+
+HxArray HxArray::objectsAtIndexes(const HxIndexSet& indexes) const {
+  if (!_object) return nullptr;
+  ArrayBuilder result;
+  if (indexes.isEmpty()) return result.finish();
+  checkIndex("-[HxArray objectsAtIndexes:]", indexes.lastIndex(), count());
+  result.reserve(indexes.count());
+  for (HxUInteger index : indexes) result.append(arrayObject()->objectAtIndex(index));
+  return result.finish();
+}
+
+HxArray HxArray::arrayByAddingObject(const HxAny& object) const {
+  return arrayByAddingObjectsFromArray(arrayWithObject(object));
+}
+
+HxArray HxArray::arrayByAddingObjectsFromArray(const HxArray& other) const {
+  if (!_object) return nullptr;
+  ArrayBuilder result(count() + other.count());
+  for (const HxAny& object : *this) result.append(object);
+  for (const HxAny& object : other) result.append(object);
+  return result.finish();
+}
+
+HxString HxArray::componentsJoinedByString(const HxString& separator) const {
+  if (!_object) return nullptr;
+  std::vector<HxString> texts;
+  texts.reserve(count());
+  for (const HxAny& object : *this) {
+    HxString text = as<HxString>(object);
+    texts.push_back(text ? std::move(text) : object.description());
+  }
+  std::vector<const HxString*> parts;
+  parts.reserve(2 * texts.size());
+  for (const HxString& text : texts) {
+    if (!parts.empty()) parts.push_back(&separator);
+    parts.push_back(&text);
+  }
+  return HxString::concatenate(parts.data(), parts.size());
+}
+
+// ---- Sorting and calling by name --------------------------------------------------------------
+
+namespace {
+
+// Objects whose "compare:" is known to be their virtual operation.
+bool comparesDirectly(const HxObject* object) noexcept {
+  const HxTypeID type = object->typeID();
+  return type == HxTypeID::string || type == HxTypeID::number || type == HxTypeID::date;
+}
+
+// The objects in order, still owned by the array.
+std::vector<HxObject*> sortedObjects(const HxArray& array, HxSelector comparator) {
+  std::vector<HxObject*> objects;
+  objects.reserve(array.count());
+  for (const HxAny& object : array) objects.push_back(object.object());
+  const bool isPlainCompare = comparator == HxSelector("compare:");
+  std::stable_sort(objects.begin(), objects.end(), [&](const HxObject* a, const HxObject* b) {
+    if (isPlainCompare && comparesDirectly(a)) return a->compare(*b) < 0;
+    return as<HxNumber>(a->performSelector(comparator, HxAny(b))).integerValue() < 0;
+  });
+  return objects;
+}
+
+}  // namespace
+
+HxArray HxArray::sortedArrayUsingSelector(HxSelector comparator) const {
+  if (!_object) return nullptr;
+  const HxArray unsorted = snapshot(*this);
+  ArrayBuilder result(unsorted.count());
+  for (HxObject* object : sortedObjects(unsorted, comparator)) result.append(HxAny(object));
+  return result.finish();
+}
+
+void HxMutableArray::sortUsingSelector(HxSelector comparator) {
+  const HxArray sorted = sortedArrayUsingSelector(comparator);
+  removeAllObjects();
+  addObjectsFromArray(sorted);
+}
+
+void HxArray::makeObjectsPerformSelector(HxSelector selector) const {
+  makeObjectsPerformSelectorWithObject(selector, nullptr);
+}
+
+void HxArray::makeObjectsPerformSelectorWithObject(HxSelector selector,
+                                                   const HxAny& argument) const {
+  if (!_object) return;
+  const HxArray objects = snapshot(*this);  // the operation may change the array
+  for (const HxAny& object : objects) object.performSelector(selector, argument);
+}
+
+HxArray HxArray::copy() const { return HxArray(Unchecked{}, HxAny::copy()); }
+
+HxMutableArray HxArray::mutableCopy() const {
+  return HxMutableArray(Unchecked{}, HxAny::mutableCopy());
+}
+
+// ---- Changing ---------------------------------------------------------------------------------
+
+HxMutableArray HxMutableArray::array() { return makeMutable(0); }
+
+HxMutableArray HxMutableArray::arrayWithCapacity(HxUInteger capacity) {
+  constexpr HxUInteger kMostAtOnce = HxUInteger{1} << 20;
+  return makeMutable(std::min(capacity, kMostAtOnce));
+}
+
+HxMutableArray HxMutableArray::arrayWithObject(const HxAny& object) {
+  return arrayWithObjects(&object, 1);
+}
+
+HxMutableArray HxMutableArray::arrayWithObjects(std::initializer_list<HxAny> objects) {
+  const auto* end = std::find(objects.begin(), objects.end(), HxAny());
+  return arrayWithObjects(objects.begin(), static_cast<HxUInteger>(end - objects.begin()));
+}
+
+HxMutableArray HxMutableArray::arrayWithObjects(const HxAny* objects, HxUInteger count) {
+  HxMutableArray result = makeMutable(count);
+  for (HxUInteger i = 0; i < count; ++i) result.addObject(objects[i]);
+  return result;
+}
+
+HxMutableArray HxMutableArray::arrayWithArray(const HxArray& array) {
+  return array ? array.mutableCopy() : HxMutableArray::array();
+}
+
+void HxMutableArray::addObject(HxAny&& object) {
+  if (_object && object) storageOf(*this)->append(std::move(object));
+}
+
+void HxMutableArray::addObjectsFromArray(const HxArray& other) {
+  if (_object && other) storageOf(*this)->append(*static_cast<HxArrayObject*>(other.object()));
+}
+
+void HxMutableArray::insertObject(const HxAny& object, HxUInteger index) {
+  if (!_object || !object) return;
+  checkIndex("-[HxMutableArray insertObject:atIndex:]", index, count() + 1);
+  storageOf(*this)->insert(HxAny(object), index);
+}
+
+void HxMutableArray::insertObjectsAtIndexes(const HxArray& objects, const HxIndexSet& indexes) {
+  if (!_object) return;
+  const HxUInteger added = objects.count();
+  if (added != indexes.count()) {
+    HxException::raise(HxInvalidArgumentException,
+                       "-[HxMutableArray insertObjects:atIndexes:]: %lu objects, %lu indexes"_hx,
+                       added, indexes.count());
+  }
+  if (added == 0) return;
+  checkIndex("-[HxMutableArray insertObjects:atIndexes:]", indexes.lastIndex(), count() + added);
+  storageOf(*this)->insert(snapshot(objects), indexes);
+}
+
+void HxMutableArray::replaceObjectAtIndex(HxUInteger index, const HxAny& object) {
+  if (!_object) return;
+  checkIndex("-[HxMutableArray replaceObjectAtIndex:withObject:]", index, count());
+  if (object) storageOf(*this)->replace(index, HxAny(object));
+}
+
+void HxMutableArray::removeObjectAtIndex(HxUInteger index) {
+  if (!_object) return;
+  checkIndex("-[HxMutableArray removeObjectAtIndex:]", index, count());
+  storageOf(*this)->take(index);
+}
+
+void HxMutableArray::removeLastObject() {
+  if (!isEmpty()) storageOf(*this)->take(count() - 1);
+}
+
+void HxMutableArray::removeAllObjects() {
+  if (_object) storageOf(*this)->removeAll();
+}
+
+void HxMutableArray::removeObjectsAtIndexes(const HxIndexSet& indexes) {
+  if (!_object || indexes.isEmpty()) return;
+  checkIndex("-[HxMutableArray removeObjectsAtIndexes:]", indexes.lastIndex(), count());
+  storageOf(*this)->remove(indexes);
+}
+
+}  // namespace rondel

@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/core/internal/ArrayStorage.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "Rondel/core/IndexSet.h"
+
+namespace rondel::internal {
+
+namespace {
+
+// Handles may be moved as bytes: all they are is a pointer that nobody else knows the place of.
+void moveHandles(HxAny* to, const HxAny* from, HxUInteger count) noexcept {
+  std::memmove(static_cast<void*>(to), static_cast<const void*>(from), count * sizeof(HxAny));
+}
+
+void* allocate(void* old, HxUInteger headerBytes, HxUInteger capacity) {
+  constexpr HxUInteger kMaximumCapacity = HxNotFound / (2 * sizeof(HxAny));
+  if (capacity > kMaximumCapacity) throw std::bad_array_new_length();
+  void* block = std::realloc(old, headerBytes + capacity * sizeof(HxAny));
+  if (!block) throw std::bad_alloc();
+  return block;
+}
+
+}  // namespace
+
+ArrayStorage::ArrayStorage(HxUInteger capacity, std::uint32_t flags) noexcept
+    : HxArrayObject(kBuiltIn | flags), _objects(ownRoom()), _capacity(capacity) {}
+
+ArrayStorage::~ArrayStorage() {
+  removeAll();
+  if (_objects != ownRoom()) std::free(_objects);
+}
+
+void ArrayStorage::operator delete(ArrayStorage* array, std::destroying_delete_t) noexcept {
+  dropBounded(array, [](DropLink* link) noexcept {
+    auto* dropped = static_cast<ArrayStorage*>(link);
+    dropped->~ArrayStorage();
+    std::free(dropped);
+  });
+}
+
+HxArray ArrayStorage::makeHandle(HxUInteger capacity, bool isMutable) {
+  void* block = allocate(nullptr, sizeof(ArrayStorage), capacity);
+  return HxArray(HxAny::Unchecked{},
+                 HxAny::adopt(new (block) ArrayStorage(capacity, isMutable ? kMutable : 0)));
+}
+
+HxArray ArrayStorage::empty() noexcept {
+  alignas(ArrayStorage) static std::byte block[sizeof(ArrayStorage)];
+  static ArrayStorage* const array = new (block) ArrayStorage(0, kImmortal);
+  return HxArray(HxAny::Unchecked{}, HxAny::adopt(array));
+}
+
+HxClass ArrayStorage::hxClass() const noexcept {
+  static const HxClassInfo mutableInfo{"HxMutableArray", HxArrayObject::classObject().info(),
+                                       [] { return HxAny(HxMutableArray::array()); }};
+  return bits() & kMutable ? HxClass(&mutableInfo) : HxArrayObject::classObject();
+}
+
+HxAny ArrayStorage::copy() const { return bits() & kMutable ? HxArrayObject::copy() : HxAny(this); }
+
+void ArrayStorage::grow(HxUInteger atLeast) {
+  constexpr HxUInteger kFirstCapacity = 4;
+  const HxUInteger capacity = std::max({atLeast, 2 * _capacity, kFirstCapacity});
+  const bool wasOwnRoom = _objects == ownRoom();
+  auto* block = static_cast<HxAny*>(allocate(wasOwnRoom ? nullptr : _objects, 0, capacity));
+  if (wasOwnRoom) moveHandles(block, _objects, _count);
+  _objects = block;
+  _capacity = capacity;
+}
+
+void ArrayStorage::reserve(HxUInteger more) {
+  if (more > _capacity - _count) grow(_count + more);
+}
+
+void ArrayStorage::append(const HxArrayObject& other) {
+  const HxUInteger count = other.count();
+  reserve(count);
+  HxArray::Iterator object(&other, 0);
+  for (HxUInteger i = 0; i < count; ++i, ++object) append(HxAny(*object));
+}
+
+void ArrayStorage::insert(HxAny&& object, HxUInteger index) {
+  reserve(1);
+  moveHandles(_objects + index + 1, _objects + index, _count - index);
+  new (_objects + index) HxAny(std::move(object));
+  ++_count;
+}
+
+// From one index to the next, the objects that were there stand in the gap: as many as the result
+// has places in it.
+void ArrayStorage::insert(const HxArray& objects, const HxIndexSet& indexes) {
+  const HxUInteger added = objects.count();
+  reserve(added);
+  HxAny* old = _objects + added;
+  moveHandles(old, _objects, _count);
+  HxUInteger place = 0;
+  HxUInteger next = 0;
+  for (HxUInteger index : indexes) {
+    moveHandles(_objects + place, old, index - place);
+    old += index - place;
+    new (_objects + index) HxAny(objects.objectAtIndex(next++));
+    place = index + 1;
+  }
+  _count += added;
+}
+
+HxAny ArrayStorage::replace(HxUInteger index, HxAny&& object) noexcept {
+  return std::exchange(_objects[index], std::move(object));
+}
+
+HxAny ArrayStorage::take(HxUInteger index) noexcept {
+  HxAny object = std::move(_objects[index]);
+  moveHandles(_objects + index, _objects + index + 1, _count - index - 1);
+  --_count;
+  return object;
+}
+
+void ArrayStorage::remove(const HxIndexSet& indexes) {
+  ArrayBuilder removed(indexes.count());  // let go of when all is in order again
+  HxAny* end = _objects + indexes.firstIndex();
+  HxUInteger next = indexes.firstIndex();
+  for (HxUInteger index : indexes) {
+    moveHandles(end, _objects + next, index - next);
+    end += index - next;
+    removed.append(std::move(_objects[index]));
+    next = index + 1;
+  }
+  moveHandles(end, _objects + next, _count - next);
+  _count -= removed.count();
+}
+
+// Backwards, so that an object that looks at the array as it goes sees a whole one.
+void ArrayStorage::removeAll() noexcept {
+  while (_count > 0) {
+    --_count;
+    const HxAny last = std::move(_objects[_count]);
+  }
+}
+
+}  // namespace rondel::internal

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+//
+// Dropping containers that hold containers, without a stack frame for each level: a few levels are
+// destroyed where they are dropped, deeper ones wait in a list of the thread until the outermost is
+// done.
+//
+//   class Storage final : public HxArrayObject, private DropLink {
+//     static void operator delete(Storage* storage, std::destroying_delete_t) {
+//       dropBounded(storage, [](DropLink* link) noexcept { ... destroy and free ... });
+//     }
+//   };
+#pragma once
+
+namespace rondel::internal {
+
+// The base of a container that is dropped this way. Waiting needs no memory of its own.
+struct DropLink {
+  DropLink* nextToDrop = nullptr;
+  void (*destroy)(DropLink*) noexcept = nullptr;
+};
+
+// Calls `destroy` for an object that nobody refers to any more, now or before the outermost call on
+// this thread returns.
+void dropBounded(DropLink* link, void (*destroy)(DropLink*) noexcept) noexcept;
+
+}  // namespace rondel::internal

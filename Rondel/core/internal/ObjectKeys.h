@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+//
+// Comparing and hashing objects without virtual calls for built-in strings, which is what most
+// elements and nearly all keys are.
+#pragma once
+
+#include "Rondel/core/Object.h"
+#include "Rondel/core/internal/FlatString.h"
+
+namespace rondel::internal {
+
+// The bits of an object that handles may read.
+class ObjectBits : private HxAny {
+ public:
+  static bool isFlatString(const HxObject* object) noexcept {
+    return (bitsOf(object) & (kFlatNarrow | kFlatWide)) != 0;
+  }
+  static bool isBuiltIn(const HxObject* object) noexcept {
+    return (bitsOf(object) & kBuiltIn) != 0;
+  }
+  static bool isMutable(const HxObject* object) noexcept {
+    return (bitsOf(object) & kMutable) != 0;
+  }
+};
+
+inline const FlatString* flatString(const HxObject* object) noexcept {
+  return static_cast<const FlatString*>(object);
+}
+
+// isEqual for objects that are not nil.
+inline bool equalObjects(const HxObject* a, const HxObject* b) {
+  if (a == b) return true;
+  if (ObjectBits::isFlatString(a) && ObjectBits::isFlatString(b)) {
+    return flatString(a)->hasSameUnits(*flatString(b));
+  }
+  return a->isEqual(*b);
+}
+
+// The hash that tables use, spread over all bits. The hash of a string is spread already; its
+// lowest bit is always set and tells nothing.
+inline std::size_t tableHash(const HxObject* object) {
+  if (ObjectBits::isFlatString(object)) return flatString(object)->flatHash() >> 1;
+  if (object->typeID() == HxTypeID::string) return object->hash() >> 1;
+  return foldedProduct(object->hash() ^ 0x9E3779B97F4A7C15U, 0xD6E8FEB86659FD93U);
+}
+
+// What an element adds to the hash of a collection. Containers count by their kind alone, so that
+// hashing nested ones goes one level deep.
+inline HxUInteger elementHash(const HxObject* object) {
+  switch (object->typeID()) {
+    case HxTypeID::array:
+    case HxTypeID::dictionary:
+    case HxTypeID::set:
+      return static_cast<HxUInteger>(object->typeID());
+    default:
+      return tableHash(object);
+  }
+}
+
+// For tables of handles that are never nil.
+struct KeyHash {
+  std::size_t operator()(const HxAny& key) const { return tableHash(key.object()); }
+};
+struct KeyEqual {
+  bool operator()(const HxAny& a, const HxAny& b) const {
+    return equalObjects(a.object(), b.object());
+  }
+};
+
+}  // namespace rondel::internal
