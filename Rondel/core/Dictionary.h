@@ -20,8 +20,10 @@
 
 namespace rondel {
 
-class HxError;
 class HxMutableDictionary;
+namespace internal {
+class DictionaryStorage;
+}
 
 // Hands out objects one after the other.
 class RONDEL_EXPORT HxEnumerator : public HxObject {
@@ -41,20 +43,29 @@ class RONDEL_EXPORT HxDictionaryObject : public HxObject {
   virtual HxUInteger count() const = 0;
   // The value, nil when the key is absent.
   virtual HxAny objectForKey(const HxAny& key) const = 0;
+  // The value without a reference taken, good until the dictionary changes or goes; null when the
+  // key is absent. An optional fast road: as it stands it keeps the value alive through `keeper`.
+  virtual const HxObject* borrowObjectForKey(const HxAny& key, HxAny& keeper) const;
   // Every key once. The enumerator keeps what it needs alive.
   virtual Ref<HxEnumerator> keyEnumerator() const = 0;
 
+  // Equal when the same keys have equal values, whatever the classes of the dictionaries.
   bool isEqual(const HxObject& other) const final;
   HxUInteger hash() const final;
   // "{\n    key = value;\n}", sorted by the descriptions of the keys.
   HxString description() const override;
+  // A built-in dictionary of the same entries. A class whose entries never change may give itself.
   HxAny copy() const override;
   HxAny mutableCopy() const final;
 
  protected:
-  explicit HxDictionaryObject(std::uint32_t flags = 0) noexcept
-      : HxObject(HxTypeID::dictionary, flags) {}
+  HxDictionaryObject() noexcept : HxObject(HxTypeID::dictionary) {}
   ~HxDictionaryObject() override = default;
+
+ private:
+  friend class internal::DictionaryStorage;
+  explicit HxDictionaryObject(std::uint32_t flags) noexcept
+      : HxObject(HxTypeID::dictionary, flags) {}
 };
 
 class RONDEL_EXPORT HxDictionary : public HxAny {
@@ -66,7 +77,7 @@ class RONDEL_EXPORT HxDictionary : public HxAny {
 
   constexpr HxDictionary() noexcept = default;
   constexpr HxDictionary(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxDictionary(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  HxDictionary(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
   // A dictionary of one's own class. Nil gives nil.
   template <std::derived_from<HxDictionaryObject> T>
   explicit HxDictionary(const Ref<T>& object) noexcept : HxAny(object) {}
@@ -96,9 +107,16 @@ class RONDEL_EXPORT HxDictionary : public HxAny {
   H objectForKey(const HxAny& key) const {
     return as<H>(objectForKey(key));
   }
+  // The same without a reference taken, for look-ups in a loop: good until the dictionary changes
+  // or goes, and for dictionaries of one's own class until `keeper` does. Null when the key is
+  // absent.
+  const HxObject* borrowObjectForKey(const HxAny& key, HxAny& keeper) const {
+    return _object && key ? dictionaryObject()->borrowObjectForKey(key, keeper) : nullptr;
+  }
   HxArray allKeys() const;
   HxArray allValues() const;
-  // Null for nil.
+  // Null for nil. Adding or removing keys while an enumerator is in use is an error of the caller:
+  // its following nextObject raises HxInternalInconsistencyException.
   Ref<HxEnumerator> keyEnumerator() const {
     return _object ? dictionaryObject()->keyEnumerator() : Ref<HxEnumerator>();
   }
@@ -108,6 +126,8 @@ class RONDEL_EXPORT HxDictionary : public HxAny {
   HxDictionary copy() const;
   HxMutableDictionary mutableCopy() const;
 
+  // Keeps the dictionary alive. Moving on after a key was added or removed raises
+  // HxInternalInconsistencyException; replacing values is allowed.
   class Iterator {
    public:
     using value_type = Entry;
@@ -115,6 +135,7 @@ class RONDEL_EXPORT HxDictionary : public HxAny {
     Iterator() noexcept = default;
     explicit Iterator(const HxDictionaryObject* dictionary);
     const Entry& operator*() const noexcept { return _entry; }
+    const Entry* operator->() const noexcept { return &_entry; }
     Iterator& operator++();
     // Only the question whether the end is reached makes sense.
     friend bool operator==(const Iterator& a, const Iterator& b) noexcept {
@@ -122,7 +143,7 @@ class RONDEL_EXPORT HxDictionary : public HxAny {
     }
 
    private:
-    const HxDictionaryObject* _dictionary = nullptr;
+    HxAny _dictionary;
     Ref<HxEnumerator> _keys;
     Entry _entry;
   };
@@ -140,15 +161,21 @@ class RONDEL_EXPORT HxMutableDictionary : public HxDictionary {
  public:
   constexpr HxMutableDictionary() noexcept = default;
   constexpr HxMutableDictionary(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxMutableDictionary(Unchecked, const HxAny& any) noexcept : HxDictionary(Unchecked{}, any) {}
+  HxMutableDictionary(Unchecked, HxAny any) noexcept : HxDictionary(Unchecked{}, std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return HxDictionary::canHold(object) && (bitsOf(object) & kMutable) != 0;
   }
 
+  // The operations of the same names, with a new mutable dictionary as their result.
   static HxMutableDictionary dictionary();
+  // Empty. The capacity is advice.
   static HxMutableDictionary dictionaryWithCapacity(HxUInteger capacity);
+  static HxMutableDictionary dictionaryWithEntries(std::initializer_list<Entry> entries);
+  static HxMutableDictionary initWithDictionary(const HxDictionary& other, bool copyItems = false);
 
+  // Replaces the value that the key has; the stored key stays then.
   void setObjectForKey(const HxAny& object, const HxAny& key);
+  // Nothing when the key is absent.
   void removeObjectForKey(const HxAny& key);
   void removeAllObjects();
   void addEntriesFromDictionary(const HxDictionary& other);

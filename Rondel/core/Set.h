@@ -5,8 +5,9 @@
 //   HxSet seen = HxSet::initWithArray(words);
 //   if (seen.containsObject("-c"_hx)) ...
 //
-// Sets never hold nil. On a nil set every operation gives 0, false, nil or does nothing. Immutable
-// sets may be used on any thread.
+// A set holds the objects themselves: an object that takes part must not change its value
+// meanwhile. Sets never hold nil. On a nil set every operation gives 0, false, nil or does nothing.
+// Immutable sets may be used on any thread.
 #pragma once
 
 #include <initializer_list>
@@ -16,19 +17,22 @@
 namespace rondel {
 
 class HxMutableSet;
-class HxSetObject;
 
 class RONDEL_EXPORT HxSet : public HxAny {
  public:
   constexpr HxSet() noexcept = default;
   constexpr HxSet(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxSet(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  HxSet(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::set;
   }
 
+  static HxClass classObject() noexcept;
+
   static HxSet set();
+  // Nil gives an empty set.
   static HxSet initWithArray(const HxArray& array);
+  // The objects up to the first nil.
   static HxSet initWithObjects(std::initializer_list<HxAny> objects);
 
   HxUInteger count() const;
@@ -40,6 +44,7 @@ class RONDEL_EXPORT HxSet : public HxAny {
   HxArray allObjects() const;
   bool isEqualToSet(const HxSet& other) const { return isEqual(other); }
 
+  // The set itself when immutable, else an immutable copy.
   HxSet copy() const;
   HxMutableSet mutableCopy() const;
 };
@@ -48,7 +53,7 @@ class RONDEL_EXPORT HxMutableSet : public HxSet {
  public:
   constexpr HxMutableSet() noexcept = default;
   constexpr HxMutableSet(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxMutableSet(Unchecked, const HxAny& any) noexcept : HxSet(Unchecked{}, any) {}
+  HxMutableSet(Unchecked, HxAny any) noexcept : HxSet(Unchecked{}, std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return HxSet::canHold(object) && (bitsOf(object) & kMutable) != 0;
   }

@@ -1,0 +1,375 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/core/Dictionary.h"
+
+#include <absl/container/flat_hash_map.h>
+
+#include <algorithm>
+#include <new>
+#include <vector>
+
+#include "Rondel/core/Exception.h"
+#include "Rondel/core/String.h"
+#include "Rondel/core/internal/ArrayStorage.h"
+#include "Rondel/core/internal/DeferredDrop.h"
+#include "Rondel/core/internal/Describe.h"
+#include "Rondel/core/internal/ObjectKeys.h"
+
+namespace rondel {
+
+namespace internal {
+
+// The built-in dictionary, immutable and mutable; the immutable one is filled before anybody else
+// sees it.
+class DictionaryStorage final : public HxDictionaryObject, private DropLink {
+ public:
+  using Table = absl::flat_hash_map<HxAny, HxAny, KeyHash, KeyEqual>;
+
+  explicit DictionaryStorage(bool isMutable, std::uint32_t flags = 0) noexcept
+      : HxDictionaryObject(kBuiltIn | flags | (isMutable ? kMutable : 0)) {}
+
+  static HxMutableDictionary makeHandle(bool isMutable) {
+    return HxMutableDictionary(HxAny::Unchecked{}, HxAny::adopt(new DictionaryStorage(isMutable)));
+  }
+  static HxDictionary empty() noexcept;
+
+  HxClass hxClass() const noexcept override;
+  HxUInteger count() const noexcept override { return _table.size(); }
+  HxAny objectForKey(const HxAny& key) const override {
+    const auto found = _table.find(key);
+    return found == _table.end() ? HxAny() : found->second;
+  }
+  const HxObject* borrowObjectForKey(const HxAny& key, HxAny&) const override {
+    const auto found = _table.find(key);
+    return found == _table.end() ? nullptr : found->second.object();
+  }
+  Ref<HxEnumerator> keyEnumerator() const override;
+  HxAny copy() const override;
+
+  const Table& table() const noexcept { return _table; }
+  // Grows by one whenever a key is added or removed: what was found before is in another place now.
+  HxUInteger generation() const noexcept { return _generation; }
+
+  void reserve(HxUInteger count) { _table.reserve(count); }
+  void set(const HxAny& object, const HxAny& key);
+  void remove(const HxAny& key);
+  void removeAll();
+  void addAll(const HxDictionaryObject& other);
+
+  static void operator delete(DictionaryStorage* dictionary, std::destroying_delete_t) noexcept {
+    dropBounded(dictionary, [](DropLink* link) noexcept {
+      auto* dropped = static_cast<DictionaryStorage*>(link);
+      dropped->~DictionaryStorage();
+      ::operator delete(dropped);
+    });
+  }
+
+ private:
+  Table _table;
+  HxUInteger _generation = 0;
+};
+
+namespace {
+
+const DictionaryStorage* builtIn(const HxDictionaryObject* dictionary) noexcept {
+  return ObjectBits::isBuiltIn(dictionary) ? static_cast<const DictionaryStorage*>(dictionary)
+                                           : nullptr;
+}
+
+DictionaryStorage* storageOf(const HxMutableDictionary& dictionary) noexcept {
+  return static_cast<DictionaryStorage*>(dictionary.object());
+}
+
+// Walks the table itself, and keeps it alive.
+class StorageEnumerator final : public HxEnumerator {
+ public:
+  explicit StorageEnumerator(const DictionaryStorage* dictionary)
+      : _owner(dictionary),
+        _dictionary(dictionary),
+        _next(dictionary->table().begin()),
+        _generation(dictionary->generation()) {}
+
+  HxAny nextObject() override {
+    const DictionaryStorage::Table::value_type* entry = nextEntry();
+    return entry ? entry->first : HxAny();
+  }
+  const DictionaryStorage::Table::value_type* nextEntry() {
+    if (_generation != _dictionary->generation()) {
+      HxException::raise(HxInternalInconsistencyException,
+                         "-[HxEnumerator nextObject]: the dictionary was changed meanwhile"_hx);
+    }
+    return _next == _dictionary->table().end() ? nullptr : &*_next++;
+  }
+
+ private:
+  HxAny _owner;
+  const DictionaryStorage* _dictionary;
+  DictionaryStorage::Table::const_iterator _next;
+  HxUInteger _generation;
+};
+
+}  // namespace
+
+HxDictionary DictionaryStorage::empty() noexcept {
+  alignas(DictionaryStorage) static std::byte block[sizeof(DictionaryStorage)];
+  static auto* const dictionary =
+      new (static_cast<void*>(block)) DictionaryStorage(false, kImmortal);
+  return HxDictionary(HxAny::Unchecked{}, HxAny::adopt(dictionary));
+}
+
+HxClass DictionaryStorage::hxClass() const noexcept {
+  static const HxClassInfo mutableInfo{"HxMutableDictionary",
+                                       HxDictionaryObject::classObject().info(),
+                                       [] { return HxAny(HxMutableDictionary::dictionary()); }};
+  return bits() & kMutable ? HxClass(&mutableInfo) : HxDictionaryObject::classObject();
+}
+
+Ref<HxEnumerator> DictionaryStorage::keyEnumerator() const {
+  return makeRef<StorageEnumerator>(this);
+}
+
+HxAny DictionaryStorage::copy() const {
+  return bits() & kMutable ? HxDictionaryObject::copy() : HxAny(this);
+}
+
+void DictionaryStorage::set(const HxAny& object, const HxAny& key) {
+  HxAny keptKey = ObjectBits::isFlatString(key.object()) ? key : key.copy();
+  const auto [entry, isNew] = _table.try_emplace(std::move(keptKey), object);
+  if (isNew) {
+    ++_generation;
+  } else {
+    // The old value is let go of when the table is in order again.
+    const HxAny old = std::exchange(entry->second, object);
+  }
+}
+
+void DictionaryStorage::remove(const HxAny& key) {
+  const auto found = _table.find(key);
+  if (found == _table.end()) return;
+  const auto removed = _table.extract(found);
+  ++_generation;
+}
+
+void DictionaryStorage::removeAll() {
+  Table removed;
+  removed.swap(_table);
+  ++_generation;
+}
+
+void DictionaryStorage::addAll(const HxDictionaryObject& other) {
+  if (const DictionaryStorage* storage = builtIn(&other)) {
+    if (storage == this) return;
+    if (_table.empty()) {
+      _table = storage->_table;
+      ++_generation;
+      return;
+    }
+    for (const auto& [key, value] : storage->_table) set(value, key);
+    return;
+  }
+  reserve(count() + other.count());
+  const Ref<HxEnumerator> keys = other.keyEnumerator();
+  while (const HxAny key = keys->nextObject()) {
+    if (const HxAny value = other.objectForKey(key)) set(value, key);
+  }
+}
+
+}  // namespace internal
+
+using internal::ArrayBuilder;
+using internal::DictionaryStorage;
+using internal::equalObjects;
+
+namespace {
+
+const HxDictionaryObject& objectOf(const HxDictionary& dictionary) noexcept {
+  return *static_cast<const HxDictionaryObject*>(dictionary.object());
+}
+
+// All entries of any dictionary in a new built-in one.
+HxMutableDictionary gather(const HxDictionaryObject& dictionary, bool isMutable) {
+  HxMutableDictionary result = DictionaryStorage::makeHandle(isMutable);
+  internal::storageOf(result)->addAll(dictionary);
+  return result;
+}
+
+HxMutableDictionary makeWithEntries(std::initializer_list<HxDictionary::Entry> entries,
+                                    bool isMutable) {
+  HxMutableDictionary result = DictionaryStorage::makeHandle(isMutable);
+  internal::storageOf(result)->reserve(entries.size());
+  for (const auto& [key, value] : entries) result.setObjectForKey(value, key);
+  return result;
+}
+
+HxMutableDictionary makeWithDictionary(const HxDictionary& other, bool copyItems, bool isMutable) {
+  if (!other) return DictionaryStorage::makeHandle(isMutable);
+  if (!copyItems) return gather(objectOf(other), isMutable);
+  HxMutableDictionary result = DictionaryStorage::makeHandle(isMutable);
+  internal::storageOf(result)->reserve(other.count());
+  for (const auto& [key, value] : other) result.setObjectForKey(value.copy(), key);
+  return result;
+}
+
+}  // namespace
+
+// ---- Dictionary objects -----------------------------------------------------------------------
+
+HxClass HxEnumerator::classObject() noexcept {
+  static const HxClassInfo info{"HxEnumerator", HxObject::classObject().info()};
+  return HxClass(&info);
+}
+
+HxClass HxDictionaryObject::classObject() noexcept {
+  static const HxClassInfo info{"HxDictionary", HxObject::classObject().info(),
+                                [] { return HxAny(HxDictionary::dictionary()); }};
+  return HxClass(&info);
+}
+
+const HxObject* HxDictionaryObject::borrowObjectForKey(const HxAny& key, HxAny& keeper) const {
+  keeper = objectForKey(key);
+  return keeper.object();
+}
+
+bool HxDictionaryObject::isEqual(const HxObject& other) const {
+  if (this == &other) return true;
+  if (other.typeID() != HxTypeID::dictionary) return false;
+  const auto& dictionary = static_cast<const HxDictionaryObject&>(other);
+  if (count() != dictionary.count()) return false;
+  HxAny keeper;
+  HxDictionary::Iterator end;
+  for (HxDictionary::Iterator entry(this); !(entry == end); ++entry) {
+    const HxObject* value = dictionary.borrowObjectForKey(entry->key, keeper);
+    if (!value || !equalObjects(entry->value.object(), value)) return false;
+  }
+  return true;
+}
+
+// By count and keys; a sum, since their order is open.
+HxUInteger HxDictionaryObject::hash() const {
+  HxUInteger hash = count();
+  const Ref<HxEnumerator> keys = keyEnumerator();
+  while (const HxAny key = keys->nextObject()) hash += internal::elementHash(key.object());
+  return hash;
+}
+
+HxString HxDictionaryObject::description() const {
+  struct Line {
+    HxString key;
+    HxAny value;
+  };
+  std::vector<Line> lines;
+  lines.reserve(count());
+  const HxDictionary::Iterator end;
+  for (HxDictionary::Iterator entry(this); !(entry == end); ++entry) {
+    lines.push_back({entry->key.description(), entry->value});
+  }
+  std::sort(lines.begin(), lines.end(), [](const Line& a, const Line& b) { return a.key < b.key; });
+  HxMutableString text = HxMutableString::stringWithString("{\n"_hx);
+  for (const Line& line : lines) {
+    text.appendString(HxString::stringByConcatenating(
+        "    "_hx, line.key, " = "_hx, internal::nestedDescription(line.value), ";\n"_hx));
+  }
+  text.appendString("}"_hx);
+  return text.copy();
+}
+
+HxAny HxDictionaryObject::copy() const { return gather(*this, false); }
+
+HxAny HxDictionaryObject::mutableCopy() const { return gather(*this, true); }
+
+// ---- Making dictionaries ----------------------------------------------------------------------
+
+HxDictionary HxDictionary::dictionary() { return DictionaryStorage::empty(); }
+
+HxDictionary HxDictionary::dictionaryWithObjectForKey(const HxAny& object, const HxAny& key) {
+  return dictionaryWithEntries({{key, object}});
+}
+
+HxDictionary HxDictionary::dictionaryWithEntries(std::initializer_list<Entry> entries) {
+  return makeWithEntries(entries, false);
+}
+
+HxDictionary HxDictionary::initWithDictionary(const HxDictionary& other, bool copyItems) {
+  return makeWithDictionary(other, copyItems, false);
+}
+
+HxMutableDictionary HxMutableDictionary::dictionary() {
+  return DictionaryStorage::makeHandle(true);
+}
+
+HxMutableDictionary HxMutableDictionary::dictionaryWithCapacity(HxUInteger capacity) {
+  constexpr HxUInteger kMostAtOnce = HxUInteger{1} << 20;
+  HxMutableDictionary result = dictionary();
+  internal::storageOf(result)->reserve(std::min(capacity, kMostAtOnce));
+  return result;
+}
+
+HxMutableDictionary HxMutableDictionary::dictionaryWithEntries(
+    std::initializer_list<Entry> entries) {
+  return makeWithEntries(entries, true);
+}
+
+HxMutableDictionary HxMutableDictionary::initWithDictionary(const HxDictionary& other,
+                                                            bool copyItems) {
+  return makeWithDictionary(other, copyItems, true);
+}
+
+// ---- Reading ----------------------------------------------------------------------------------
+
+HxArray HxDictionary::allKeys() const {
+  if (!_object) return nullptr;
+  ArrayBuilder keys(count());
+  const Ref<HxEnumerator> enumerator = keyEnumerator();
+  while (HxAny key = enumerator->nextObject()) keys.append(std::move(key));
+  return keys.finish();
+}
+
+HxArray HxDictionary::allValues() const {
+  if (!_object) return nullptr;
+  ArrayBuilder values(count());
+  for (const auto& [key, value] : *this) values.append(value);
+  return values.finish();
+}
+
+HxDictionary HxDictionary::copy() const { return HxDictionary(Unchecked{}, HxAny::copy()); }
+
+HxMutableDictionary HxDictionary::mutableCopy() const {
+  return HxMutableDictionary(Unchecked{}, HxAny::mutableCopy());
+}
+
+HxDictionary::Iterator::Iterator(const HxDictionaryObject* dictionary) : _dictionary(dictionary) {
+  if (!dictionary) return;
+  _keys = dictionary->keyEnumerator();
+  ++*this;
+}
+
+HxDictionary::Iterator& HxDictionary::Iterator::operator++() {
+  const auto* dictionary = static_cast<const HxDictionaryObject*>(_dictionary.object());
+  if (internal::builtIn(dictionary)) {
+    const auto* entry = static_cast<internal::StorageEnumerator*>(_keys.get())->nextEntry();
+    _entry = entry ? Entry{entry->first, entry->second} : Entry{};
+  } else {
+    _entry.key = _keys->nextObject();
+    _entry.value = _entry.key ? dictionary->objectForKey(_entry.key) : HxAny();
+  }
+  return *this;
+}
+
+// ---- Changing ---------------------------------------------------------------------------------
+
+void HxMutableDictionary::setObjectForKey(const HxAny& object, const HxAny& key) {
+  if (_object && object && key) internal::storageOf(*this)->set(object, key);
+}
+
+void HxMutableDictionary::removeObjectForKey(const HxAny& key) {
+  if (_object && key) internal::storageOf(*this)->remove(key);
+}
+
+void HxMutableDictionary::removeAllObjects() {
+  if (_object) internal::storageOf(*this)->removeAll();
+}
+
+void HxMutableDictionary::addEntriesFromDictionary(const HxDictionary& other) {
+  if (_object && other) internal::storageOf(*this)->addAll(objectOf(other));
+}
+
+}  // namespace rondel

@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/core/Set.h"
+
+#include <absl/container/flat_hash_set.h>
+
+#include <algorithm>
+#include <new>
+#include <vector>
+
+#include "Rondel/core/Array.h"
+#include "Rondel/core/String.h"
+#include "Rondel/core/internal/ArrayStorage.h"
+#include "Rondel/core/internal/DeferredDrop.h"
+#include "Rondel/core/internal/Describe.h"
+#include "Rondel/core/internal/ObjectKeys.h"
+
+namespace rondel {
+
+namespace {
+
+// What stands behind every set.
+class SetStorage final : public HxObject, private internal::DropLink {
+ public:
+  using Table = absl::flat_hash_set<HxAny, internal::KeyHash, internal::KeyEqual>;
+
+  explicit SetStorage(bool isMutable) noexcept
+      : HxObject(HxTypeID::set, isMutable ? kMutable : 0) {}
+
+  HxClass hxClass() const noexcept override;
+  bool isEqual(const HxObject& other) const override;
+  HxUInteger hash() const override;
+  HxString description() const override;
+  HxAny copy() const override;
+  HxAny mutableCopy() const override;
+
+  static void operator delete(SetStorage* set, std::destroying_delete_t) noexcept {
+    internal::dropBounded(set, [](internal::DropLink* link) noexcept {
+      auto* dropped = static_cast<SetStorage*>(link);
+      dropped->~SetStorage();
+      ::operator delete(dropped);
+    });
+  }
+
+  Table table;
+};
+
+SetStorage* storageOf(const HxAny& set) noexcept { return static_cast<SetStorage*>(set.object()); }
+
+HxMutableSet makeSet(bool isMutable) {
+  return HxMutableSet(HxAny::Unchecked{}, HxAny::adopt(new SetStorage(isMutable)));
+}
+
+HxMutableSet makeSet(const HxArray& array, bool isMutable) {
+  HxMutableSet result = makeSet(isMutable);
+  result.addObjectsFromArray(array);
+  return result;
+}
+
+HxMutableSet makeSet(const SetStorage& other, bool isMutable) {
+  HxMutableSet result = makeSet(isMutable);
+  storageOf(result)->table = other.table;
+  return result;
+}
+
+HxClass SetStorage::hxClass() const noexcept {
+  static const HxClassInfo mutableInfo{"HxMutableSet", HxSet::classObject().info(),
+                                       [] { return HxAny(HxMutableSet::set()); }};
+  return bits() & kMutable ? HxClass(&mutableInfo) : HxSet::classObject();
+}
+
+bool SetStorage::isEqual(const HxObject& other) const {
+  if (this == &other) return true;
+  if (other.typeID() != HxTypeID::set) return false;
+  const Table& theirs = static_cast<const SetStorage&>(other).table;
+  return table.size() == theirs.size() &&
+         std::all_of(table.begin(), table.end(),
+                     [&](const HxAny& object) { return theirs.contains(object); });
+}
+
+// A sum, since the order is open.
+HxUInteger SetStorage::hash() const {
+  HxUInteger hash = table.size();
+  for (const HxAny& object : table) hash += internal::elementHash(object.object());
+  return hash;
+}
+
+// "{(\n    first,\n    second\n)}", sorted by the descriptions.
+HxString SetStorage::description() const {
+  std::vector<HxString> lines;
+  lines.reserve(table.size());
+  for (const HxAny& object : table) lines.push_back(internal::nestedDescription(object));
+  std::sort(lines.begin(), lines.end());
+  HxMutableString text = HxMutableString::stringWithString("{("_hx);
+  for (const HxString& line : lines) {
+    text.appendString(&line == lines.data() ? "\n    "_hx : ",\n    "_hx);
+    text.appendString(line);
+  }
+  text.appendString("\n)}"_hx);
+  return text.copy();
+}
+
+HxAny SetStorage::copy() const { return bits() & kMutable ? makeSet(*this, false) : HxAny(this); }
+
+HxAny SetStorage::mutableCopy() const { return makeSet(*this, true); }
+
+}  // namespace
+
+HxClass HxSet::classObject() noexcept {
+  static const HxClassInfo info{"HxSet", HxObject::classObject().info(),
+                                [] { return HxAny(HxSet::set()); }};
+  return HxClass(&info);
+}
+
+HxSet HxSet::set() { return makeSet(false); }
+
+HxSet HxSet::initWithArray(const HxArray& array) { return makeSet(array, false); }
+
+HxSet HxSet::initWithObjects(std::initializer_list<HxAny> objects) {
+  return makeSet(HxArray::arrayWithObjects(objects), false);
+}
+
+HxUInteger HxSet::count() const { return _object ? storageOf(*this)->table.size() : 0; }
+
+HxAny HxSet::member(const HxAny& object) const {
+  if (!_object || !object) return nullptr;
+  const SetStorage::Table& table = storageOf(*this)->table;
+  const auto found = table.find(object);
+  return found == table.end() ? HxAny() : *found;
+}
+
+HxArray HxSet::allObjects() const {
+  if (!_object) return nullptr;
+  internal::ArrayBuilder result(count());
+  for (const HxAny& object : storageOf(*this)->table) result.append(object);
+  return result.finish();
+}
+
+HxSet HxSet::copy() const { return HxSet(Unchecked{}, HxAny::copy()); }
+
+HxMutableSet HxSet::mutableCopy() const { return HxMutableSet(Unchecked{}, HxAny::mutableCopy()); }
+
+HxMutableSet HxMutableSet::set() { return makeSet(true); }
+
+HxMutableSet HxMutableSet::initWithArray(const HxArray& array) { return makeSet(array, true); }
+
+HxMutableSet HxMutableSet::initWithObjects(std::initializer_list<HxAny> objects) {
+  return makeSet(HxArray::arrayWithObjects(objects), true);
+}
+
+void HxMutableSet::addObject(const HxAny& object) {
+  if (_object && object) storageOf(*this)->table.insert(object);
+}
+
+void HxMutableSet::addObjectsFromArray(const HxArray& array) {
+  for (const HxAny& object : array) addObject(object);
+}
+
+void HxMutableSet::removeObject(const HxAny& object) {
+  if (!_object || !object) return;
+  SetStorage::Table& table = storageOf(*this)->table;
+  const auto found = table.find(object);
+  if (found == table.end()) return;
+  const auto removed = table.extract(found);  // let go of when the table is in order again
+}
+
+void HxMutableSet::removeAllObjects() {
+  if (!_object) return;
+  SetStorage::Table removed;
+  removed.swap(storageOf(*this)->table);
+}
+
+}  // namespace rondel
