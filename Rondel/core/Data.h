@@ -18,24 +18,26 @@
 
 namespace rondel {
 
-class HxError;
 class HxMutableData;
-class HxDataObject;
 
 class RONDEL_EXPORT HxData : public HxAny {
  public:
   constexpr HxData() noexcept = default;
   constexpr HxData(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxData(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  HxData(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
   explicit HxData(std::span<const std::byte> bytes);
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::data;
   }
 
+  static HxClass classObject() noexcept;
+
   // No bytes.
   static HxData data();
   // A copy of the bytes.
   static HxData dataWithBytes(const void* bytes, HxUInteger length);
+  // The bytes of other data, copied unless that is immutable; nil gives empty data.
+  static HxData dataWithData(const HxData& data);
   static HxData initWithBytes(const void* bytes, HxUInteger length) {
     return dataWithBytes(bytes, length);
   }
@@ -46,7 +48,7 @@ class RONDEL_EXPORT HxData : public HxAny {
   // their end.
   static HxData initWithContentsOfFile(const HxString& path);
   // The same, mapped when the file is a regular one; the file must not be cut short while the data
-  // lives.
+  // lives. Changes of the file may or may not be seen.
   static HxData initWithContentsOfMappedFile(const HxString& path);
 
   // The bytes, good until the data goes or changes; null for nil, not null for empty data.
@@ -56,12 +58,14 @@ class RONDEL_EXPORT HxData : public HxAny {
   std::span<const std::byte> span() const noexcept {
     return {reinterpret_cast<const std::byte*>(bytes()), length()};
   }
+  // Copies the bytes of a range to `buffer`.
   void getBytes(void* buffer, HxRange range) const;
   HxData subdataWithRange(HxRange range) const;
-  bool isEqualToData(const HxData& other) const;
+  bool isEqualToData(const HxData& other) const { return isEqual(other); }
   // Writes the bytes, making or replacing the file. Atomically means by a temporary file beside it
-  // and a rename, so that a reader sees the old contents or the new ones; a link is followed, and
-  // the file's mode is kept. False, with errno set, when it fails.
+  // and a rename, so that a reader sees the old contents or the new ones, after a crash too; a link
+  // is followed, and the file's mode is kept. What is not a regular file, such as a device, is
+  // written where it stands. False, with errno set, when it fails or the data is nil.
   bool writeToFile(const HxString& path, bool atomically) const;
 
   // The data itself when immutable, else an immutable copy.
@@ -69,22 +73,29 @@ class RONDEL_EXPORT HxData : public HxAny {
   HxMutableData mutableCopy() const;
 };
 
+// The mutable form. It grows by doubling, so that many small appends cost no more than one copy of
+// the whole.
 class RONDEL_EXPORT HxMutableData : public HxData {
  public:
   constexpr HxMutableData() noexcept = default;
   constexpr HxMutableData(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxMutableData(Unchecked, const HxAny& any) noexcept : HxData(Unchecked{}, any) {}
+  HxMutableData(Unchecked, HxAny any) noexcept : HxData(Unchecked{}, std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return HxData::canHold(object) && (bitsOf(object) & kMutable) != 0;
   }
 
   static HxMutableData data();
-  // Empty, with room for `capacity` bytes.
+  // Empty, with room for `capacity` bytes. The capacity is advice.
   static HxMutableData initWithCapacity(HxUInteger capacity);
   static HxMutableData dataWithBytes(const void* bytes, HxUInteger length);
+  static HxMutableData initWithBytes(const void* bytes, HxUInteger length) {
+    return dataWithBytes(bytes, length);
+  }
+  static HxMutableData dataWithData(const HxData& data);
 
-  // The bytes for writing, good until the length or the capacity changes.
+  // The bytes for writing, good until the length changes; null for nil.
   std::uint8_t* mutableBytes() noexcept;
+  // The bytes may be the data's own.
   void appendBytes(const void* bytes, HxUInteger length);
   void appendData(const HxData& data);
   // Cuts the bytes, or adds zeros.
