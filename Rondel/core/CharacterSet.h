@@ -24,7 +24,7 @@ class RONDEL_EXPORT HxCharacterSetObject final : public HxObject {
   explicit HxCharacterSetObject(bool isMutable = false);
   ~HxCharacterSetObject() override = default;
   static HxClass classObject() noexcept;
-  HxClass hxClass() const noexcept override { return classObject(); }
+  HxClass hxClass() const noexcept override;
   bool isEqual(const HxObject& other) const override;
   HxUInteger hash() const override;
   HxAny copy() const override;
@@ -45,15 +45,16 @@ class RONDEL_EXPORT HxCharacterSet : public HxAny {
  public:
   constexpr HxCharacterSet() noexcept = default;
   constexpr HxCharacterSet(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxCharacterSet(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  HxCharacterSet(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::characterSet;
   }
 
   // The code units of the text; nil gives the empty set.
   static HxCharacterSet characterSetWithCharactersInString(const HxString& string);
+  // The units from `location` on, as far as there are units.
   static HxCharacterSet characterSetWithRange(HxRange units);
-  // Unicode general category Zs and TAB.
+  // Unicode general category Zs and TAB, by the Unicode version of the ICU in use.
   static HxCharacterSet whitespaceCharacterSet();
   // That set with U+000A to U+000D, U+0085, U+2028 and U+2029.
   static HxCharacterSet whitespaceAndNewlineCharacterSet();
@@ -65,6 +66,7 @@ class RONDEL_EXPORT HxCharacterSet : public HxAny {
   }
   // All units that are not members.
   HxCharacterSet invertedSet() const;
+  // The set itself when immutable, else an immutable copy.
   HxCharacterSet copy() const;
   HxMutableCharacterSet mutableCopy() const;
   // The bits themselves, null for nil; they live as long as the set. For scanners.
@@ -77,7 +79,8 @@ class RONDEL_EXPORT HxMutableCharacterSet : public HxCharacterSet {
  public:
   constexpr HxMutableCharacterSet() noexcept = default;
   constexpr HxMutableCharacterSet(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxMutableCharacterSet(Unchecked, const HxAny& any) noexcept : HxCharacterSet(Unchecked{}, any) {}
+  HxMutableCharacterSet(Unchecked, HxAny any) noexcept
+      : HxCharacterSet(Unchecked{}, std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return HxCharacterSet::canHold(object) && (bitsOf(object) & kMutable) != 0;
   }

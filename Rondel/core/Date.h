@@ -18,10 +18,12 @@ class RONDEL_EXPORT HxDate : public HxAny {
  public:
   constexpr HxDate() noexcept = default;
   constexpr HxDate(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxDate(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  HxDate(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::date;
   }
+
+  static HxClass classObject() noexcept;
 
   static HxDate date();  // now
   static HxDate dateWithTimeIntervalSinceNow(HxTimeInterval seconds);
@@ -29,6 +31,7 @@ class RONDEL_EXPORT HxDate : public HxAny {
     return dateWithTimeIntervalSinceNow(seconds);
   }
   static HxDate dateWithTimeIntervalSinceReferenceDate(HxTimeInterval seconds);
+  // Instants that no clock will see: the beginnings of the years 4001 and 1.
   static HxDate distantFuture();
   static HxDate distantPast();
 

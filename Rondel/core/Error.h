@@ -28,10 +28,12 @@ class RONDEL_EXPORT HxError : public HxAny {
  public:
   constexpr HxError() noexcept = default;
   constexpr HxError(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxError(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  HxError(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::error;
   }
+
+  static HxClass classObject() noexcept;
 
   static HxError errorWithDomain(const HxString& domain, HxInteger code,
                                  const HxDictionary& userInfo);
@@ -41,8 +43,9 @@ class RONDEL_EXPORT HxError : public HxAny {
   HxString domain() const;
   HxInteger code() const noexcept;
   HxDictionary userInfo() const;
-  // Text to show: that of HxLocalizedDescriptionKey, else the system's text for an errno value
-  // behind the path, else domain and code.
+  // Text to show: that of HxLocalizedDescriptionKey; else the system's text for an errno value,
+  // behind the path if there is one ("/tmp/x: Permission denied"); else domain and code ("HxOther
+  // error 5").
   HxString localizedDescription() const;
 };
 

@@ -29,6 +29,7 @@ class RONDEL_EXPORT HxException : public std::exception {
  public:
   HxException(const HxString& name, const HxString& reason,
               const HxDictionary& userInfo = HxDictionary());
+  // Copies share what they hold and never fail.
   HxException(const HxException&) noexcept;
   HxException& operator=(const HxException&) noexcept;
   ~HxException() override;
@@ -36,6 +37,7 @@ class RONDEL_EXPORT HxException : public std::exception {
   const HxString& name() const noexcept { return _name; }
   const HxString& reason() const noexcept { return _reason; }
   const HxDictionary& userInfo() const noexcept { return _userInfo; }
+  // "name: reason", UTF-8.
   const char* what() const noexcept override;
 
   // Makes an exception with a formatted reason and raises it.
@@ -53,7 +55,7 @@ class RONDEL_EXPORT HxException : public std::exception {
   HxString _name;
   HxString _reason;
   HxDictionary _userInfo;
-  HxString _what;  // flat, or made so: what() must not fail
+  HxAny _what;  // data, NUL-terminated and made beforehand: what() must not fail
 };
 
 }  // namespace rondel

@@ -5,8 +5,10 @@
 //   HxNumber type = HxNumber::numberWithInt(-1);
 //
 // A number keeps the kind that it was made with: signed, unsigned, real or boolean. Numbers of
-// equal value are equal and hash alike, whatever their kinds. On nil every operation gives 0, false
-// or nil. Numbers never change and may be used on any thread.
+// equal value are equal and hash alike, whatever their kinds; values are compared exactly, so that
+// 2^53 + 1 is not the real 2^53. NaN is equal to NaN and comes before all others; -0.0 is 0. On nil
+// every operation gives 0, false or nil. Numbers never change and may be used on any thread; small
+// integers and booleans are shared and cost no allocation.
 #pragma once
 
 #include "Rondel/core/Object.h"
@@ -17,10 +19,12 @@ class RONDEL_EXPORT HxNumber : public HxAny {
  public:
   constexpr HxNumber() noexcept = default;
   constexpr HxNumber(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxNumber(Unchecked, const HxAny& any) noexcept : HxAny(any) {}
+  HxNumber(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::number;
   }
+
+  static HxClass classObject() noexcept;
 
   static HxNumber numberWithInt(int value);
   static HxNumber numberWithInteger(HxInteger value);
@@ -29,12 +33,13 @@ class RONDEL_EXPORT HxNumber : public HxAny {
   static HxNumber numberWithBool(bool value);
 
   // The value as another kind. Integers wrap as in C; a real is cut towards zero and saturates, NaN
-  // gives 0.
+  // gives 0 and false. Every other value but 0 is true.
   int intValue() const noexcept;
   HxInteger integerValue() const noexcept;
   HxUInteger unsignedIntegerValue() const noexcept;
   double doubleValue() const noexcept;
   bool boolValue() const noexcept;
+  // The kind that it was made with.
   bool isBoolean() const noexcept;
   bool isReal() const noexcept;
   // Decimal text; 1 and 0 for booleans; the shortest text that reads back as the same value for

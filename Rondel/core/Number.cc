@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/core/Number.h"
+
+#include <array>
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+#include "Rondel/core/String.h"
+#include "Rondel/core/internal/ObjectKeys.h"
+
+namespace rondel {
+
+namespace {
+
+// What stands behind every number.
+class NumberObject final : public HxObject {
+ public:
+  enum class Kind : std::uint8_t { boolean, signedInteger, unsignedInteger, real };
+
+  constexpr NumberObject(Kind kind, std::int64_t value) noexcept : NumberObject(kind, value, 0) {}
+  static constexpr NumberObject immortal(Kind kind, std::int64_t value) noexcept {
+    return NumberObject(kind, value, kImmortal);
+  }
+  explicit NumberObject(double value) noexcept
+      : HxObject(HxTypeID::number), _kind(Kind::real), _real(value) {}
+  constexpr ~NumberObject() override {}  // NOLINT: written out for constants, as with strings
+
+  HxClass hxClass() const noexcept override { return HxNumber::classObject(); }
+  bool isEqual(const HxObject& other) const override {
+    return other.typeID() == HxTypeID::number &&
+           order(static_cast<const NumberObject&>(other)) == HxOrderedSame;
+  }
+  HxUInteger hash() const override;
+  HxString description() const override;
+  HxComparisonResult compare(const HxObject& other) const override {
+    return other.typeID() == HxTypeID::number ? order(static_cast<const NumberObject&>(other))
+                                              : HxObject::compare(other);
+  }
+
+  Kind kind() const noexcept { return _kind; }
+  // The bits of an integer or a boolean.
+  std::int64_t integer() const noexcept { return _integer; }
+  double real() const noexcept { return _real; }
+  // Neither a real nor below 0.
+  bool isNatural() const noexcept {
+    return _kind != Kind::real && (_kind == Kind::unsignedInteger || _integer >= 0);
+  }
+
+ private:
+  constexpr NumberObject(Kind kind, std::int64_t value, std::uint32_t flags) noexcept
+      : HxObject(HxTypeID::number, flags), _kind(kind), _integer(value) {}
+  HxComparisonResult order(const NumberObject& other) const noexcept;
+
+  Kind _kind;
+  union {
+    std::int64_t _integer;
+    double _real;
+  };
+};
+using Kind = NumberObject::Kind;
+
+constexpr double kTwoTo63 = 9223372036854775808.0;
+constexpr double kTwoTo64 = 18446744073709551616.0;
+
+template <class T>
+HxComparisonResult orderOf(T a, T b) noexcept {
+  return a < b ? HxOrderedAscending : b < a ? HxOrderedDescending : HxOrderedSame;
+}
+
+HxComparisonResult reversed(HxComparisonResult result) noexcept {
+  return static_cast<HxComparisonResult>(-result);
+}
+
+// A real as an integer of type T, cut towards zero. `limit` is the first real above T.
+template <class T>
+T saturated(double value, double limit) noexcept {
+  if (std::isnan(value)) return 0;
+  if (value >= limit) return std::numeric_limits<T>::max();
+  const double least = std::numeric_limits<T>::is_signed ? -limit : 0;
+  if (value <= least) return std::numeric_limits<T>::min();
+  return static_cast<T>(value);
+}
+
+HxComparisonResult orderOfReals(double a, double b) noexcept {
+  if (std::isnan(a) || std::isnan(b)) return orderOf(!std::isnan(a), !std::isnan(b));
+  return orderOf(a, b);
+}
+
+// Exactly, without rounding the integer: first the whole part, then what was cut off.
+HxComparisonResult orderRealAndInteger(double real, const NumberObject& number) noexcept {
+  const bool isNatural = number.isNatural();
+  if (std::isnan(real)) return HxOrderedAscending;
+  if (real >= (isNatural ? kTwoTo64 : kTwoTo63)) return HxOrderedDescending;
+  if (real < (isNatural ? 0 : -kTwoTo63)) return HxOrderedAscending;
+  const HxComparisonResult whole =
+      isNatural
+          ? orderOf(static_cast<std::uint64_t>(real), static_cast<std::uint64_t>(number.integer()))
+          : orderOf(static_cast<std::int64_t>(real), number.integer());
+  return whole != HxOrderedSame ? whole : orderOf(real, std::trunc(real));
+}
+
+HxComparisonResult NumberObject::order(const NumberObject& other) const noexcept {
+  if (_kind == Kind::real && other._kind == Kind::real) return orderOfReals(_real, other._real);
+  if (_kind == Kind::real) return orderRealAndInteger(_real, other);
+  if (other._kind == Kind::real) return reversed(orderRealAndInteger(other._real, *this));
+  if (isNatural() != other.isNatural()) return orderOf(isNatural(), other.isNatural());
+  return orderOf(static_cast<std::uint64_t>(_integer), static_cast<std::uint64_t>(other._integer));
+}
+
+// Of a whole real, the hash of the integer that is equal to it.
+HxUInteger NumberObject::hash() const {
+  if (_kind != Kind::real) return static_cast<HxUInteger>(_integer);
+  if (std::isnan(_real)) return 0;
+  if (_real == std::trunc(_real) && _real >= -kTwoTo63 && _real < kTwoTo64) {
+    return _real < 0 ? static_cast<HxUInteger>(static_cast<std::int64_t>(_real))
+                     : static_cast<HxUInteger>(_real);
+  }
+  return std::bit_cast<std::uint64_t>(_real);
+}
+
+HxString NumberObject::description() const {
+  std::array<char, 32> text;
+  char* const first = text.data();
+  char* const last = first + text.size();
+  const std::to_chars_result end =
+      _kind == Kind::real ? std::to_chars(first, last, _real)
+      : isNatural()       ? std::to_chars(first, last, static_cast<std::uint64_t>(_integer))
+                          : std::to_chars(first, last, _integer);
+  return HxString(std::string_view(first, static_cast<std::size_t>(end.ptr - first)));
+}
+
+const NumberObject& numberOf(const HxAny& number) noexcept {
+  return *static_cast<const NumberObject*>(number.object());
+}
+
+HxNumber makeNumber(NumberObject* object) {
+  return HxNumber(HxAny::Unchecked{}, HxAny::adopt(object));
+}
+
+// ---- Shared numbers ---------------------------------------------------------------------------
+
+constexpr std::int64_t kFirstShared = -1;
+constexpr std::size_t kSharedCount = 257;  // up to 255
+
+template <std::size_t... Index>
+struct SharedNumbers {
+  NumberObject integers[sizeof...(Index)] = {NumberObject::immortal(
+      Kind::signedInteger, kFirstShared + static_cast<std::int64_t>(Index))...};
+  NumberObject booleans[2] = {NumberObject::immortal(Kind::boolean, 0),
+                              NumberObject::immortal(Kind::boolean, 1)};
+
+  constexpr explicit SharedNumbers(std::index_sequence<Index...>) noexcept {}
+};
+constinit const SharedNumbers sharedNumbers{std::make_index_sequence<kSharedCount>()};
+
+HxNumber share(const NumberObject& number) noexcept {
+  return HxNumber(HxAny::Unchecked{}, HxAny(&number));
+}
+
+}  // namespace
+
+// ---- Making numbers ---------------------------------------------------------------------------
+
+HxClass HxNumber::classObject() noexcept {
+  static const HxClassInfo info{"HxNumber", HxObject::classObject().info()};
+  return HxClass(&info);
+}
+
+HxNumber HxNumber::numberWithInt(int value) { return numberWithInteger(value); }
+
+HxNumber HxNumber::numberWithInteger(HxInteger value) {
+  const auto place = static_cast<std::size_t>(value - kFirstShared);
+  if (value >= kFirstShared && place < kSharedCount) return share(sharedNumbers.integers[place]);
+  return makeNumber(new NumberObject(Kind::signedInteger, value));
+}
+
+HxNumber HxNumber::numberWithUnsignedInteger(HxUInteger value) {
+  return makeNumber(new NumberObject(Kind::unsignedInteger, static_cast<std::int64_t>(value)));
+}
+
+HxNumber HxNumber::numberWithDouble(double value) { return makeNumber(new NumberObject(value)); }
+
+HxNumber HxNumber::numberWithBool(bool value) { return share(sharedNumbers.booleans[value]); }
+
+// ---- Reading ----------------------------------------------------------------------------------
+
+int HxNumber::intValue() const noexcept {
+  if (!_object) return 0;
+  const NumberObject& number = numberOf(*this);
+  if (number.kind() != Kind::real) return static_cast<int>(number.integer());
+  constexpr double kTwoTo31 = 2147483648.0;
+  return saturated<int>(number.real(), kTwoTo31);
+}
+
+HxInteger HxNumber::integerValue() const noexcept {
+  if (!_object) return 0;
+  const NumberObject& number = numberOf(*this);
+  return number.kind() == Kind::real ? saturated<HxInteger>(number.real(), kTwoTo63)
+                                     : number.integer();
+}
+
+HxUInteger HxNumber::unsignedIntegerValue() const noexcept {
+  if (!_object) return 0;
+  const NumberObject& number = numberOf(*this);
+  return number.kind() == Kind::real ? saturated<HxUInteger>(number.real(), kTwoTo64)
+                                     : static_cast<HxUInteger>(number.integer());
+}
+
+double HxNumber::doubleValue() const noexcept {
+  if (!_object) return 0;
+  const NumberObject& number = numberOf(*this);
+  if (number.kind() == Kind::real) return number.real();
+  return number.isNatural() ? static_cast<double>(static_cast<HxUInteger>(number.integer()))
+                            : static_cast<double>(number.integer());
+}
+
+bool HxNumber::boolValue() const noexcept {
+  if (!_object) return false;
+  const NumberObject& number = numberOf(*this);
+  return number.kind() == Kind::real ? number.real() < 0 || number.real() > 0
+                                     : number.integer() != 0;
+}
+
+bool HxNumber::isBoolean() const noexcept {
+  return _object && numberOf(*this).kind() == Kind::boolean;
+}
+
+bool HxNumber::isReal() const noexcept { return _object && numberOf(*this).kind() == Kind::real; }
+
+HxString HxNumber::stringValue() const { return description(); }
+
+}  // namespace rondel
