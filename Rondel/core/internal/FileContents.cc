@@ -33,9 +33,10 @@ auto uninterrupted(Call call) {
   return result;
 }
 
-// The path in the file system's encoding; empty, with errno set, when it has none.
+// The path in UTF-8, as it stands: the kernel knows names as bytes, so a decomposed name would be
+// another file's. Empty, with errno set, when it does not convert.
 std::string encodedPath(const HxString& path) {
-  const HxCString encoded = path.fileSystemRepresentation();
+  const HxCString encoded = path.UTF8String();
   std::string result(encoded.view());
   if (result.empty() || result.find('\0') != std::string::npos) {
     errno = encoded.isNull() ? EILSEQ : ENOENT;
