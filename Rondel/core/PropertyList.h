@@ -11,8 +11,9 @@
 // are strings; in the XML form also a number, a boolean (an HxNumber too) or a date. It nests at
 // most HxPropertyListDepthLimit containers deep.
 //
-// The two forms are told apart by their first character behind blanks: '<' begins the XML form,
-// unless hexadecimal digits and a '>' follow; everything else is the text form.
+// The two forms are told apart by their first character behind blanks: '<' with '?', '!' or a
+// letter behind it begins the XML form, unless hexadecimal digits alone lead to a '>', which makes
+// it data; everything else is the text form.
 //
 // The text form.
 //   { key = value; other = value; }     a dictionary; each entry ends with ';'. A key alone,
@@ -24,6 +25,7 @@
 //   <0fbd 7700>                         data: hexadecimal digits in pairs, blanks between them
 //   word                                a bare string: letters and digits of ASCII and any of
 //                                       _ $ / : . - +
+//                                       A comment of the form // does not begin inside one
 //   "text"                              a quoted string, of any characters, line ends included. In
 //                                       it \a \b \f \n \r \t \v \" \\ have their meaning as in C,
 //                                       \NNN is the character of an octal number to 377

@@ -1,0 +1,244 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/core/PropertyList.h"
+
+#include <unicode/utf8.h>
+
+#include <cerrno>
+
+#include "Rondel/core/Array.h"
+#include "Rondel/core/Data.h"
+#include "Rondel/core/Date.h"
+#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/Number.h"
+#include "Rondel/core/internal/PropertyListForms.h"
+
+namespace rondel {
+namespace internal {
+
+std::string PropertyListFailure::description() const {
+  return "line " + std::to_string(place.line) + ", column " + std::to_string(place.column) + ": " +
+         message;
+}
+
+std::string codePointName(HxUniChar unit) {
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string name = "U+";
+  for (unsigned shift = 16; shift > 0; shift -= 4) name += kDigits[unit >> (shift - 4) & 0xFU];
+  return name;
+}
+
+HxString builtInString(const HxString& text) {
+  if (!text || text.asciiView().data()) return text;
+  const Characters characters(text);
+  return characters.visit([](auto* units, HxUInteger length) { return makeString(units, length); });
+}
+
+namespace {
+
+HxAny copyAtDepth(const HxAny& value, HxUInteger depth);
+
+HxAny copyOfArray(const HxArray& array, HxUInteger depth) {
+  HxMutableArray copy = HxMutableArray::array();
+  for (const HxAny& element : array) {
+    const HxAny value = copyAtDepth(element, depth);
+    if (!value) return {};
+    copy.addObject(value);
+  }
+  return copy.copy();
+}
+
+HxAny copyOfDictionary(const HxDictionary& dictionary, HxUInteger depth) {
+  HxMutableDictionary copy = HxMutableDictionary::dictionary();
+  for (const auto& [key, element] : dictionary) {
+    const HxString name = builtInString(as<HxString>(key));
+    const HxAny value = copyAtDepth(element, depth);
+    if (!name || !value) return {};
+    copy.setObjectForKey(value, name);
+  }
+  return copy.copy();
+}
+
+HxAny copyAtDepth(const HxAny& value, HxUInteger depth) {
+  switch (HcGetTypeID(value)) {
+    case HxTypeID::string:
+      return builtInString(as<HxString>(value));
+    case HxTypeID::data:
+      return as<HxData>(value).copy();
+    case HxTypeID::number:
+    case HxTypeID::date:
+      return value;
+    case HxTypeID::array:
+      return depth < HxPropertyListDepthLimit ? copyOfArray(as<HxArray>(value), depth + 1)
+                                              : HxAny();
+    case HxTypeID::dictionary:
+      return depth < HxPropertyListDepthLimit ? copyOfDictionary(as<HxDictionary>(value), depth + 1)
+                                              : HxAny();
+    default:
+      return {};
+  }
+}
+
+}  // namespace
+
+HxAny copyOfPropertyList(const HxAny& list) { return copyAtDepth(list, 0); }
+
+}  // namespace internal
+
+namespace {
+
+using internal::Characters;
+using internal::PropertyListFailure;
+using internal::TextPlace;
+
+constexpr HxUniChar kByteOrderMark = 0xFEFF;
+constexpr std::string_view kUTF8Signature = "\xEF\xBB\xBF";
+constexpr std::string_view kUTF16BigEndianMark = "\xFE\xFF";
+constexpr std::string_view kUTF16LittleEndianMark = "\xFF\xFE";
+
+bool isHexadecimalDigit(unsigned c) noexcept {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+bool isBlank(unsigned c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
+bool mayFollowLessThanInXML(unsigned c) noexcept {
+  return c == '?' || c == '!' || (c | 0x20U) - 'a' < 26;
+}
+
+// Whether a text is in the XML form; `unitAt` gives its units.
+template <class UnitAt>
+bool isXML(HxUInteger length, UnitAt unitAt) {
+  HxUInteger i = 0;
+  while (i < length && isBlank(unitAt(i))) ++i;
+  if (length - i < 2 || unitAt(i) != '<' || !mayFollowLessThanInXML(unitAt(i + 1))) return false;
+  do ++i;
+  while (i < length && (isHexadecimalDigit(unitAt(i)) || isBlank(unitAt(i))));
+  return i < length && unitAt(i) != '>';
+}
+
+bool isLoneSurrogate(const Characters& text, HxUInteger at) noexcept {
+  const auto kindAt = [&](HxUInteger i) { return i < text.length() ? text[i] & 0xFC00 : 0; };
+  if (kindAt(at) == 0xD800) return kindAt(at + 1) != 0xDC00;
+  return kindAt(at) == 0xDC00 && (at == 0 || kindAt(at - 1) != 0xD800);
+}
+
+// The place of a unit of a text, or of its end.
+TextPlace placeInText(const Characters& text, HxUInteger at) noexcept {
+  TextPlace place;
+  for (HxUInteger i = 0; i < at; ++i) {
+    if (i > 0 || text[i] != kByteOrderMark) {
+      internal::advance(place, i > 0 ? text[i - 1] : u'\0', text[i]);
+    }
+  }
+  return place;
+}
+
+HxAny readXMLString(const HxString& string, const Characters& text, PropertyListFailure& failure) {
+  const HxCString bytes = string.UTF8String();
+  // The text is what it is, whatever encoding it declares for its bytes.
+  if (!bytes.isNull()) return internal::readXMLPropertyList(bytes.view(), "UTF-8", failure);
+  HxUInteger lone = 0;
+  while (!isLoneSurrogate(text, lone)) ++lone;
+  failure = {HxPropertyListEncodingError, "a surrogate stands alone", placeInText(text, lone)};
+  return {};
+}
+
+HxAny readString(const HxString& string, PropertyListFailure& failure) {
+  if (!string) {
+    failure.message = "there is no text";
+    return {};
+  }
+  const Characters text(string);
+  const HxUInteger start = text.length() > 0 && text[0] == kByteOrderMark ? 1 : 0;
+  const auto unitAt = [&](HxUInteger i) { return unsigned{text[start + i]}; };
+  return isXML(text.length() - start, unitAt) ? readXMLString(string, text, failure)
+                                              : internal::readTextPropertyList(text, failure);
+}
+
+HxAny readUTF16(std::string_view bytes, PropertyListFailure& failure) {
+  const HxUInteger whole = bytes.size() & ~HxUInteger{1};
+  const HxString string = HxString::initWithBytes(bytes.data(), whole, HxUnicodeStringEncoding);
+  if (whole == bytes.size()) return readString(string, failure);
+  failure = {HxPropertyListEncodingError, "the data ends within a character",
+             placeInText(Characters(string), string.length())};
+  return {};
+}
+
+HxAny failAtMalformedUTF8(std::string_view bytes, PropertyListFailure& failure) {
+  const auto* units = reinterpret_cast<const std::uint8_t*>(bytes.data());
+  TextPlace place;
+  char previous = 0;
+  for (std::size_t i = 0; i < bytes.size();) {
+    const std::size_t start = i;
+    UChar32 character;
+    U8_NEXT(units, i, bytes.size(), character);
+    if (character < 0) break;
+    internal::advance(place, previous, bytes[start]);
+    previous = bytes[start];
+  }
+  failure = {HxPropertyListEncodingError, "these bytes are not UTF-8", place};
+  return {};
+}
+
+HxAny readUTF8(std::string_view bytes, PropertyListFailure& failure) {
+  const HxString string(bytes);
+  return string ? internal::readTextPropertyList(Characters(string), failure)
+                : failAtMalformedUTF8(bytes, failure);
+}
+
+HxAny readData(const HxData& data, PropertyListFailure& failure) {
+  if (!data) {
+    failure.message = "there is no data";
+    return {};
+  }
+  std::string_view bytes(reinterpret_cast<const char*>(data.bytes()), data.length());
+  if (bytes.starts_with(kUTF16BigEndianMark) || bytes.starts_with(kUTF16LittleEndianMark)) {
+    return readUTF16(bytes, failure);
+  }
+  if (bytes.starts_with(kUTF8Signature)) bytes.remove_prefix(kUTF8Signature.size());
+  const auto byteAt = [&](HxUInteger i) { return unsigned{static_cast<unsigned char>(bytes[i])}; };
+  return isXML(bytes.size(), byteAt) ? internal::readXMLPropertyList(bytes, nullptr, failure)
+                                     : readUTF8(bytes, failure);
+}
+
+void storeFailure(const PropertyListFailure& failure, const HxString& path, HxError* error) {
+  if (!error) return;
+  HxMutableDictionary userInfo = HxMutableDictionary::dictionary();
+  const std::string description = failure.description();
+  userInfo.setObjectForKey(HxString(std::string_view(description)), HxLocalizedDescriptionKey);
+  userInfo.setObjectForKey(path, HxFilePathErrorKey);
+  *error = HxError::errorWithDomain(HxPropertyListErrorDomain, failure.code, userInfo.copy());
+}
+
+}  // namespace
+
+HxAny HxPropertyListWithData(const HxData& data, HxError* error) {
+  PropertyListFailure failure;
+  const HxAny list = readData(data, failure);
+  if (!list) storeFailure(failure, nullptr, error);
+  return list;
+}
+
+HxAny HxPropertyListWithString(const HxString& text, HxError* error) {
+  PropertyListFailure failure;
+  const HxAny list = readString(text, failure);
+  if (!list) storeFailure(failure, nullptr, error);
+  return list;
+}
+
+HxAny HxPropertyListWithContentsOfFile(const HxString& path, HxError* error) {
+  errno = path ? 0 : ENOENT;
+  const HxData data = path ? HxData::initWithContentsOfFile(path) : HxData();
+  if (!data) {
+    if (error) *error = HxError::posixError(errno ? errno : EIO, path);
+    return nullptr;
+  }
+  PropertyListFailure failure;
+  const HxAny list = readData(data, failure);
+  if (!list) storeFailure(failure, path, error);
+  return list;
+}
+
+HxDictionary HxDictionary::dictionaryWithContentsOfFile(const HxString& path) {
+  return as<HxDictionary>(HxPropertyListWithContentsOfFile(path));
+}
+
+}  // namespace rondel

@@ -1,0 +1,311 @@
+// SPDX-License-Identifier: MIT
+#include <string>
+
+#include "Rondel/core/Array.h"
+#include "Rondel/core/Data.h"
+#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/internal/PropertyListForms.h"
+
+namespace rondel::internal {
+namespace {
+
+constexpr HxUniChar kByteOrderMark = 0xFEFF;
+
+bool isBlank(HxUniChar c) noexcept {
+  return c == ' ' || (c >= '\t' && c <= '\r') || c == 0x2028 || c == 0x2029;
+}
+
+bool isWordCharacter(HxUniChar c) noexcept {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
+         c == '$' || c == '/' || c == ':' || c == '.' || c == '-' || c == '+';
+}
+
+// The value of a digit, the base or more when it is none.
+unsigned digitValue(HxUniChar c) noexcept {
+  if (c >= '0' && c <= '9') return c - u'0';
+  if (c >= 'a' && c <= 'f') return c - u'a' + 10U;
+  if (c >= 'A' && c <= 'F') return c - u'A' + 10U;
+  return 16;
+}
+
+// The character of a one-letter escape, 0 when the letter is none.
+HxUniChar characterOfEscape(HxUniChar letter) noexcept {
+  static constexpr char kLetters[] = "abfnrtv\"\\";
+  static constexpr char kCharacters[] = "\a\b\f\n\r\t\v\"\\";
+  for (std::size_t i = 0; kLetters[i] != 0; ++i) {
+    if (letter == static_cast<HxUniChar>(kLetters[i])) {
+      return static_cast<HxUniChar>(kCharacters[i]);
+    }
+  }
+  return 0;
+}
+
+// Recursive descent over the grammar of PropertyList.h. A value that could not be read is nil, and
+// the first failure is the one that counts.
+class TextReader {
+ public:
+  TextReader(const Characters& text, PropertyListFailure& failure)
+      : _text(text), _failure(failure) {
+    if (_text.length() > 0 && _text[0] == kByteOrderMark) _at = 1;
+  }
+
+  HxAny readListOrTable() {
+    if (!skipBlanks()) return {};
+    if (atEnd()) return HxDictionary::dictionary();
+    const HxUInteger start = _at;
+    const HxAny first = readValue(0);
+    if (!first || !skipBlanks()) return {};
+    if (atEnd() || !as<HxString>(first) || (peek() != '=' && peek() != ';')) {
+      return nothingBehind(first);
+    }
+    _at = start;
+    const HxAny table = readEntries(1);
+    return table ? nothingBehind(table) : HxAny();
+  }
+
+  HxAny readOnlyValue() {
+    if (!skipBlanks()) return {};
+    const HxAny value = readValue(0);
+    return value && skipBlanks() ? nothingBehind(value) : HxAny();
+  }
+
+ private:
+  bool atEnd() const noexcept { return _at == _text.length(); }
+  HxUniChar peek() const noexcept { return _text[_at]; }
+  // The unit that lies `distance` ahead, 0 behind the end.
+  HxUniChar peek(HxUInteger distance) const noexcept {
+    return distance < _text.length() - _at ? _text[_at + distance] : u'\0';
+  }
+  bool nextIs(char c) const noexcept { return !atEnd() && peek() == static_cast<HxUniChar>(c); }
+  bool take(char c) noexcept {
+    if (!nextIs(c)) return false;
+    ++_at;
+    return true;
+  }
+
+  HxAny fail(HxUInteger where, std::string message,
+             HxPropertyListErrorCode code = HxPropertyListSyntaxError) {
+    _failure = {code, std::move(message), placeOf(where)};
+    return {};
+  }
+  HxAny failExpecting(const char* what) {
+    return fail(_at, std::string(what) + " was expected, but " + whatIsHere());
+  }
+
+  TextPlace placeOf(HxUInteger where) const noexcept {
+    TextPlace place;
+    HxUniChar previous = 0;
+    for (HxUInteger i = _text.length() > 0 && _text[0] == kByteOrderMark; i < where; ++i) {
+      advance(place, previous, _text[i]);
+      previous = _text[i];
+    }
+    return place;
+  }
+
+  std::string whatIsHere() const {
+    if (atEnd()) return "the text ends here";
+    const HxUniChar units[] = {peek(), peek(1)};
+    const bool isPair = (units[0] & 0xFC00) == 0xD800 && (units[1] & 0xFC00) == 0xDC00;
+    const bool isSurrogate = (units[0] & 0xF800) == 0xD800;
+    if (units[0] < ' ' || (isSurrogate && !isPair)) return codePointName(units[0]) + " stands here";
+    const HxString character = HxString::stringWithCharacters(units, isPair ? 2 : 1);
+    return "'" + character.toStdString() + "' stands here";
+  }
+
+  // Blanks and comments. False when a comment is not closed.
+  bool skipBlanks() {
+    while (!atEnd()) {
+      if (isBlank(peek())) {
+        ++_at;
+      } else if (peek() == '/' && peek(1) == '/') {
+        while (!atEnd() && peek() != '\n' && peek() != '\r') ++_at;
+      } else if (peek() == '/' && peek(1) == '*') {
+        if (!skipComment()) return false;
+      } else {
+        break;
+      }
+    }
+    return true;
+  }
+
+  bool skipComment() {
+    const HxUInteger start = _at;
+    for (_at += 2; !atEnd(); ++_at) {
+      if (peek() == '*' && peek(1) == '/') {
+        _at += 2;
+        return true;
+      }
+    }
+    fail(start, "this comment is not closed");
+    return false;
+  }
+
+  HxAny nothingBehind(const HxAny& list) {
+    return atEnd() ? list : fail(_at, "nothing may stand behind the list, but " + whatIsHere());
+  }
+
+  // The value here; blanks before it are behind us.
+  HxAny readValue(HxUInteger depth) {
+    if (nextIs('{') || nextIs('(')) return readContainer(depth + 1);
+    if (nextIs('<')) return readData();
+    return readString("a value");
+  }
+
+  HxAny readContainer(HxUInteger depth) {
+    if (depth > HxPropertyListDepthLimit) {
+      return fail(_at,
+                  "more than " + std::to_string(HxPropertyListDepthLimit) +
+                      " containers lie in one another",
+                  HxPropertyListDepthError);
+    }
+    if (take('(')) return readArray(depth);
+    take('{');
+    const HxAny entries = readEntries(depth);
+    if (entries && !take('}')) return failExpecting("a key or '}'");
+    return entries;
+  }
+
+  HxAny readArray(HxUInteger depth) {
+    HxMutableArray array = HxMutableArray::array();
+    for (;;) {
+      if (!skipBlanks()) return {};
+      if (take(')')) return array.copy();
+      const HxAny value = readValue(depth);
+      if (!value || !skipBlanks()) return {};
+      array.addObject(value);
+      if (!take(',') && !nextIs(')')) return failExpecting("',' or ')'");
+    }
+  }
+
+  // Entries to the end of the text, or to what begins none.
+  HxAny readEntries(HxUInteger depth) {
+    HxMutableDictionary dictionary = HxMutableDictionary::dictionary();
+    for (;;) {
+      if (!skipBlanks()) return {};
+      if (atEnd() || nextIs('}')) return dictionary.copy();
+      const HxString key = as<HxString>(readString("a key"));
+      if (!key || !skipBlanks()) return {};
+      const HxAny value = readEntryValue(key, depth);
+      if (!value) return {};
+      dictionary.setObjectForKey(value, key);
+    }
+  }
+
+  HxAny readEntryValue(const HxString& key, HxUInteger depth) {
+    if (take(';')) return key;
+    if (!take('=')) return failExpecting("'=' or ';'");
+    if (!skipBlanks()) return {};
+    const HxAny value = readValue(depth);
+    if (!value || !skipBlanks()) return {};
+    return take(';') ? value : failExpecting("';'");
+  }
+
+  HxAny readData() {
+    const HxUInteger start = _at++;
+    std::string bytes;
+    unsigned high = 16;
+    for (; !nextIs('>'); ++_at) {
+      if (atEnd()) return fail(start, "this data is not closed");
+      if (isBlank(peek())) continue;
+      const unsigned digit = digitValue(peek());
+      if (digit == 16) return failExpecting("a hexadecimal digit or '>'");
+      if (high == 16) {
+        high = digit;
+      } else {
+        bytes.push_back(static_cast<char>(high << 4 | digit));
+        high = 16;
+      }
+    }
+    if (high != 16) return fail(_at, "this data has an odd number of hexadecimal digits");
+    ++_at;
+    return HxData::dataWithBytes(bytes.data(), bytes.size());
+  }
+
+  HxAny readString(const char* expected) {
+    if (nextIs('"')) return readQuotedString();
+    const HxUInteger start = _at;
+    while (!atEnd() && isWordCharacter(peek()) && (peek() != '/' || peek(1) != '*')) ++_at;
+    return _at == start ? failExpecting(expected) : HxAny(textBetween(start, _at));
+  }
+
+  HxString textBetween(HxUInteger start, HxUInteger end) const {
+    return _text.isNarrow() ? makeString(_text.narrow() + start, end - start)
+                            : makeString(_text.wide() + start, end - start);
+  }
+
+  HxAny readQuotedString() {
+    const HxUInteger quote = _at++;
+    const HxUInteger start = _at;
+    while (!atEnd() && peek() != '"' && peek() != '\\') ++_at;
+    if (nextIs('"')) return textBetween(start, _at++);
+    std::u16string units;
+    for (HxUInteger i = start; i < _at; ++i) units.push_back(_text[i]);
+    while (!atEnd()) {
+      if (take('"')) return makeString(units.data(), units.size());
+      if (!nextIs('\\')) {
+        units.push_back(_text[_at++]);
+      } else if (!readEscape(units)) {
+        return {};
+      }
+    }
+    return fail(quote, "this string is not closed");
+  }
+
+  bool readEscape(std::u16string& units) {
+    const HxUInteger start = _at++;
+    if (nextIs('U')) return readUnitEscape(start, units);
+    if (!atEnd() && digitValue(peek()) < 8) return readOctalEscape(start, units);
+    const HxUniChar character = atEnd() ? u'\0' : characterOfEscape(peek());
+    if (character == 0) {
+      fail(start, "no escape begins like this");
+      return false;
+    }
+    ++_at;
+    units.push_back(character);
+    return true;
+  }
+
+  bool readUnitEscape(HxUInteger start, std::u16string& units) {
+    unsigned unit = 0;
+    ++_at;
+    for (int i = 0; i < 4; ++i, ++_at) {
+      const unsigned digit = atEnd() ? 16 : digitValue(peek());
+      if (digit == 16) {
+        fail(start, "\\U is followed by less than four hexadecimal digits");
+        return false;
+      }
+      unit = unit << 4 | digit;
+    }
+    units.push_back(static_cast<HxUniChar>(unit));
+    return true;
+  }
+
+  bool readOctalEscape(HxUInteger start, std::u16string& units) {
+    unsigned value = 0;
+    for (int i = 0; i < 3 && !atEnd() && digitValue(peek()) < 8; ++i, ++_at) {
+      value = value << 3 | digitValue(peek());
+    }
+    if (value > 0xFF) {
+      fail(start, "this octal escape is above 377");
+      return false;
+    }
+    units.push_back(static_cast<HxUniChar>(value));
+    return true;
+  }
+
+  const Characters& _text;
+  PropertyListFailure& _failure;
+  HxUInteger _at = 0;
+};
+
+}  // namespace
+
+HxAny readTextPropertyList(const Characters& text, PropertyListFailure& failure) {
+  return TextReader(text, failure).readListOrTable();
+}
+
+HxAny readTextValue(const Characters& text, PropertyListFailure& failure) {
+  return TextReader(text, failure).readOnlyValue();
+}
+
+}  // namespace rondel::internal

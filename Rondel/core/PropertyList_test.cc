@@ -1,0 +1,639 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/core/PropertyList.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <limits>
+#include <string>
+
+#include "Rondel/core/Array.h"
+#include "Rondel/core/Data.h"
+#include "Rondel/core/Date.h"
+#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/Number.h"
+#include "Rondel/core/Set.h"
+#include "Rondel/testing/Places.h"
+
+namespace rondel {
+namespace {
+
+HxString stringFrom(std::string_view utf8) { return HxString(utf8); }
+HxData bytesOf(std::string_view bytes) { return HxData::dataWithBytes(bytes.data(), bytes.size()); }
+HxString path(const std::string& utf8) { return HxString(std::string_view(utf8)); }
+
+std::string stringOf(const HxData& bytes) {
+  return std::string(reinterpret_cast<const char*>(bytes.bytes()), bytes.length());
+}
+
+HxAny listOf(std::string_view utf8) {
+  HxError error;
+  const HxAny list = HxPropertyListWithString(stringFrom(utf8), &error);
+  EXPECT_TRUE(list) << utf8 << "\n" << error.localizedDescription().toStdString();
+  return list;
+}
+
+// The description of the error, and the same for the text as data.
+std::string errorOf(std::string_view utf8) {
+  HxError error;
+  HxError errorOfData;
+  EXPECT_TRUE(HxPropertyListWithString(stringFrom(utf8), &error).isNil()) << utf8;
+  EXPECT_TRUE(HxPropertyListWithData(bytesOf(utf8), &errorOfData).isNil()) << utf8;
+  EXPECT_EQ(error.domain(), HxPropertyListErrorDomain);
+  EXPECT_EQ(error.localizedDescription(), errorOfData.localizedDescription());
+  return error.localizedDescription().toStdString();
+}
+
+HxDictionary entry(const HxAny& value, const HxString& key) {
+  return HxDictionary::dictionaryWithObjectForKey(value, key);
+}
+
+std::string inXML(std::string_view value) {
+  return "<?xml version=\"1.0\"?>\n<plist version=\"1.0\">" + std::string(value) + "</plist>";
+}
+
+std::string repeated(std::string_view piece, std::size_t count) {
+  std::string result;
+  for (std::size_t i = 0; i < count; ++i) result += piece;
+  return result;
+}
+
+std::string nested(std::string_view open, std::string_view close, std::size_t depth) {
+  return repeated(open, depth) + repeated(close, depth);
+}
+
+// ---- The text form
+
+struct StringCase {
+  const char* input;
+  std::string_view expected;  // UTF-8
+};
+
+class PropertyListString : public testing::TestWithParam<StringCase> {};
+
+TEST_P(PropertyListString, Reads) {
+  const HxString string = as<HxString>(listOf(GetParam().input));
+  EXPECT_EQ(string.toStdString(), GetParam().expected);
+}
+
+using namespace std::string_view_literals;
+
+INSTANTIATE_TEST_SUITE_P(
+    TextForm, PropertyListString,
+    testing::Values(
+        StringCase{"word", "word"}, StringCase{" \t\r\n\f\vword\n", "word"},
+        StringCase{"/usr/bin:a_$b.c-d+1", "/usr/bin:a_$b.c-d+1"}, StringCase{"-12.5", "-12.5"},
+        StringCase{"http://host/x", "http://host/x"}, StringCase{R"("")", ""},
+        StringCase{R"("two words")", "two words"}, StringCase{"\"two\nlines\"", "two\nlines"},
+        StringCase{R"("\a\b\f\n\r\t\v\"\\")", "\a\b\f\n\r\t\v\"\\"}, StringCase{R"("\0")", "\0"sv},
+        StringCase{R"("\101\12x\1010")", "A\nxA0"}, StringCase{R"("\377\351")", "\u00FF\u00E9"},
+        StringCase{R"("\U00e9\U4E2d")", "\u00E9\u4E2D"},
+        StringCase{R"("\Ud83d\Ude00")", "\U0001F600"},
+        StringCase{"\"\u00E9 \U0001F600\"", "\u00E9 \U0001F600"},
+        StringCase{R"("// no /* comment */")", "// no /* comment */"},
+        StringCase{"// before\nword // behind", "word"}, StringCase{"/* * / ** */word/**/", "word"},
+        StringCase{"/**/word /* behind */", "word"}, StringCase{"//\rword", "word"},
+        StringCase{"word/* behind */", "word"}, StringCase{"/usr/", "/usr/"},
+        StringCase{"\uFEFFword", "word"}, StringCase{"\u2028word\u2029", "word"}));
+
+TEST(PropertyList, LineCommentDoesNotBeginInsideABareWord) { EXPECT_EQ(listOf("a//b"), "a//b"_hx); }
+
+TEST(PropertyList, EscapesMayLeaveASurrogateAlone) {
+  const HxString lone = as<HxString>(listOf(R"("\Udc00")"));
+  ASSERT_EQ(lone.length(), 1u);
+  EXPECT_EQ(lone.characterAtIndex(0), 0xDC00);
+}
+
+TEST(PropertyList, ReadsArrays) {
+  EXPECT_EQ(listOf("()"), HxArray::array());
+  EXPECT_EQ(listOf("( a, \"b c\", )"), HxArray::arrayWithObjects({"a"_hx, "b c"_hx}));
+  EXPECT_EQ(
+      listOf("(a,(b,()))"),
+      HxArray::arrayWithObjects({"a"_hx, HxArray::arrayWithObjects({"b"_hx, HxArray::array()})}));
+}
+
+TEST(PropertyList, ReadsDictionaries) {
+  EXPECT_EQ(listOf("{}"), HxDictionary::dictionary());
+  EXPECT_EQ(listOf("{ a = b; \"c d\" = ( e ); f = { g = h; }; }"),
+            HxDictionary::dictionaryWithEntries({{"a"_hx, "b"_hx},
+                                                 {"c d"_hx, HxArray::arrayWithObject("e"_hx)},
+                                                 {"f"_hx, entry("h"_hx, "g"_hx)}}));
+}
+
+TEST(PropertyList, KeyAloneIsItsOwnValue) {
+  EXPECT_EQ(listOf("{ \"a b\"; }"), entry("a b"_hx, "a b"_hx));
+  EXPECT_EQ(listOf("key;"), entry("key"_hx, "key"_hx));
+}
+
+TEST(PropertyList, LastOfEqualKeysCounts) {
+  EXPECT_EQ(listOf("{ a = 1; a = 2; }"), entry("2"_hx, "a"_hx));
+  EXPECT_EQ(
+      listOf(inXML("<dict><key>a</key><string>1</string><key>a</key><string>2</string></dict>")),
+      entry("2"_hx, "a"_hx));
+}
+
+TEST(PropertyList, ReadsTablesWithoutBraces) {
+  EXPECT_EQ(listOf("/* Menu */\n\"Open\" = \"\u00D6ffnen\";\nClose = ( a );\n// end"),
+            HxDictionary::dictionaryWithEntries(
+                {{"Open"_hx, "\u00D6ffnen"_hx}, {"Close"_hx, HxArray::arrayWithObject("a"_hx)}}));
+}
+
+TEST(PropertyList, TextOfBlanksAndCommentsIsAnEmptyTable) {
+  for (const char* input : {"", " \n", "// nothing", "/* nothing */\n", "\uFEFF"}) {
+    EXPECT_EQ(listOf(input), HxDictionary::dictionary()) << input;
+  }
+}
+
+TEST(PropertyList, ReadsData) {
+  EXPECT_EQ(listOf("<>"), HxData::data());
+  EXPECT_EQ(listOf("<0fBD 77\n00>"), bytesOf("\x0F\xBD\x77\x00"sv));
+  EXPECT_EQ(listOf("< da >"), bytesOf("\xDA"));
+  EXPECT_EQ(listOf("{ a = <00>; }"), entry(bytesOf("\0"sv), "a"_hx));
+}
+
+struct ErrorCase {
+  std::string_view input;
+  const char* description;
+};
+
+class PropertyListError : public testing::TestWithParam<ErrorCase> {};
+
+TEST_P(PropertyListError, NamesLineAndColumn) {
+  EXPECT_EQ(errorOf(GetParam().input), GetParam().description);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    TextForm, PropertyListError,
+    testing::Values(
+        ErrorCase{"{", "line 1, column 2: a key or '}' was expected, but the text ends here"},
+        ErrorCase{"{ a", "line 1, column 4: '=' or ';' was expected, but the text ends here"},
+        ErrorCase{"{ a =", "line 1, column 6: a value was expected, but the text ends here"},
+        ErrorCase{"{ a = b", "line 1, column 8: ';' was expected, but the text ends here"},
+        ErrorCase{"{ a = b }", "line 1, column 9: ';' was expected, but '}' stands here"},
+        ErrorCase{"{ a = b;",
+                  "line 1, column 9: a key or '}' was expected, but the text ends here"},
+        ErrorCase{"{ = b; }", "line 1, column 3: a key was expected, but '=' stands here"},
+        ErrorCase{"{ (a) = b; }", "line 1, column 3: a key was expected, but '(' stands here"},
+        ErrorCase{"{ a b; }", "line 1, column 5: '=' or ';' was expected, but 'b' stands here"},
+        ErrorCase{"{\n  a = b;\n  c = ;\n}",
+                  "line 3, column 7: a value was expected, but ';' stands here"},
+        ErrorCase{"{\r\n\r  a = \u00E9;}",
+                  "line 3, column 7: a value was expected, but '\u00E9' stands here"},
+        ErrorCase{"{ \"\u00E9\U0001F600\" = ;}",
+                  "line 1, column 10: a value was expected, but ';' stands here"},
+        ErrorCase{"(\U0001F600)",
+                  "line 1, column 2: a value was expected, but '\U0001F600' stands here"},
+        ErrorCase{"(", "line 1, column 2: a value was expected, but the text ends here"},
+        ErrorCase{"(a", "line 1, column 3: ',' or ')' was expected, but the text ends here"},
+        ErrorCase{"(a b)", "line 1, column 4: ',' or ')' was expected, but 'b' stands here"},
+        ErrorCase{"(,)", "line 1, column 2: a value was expected, but ',' stands here"},
+        ErrorCase{"a b",
+                  "line 1, column 3: nothing may stand behind the list, but 'b' stands here"},
+        ErrorCase{"a = b; }",
+                  "line 1, column 8: nothing may stand behind the list, but '}' stands here"},
+        ErrorCase{"a = b", "line 1, column 6: ';' was expected, but the text ends here"},
+        ErrorCase{"<0fb>", "line 1, column 5: this data has an odd number of hexadecimal digits"},
+        ErrorCase{"<0f", "line 1, column 1: this data is not closed"},
+        ErrorCase{"<0g>",
+                  "line 1, column 3: a hexadecimal digit or '>' was expected, but 'g' stands here"},
+        ErrorCase{"\n \"abc", "line 2, column 2: this string is not closed"},
+        ErrorCase{"\"abc\\\"", "line 1, column 1: this string is not closed"},
+        ErrorCase{"a /* b", "line 1, column 3: this comment is not closed"},
+        ErrorCase{"/*/", "line 1, column 1: this comment is not closed"},
+        ErrorCase{R"("a\q")", "line 1, column 3: no escape begins like this"},
+        ErrorCase{R"("a\8")", "line 1, column 3: no escape begins like this"},
+        ErrorCase{"\"a\\", "line 1, column 3: no escape begins like this"},
+        ErrorCase{R"("\U12g4")",
+                  "line 1, column 2: \\U is followed by less than four hexadecimal digits"},
+        ErrorCase{R"("\U12)",
+                  "line 1, column 2: \\U is followed by less than four hexadecimal digits"},
+        ErrorCase{R"("\u1234")", "line 1, column 2: no escape begins like this"},
+        ErrorCase{R"("\400")", "line 1, column 2: this octal escape is above 377"},
+        ErrorCase{"a\0b"sv,
+                  "line 1, column 2: nothing may stand behind the list, but U+0000 stands here"}));
+
+TEST(PropertyList, EachTruncationOfATextIsAnErrorOrAWholeList) {
+  const std::string whole = "{ \"a b\" = ( c, <0fbd> ); d = \"\\U00e9\"; }";
+  for (std::size_t length = 1; length < whole.size(); ++length) {
+    EXPECT_TRUE(HxPropertyListWithString(stringFrom(whole.substr(0, length))).isNil()) << length;
+  }
+}
+
+TEST(PropertyList, NestsToTheLimitAndNoDeeper) {
+  for (const auto& [open, close] : {std::pair{"(", ")"}, {"{a=", ";}"}}) {
+    const std::string inner = open[0] == '(' ? "" : "b";
+    const auto list = [&](std::size_t depth) {
+      return repeated(open, depth) + inner + repeated(close, depth);
+    };
+    EXPECT_TRUE(listOf(list(HxPropertyListDepthLimit)));
+    HxError error;
+    EXPECT_TRUE(
+        HxPropertyListWithString(stringFrom(list(HxPropertyListDepthLimit + 1)), &error).isNil());
+    EXPECT_EQ(error.code(), HxPropertyListDepthError);
+  }
+  EXPECT_EQ(errorOf(nested("(", ")", 100'000)),
+            "line 1, column 513: more than 512 containers lie in one another");
+  EXPECT_EQ(errorOf(inXML(nested("<array>", "</array>", 100'000))),
+            "line 2, column 3606: more than 512 containers lie in one another");
+}
+
+// ---- Encodings
+
+TEST(PropertyList, DataMayBeInUTF8OrUTF16) {
+  const HxAny expected = entry("\u00E9\U0001F600"_hx, "a"_hx);
+  for (const std::string& list :
+       {std::string("{ a = \"\u00E9\U0001F600\"; }"),
+        inXML("<dict><key>a</key><string>\u00E9\U0001F600</string></dict>")}) {
+    EXPECT_EQ(HxPropertyListWithData(bytesOf(list)), expected);
+    EXPECT_EQ(HxPropertyListWithData(bytesOf("\xEF\xBB\xBF" + list)), expected);
+    EXPECT_EQ(HxPropertyListWithString(stringFrom("\uFEFF" + list)), expected);
+    std::string little("\xFF\xFE");
+    std::string big("\xFE\xFF");
+    const HxString units = stringFrom(list);
+    for (HxUInteger i = 0; i < units.length(); ++i) {
+      const HxUniChar unit = units.characterAtIndex(i);
+      little += {static_cast<char>(unit & 0xFF), static_cast<char>(unit >> 8)};
+      big += {static_cast<char>(unit >> 8), static_cast<char>(unit & 0xFF)};
+    }
+    EXPECT_EQ(HxPropertyListWithData(bytesOf(little)), expected);
+    EXPECT_EQ(HxPropertyListWithData(bytesOf(big)), expected);
+  }
+}
+
+TEST(PropertyList, XMLMayDeclareAnEightBitEncoding) {
+  EXPECT_EQ(HxPropertyListWithData(bytesOf("<?xml version='1.0' encoding='ISO-8859-1'?>"
+                                           "<plist><string>\xE9</string></plist>")),
+            "\u00E9"_hx);
+}
+
+TEST(PropertyList, DeclaredEncodingDoesNotMatterInAString) {
+  EXPECT_EQ(listOf("<?xml version='1.0' encoding='UTF-16'?><plist><string>\u00E9</string></plist>"),
+            "\u00E9"_hx);
+}
+
+TEST(PropertyList, BytesThatAreNoTextAreAnEncodingError) {
+  const struct {
+    std::string_view bytes;
+    const char* description;
+  } cases[] = {
+      {"{\n a = \"\u00E9\xFF\"; }", "line 2, column 8: these bytes are not UTF-8"},
+      {"ab\xC3", "line 1, column 3: these bytes are not UTF-8"},
+      {"\xED\xA0\x80", "line 1, column 1: these bytes are not UTF-8"},
+      {"\xEF\xBB\xBF"
+       "a\x80",
+       "line 1, column 2: these bytes are not UTF-8"},
+      {"\xFF\xFE"
+       "a\0b"sv,
+       "line 1, column 2: the data ends within a character"},
+      {"\xFE\xFF\0<\0p\xD8\0\0>"sv, "line 1, column 3: a surrogate stands alone"},
+      {"\xFE\xFF\0<\0p\xDC\0\0>"sv, "line 1, column 3: a surrogate stands alone"},
+      {"<?xml version='1.0' encoding='X-NONE'?><plist/>", "line 1, column 31: unknown encoding"},
+  };
+  for (const auto& [bytes, description] : cases) {
+    HxError error;
+    EXPECT_TRUE(HxPropertyListWithData(bytesOf(bytes), &error).isNil());
+    EXPECT_EQ(error.code(), HxPropertyListEncodingError);
+    EXPECT_EQ(error.localizedDescription().toStdString(), description);
+  }
+}
+
+// ---- The XML form
+
+TEST(PropertyList, ReadsEveryElement) {
+  const struct {
+    const char* value;
+    HxAny expected;
+  } cases[] = {
+      {"<string/>", HxString::string()},
+      {"<string> a&lt;&amp;&#233;<![CDATA[<b>]]> </string>", " a<&\u00E9<b> "_hx},
+      {"<integer>-12</integer>", HxNumber::numberWithInteger(-12)},
+      {"<integer> +7\n</integer>", HxNumber::numberWithInteger(7)},
+      {"<integer>-9223372036854775808</integer>",
+       HxNumber::numberWithInteger(std::numeric_limits<HxInteger>::min())},
+      {"<integer>18446744073709551615</integer>",
+       HxNumber::numberWithUnsignedInteger(std::numeric_limits<HxUInteger>::max())},
+      {"<real>1.5e3</real>", HxNumber::numberWithDouble(1500)},
+      {"<true/>", HxNumber::numberWithBool(true)},
+      {"<false></false>", HxNumber::numberWithBool(false)},
+      {"<date>2001-01-01T00:01:00Z</date>", HxDate::dateWithTimeIntervalSinceReferenceDate(60)},
+      {"<data>\n AP8Q \n</data>", bytesOf("\x00\xFF\x10"sv)},
+      {"<data>AP8=</data>", bytesOf("\x00\xFF"sv)},
+      {"<data/>", HxData::data()},
+      {"<array/>", HxArray::array()},
+      {"<array> <string>a</string> <array/> </array>",
+       HxArray::arrayWithObjects({"a"_hx, HxArray::array()})},
+      {"<dict/>", HxDictionary::dictionary()},
+      {"<dict a='b'><!-- c --><key>a</key><true/></dict>",
+       entry(HxNumber::numberWithBool(true), "a"_hx)},
+  };
+  for (const auto& [value, expected] : cases) EXPECT_EQ(listOf(inXML(value)), expected) << value;
+}
+
+TEST(PropertyList, XMLKeepsTheKindsOfNumbers) {
+  EXPECT_TRUE(as<HxNumber>(listOf(inXML("<true/>"))).isBoolean());
+  EXPECT_TRUE(as<HxNumber>(listOf(inXML("<real>1</real>"))).isReal());
+  EXPECT_FALSE(as<HxNumber>(listOf(inXML("<integer>1</integer>"))).isReal());
+}
+
+TEST(PropertyList, DocumentTypeIsReadOverAndNeverFetched) {
+  EXPECT_EQ(
+      listOf("<!DOCTYPE plist PUBLIC '-//A//B//EN' 'file:///etc/passwd'><plist><true/></plist>"),
+      HxNumber::numberWithBool(true));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    XMLForm, PropertyListError,
+    testing::Values(
+        ErrorCase{"<plist", "line 1, column 1: unclosed token"},
+        ErrorCase{"<plist>", "line 1, column 8: no element found"},
+        ErrorCase{"<plist><dict></plist>", "line 1, column 16: mismatched tag"},
+        ErrorCase{"<plist>\n</plist>", "line 2, column 1: <plist> holds no value"},
+        ErrorCase{"<plist><true/>\n<true/></plist>",
+                  "line 2, column 1: <plist> holds more than one value"},
+        ErrorCase{"<dict/>", "line 1, column 1: the outermost element is not <plist>"},
+        ErrorCase{"<plist><plist/></plist>", "line 1, column 8: <plist> may stand outermost only"},
+        ErrorCase{"<plist><other/></plist>",
+                  "line 1, column 8: <other> is no element of a property list"},
+        ErrorCase{"<plist><string><true/></string></plist>",
+                  "line 1, column 16: <true> may not stand in <string>"},
+        ErrorCase{"<plist><key>a</key></plist>",
+                  "line 1, column 8: <key> may stand in <dict> only"},
+        ErrorCase{"<plist><array><key>a</key></array></plist>",
+                  "line 1, column 15: <key> may stand in <dict> only"},
+        ErrorCase{"<plist><dict><true/></dict></plist>",
+                  "line 1, column 14: <true> stands where a <key> was expected"},
+        ErrorCase{"<plist><dict><key>a</key></dict></plist>",
+                  "line 1, column 26: the last <key> has no value"},
+        ErrorCase{"<plist><dict><key>a</key><key>b</key></dict></plist>",
+                  "line 1, column 26: a <key> stands where a value was expected"},
+        ErrorCase{"<plist><array>a</array></plist>", "line 1, column 15: text may not stand here"},
+        ErrorCase{"<plist><true>a</true></plist>",
+                  "line 1, column 15: this text is no value of <true>"},
+        ErrorCase{"<plist><integer>1x</integer></plist>",
+                  "line 1, column 19: this text is no value of <integer>"},
+        ErrorCase{"<plist><integer>18446744073709551616</integer></plist>",
+                  "line 1, column 37: this text is no value of <integer>"},
+        ErrorCase{"<plist><integer/></plist>",
+                  "line 1, column 18: this text is no value of <integer>"},
+        ErrorCase{"<plist><real>+-1</real></plist>",
+                  "line 1, column 17: this text is no value of <real>"},
+        ErrorCase{"<plist><date>today</date></plist>",
+                  "line 1, column 19: this text is no value of <date>"},
+        ErrorCase{"<plist><data>A</data></plist>",
+                  "line 1, column 15: this text is no value of <data>"},
+        ErrorCase{"<plist><data>AP8</data></plist>",
+                  "line 1, column 17: this text is no value of <data>"},
+        ErrorCase{"<plist><data>AP9=</data></plist>",
+                  "line 1, column 18: this text is no value of <data>"},
+        ErrorCase{"<plist><data>A===</data></plist>",
+                  "line 1, column 18: this text is no value of <data>"},
+        ErrorCase{"<plist><data>=AP8</data></plist>",
+                  "line 1, column 18: this text is no value of <data>"},
+        ErrorCase{"<plist><string>&a;</string></plist>", "line 1, column 16: undefined entity"},
+        ErrorCase{"<!DOCTYPE plist SYSTEM 'x'><plist><string>&a;</string></plist>",
+                  "line 1, column 43: the entity 'a' is not declared"},
+        ErrorCase{"<!DOCTYPE plist [<!ENTITY a 'b'>]><plist><string>&a;</string></plist>",
+                  "line 1, column 29: entity declarations are refused"},
+        ErrorCase{"<!DOCTYPE plist [<!ENTITY a SYSTEM "
+                  "'file:///etc/passwd'>]><plist><string>&a;</string></plist>",
+                  "line 1, column 56: entity declarations are refused"},
+        ErrorCase{"<plist><true/></plist>x", "line 1, column 23: junk after document element"}));
+
+// ---- Nil and files
+
+TEST(PropertyList, NilIsAnError) {
+  HxError error;
+  EXPECT_TRUE(HxPropertyListWithString(nullptr, &error).isNil());
+  EXPECT_EQ(error.localizedDescription(), "line 1, column 1: there is no text"_hx);
+  EXPECT_TRUE(HxPropertyListWithData(nullptr, &error).isNil());
+  EXPECT_EQ(error.localizedDescription(), "line 1, column 1: there is no data"_hx);
+  EXPECT_TRUE(HxPropertyListWithContentsOfFile(nullptr, &error).isNil());
+  EXPECT_EQ(error.domain(), HxPOSIXErrorDomain);
+  EXPECT_EQ(error.code(), ENOENT);
+}
+
+TEST(PropertyList, ErrorMayBeLeftOut) {
+  EXPECT_TRUE(HxPropertyListWithString("{"_hx).isNil());
+  EXPECT_TRUE(HxPropertyListWithContentsOfFile("/none"_hx).isNil());
+  EXPECT_TRUE(HxDataFromPropertyList(nullptr, HxPropertyListFormat::text).isNil());
+}
+
+TEST(PropertyList, ErrorOfAFileNamesThePath) {
+  const test::TemporaryDirectory folder;
+  const HxString damaged = path(folder.write("damaged.plist", "{\n"));
+  HxError error;
+  EXPECT_TRUE(HxPropertyListWithContentsOfFile(damaged, &error).isNil());
+  EXPECT_EQ(error.userInfo().objectForKey(HxFilePathErrorKey), damaged);
+  EXPECT_EQ(error.localizedDescription(),
+            "line 2, column 1: a key or '}' was expected, but the text ends here"_hx);
+
+  const HxString missing = path(folder.path("missing.plist"));
+  EXPECT_TRUE(HxPropertyListWithContentsOfFile(missing, &error).isNil());
+  EXPECT_EQ(error.domain(), HxPOSIXErrorDomain);
+  EXPECT_EQ(error.code(), ENOENT);
+  EXPECT_EQ(error.userInfo().objectForKey(HxFilePathErrorKey), missing);
+
+  EXPECT_TRUE(HxPropertyListWithContentsOfFile(path(folder.path()), &error).isNil());
+  EXPECT_EQ(error.code(), EISDIR);
+}
+
+TEST(PropertyList, DictionaryOfAFileNeedsADictionaryAtTheRoot) {
+  const test::TemporaryDirectory folder;
+  const auto read = [&](std::string_view contents) {
+    return HxDictionary::dictionaryWithContentsOfFile(path(folder.write("list", contents)));
+  };
+  EXPECT_EQ(read("{ a = b; }"), entry("b"_hx, "a"_hx));
+  EXPECT_EQ(read(inXML("<dict/>")), HxDictionary::dictionary());
+  EXPECT_TRUE(read("( a )").isNil());
+  EXPECT_TRUE(read("{ a = b; ").isNil());
+  EXPECT_TRUE(HxDictionary::dictionaryWithContentsOfFile(nullptr).isNil());
+  EXPECT_TRUE(HxDictionary::dictionaryWithContentsOfFile("/none"_hx).isNil());
+}
+
+// ---- Writing
+
+std::string written(const HxAny& list, HxPropertyListFormat format) {
+  HxError error;
+  const HxData bytes = HxDataFromPropertyList(list, format, &error);
+  EXPECT_TRUE(bytes) << error.localizedDescription().toStdString();
+  return stringOf(bytes);
+}
+
+TEST(PropertyList, WritesTextWithSortedKeys) {
+  const HxAny list = HxDictionary::dictionaryWithEntries(
+      {{"b"_hx, HxArray::arrayWithObjects({"x"_hx, "y z"_hx, HxArray::array()})},
+       {"a/"_hx, bytesOf("\x0F\xBD")},
+       {"c"_hx, HxDictionary::dictionary()},
+       {"B"_hx, entry("\u00E9"_hx, "d"_hx)}});
+  EXPECT_EQ(written(list, HxPropertyListFormat::text),
+            "{\n"
+            "    B = {\n"
+            "        d = \"\u00E9\";\n"
+            "    };\n"
+            "    \"a/\" = <0fbd>;\n"
+            "    b = (\n"
+            "        x,\n"
+            "        \"y z\",\n"
+            "        ()\n"
+            "    );\n"
+            "    c = {};\n"
+            "}\n");
+}
+
+TEST(PropertyList, WritesXMLWithSortedKeys) {
+  const HxAny list = HxDictionary::dictionaryWithEntries(
+      {{"b"_hx, HxArray::arrayWithObjects({"x<&>\r"_hx, HxNumber::numberWithInt(-1)})},
+       {"a"_hx, bytesOf("\x0F\xBD")},
+       {"c"_hx, HxDictionary::dictionary()},
+       {"d"_hx,
+        HxArray::arrayWithObjects({HxNumber::numberWithBool(true), HxNumber::numberWithBool(false),
+                                   HxNumber::numberWithDouble(0.5),
+                                   HxDate::dateWithTimeIntervalSinceReferenceDate(0)})}});
+  EXPECT_EQ(written(list, HxPropertyListFormat::xml),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+            "<plist version=\"1.0\">\n"
+            "<dict>\n"
+            "    <key>a</key>\n"
+            "    <data>D70=</data>\n"
+            "    <key>b</key>\n"
+            "    <array>\n"
+            "        <string>x&lt;&amp;&gt;&#13;</string>\n"
+            "        <integer>-1</integer>\n"
+            "    </array>\n"
+            "    <key>c</key>\n"
+            "    <dict/>\n"
+            "    <key>d</key>\n"
+            "    <array>\n"
+            "        <true/>\n"
+            "        <false/>\n"
+            "        <real>0.5</real>\n"
+            "        <date>2001-01-01T00:00:00Z</date>\n"
+            "    </array>\n"
+            "</dict>\n"
+            "</plist>\n");
+}
+
+struct QuotingCase {
+  std::u16string_view string;
+  const char* text;
+};
+
+class PropertyListQuoting : public testing::TestWithParam<QuotingCase> {};
+
+TEST_P(PropertyListQuoting, WritesAndReadsBack) {
+  const HxString string(GetParam().string);
+  const std::string text = written(string, HxPropertyListFormat::text);
+  EXPECT_EQ(text, GetParam().text + std::string("\n"));
+  EXPECT_EQ(HxPropertyListWithData(bytesOf(text)), string);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    TextForm, PropertyListQuoting,
+    testing::Values(QuotingCase{u"", "\"\""}, QuotingCase{u"aZ09_.-", "aZ09_.-"},
+                    QuotingCase{u"a b", "\"a b\""}, QuotingCase{u"//", "\"//\""},
+                    QuotingCase{u"\a\b\t\n\v\f\r\"\\", R"("\a\b\t\n\v\f\r\"\\")"},
+                    QuotingCase{std::u16string_view(u"\0\x1B\x7F", 3), R"("\U0000\U001b\U007f")"},
+                    QuotingCase{u"\u00E9\u4E2D\U0001F600", "\"\u00E9\u4E2D\U0001F600\""},
+                    QuotingCase{u"\xFEFF", "\"\uFEFF\""}, QuotingCase{u"\xFFFF", "\"\uFFFF\""},
+                    QuotingCase{u"\xD83D"
+                                u"a\xDE00",
+                                R"("\Ud83da\Ude00")"},
+                    QuotingCase{u"a\xD83D", R"("a\Ud83d")"}));
+
+TEST(PropertyList, TextMakesStringsOfNumbersAndDates) {
+  const HxAny list = HxArray::arrayWithObjects(
+      {HxNumber::numberWithInt(-5), HxNumber::numberWithDouble(1.5), HxNumber::numberWithBool(true),
+       HxNumber::numberWithBool(false), HxDate::dateWithTimeIntervalSinceReferenceDate(61)});
+  EXPECT_EQ(
+      HxPropertyListWithData(HxDataFromPropertyList(list, HxPropertyListFormat::text)),
+      HxArray::arrayWithObjects({"-5"_hx, "1.5"_hx, "1"_hx, "0"_hx, "2001-01-01T00:01:01Z"_hx}));
+}
+
+TEST(PropertyList, XMLGivesEveryKindBack) {
+  const HxArray list = HxArray::arrayWithObjects(
+      {HxNumber::numberWithInteger(std::numeric_limits<HxInteger>::min()),
+       HxNumber::numberWithUnsignedInteger(std::numeric_limits<HxUInteger>::max()),
+       HxNumber::numberWithDouble(0.1), HxNumber::numberWithDouble(-1e300),
+       HxNumber::numberWithDouble(std::numeric_limits<double>::infinity()),
+       HxNumber::numberWithBool(true), HxDate::dateWithTimeIntervalSinceReferenceDate(-1e9),
+       " \t\r\n\u00E9\U0001F600\x7F]]>"_hx, HxString::string(), bytesOf("\0\xFF"sv), HxData::data(),
+       entry(HxArray::array(), HxString::string())});
+  const HxAny read =
+      HxPropertyListWithData(HxDataFromPropertyList(list, HxPropertyListFormat::xml));
+  EXPECT_EQ(read, list);
+  EXPECT_TRUE(as<HxArray>(read).objectAtIndex<HxNumber>(5).isBoolean());
+}
+
+TEST(PropertyList, WhatIsNoPropertyListIsNotWritten) {
+  const HxAny set = HxSet::set();
+  const HxDictionary badKey =
+      HxDictionary::dictionaryWithObjectForKey("a"_hx, HxNumber::numberWithInt(1));
+  const std::string className = set.hxClass().name();
+  const struct {
+    HxAny list;
+    std::string description;
+  } cases[] = {
+      {nullptr, "a value of class nil is no property list"},
+      {set, "a value of class " + className + " is no property list"},
+      {badKey, "a key of class HxNumber is no string"},
+      {entry(HxArray::arrayWithObjects({"b"_hx, entry(set, "c"_hx)}), "a"_hx),
+       "key 'a', index 1, key 'c': a value of class " + className + " is no property list"},
+      {HxArray::arrayWithObject(HxDate::dateWithTimeIntervalSinceReferenceDate(1e15)),
+       "index 0: the date lies outside the years 0 to 9999"},
+  };
+  for (const auto& [list, description] : cases) {
+    for (const auto format : {HxPropertyListFormat::text, HxPropertyListFormat::xml}) {
+      HxError error;
+      EXPECT_TRUE(HxDataFromPropertyList(list, format, &error).isNil());
+      EXPECT_EQ(error.domain(), HxPropertyListErrorDomain);
+      EXPECT_EQ(error.code(), HxPropertyListValueError);
+      EXPECT_EQ(error.localizedDescription().toStdString(), description);
+    }
+  }
+}
+
+TEST(PropertyList, XMLRefusesCharactersThatItDoesNotAllow) {
+  const struct {
+    std::u16string_view string;
+    const char* name;
+  } cases[] = {{u"a\x01", "U+0001"},        {u"\x1F", "U+001F"},   {u"\xD800", "U+D800"},
+               {u"\xDC00\xD800", "U+DC00"}, {u"\xFFFE", "U+FFFE"}, {u"\xFFFF", "U+FFFF"}};
+  for (const auto& [string, name] : cases) {
+    HxError error;
+    EXPECT_TRUE(
+        HxDataFromPropertyList(HxString(string), HxPropertyListFormat::xml, &error).isNil());
+    EXPECT_EQ(error.localizedDescription().toStdString(),
+              "the string holds " + std::string(name) + ", which XML does not allow");
+  }
+}
+
+TEST(PropertyList, WritesToTheDepthLimitAndNoDeeper) {
+  HxAny list = HxArray::array();
+  for (HxUInteger depth = 1; depth < HxPropertyListDepthLimit; ++depth) {
+    list = HxArray::arrayWithObject(list);
+  }
+  const HxAny deeper = HxArray::arrayWithObject(list);
+  HxMutableArray endless = HxMutableArray::array();
+  endless.addObject(endless);
+  for (const auto format : {HxPropertyListFormat::text, HxPropertyListFormat::xml}) {
+    EXPECT_EQ(HxPropertyListWithData(HxDataFromPropertyList(list, format)), list);
+    for (const HxAny& tooDeep : {deeper, HxAny(endless)}) {
+      HxError error;
+      EXPECT_TRUE(HxDataFromPropertyList(tooDeep, format, &error).isNil());
+      EXPECT_EQ(error.code(), HxPropertyListDepthError);
+    }
+  }
+  endless.removeAllObjects();
+}
+
+TEST(PropertyList, WhatIsReadIsImmutable) {
+  for (const std::string& input :
+       {std::string("{ a = ( b ); }"), inXML("<dict><key>a</key><array><true/></array></dict>")}) {
+    const HxAny list = listOf(input);
+    EXPECT_FALSE(HxMutableDictionary::canHold(list.object()));
+    EXPECT_FALSE(HxMutableArray::canHold(as<HxDictionary>(list).objectForKey("a"_hx).object()));
+  }
+}
+
+}  // namespace
+}  // namespace rondel

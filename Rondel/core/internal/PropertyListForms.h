@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+//
+// The readers of the two forms of property lists, and what a failed reading or writing leaves
+// behind. PropertyList.cc chooses between them and makes the error.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Rondel/core/PropertyList.h"
+#include "Rondel/core/internal/Characters.h"
+
+namespace rondel::internal {
+
+// A place in a text, both counted from 1; columns in characters.
+struct TextPlace {
+  HxUInteger line = 1;
+  HxUInteger column = 1;
+};
+
+// Steps over one UTF-16 unit or UTF-8 byte, so that a place can be counted; `previous` is the one
+// before it. LF, CR and CR LF end a line.
+template <class Unit>
+void advance(TextPlace& place, Unit previous, Unit unit) noexcept {
+  constexpr bool isByte = sizeof(Unit) == 1;
+  if (unit == '\n' && previous == '\r') return;
+  if (unit == '\n' || unit == '\r') {
+    place = {place.line + 1, 1};
+    return;
+  }
+  const bool isInsideCharacter = isByte ? (unit & 0xC0) == 0x80 : (unit & 0xFC00) == 0xDC00;
+  if (!isInsideCharacter) ++place.column;
+}
+
+struct PropertyListFailure {
+  HxPropertyListErrorCode code = HxPropertyListSyntaxError;
+  std::string message;
+  TextPlace place;
+
+  std::string description() const;  // "line 3, column 7: message"
+};
+
+// "U+001B"
+std::string codePointName(HxUniChar unit);
+
+// Each gives the list, or nil with the failure.
+
+// The text form, with the form of tables of messages.
+HxAny readTextPropertyList(const Characters& text, PropertyListFailure& failure);
+// The text form, where only a value that is written out counts: neither a table nor an empty text.
+HxAny readTextValue(const Characters& text, PropertyListFailure& failure);
+// The XML form; a null encoding means what the document declares.
+HxAny readXMLPropertyList(std::string_view document, const char* encoding,
+                          PropertyListFailure& failure);
+
+// An independent, immutable copy of a property list, made of built-in objects only; nil when it is
+// none. It runs the code of the objects that it copies, and raises what that raises.
+HxAny copyOfPropertyList(const HxAny& list);
+
+// The text as a built-in, immutable string: no code of anybody else runs when it is used.
+HxString builtInString(const HxString& text);
+
+}  // namespace rondel::internal
