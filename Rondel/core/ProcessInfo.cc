@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/core/ProcessInfo.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+
+#include "Rondel/core/Array.h"
+#include "Rondel/core/Dictionary.h"
+
+namespace rondel {
+namespace {
+
+HxString textOfBytes(std::string_view bytes) {
+  const HxString text(bytes);
+  return text ? text
+              : HxString::initWithBytes(bytes.data(), bytes.size(), HxHaldenOSRomanStringEncoding);
+}
+
+// The words of the command line, a NUL behind each; empty when the file cannot be read.
+std::string readCommandLine() {
+  std::string bytes;
+  const int file = open("/proc/self/cmdline", O_RDONLY | O_CLOEXEC);
+  if (file < 0) return bytes;
+  char buffer[4096];
+  ssize_t count;
+  while ((count = read(file, buffer, sizeof buffer)) > 0 || (count < 0 && errno == EINTR)) {
+    if (count > 0) bytes.append(buffer, static_cast<std::size_t>(count));
+  }
+  close(file);
+  return bytes;
+}
+
+HxArray wordsOfCommandLine() {
+  const std::string bytes = readCommandLine();
+  HxMutableArray words = HxMutableArray::array();
+  for (std::size_t start = 0; start < bytes.size();) {
+    const std::string_view word(bytes.c_str() + start);
+    words.addObject(textOfBytes(word));
+    start += word.size() + 1;
+  }
+  return words.copy();
+}
+
+}  // namespace
+
+HxClass HxProcessInfo::classObject() noexcept {
+  static const HxClassInfo info{"HxProcessInfo", HxObject::classObject().info()};
+  return HxClass(&info);
+}
+
+Ref<HxProcessInfo> HxProcessInfo::processInfo() {
+  static HxProcessInfo* const info = new HxProcessInfo;  // lives as long as the process
+  return Ref<HxProcessInfo>(info);
+}
+
+HxDictionary HxProcessInfo::environment() const {
+  HxMutableDictionary environment = HxMutableDictionary::dictionary();
+  for (char** entry = environ; entry && *entry; ++entry) {
+    const std::string_view text(*entry);
+    const std::size_t equals = text.find('=');
+    if (equals == 0 || equals == std::string_view::npos) continue;
+    const HxString name = textOfBytes(text.substr(0, equals));
+    if (environment.objectForKey(name)) continue;
+    environment.setObjectForKey(textOfBytes(text.substr(equals + 1)), name);
+  }
+  return environment.copy();
+}
+
+HxArray HxProcessInfo::arguments() const {
+  static const HxArray& arguments = *new HxArray(wordsOfCommandLine());
+  return arguments;
+}
+
+HxString HxProcessInfo::processName() const {
+  const HxAny first = arguments().firstObject();
+  const std::string path = as<HxString>(first).toStdString();
+  const std::string name = path.substr(path.find_last_of('/') + 1);
+  return name.empty() ? textOfBytes(program_invocation_short_name) : textOfBytes(name);
+}
+
+int HxProcessInfo::processIdentifier() const noexcept { return getpid(); }
+
+}  // namespace rondel
