@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+//
+// The object behind an HxBundle, and how the library's own bundle is found.
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Rondel/core/Bundle.h"
+#include "Rondel/core/Dictionary.h"
+
+namespace rondel::internal {
+
+class BundleObject final : public HxObject {
+ public:
+  // A nil path makes a bundle of nothing. Reads Info.plist, and adds a line about a damaged one.
+  BundleObject(const HxString& path, const HxString& identifier,
+               std::vector<std::string> wantedLanguages, std::vector<HxString>& reports);
+
+  static HxClass classObject() noexcept;
+  HxClass hxClass() const noexcept override { return classObject(); }
+  HxString description() const override;
+
+  const HxString& path() const noexcept { return _path; }
+  // As given, else that of Info.plist.
+  const HxString& identifier() const noexcept { return _identifier; }
+  const HxDictionary& info() const noexcept { return _info; }
+  // The entries of a table in all wanted languages, the first language that has a key counting; nil
+  // when no language has the table. Read on first use.
+  HxDictionary table(const HxString& name);
+
+ private:
+  HxDictionary readTable(const HxString& name, std::vector<HxString>& reports) const;
+
+  const HxString _path;
+  HxString _identifier;
+  HxDictionary _info;
+  std::vector<std::string> _languages;  // all that are looked at, in order
+  std::mutex _mutex;
+  HxMutableDictionary _tables;  // guarded by _mutex; by name, the empty array for none
+};
+
+// A dictionary from a property list file. A file that is not there gives nil; one that is damaged
+// does so too, and adds a line about it.
+HxDictionary readDictionaryFile(const HxString& path, std::vector<HxString>& reports);
+
+// Writes the lines through HxLog; not to be called with a lock held.
+void logReports(const std::vector<HxString>& reports);
+
+// The library's bundle: the first of the folders whose Info.plist has its identifier, else a bundle
+// of nothing. Adds lines about damaged files.
+HxBundle libraryBundleIn(const std::vector<std::string>& folders, std::vector<HxString>& reports);
+
+}  // namespace rondel::internal
