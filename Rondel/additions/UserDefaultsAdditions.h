@@ -22,8 +22,8 @@ RONDEL_EXPORT void registerDefaultsOfContentsOfFile(const Ref<HxUserDefaults>& d
 
 // A flag with an answer for the case that it is not set. A string is true when it is "YES" in any
 // case or when its integerValue is not 0, so any other word is false and not the default. A number
-// is true when it is not 0, and the number -1 means the default. Values of other kinds give the
-// default, and so does no value.
+// is true when its integerValue is not 0, and a number of -1 means the default. Values of other
+// kinds give the default, and so does no value.
 RONDEL_EXPORT bool boolForKeyWithDefaultValue(const Ref<HxUserDefaults>& defaults,
                                               const HxString& key, bool defaultValue);
 

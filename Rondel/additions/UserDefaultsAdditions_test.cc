@@ -1,0 +1,215 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/additions/UserDefaultsAdditions.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "Rondel/core/Array.h"
+#include "Rondel/core/AssertionHandler.h"
+#include "Rondel/core/Bundle.h"
+#include "Rondel/core/Data.h"
+#include "Rondel/core/Date.h"
+#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/Exception.h"
+#include "Rondel/core/Log.h"
+#include "Rondel/core/Number.h"
+#include "Rondel/core/internal/UserDefaultsStore.h"
+#include "Rondel/testing/Places.h"
+
+namespace rondel {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+HxString hx(const std::string& utf8) { return HxString(std::string_view(utf8)); }
+
+std::vector<std::string> logLines;
+void appendLine(const HxString& message) { logLines.push_back(message.toStdString()); }
+
+class UserDefaultsAdditions : public testing::Test {
+ protected:
+  UserDefaultsAdditions() : _oldOutput(HxSetLogOutput(appendLine)) { logLines.clear(); }
+  ~UserDefaultsAdditions() override { HxSetLogOutput(_oldOutput); }
+
+  HxDictionary registered() const { return defaults->volatileDomainForName(HxRegistrationDomain); }
+  void registerEntry(const HxAny& value, const HxString& key) const {
+    defaults->registerDefaults(HxDictionary::dictionaryWithObjectForKey(value, key));
+  }
+
+  const test::TemporaryDirectory folder;
+  const Ref<HxUserDefaults> defaults =
+      internal::UserDefaultsStore::makeDefaults({hx(folder.path()), "tool"_hx, nullptr});
+  const Ref<HxUserDefaults> none;
+
+ private:
+  const HxLogOutput _oldOutput;
+};
+
+// ---- registerDefaultsOfContentsOfFile
+
+TEST_F(UserDefaultsAdditions, RegistersTheEntriesOfAFile) {
+  registerDefaultsOfContentsOfFile(defaults, hx(folder.write("list", "{ a = b; }")));
+  EXPECT_EQ(registered(), HxDictionary::dictionaryWithObjectForKey("b"_hx, "a"_hx));
+  EXPECT_THAT(logLines, IsEmpty());
+}
+
+TEST_F(UserDefaultsAdditions, EmptyFileRegistersNothing) {
+  registerDefaultsOfContentsOfFile(defaults, hx(folder.write("list", "{}")));
+  EXPECT_EQ(registered(), HxDictionary::dictionary());
+  EXPECT_THAT(logLines, IsEmpty());
+}
+
+TEST_F(UserDefaultsAdditions, FileWithoutADictionaryIsLogged) {
+  const std::string missing = folder.path("missing");
+  const std::string array = folder.write("array", "( a )");
+  registerDefaultsOfContentsOfFile(defaults, hx(missing));
+  registerDefaultsOfContentsOfFile(defaults, hx(array));
+  EXPECT_THAT(
+      logLines,
+      ElementsAre(
+          "-[HxUserDefaults(MoUserDefaultsExtra) registerDefaultsOfContentsOfFile:]: failed "
+          "to load defaults file '" +
+              missing + "'.",
+          "-[HxUserDefaults(MoUserDefaultsExtra) registerDefaultsOfContentsOfFile:]: failed "
+          "to load defaults file '" +
+              array + "'."));
+}
+
+TEST_F(UserDefaultsAdditions, NilPathRaises) {
+  try {
+    registerDefaultsOfContentsOfFile(defaults, nullptr);
+    FAIL() << "nothing was raised";
+  } catch (const HxException& exception) {
+    EXPECT_EQ(exception.name(), HxInternalInconsistencyException);
+    EXPECT_EQ(exception.reason(), "Invalid parameter not satisfying: path != nil"_hx);
+  }
+}
+
+class Forgiving final : public HxAssertionHandler {
+ public:
+  void handleFailureInMethod(HxSelector, const HxAny& object, const HxString&, HxInteger,
+                             const HxString&, HxArguments) override {
+    receivers.push_back(object);
+  }
+  std::vector<HxAny> receivers;
+};
+
+TEST_F(UserDefaultsAdditions, NilPathDoesNothingMoreWhenTheHandlerReturns) {
+  const Ref<Forgiving> forgiving = makeRef<Forgiving>();
+  const Ref<HxAssertionHandler> former = HxAssertionHandler::setCurrentHandler(forgiving);
+  registerDefaultsOfContentsOfFile(defaults, nullptr);
+  HxAssertionHandler::setCurrentHandler(former);
+  EXPECT_THAT(forgiving->receivers, ElementsAre(HxAny(defaults)));
+  EXPECT_THAT(logLines, IsEmpty());
+}
+
+// ---- boolForKeyWithDefaultValue
+
+TEST_F(UserDefaultsAdditions, FlagsAreReadForgivingly) {
+  enum Answer { no, yes, byDefault };
+  const struct {
+    HxAny value;
+    Answer answer;
+  } cases[] = {
+      {nullptr, byDefault},
+      {"YES"_hx, yes},
+      {"yes"_hx, yes},
+      {"Yes"_hx, yes},
+      {"1"_hx, yes},
+      {"7"_hx, yes},
+      {"-1"_hx, yes},
+      {"NO"_hx, no},
+      {"no"_hx, no},
+      {"0"_hx, no},
+      {""_hx, no},
+      {"true"_hx, no},
+      {"Y"_hx, no},
+      {HxNumber::numberWithInt(2), yes},
+      {HxNumber::numberWithInt(1), yes},
+      {HxNumber::numberWithBool(true), yes},
+      {HxNumber::numberWithInt(0), no},
+      {HxNumber::numberWithBool(false), no},
+      {HxNumber::numberWithInt(-2), yes},
+      {HxNumber::numberWithInt(-1), byDefault},
+      {HxDate::date(), byDefault},
+      {HxArray::array(), byDefault},
+      {HxDictionary::dictionary(), byDefault},
+      {HxData::data(), byDefault},
+  };
+  for (const auto& [value, answer] : cases) {
+    defaults->setObject(value, "key"_hx);
+    for (const bool byDefaultValue : {true, false}) {
+      EXPECT_EQ(boolForKeyWithDefaultValue(defaults, "key"_hx, byDefaultValue),
+                answer == byDefault ? byDefaultValue : answer == yes)
+          << value.description().toStdString();
+    }
+  }
+}
+
+TEST_F(UserDefaultsAdditions, NilKeyGivesTheDefaultFlag) {
+  EXPECT_TRUE(boolForKeyWithDefaultValue(defaults, nullptr, true));
+  EXPECT_FALSE(boolForKeyWithDefaultValue(defaults, nullptr, false));
+}
+
+// ---- objectForKeyIn...DomainForName
+
+TEST_F(UserDefaultsAdditions, OneDomainAloneIsRead) {
+  registerEntry("registered"_hx, "a"_hx);
+  defaults->setObject("set"_hx, "a"_hx);
+  EXPECT_EQ(objectForKeyInVolatileDomainForName(defaults, "a"_hx, HxRegistrationDomain),
+            "registered"_hx);
+  EXPECT_EQ(objectForKeyInPersistentDomainForName(defaults, "a"_hx, "tool"_hx), "set"_hx);
+}
+
+TEST_F(UserDefaultsAdditions, MissingDomainOrKeyGivesNil) {
+  registerEntry("registered"_hx, "a"_hx);
+  defaults->setObject("set"_hx, "a"_hx);
+  EXPECT_TRUE(objectForKeyInVolatileDomainForName(defaults, "a"_hx, "none"_hx).isNil());
+  EXPECT_TRUE(objectForKeyInPersistentDomainForName(defaults, "a"_hx, "none"_hx).isNil());
+  EXPECT_TRUE(objectForKeyInVolatileDomainForName(defaults, "b"_hx, HxRegistrationDomain).isNil());
+  EXPECT_TRUE(objectForKeyInPersistentDomainForName(defaults, "b"_hx, "tool"_hx).isNil());
+  EXPECT_TRUE(objectForKeyInVolatileDomainForName(defaults, nullptr, HxRegistrationDomain).isNil());
+  EXPECT_TRUE(objectForKeyInPersistentDomainForName(defaults, nullptr, "tool"_hx).isNil());
+}
+
+TEST_F(UserDefaultsAdditions, NilDomainWithoutAMainBundleIdentifierGivesNil) {
+  ASSERT_TRUE(HxBundle::mainBundle().bundleIdentifier().isNil());
+  registerEntry("registered"_hx, "a"_hx);
+  defaults->setObject("set"_hx, "a"_hx);
+  EXPECT_TRUE(objectForKeyInVolatileDomainForName(defaults, "a"_hx, nullptr).isNil());
+  EXPECT_TRUE(objectForKeyInPersistentDomainForName(defaults, "a"_hx, nullptr).isNil());
+}
+
+// ---- objectIsChangedForKey
+
+TEST_F(UserDefaultsAdditions, SettingIsChangedWhenItDiffersFromTheRegisteredOne) {
+  registerEntry("1"_hx, "a"_hx);
+  EXPECT_FALSE(objectIsChangedForKey(defaults, "a"_hx));
+  defaults->setObject("1"_hx, "a"_hx);
+  EXPECT_FALSE(objectIsChangedForKey(defaults, "a"_hx));
+  defaults->setObject("2"_hx, "a"_hx);
+  EXPECT_TRUE(objectIsChangedForKey(defaults, "a"_hx));
+}
+
+TEST_F(UserDefaultsAdditions, SettingThatIsNotRegisteredIsNeverChanged) {
+  defaults->setObject("1"_hx, "a"_hx);
+  EXPECT_FALSE(objectIsChangedForKey(defaults, "a"_hx));
+  EXPECT_FALSE(objectIsChangedForKey(defaults, "none"_hx));
+  EXPECT_FALSE(objectIsChangedForKey(defaults, nullptr));
+}
+
+TEST_F(UserDefaultsAdditions, NullStoreGivesZeroForEverything) {
+  registerDefaultsOfContentsOfFile(none, nullptr);
+  EXPECT_FALSE(boolForKeyWithDefaultValue(none, "a"_hx, true));
+  EXPECT_TRUE(objectForKeyInVolatileDomainForName(none, "a"_hx, HxRegistrationDomain).isNil());
+  EXPECT_TRUE(objectForKeyInPersistentDomainForName(none, "a"_hx, "tool"_hx).isNil());
+  EXPECT_FALSE(objectIsChangedForKey(none, "a"_hx));
+  EXPECT_THAT(logLines, IsEmpty());
+}
+
+}  // namespace
+}  // namespace rondel
