@@ -141,8 +141,12 @@ inline bool isString(const HxObject* object) noexcept {
 inline bool isArray(const HxObject* object) noexcept {
   return object && object->typeID() == HcArrayGetTypeID();
 }
-inline bool isNonEmptyString(const HxObject* object) {
-  return isString(object) && static_cast<const HxStringObject*>(object)->length() > 0;
+// `argument` holds the object; a string handle reads built-in strings without a virtual call.
+template <class Argument>
+bool isNonEmptyString(const Argument& argument, const HxObject* object) {
+  if (!isString(object)) return false;
+  if constexpr (std::is_base_of_v<HxString, Argument>) return argument.length() > 0;
+  return static_cast<const HxStringObject*>(object)->length() > 0;
 }
 // T is a class or a handle.
 template <class T>
@@ -224,9 +228,10 @@ MO_COLD_ void failParameter(const HxObject* receiver, const CheckSite& site);
       (name, {nullptr, "((" name ")) == nil || " MO_HAS_TYPE_("(" name ")", "String")}))
 
 #define MoCheckNonEmptyString(argument) MoCheckNonEmptyStringNamed(argument, #argument)
-#define MoCheckNonEmptyStringNamed(argument, name)                                               \
-  MO_CHECK_OBJECT_(argument, ::rondel::internal::isNonEmptyString(moObject), failNonEmptyString, \
-                   (name, {"(" name ") != nil", MO_HAS_TYPE_(name, "String"),                    \
+#define MoCheckNonEmptyStringNamed(argument, name)                                       \
+  MO_CHECK_OBJECT_(argument, ::rondel::internal::isNonEmptyString(moArgument, moObject), \
+                   failNonEmptyString,                                                   \
+                   (name, {"(" name ") != nil", MO_HAS_TYPE_(name, "String"),            \
                            "![(" name ") isEqualToString:@\"\"]"}))
 
 #define MoCheckArray(argument) MoCheckArrayNamed(argument, #argument)
