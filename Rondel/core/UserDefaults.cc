@@ -6,10 +6,10 @@
 
 #include "Rondel/core/Array.h"
 #include "Rondel/core/Bundle.h"
+#include "Rondel/core/Data.h"
 #include "Rondel/core/Dictionary.h"
 #include "Rondel/core/Error.h"
 #include "Rondel/core/Log.h"
-#include "Rondel/core/Data.h"
 #include "Rondel/core/Number.h"
 #include "Rondel/core/ProcessInfo.h"
 #include "Rondel/core/PropertyList.h"
