@@ -148,7 +148,8 @@ class RONDEL_EXPORT ZevMoStream : public HxObject {
   virtual void streamConsumerDidChange(HxObject* consumer);
 
  private:
-  void unlinkConsumer() noexcept;
+  void unlinkConsumer();
+  void linkConsumer(HxObject* consumer);
   ZevMoStream* consumingStream() const noexcept;
 
   HxString _name;

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+//
+// ZevMoStreamSink: the end of a chain whose output nobody wants.
+//
+//   lines->setLineStreamConsumer(ZevMoStreamSink::streamSink());
+//
+// It consumes bytes, characters and lines, and does nothing with any of them. It may be linked
+// under any number of streams, on any thread.
+#pragma once
+
+#include "Rondel/Streams/Stream.h"
+
+namespace rondel {
+
+class RONDEL_EXPORT ZevMoStreamSink : public HxObject,
+                                      public ZevMoByteStreamConsuming,
+                                      public ZevMoCharacterStreamConsuming,
+                                      public ZevMoLineStreamConsuming,
+                                      public ZevMoStreamConsumerRetaining {
+ public:
+  // The one instance, made by the first call and kept for the life of the process.
+  static Ref<ZevMoStreamSink> streamSink();
+
+  static HxClass classObject() noexcept;
+  HxClass hxClass() const noexcept override { return classObject(); }
+
+  void streamDidEnd(ZevMoStream* stream) override;
+  void streamProcessBytes(ZevMoStream* stream, const HxData& data) override;
+  void streamProcessCharacters(ZevMoStream* stream, const HxString& characters) override;
+  void streamProcessLine(ZevMoStream* stream, const HxString& line) override;
+
+ protected:
+  ZevMoStreamSink() = default;
+};
+
+}  // namespace rondel
