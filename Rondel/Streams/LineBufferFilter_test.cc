@@ -1,0 +1,411 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/Streams/LineBufferFilter.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Rondel/core/internal/FlatString.h"
+#include "Rondel/testing/AllocationCounter.h"
+#include "Rondel/testing/StreamRecorder.h"
+
+namespace rondel {
+namespace {
+
+using test::Events;
+using test::RetainedStreamRecorder;
+using test::StreamRecorder;
+
+using Chunks = std::vector<std::u16string>;
+
+// The filter behind a source and before a recorder.
+struct Chain {
+  Ref<ZevMoCharacterStream> source = ZevMoCharacterStream::init();
+  Ref<ZevMoLineBufferFilter> filter = ZevMoLineBufferFilter::init();
+  StreamRecorder recorder;
+
+  explicit Chain(bool coalesces = false) {
+    filter->setCoalescesCompleteLines(coalesces);
+    source->setCharacterStreamConsumer(filter);
+    filter->setLineStreamConsumer(&recorder);
+  }
+  void send(std::u16string_view text) { source->sendCharacters(HxString(text)); }
+  Events linesOf(const Chunks& chunks) {
+    for (const std::u16string& chunk : chunks) send(chunk);
+    Events lines = std::move(recorder.events);
+    recorder.events.clear();
+    for (std::string& line : lines) line = line.substr(5);  // behind "line:"
+    return lines;
+  }
+};
+
+struct Case {
+  const char* name;
+  Chunks chunks;
+  Events lines;
+};
+
+TEST(LineBufferFilter, IsAStreamOfItsClassAndOwnedByWhatFeedsIt) {
+  const Ref<ZevMoLineBufferFilter> filter = ZevMoLineBufferFilter::stream();
+  EXPECT_STREQ(filter->hxClass().name(), "ZevMoLineBufferFilter");
+  EXPECT_TRUE(HxAny(filter).conformsToProtocol(protocolOf<ZevMoStreamConsumerRetaining>("mark")));
+  EXPECT_FALSE(filter->coalescesCompleteLines());
+  filter->setCoalescesCompleteLines(true);
+  EXPECT_TRUE(filter->coalescesCompleteLines());
+}
+
+TEST(LineBufferFilter, SendsEachCompleteLineWithItsTerminator) {
+  const Case cases[] = {
+      {"no terminator", {u"abc"}, {}},
+      {"empty chunk, nothing held", {u""}, {}},
+      {"one line", {u"a\n"}, {"a\n"}},
+      {"a line in two chunks", {u"a\nb", u"c\n"}, {"a\n", "bc\n"}},
+      {"a line in many chunks", {u"a", u"b", u"", u"c", u"\n"}, {"abc\n"}},
+      {"empty lines", {u"\n\n", u"\n"}, {"\n", "\n", "\n"}},
+      {"CR", {u"a\rb\r"}, {"a\r", "b\r"}},
+      {"CR LF", {u"a\r\nb\r\n"}, {"a\r\n", "b\r\n"}},
+      {"LF CR are two", {u"a\n\rb"}, {"a\n", "\r"}},
+      {"CR CR LF", {u"a\r\r\n"}, {"a\r", "\r\n"}},
+      {"CR LF between chunks is no pair", {u"x\r", u"\ny\n"}, {"x\r", "\n", "y\n"}},
+      {"CR LF between chunks behind a held start", {u"w", u"x\r", u"\n"}, {"wx\r", "\n"}},
+      {"CR LF behind a held start", {u"w", u"x\r\ny"}, {"wx\r\n"}},
+      {"U+0085", {u"a\u0085b"}, {"a\u0085"}},
+      {"U+2028 and U+2029", {u"a\u2028b\u2029c"}, {"a\u2028", "b\u2029"}},
+      {"no other separators",
+       {u"a\v\f\x1C\u200B\u2027\u202A\u0A0D\u0D0A\n"},
+       {"a\v\f\x1C\u200B\u2027\u202A\u0A0D\u0D0A\n"}},
+      {"wide and narrow lines together", {u"a\n\u00E9\nb\n"}, {"a\n", "\u00E9\n", "b\n"}},
+      {"held narrow, then wide",
+       {u"a", u"\u00E9", u"b\nc\n"},
+       {"a\u00E9"
+        "b\n",
+        "c\n"}},
+      {"a surrogate pair between chunks", {u"\xD83D", u"\xDE00\n"}, {"\U0001F600\n"}},
+  };
+  for (const Case& c : cases) EXPECT_EQ(Chain().linesOf(c.chunks), c.lines) << c.name;
+}
+
+TEST(LineBufferFilter, CoalescesTheCompleteLinesOfAChunk) {
+  const Case cases[] = {
+      {"no terminator", {u"abc", u"d"}, {}},
+      {"keeps the rest", {u"a\nb\nc", u"\n"}, {"a\nb\n", "c\n"}},
+      {"held start, several lines", {u"a", u"b\nc\nd", u"e\rf"}, {"ab\nc\n", "de\r"}},
+      {"ends with a terminator", {u"a\nb\n", u"c\n"}, {"a\nb\n", "c\n"}},
+      {"CR LF between chunks", {u"a\r", u"\nb"}, {"a\r", "\n"}},
+      {"wide", {u"\u00E9\u2028\u00E8\nx", u"\u0085"}, {"\u00E9\u2028\u00E8\n", "x\u0085"}},
+      {"empty", {u""}, {}},
+  };
+  for (const Case& c : cases) EXPECT_EQ(Chain(true).linesOf(c.chunks), c.lines) << c.name;
+}
+
+TEST(LineBufferFilter, EndsAPartialLineWithLFAtTheEnd) {
+  struct {
+    Chunks chunks;
+    Events events;
+  } const cases[] = {
+      {{u"a\nb"}, {"line:a\n", "line:b\n", "end"}},
+      {{u"a\n"}, {"line:a\n", "end"}},
+      {{u"a\r"}, {"line:a\r", "end"}},
+      {{u"a", u"\u2028"}, {"line:a\u2028", "end"}},
+      {{u""}, {"end"}},
+      {{}, {"end"}},
+  };
+  for (const bool coalesces : {false, true}) {
+    for (const auto& c : cases) {
+      Chain chain(coalesces);
+      for (const std::u16string& chunk : c.chunks) chain.send(chunk);
+      chain.source->sendStreamDidEnd();
+      EXPECT_EQ(chain.recorder.events, c.events);
+    }
+  }
+}
+
+TEST(LineBufferFilter, AChangeOfCoalescingHoldsFromTheNextChunkOn) {
+  Chain chain;
+  chain.send(u"a\nb\nc");
+  chain.filter->setCoalescesCompleteLines(true);
+  chain.send(u"d\ne\n");
+  chain.filter->setCoalescesCompleteLines(false);
+  chain.send(u"f\ng\n");
+  EXPECT_EQ(chain.recorder.events,
+            Events({"line:a\n", "line:b\n", "line:cd\ne\n", "line:f\n", "line:g\n"}));
+}
+
+TEST(LineBufferFilter, NilSendsNothing) {
+  Chain chain;
+  chain.source->sendCharacters(nullptr);
+  chain.send(u"a");
+  chain.source->sendCharacters(nullptr);
+  chain.send(u"\n");
+  EXPECT_EQ(chain.recorder.events, Events({"line:a\n"}));
+}
+
+TEST(LineBufferFilter, WorksWithoutAConsumer) {
+  const Ref<ZevMoLineBufferFilter> filter = ZevMoLineBufferFilter::init();
+  filter->streamProcessCharacters(nullptr, "a\nb"_hx);
+  StreamRecorder recorder;
+  filter->setLineStreamConsumer(&recorder);
+  filter->streamProcessCharacters(nullptr, "c\n"_hx);
+  EXPECT_EQ(recorder.events, Events({"line:bc\n"}));
+}
+
+TEST(LineBufferFilter, TheSenderOfItsLinesIsTheFilter) {
+  Chain chain;
+  chain.send(u"a\nb");
+  chain.source->sendStreamDidEnd();
+  for (const ZevMoStream* sender : chain.recorder.senders) EXPECT_EQ(sender, chain.filter.get());
+}
+
+// ---- Cuts
+
+TEST(LineBufferFilter, EveryCutGivesTheSameLinesUnlessItPartsCRAndLF) {
+  const std::u16string inputs[] = {
+      u"one\ntwo\r\nthree\rfour\n\n\r\nfive",
+      u"\u00E9\u0085\u2028x\u2029\U0001F600\ny",
+      u"a fairly long line of plain text that spans several registers\r\nand another one\n",
+  };
+  for (const std::u16string& input : inputs) {
+    const Events expected = Chain().linesOf({input});
+    for (std::size_t first = 0; first <= input.size(); ++first) {
+      for (std::size_t second = first; second <= input.size(); ++second) {
+        const auto parts = [&](std::size_t at) {
+          return at > 0 && at < input.size() && input[at - 1] == u'\r' && input[at] == u'\n';
+        };
+        if (parts(first) || parts(second)) continue;
+        ASSERT_EQ(Chain().linesOf({input.substr(0, first), input.substr(first, second - first),
+                                   input.substr(second)}),
+                  expected)
+            << first << ", " << second;
+      }
+    }
+  }
+}
+
+TEST(LineBufferFilter, UnitsOneByOneMakeTheSameLines) {
+  const std::u16string input = u"one\ntwo\rthree\u2028\u00E9\n\nfour";
+  Chunks units;
+  for (const char16_t unit : input) units.emplace_back(1, unit);
+  EXPECT_EQ(Chain().linesOf(units), Chain().linesOf({input}));
+  EXPECT_EQ(Chain(true).linesOf(units), Chain().linesOf({input}));
+}
+
+TEST(LineBufferFilter, FindsTerminatorsAtEveryOffset) {
+  for (const char16_t terminator : {u'\n', u'\r', u'\u0085', u'\u2028', u'\u2029'}) {
+    for (std::size_t length = 0; length < 70; ++length) {
+      for (const char16_t letter : {u'x', u'\u00E9'}) {
+        const std::u16string line = std::u16string(length, letter) + terminator;
+        const std::string expected = HxString(std::u16string_view(line)).toStdString();
+        EXPECT_EQ(Chain().linesOf({line + line + u"rest"}), Events({expected, expected}));
+        EXPECT_EQ(Chain(true).linesOf({line + line + u"rest"}), Events({expected + expected}));
+      }
+    }
+  }
+}
+
+// ---- Strings of other kinds
+
+TEST(LineBufferFilter, TakesStringsOfAnyClass) {
+  class Repeated final : public HxStringObject {
+   public:
+    HxUInteger length() const override { return 1000; }
+    HxUniChar characterAtIndex(HxUInteger index) const override {
+      return index % 10 == 9 ? u'\n' : u'z';
+    }
+    void getCharacters(HxUniChar* buffer, HxRange range) const override {
+      for (HxUInteger i = 0; i < range.length; ++i)
+        buffer[i] = characterAtIndex(range.location + i);
+    }
+  };
+  Chain chain;
+  chain.source->sendCharacters(HxString(makeRef<Repeated>()));
+  EXPECT_EQ(chain.recorder.events, Events(100, "line:zzzzzzzzz\n"));
+}
+
+TEST(LineBufferFilter, AMutableChunkMayBeChangedByTheConsumer) {
+  Chain chain;
+  HxMutableString chunk = HxMutableString::stringWithString("a\nb\nc"_hx);
+  chain.recorder.action = [&] { chunk.setString("something else, and longer than before\n"_hx); };
+  chain.source->sendCharacters(chunk);
+  chain.recorder.action = nullptr;
+  chain.send(u"\n");
+  EXPECT_EQ(chain.recorder.events, Events({"line:a\n", "line:b\n", "line:c\n"}));
+}
+
+// ---- Consumers that interfere
+
+TEST(LineBufferFilter, AConsumerMayUnlinkItselfInTheMidstOfAChunk) {
+  int destroyed = 0;
+  Chain chain;
+  Ref<RetainedStreamRecorder> consumer = makeRef<RetainedStreamRecorder>(destroyed);
+  consumer->action = [&] {
+    chain.filter->setLineStreamConsumer(nullptr);
+    EXPECT_EQ(destroyed, 0) << "alive until its call returns";
+  };
+  chain.filter->setLineStreamConsumer(consumer);
+  consumer = nullptr;
+  chain.send(u"a\nb\nc");
+  EXPECT_EQ(destroyed, 1);
+  chain.filter->setLineStreamConsumer(&chain.recorder);
+  chain.send(u"\n");
+  EXPECT_EQ(chain.recorder.events, Events({"line:c\n"})) << "b was dropped, c was held";
+}
+
+TEST(LineBufferFilter, TheRestOfAChunkGoesToTheConsumerThatIsLinkedByThen) {
+  int destroyed = 0;
+  Chain chain;
+  Ref<RetainedStreamRecorder> consumer = makeRef<RetainedStreamRecorder>(destroyed);
+  consumer->action = [&] { chain.filter->setLineStreamConsumer(&chain.recorder); };
+  chain.filter->setLineStreamConsumer(consumer);
+  consumer = nullptr;
+  chain.send(u"a\nb\nc\n");
+  EXPECT_EQ(destroyed, 1);
+  EXPECT_EQ(chain.recorder.events, Events({"line:b\n", "line:c\n"}));
+}
+
+TEST(LineBufferFilter, AConsumerMayDropTheWholeChain) {
+  for (const bool coalesces : {false, true}) {
+    for (const bool atEnd : {false, true}) {
+      StreamRecorder recorder;
+      Ref<ZevMoCharacterStream> head = ZevMoCharacterStream::init();
+      ZevMoCharacterStream* const source = head.get();
+      const Ref<ZevMoLineBufferFilter> filter = ZevMoLineBufferFilter::init();
+      head->setCharacterStreamConsumer(filter);
+      filter->setCoalescesCompleteLines(coalesces);
+      filter->setLineStreamConsumer(&recorder);
+      recorder.action = [&] { head = nullptr; };
+      if (atEnd) {
+        source->sendCharacters("partial"_hx);
+        source->sendStreamDidEnd();
+        EXPECT_EQ(recorder.events, Events({"line:partial\n", "end"}));
+      } else {
+        source->sendCharacters("a\nb"_hx);
+        EXPECT_EQ(recorder.events, Events({"line:a\n"}));
+      }
+      EXPECT_TRUE(filter->isUniquelyReferenced());
+    }
+  }
+}
+
+TEST(LineBufferFilter, AConsumerMaySendToTheFilterAgain) {
+  Chain chain;
+  chain.recorder.action = [&] {
+    chain.recorder.action = nullptr;
+    chain.send(u"nested\nrest ");
+  };
+  chain.send(u"a\nb\nc ");
+  chain.send(u"\n");
+  EXPECT_EQ(chain.recorder.events,
+            Events({"line:a\n", "line:nested\n", "line:b\n", "line:rest c \n"}));
+}
+
+TEST(LineBufferFilter, WhenAConsumerThrowsTheLinesBehindAreKept) {
+  for (const char16_t* const held : {u"", u"held "}) {
+    Chain chain;
+    chain.send(held);
+    chain.recorder.action = [&] {
+      chain.recorder.action = nullptr;
+      throw std::runtime_error("enough");
+    };
+    EXPECT_THROW(chain.send(u"a\nb\nc"), std::runtime_error);
+    chain.send(u"d\n");
+    const std::string first = HxString(std::u16string_view(held)).toStdString() + "a\n";
+    EXPECT_EQ(chain.recorder.events,
+              Events({std::string("line:") + first, "line:b\n", "line:cd\n"}));
+  }
+}
+
+TEST(LineBufferFilter, WhenAConsumerThrowsAtTheEndTheLineIsGone) {
+  Chain chain;
+  chain.send(u"partial");
+  chain.recorder.action = [&] { throw std::runtime_error("enough"); };
+  EXPECT_THROW(chain.source->sendStreamDidEnd(), std::runtime_error);
+  chain.recorder.action = nullptr;
+  chain.source->sendStreamDidEnd();
+  EXPECT_EQ(chain.recorder.events, Events({"line:partial\n", "end"}));
+}
+
+// ---- Cost
+
+// Looks at its lines and keeps nothing.
+class LineCounter final : public HxObject, public ZevMoLineStreamConsuming {
+ public:
+  std::size_t lines = 0;
+  HxUInteger units = 0;
+  void streamProcessLine(ZevMoStream*, const HxString& line) override {
+    ++lines;
+    units += line.length();
+  }
+  void streamDidEnd(ZevMoStream*) override {}
+};
+
+TEST(LineBufferFilter, ALineCostsOneAllocation) {
+  std::u16string chunk;
+  for (int i = 0; i < 1000; ++i) chunk += u"a line of some twenty-five\n";
+  for (const char16_t* const tail : {u"", u"\u00E9"}) {
+    const HxString text = HxString(std::u16string_view(chunk + tail));
+    const Ref<ZevMoLineBufferFilter> filter = ZevMoLineBufferFilter::init();
+    LineCounter counter;
+    filter->setLineStreamConsumer(&counter);
+    const test::AllocationCounter allocations;
+    filter->streamProcessCharacters(nullptr, text);
+    EXPECT_EQ(counter.lines, 1000u);
+    EXPECT_GE(allocations.count(), 1000u);
+    EXPECT_LE(allocations.count(), 1008u);
+  }
+}
+
+TEST(LineBufferFilter, ALineInSmallPiecesCostsNoMoreThanItsPieces) {
+  const Ref<ZevMoLineBufferFilter> filter = ZevMoLineBufferFilter::init();
+  LineCounter counter;
+  filter->setLineStreamConsumer(&counter);
+  filter->streamProcessCharacters(nullptr, "warm up, so that there is room\n"_hx);
+  filter->streamProcessCharacters(nullptr, "warm up, so that there is room"_hx);
+  filter->streamProcessCharacters(nullptr, "\n"_hx);
+  const test::AllocationCounter allocations;
+  for (int i = 0; i < 100; ++i) {
+    filter->streamProcessCharacters(nullptr, "one "_hx);
+    filter->streamProcessCharacters(nullptr, "line\n"_hx);
+  }
+  EXPECT_EQ(counter.lines, 102u);
+  EXPECT_LE(allocations.count(), 300u);
+}
+
+TEST(LineBufferFilter, LinesAreFlatAndNarrowWhenTheyAreASCII) {
+  class Inspector final : public HxObject, public ZevMoLineStreamConsuming {
+   public:
+    std::size_t narrow = 0;
+    void streamProcessLine(ZevMoStream*, const HxString& line) override {
+      narrow += line.asciiView().size() == line.length();
+    }
+    void streamDidEnd(ZevMoStream*) override {}
+  } inspector;
+  const Ref<ZevMoLineBufferFilter> filter = ZevMoLineBufferFilter::init();
+  filter->setLineStreamConsumer(&inspector);
+  filter->streamProcessCharacters(nullptr, "a\n\u00E9\nb\nc"_hx);
+  filter->streamProcessCharacters(nullptr, "d\n"_hx);
+  EXPECT_EQ(inspector.narrow, 3u);
+}
+
+TEST(LineBufferFilter, AVeryLongLineInManyChunksIsPutTogetherInLinearTime) {
+  constexpr std::size_t kChunks = 1600;  // 100 MiB
+  const HxString chunk = HxString(std::string_view(std::string(65536, 'x')));
+  const Ref<ZevMoLineBufferFilter> filter = ZevMoLineBufferFilter::init();
+  LineCounter counter;
+  filter->setLineStreamConsumer(&counter);
+  const std::size_t before = test::heapBytesInUse();
+  const test::AllocationCounter allocations;
+  for (std::size_t i = 0; i < kChunks; ++i) filter->streamProcessCharacters(nullptr, chunk);
+  EXPECT_EQ(counter.lines, 0u);
+  // Bytes asked for over all tell of work that grows with the square of the length.
+  EXPECT_LE(allocations.bytes(), 5 * kChunks * 65536);
+  filter->streamProcessCharacters(nullptr, "\n"_hx);
+  EXPECT_EQ(counter.lines, 1u);
+  EXPECT_EQ(counter.units, kChunks * 65536 + 1);
+  EXPECT_LE(test::heapBytesInUse(), before + 65536) << "the room of the long line is given back";
+}
+
+}  // namespace
+}  // namespace rondel

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+//
+// The units of a span that end a line, one after the other. For spans of many short lines: it finds
+// them by 64 units at a time, so that a line costs no search of its own.
+//
+//   LineEnds ends(units, length);
+//   for (HxUInteger at = ends.next(); at < length; at = ends.next()) ...
+#pragma once
+
+#include <algorithm>
+
+#include "Rondel/core/internal/LineScan.h"
+
+namespace rondel::internal {
+
+inline constexpr HxUInteger kLineEndBlock = 64;
+
+#if defined(__SSE2__)
+
+inline __m128i loadUnits(const void* p) noexcept {
+  return _mm_loadu_si128(static_cast<const __m128i*>(p));
+}
+
+// Bit i for unit i of the block: it ends a line.
+inline std::uint64_t lineEndsInBlock(const char* units) noexcept {
+  std::uint64_t ends = 0;
+  for (unsigned i = 0; i < kLineEndBlock; i += 16) {
+    ends |= std::uint64_t{lineEndMask(units + i)} << i;
+  }
+  return ends;
+}
+
+// Units above 0xFF are 0xFF or 0 once they are packed into bytes; U+2028 and U+2029 are looked for
+// only where there is one of the former.
+inline std::uint64_t lineEndsInBlock(const HxUniChar* units) noexcept {
+  std::uint64_t ends = 0;
+  for (unsigned i = 0; i < kLineEndBlock; i += 16) {
+    const __m128i bytes = _mm_packus_epi16(loadUnits(units + i), loadUnits(units + i + 8));
+    const __m128i found =
+        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('\n')),
+                                  _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\r'))),
+                     _mm_cmpeq_epi8(bytes, _mm_set1_epi8(static_cast<char>(0x85))));
+    auto mask = static_cast<unsigned>(_mm_movemask_epi8(found));
+    auto high = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(-1))));
+    for (; high; high &= high - 1) {
+      const unsigned at = static_cast<unsigned>(std::countr_zero(high));
+      if (endsLine(units[i + at])) mask |= 1U << at;
+    }
+    ends |= std::uint64_t{mask} << i;
+  }
+  return ends;
+}
+
+#else
+
+template <class Unit>
+std::uint64_t lineEndsInBlock(const Unit* units) noexcept {
+  std::uint64_t ends = 0;
+  for (unsigned i = 0; i < kLineEndBlock; ++i) ends |= std::uint64_t{endsLine(units[i])} << i;
+  return ends;
+}
+
+#endif
+
+template <class Unit>
+class LineEnds {
+ public:
+  // The span must stay as it is meanwhile.
+  LineEnds(const Unit* units, HxUInteger length) noexcept : _units(units), _length(length) {}
+
+  // The index of the next one; the length when there is none. Of CR LF both are given.
+  HxUInteger next() noexcept {
+    while (_ends == 0) {
+      if (_behind == _length) return _length;
+      readBlock();
+    }
+    const HxUInteger index = _start + static_cast<HxUInteger>(std::countr_zero(_ends));
+    _ends &= _ends - 1;
+    return index;
+  }
+
+ private:
+  void readBlock() noexcept {
+    _start = _behind;
+    const HxUInteger left = _length - _start;
+    if (left >= kLineEndBlock) {
+      _ends = lineEndsInBlock(_units + _start);
+      _behind += kLineEndBlock;
+    } else {
+      Unit last[kLineEndBlock] = {};
+      std::copy_n(_units + _start, left, last);
+      _ends = lineEndsInBlock(last);
+      _behind = _length;
+    }
+  }
+
+  const Unit* _units;
+  HxUInteger _length;
+  HxUInteger _start = 0;    // of the block
+  HxUInteger _behind = 0;   // the first unit that was not looked at
+  std::uint64_t _ends = 0;  // of the block, those that were given cleared
+};
+
+}  // namespace rondel::internal
