@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// All of Rondel, for tools that do not count includes. Each header named here can be included alone.
+// All of Rondel, for tools that do not count includes. Each header named here can be included
+// alone.
 #pragma once
 
 #include "Rondel/Streams/Stream.h"
 #include "Rondel/Streams/Task.h"
+#include "Rondel/additions/TextDecoding.h"
 #include "Rondel/core/Array.h"
 #include "Rondel/core/Bundle.h"
 #include "Rondel/core/CharacterSet.h"
