@@ -5,6 +5,7 @@
 #include "Rondel/core/internal/ASCII.h"
 
 #include <bit>
+#include <cstring>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -39,23 +40,54 @@ bool areASCII(__m128i units) noexcept {
 
 }  // namespace
 
-HxUInteger lengthOfASCIIPrefix(const std::uint8_t* bytes, HxUInteger length) noexcept {
+namespace {
+
+HxUInteger lengthOfShortASCIIPrefix(const std::uint8_t* bytes, HxUInteger length) noexcept {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080U;
+  const auto load8 = [](const std::uint8_t* p) {
+    std::uint64_t word;
+    std::memcpy(&word, p, sizeof word);
+    return word;
+  };
+  if (length >= 8 && ((load8(bytes) | load8(bytes + length - 8)) & kHighBits) == 0) return length;
   HxUInteger i = 0;
+  while (i < length && bytes[i] < 0x80) ++i;
+  return i;
+}
+
+}  // namespace
+
 #if defined(__SSE2__)
+
+// What is left at the end of a text is read together with bytes before it, of which it is known by
+// then that they are ASCII: most texts are short, and a loop over single bytes would cost more than
+// all the rest.
+HxUInteger lengthOfASCIIPrefix(const std::uint8_t* bytes, HxUInteger length) noexcept {
+  if (length < 16) return lengthOfShortASCIIPrefix(bytes, length);
+  HxUInteger i = 0;
   for (; i + 64 <= length; i += 64) {
     const std::uint8_t* p = bytes + i;
     const __m128i all =
         _mm_or_si128(_mm_or_si128(load(p), load(p + 16)), _mm_or_si128(load(p + 32), load(p + 48)));
     if (maskBeyondASCII(all)) break;
   }
-  for (; i + 16 <= length; i += 16) {
+  for (; i < length; i += 16) {
+    if (i + 16 > length) i = length - 16;
     const unsigned mask = maskBeyondASCII(load(bytes + i));
     if (mask) return i + static_cast<HxUInteger>(std::countr_zero(mask));
   }
-#endif
-  while (i < length && bytes[i] < 0x80) ++i;
-  return i;
+  return length;
 }
+
+#else
+
+HxUInteger lengthOfASCIIPrefix(const std::uint8_t* bytes, HxUInteger length) noexcept {
+  HxUInteger i = 0;
+  while (i + 8 <= length && lengthOfShortASCIIPrefix(bytes + i, 8) == 8) i += 8;
+  return i + lengthOfShortASCIIPrefix(bytes + i, length - i);
+}
+
+#endif
 
 HxUInteger widenASCIIPrefix(const std::uint8_t* bytes, HxUInteger length, HxUniChar* out) noexcept {
   HxUInteger i = 0;
