@@ -180,8 +180,7 @@ void appendKey(const char* ascii, HxUInteger length, Equivalence equivalence, Un
   }
 }
 
-bool mayBeginKey(HxUniChar unit, HxUniChar first, Equivalence equivalence) {
-  if (unit < 0x80) return equivalence.fold(unit) == first;
+bool mayBeginKeySlow(HxUniChar unit, HxUniChar first, Equivalence equivalence) {
   if (U16_IS_SURROGATE(unit)) return true;
   if (equivalence.foldsCase) {
     UnitBuffer key;

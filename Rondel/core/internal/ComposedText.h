@@ -69,9 +69,12 @@ bool isPieceBoundary(const HxUniChar* units, HxUInteger length, HxUInteger index
 // Appends the key of a text that consists of whole pieces.
 void appendKey(const HxUniChar* units, HxUInteger length, Equivalence equivalence, UnitBuffer& key);
 void appendKey(const char* ascii, HxUInteger length, Equivalence equivalence, UnitBuffer& key);
+bool mayBeginKeySlow(HxUniChar unit, HxUniChar first, Equivalence equivalence);
 // Whether the key of a piece that begins with `unit` can begin with `first`. Often true in vain for
 // units that are rare.
-bool mayBeginKey(HxUniChar unit, HxUniChar first, Equivalence equivalence);
+inline bool mayBeginKey(HxUniChar unit, HxUniChar first, Equivalence equivalence) {
+  return unit < 0x80 ? equivalence.fold(unit) == first : mayBeginKeySlow(unit, first, equivalence);
+}
 
 // Raises what the failure of an ICU function means; too little room for the result is none.
 void checkICUStatus(int status);

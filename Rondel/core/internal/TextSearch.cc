@@ -12,24 +12,43 @@ namespace rondel::internal {
 
 namespace {
 
-// The first index in [from, to) of the unit, `to` when there is none.
-HxUInteger indexOfUnit(const char* units, HxUInteger from, HxUInteger to, HxUniChar unit) {
-  if (from >= to || unit >= 0x80) return to;
-  const void* found = std::memchr(units + from, unit, to - from);
-  return found ? static_cast<HxUInteger>(static_cast<const char*>(found) - units) : to;
+#if defined(__SSE2__)
+
+// One bit a byte of the units that are `a` or `b`, in the 16 bytes at `p`.
+unsigned eitherMask(const char* p, HxUniChar a, HxUniChar b) {
+  const __m128i run = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+  return static_cast<unsigned>(
+      _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(run, _mm_set1_epi8(static_cast<char>(a))),
+                                     _mm_cmpeq_epi8(run, _mm_set1_epi8(static_cast<char>(b))))));
 }
 
-HxUInteger indexOfUnit(const HxUniChar* units, HxUInteger from, HxUInteger to, HxUniChar unit) {
+unsigned eitherMask(const HxUniChar* p, HxUniChar a, HxUniChar b) {
+  const __m128i run = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+  return static_cast<unsigned>(
+      _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi16(run, _mm_set1_epi16(static_cast<short>(a))),
+                                     _mm_cmpeq_epi16(run, _mm_set1_epi16(static_cast<short>(b))))));
+}
+
+#endif
+
+// The first index in [from, to) whose unit is `a` or `b`, `to` when there is none. In bytes only
+// ASCII is looked for.
+template <class Unit>
+HxUInteger indexOfEither(const Unit* units, HxUInteger from, HxUInteger to, HxUniChar a,
+                         HxUniChar b) {
 #if defined(__SSE2__)
-  const __m128i wanted = _mm_set1_epi16(static_cast<short>(unit));
-  for (; from + 8 <= to; from += 8) {
-    const __m128i run = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + from));
-    const auto mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(run, wanted)));
-    if (mask) return from + static_cast<HxUInteger>(std::countr_zero(mask)) / 2;
+  constexpr HxUInteger kStep = 16 / sizeof(Unit);
+  for (; from + kStep <= to; from += kStep) {
+    const unsigned mask = eitherMask(units + from, a, b);
+    if (mask) return from + static_cast<HxUInteger>(std::countr_zero(mask)) / sizeof(Unit);
   }
 #endif
-  while (from < to && units[from] != unit) ++from;
+  while (from < to && units[from] != Unit(a) && units[from] != Unit(b)) ++from;
   return from;
+}
+
+HxUniChar upper(HxUniChar ascii) {
+  return ascii >= u'a' && ascii <= u'z' ? static_cast<HxUniChar>(ascii - 32) : ascii;
 }
 
 HxUniChar wide(char unit) { return static_cast<unsigned char>(unit); }
@@ -111,8 +130,10 @@ HxRange TextSearch::findUnits(const Unit* units, HxRange range) const {
     }
     return kNotFoundRange;
   }
+  const HxUniChar first = _key[0];
+  const HxUniChar other = _equivalence.foldsCase ? upper(first) : first;
   for (HxUInteger at = range.location; at <= last; ++at) {
-    if (!_equivalence.foldsCase) at = indexOfUnit(units, at, last + 1, _key[0]);
+    at = indexOfEither(units, at, last + 1, first, other);
     if (at <= last && matchesUnitsAt(units, at)) return {at, _length};
   }
   return kNotFoundRange;
@@ -147,10 +168,18 @@ HxRange TextSearch::findKeys(HxRange range) const {
 
 HxUInteger TextSearch::nextCandidate(HxUInteger from, HxUInteger end) const {
   const HxUniChar* units = _text.wide();
-  if (_startsAsItself) return indexOfUnit(units, from, end, _key[0]);
+  if (_startsAsItself) return indexOfEither(units, from, end, _key[0], _key[0]);
   while (from < end && !mayBeginKey(units[from], _key[0], _equivalence)) ++from;
   return from;
 }
+
+namespace {
+
+bool standsAlone(const HxUniChar* units, HxUInteger length, HxUInteger index) {
+  return units[index] < 0x80 && (index + 1 >= length || units[index + 1] < kFirstMark);
+}
+
+}  // namespace
 
 HxUInteger TextSearch::endOfMatchAt(HxUInteger start, HxUInteger limit) const {
   const HxUniChar* units = _text.wide();
@@ -159,6 +188,11 @@ HxUInteger TextSearch::endOfMatchAt(HxUInteger start, HxUInteger limit) const {
   UnitBuffer piece;
   HxUInteger at = start;
   for (HxUInteger matched = 0; matched < _length; matched += piece.length()) {
+    // ASCII that no mark follows, most of all text, is a piece and its key at once.
+    for (; at < limit && matched < _length && standsAlone(units, length, at); ++at, ++matched) {
+      if (_equivalence.fold(units[at]) != _key[matched]) return HxNotFound;
+    }
+    if (matched == _length) return at;
     if (at >= limit) return HxNotFound;
     const HxUInteger end = nextPiece(units, length, at, _equivalence);
     if (end > limit) return HxNotFound;
