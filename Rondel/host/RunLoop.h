@@ -121,6 +121,8 @@ class RONDEL_EXPORT HxRunLoop final : public HxObject {
   HxRunLoop();
   ~HxRunLoop() override;
 
+  bool runMode(const HxString& mode, std::int64_t deadline);  // on the steady clock
+  void runUntil(std::int64_t deadline);
   void enqueue(Ref<internal::Closure> call, const HxObject* target, bool waitUntilDone);
   void enqueueAfterDelay(Ref<internal::Closure> call, const HxObject* target,
                          HxTimeInterval seconds);

@@ -61,10 +61,10 @@ class RONDEL_EXPORT HxTimer final : public HxObject {
   friend class HxRunLoop;
   template <class T, class... Arguments>
   friend Ref<T> makeRef(Arguments&&... arguments);
-  HxTimer(HxTimeInterval seconds, HxObject* target, Fire fire, const HxAny& userInfo, bool repeats);
+  HxTimer(HxTimeInterval seconds, HxObject* target, Fire call, const HxAny& userInfo, bool repeats);
   ~HxTimer() override;
 
-  static Ref<HxTimer> make(HxTimeInterval seconds, HxObject* target, Fire fire,
+  static Ref<HxTimer> make(HxTimeInterval seconds, HxObject* target, Fire call,
                            const HxAny& userInfo, bool repeats);
   static Ref<HxTimer> schedule(const Ref<HxTimer>& timer);
 

@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/host/NotificationCenter.h"
+
+#include <algorithm>
+#include <atomic>
+#include <iterator>
+#include <mutex>
+#include <unordered_map>
+#include <vector>
+
+namespace rondel {
+namespace {
+
+// One addObserver. Shared by the registry and by the posts that are under way.
+class Observation final : public HxObject {
+ public:
+  Observation(HxObject* observer, HxNotificationCallback callback, std::uint64_t number)
+      : _observer(observer), _callback(callback), _number(number) {}
+
+  const HxObject* observer() const { return _observer; }
+  std::uint64_t number() const { return _number; }
+  void remove() { _removed.store(true, std::memory_order_relaxed); }
+  void tell(const HxNotification& notification) const {
+    if (!_removed.load(std::memory_order_relaxed)) _callback(*_observer, notification);
+  }
+
+ private:
+  HxObject* const _observer;  // not retained: removed before it goes
+  const HxNotificationCallback _callback;
+  const std::uint64_t _number;  // in order of addition
+  std::atomic<bool> _removed = false;
+};
+
+// What an observation is found by; nil and null stand for any.
+struct Topic {
+  HxString name;
+  const HxObject* object;
+
+  bool operator==(const Topic&) const = default;
+  // Whether this name and this object, either of which may stand for any, take in the topic.
+  bool isWithin(const HxString& anyName, const HxAny& anyObject) const {
+    return (!anyName || anyName == name) && (!anyObject || anyObject.object() == object);
+  }
+};
+
+struct TopicHash {
+  std::size_t operator()(const Topic& topic) const {
+    return topic.name.hash() ^ (reinterpret_cast<std::size_t>(topic.object) >> 4);
+  }
+};
+
+using Observations = std::vector<Ref<Observation>>;
+
+// Gives whether none is left.
+bool removeFrom(Observations& observations, const HxObject* observer) {
+  std::erase_if(observations, [observer](const Ref<Observation>& observation) {
+    if (observation->observer() != observer) return false;
+    observation->remove();
+    return true;
+  });
+  return observations.empty();
+}
+
+bool wasAddedBefore(const Ref<Observation>& a, const Ref<Observation>& b) {
+  return a->number() < b->number();
+}
+
+}  // namespace
+
+// ---- Notifications ----------------------------------------------------------------------------
+
+HxNotification::HxNotification(const HxString& name, const HxAny& object,
+                               const HxDictionary& userInfo)
+    : _name(name), _object(object), _userInfo(userInfo) {}
+
+HxNotification::~HxNotification() = default;
+
+HxClass HxNotification::classObject() noexcept {
+  static const HxClassInfo info{"HxNotification", HxObject::classObject().info()};
+  return HxClass(&info);
+}
+
+Ref<HxNotification> HxNotification::notificationWithName(const HxString& name, const HxAny& object,
+                                                         const HxDictionary& userInfo) {
+  return makeRef<HxNotification>(name, object, userInfo);
+}
+
+// ---- The center -------------------------------------------------------------------------------
+
+struct HxNotificationCenter::Registry {
+  std::mutex lock;
+  std::unordered_map<Topic, Observations, TopicHash> topics;
+  std::uint64_t additions = 0;
+
+  void appendTo(Observations& found, const Topic& topic) const {
+    const auto place = topics.find(topic);
+    if (place == topics.end()) return;
+    found.insert(found.end(), place->second.begin(), place->second.end());
+  }
+};
+
+HxNotificationCenter::HxNotificationCenter() : _registry(new Registry) {}
+
+HxNotificationCenter::~HxNotificationCenter() { delete _registry; }
+
+HxClass HxNotificationCenter::classObject() noexcept {
+  static const HxClassInfo info{"HxNotificationCenter", HxObject::classObject().info()};
+  return HxClass(&info);
+}
+
+Ref<HxNotificationCenter> HxNotificationCenter::init() { return makeRef<HxNotificationCenter>(); }
+
+Ref<HxNotificationCenter> HxNotificationCenter::defaultCenter() {
+  static const auto& center = *new Ref<HxNotificationCenter>(init());  // lives to the very end
+  return center;
+}
+
+void HxNotificationCenter::addObserver(HxObject* observer, HxNotificationCallback callback,
+                                       const HxString& name, const HxAny& object) {
+  if (!observer || !callback) return;
+  const std::scoped_lock held(_registry->lock);
+  _registry->topics[{name.copy(), object.object()}].push_back(
+      makeRef<Observation>(observer, callback, ++_registry->additions));
+}
+
+void HxNotificationCenter::removeObserver(const HxObject* observer) {
+  removeObserver(observer, nullptr, nullptr);
+}
+
+void HxNotificationCenter::removeObserver(const HxObject* observer, const HxString& name,
+                                          const HxAny& object) {
+  const std::scoped_lock held(_registry->lock);
+  auto& topics = _registry->topics;
+  if (name && object) {  // the usual case, without a look at all the others
+    const auto place = topics.find({name, object.object()});
+    if (place != topics.end() && removeFrom(place->second, observer)) topics.erase(place);
+    return;
+  }
+  for (auto place = topics.begin(); place != topics.end();) {
+    const bool emptied = place->first.isWithin(name, object) && removeFrom(place->second, observer);
+    place = emptied ? topics.erase(place) : std::next(place);
+  }
+}
+
+void HxNotificationCenter::postNotification(const HxString& name, const HxAny& object,
+                                            const HxDictionary& userInfo) {
+  if (name) postNotification(HxNotification::notificationWithName(name, object, userInfo));
+}
+
+void HxNotificationCenter::postNotification(const Ref<HxNotification>& notification) {
+  if (!notification) return;
+  const HxString& name = notification->name();
+  const HxObject* const object = notification->object().object();
+  Observations found;
+  {
+    const std::scoped_lock held(_registry->lock);
+    _registry->appendTo(found, {name, object});
+    _registry->appendTo(found, {nullptr, object});
+    if (object) {
+      _registry->appendTo(found, {name, nullptr});
+      _registry->appendTo(found, {nullptr, nullptr});
+    }
+  }
+  std::sort(found.begin(), found.end(), wasAddedBefore);
+  for (const Ref<Observation>& observation : found) observation->tell(*notification);
+}
+
+}  // namespace rondel

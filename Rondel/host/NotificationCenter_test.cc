@@ -1,0 +1,199 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/host/NotificationCenter.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace rondel {
+namespace {
+
+class Listener : public HxObject {
+ public:
+  void heard(const HxNotification& notification) {
+    names.push_back(notification.name().toStdString());
+    last = HxAny(&notification);
+    if (reaction) reaction();
+  }
+  std::vector<std::string> names;
+  HxAny last;
+  std::function<void()> reaction;
+};
+
+class Thing : public HxObject {};
+
+class NotificationCenter : public testing::Test {
+ protected:
+  const Ref<HxNotificationCenter> center = HxNotificationCenter::init();
+  const Ref<Thing> thing = makeRef<Thing>();
+  const Ref<Thing> otherThing = makeRef<Thing>();
+  const Ref<Listener> listener = makeRef<Listener>();
+  const Ref<Listener> other = makeRef<Listener>();
+
+  void observe(const Ref<Listener>& who, const HxString& name, const HxAny& object) {
+    center->addObserver<&Listener::heard>(who.get(), name, object);
+  }
+};
+
+TEST_F(NotificationCenter, DefaultCenterIsOne) {
+  EXPECT_EQ(HxNotificationCenter::defaultCenter(), HxNotificationCenter::defaultCenter());
+}
+
+TEST_F(NotificationCenter, ObserverHearsNameOfObject) {
+  observe(listener, "a"_hx, thing);
+  center->postNotification("a"_hx, thing);
+  center->postNotification("b"_hx, thing);
+  center->postNotification("a"_hx, otherThing);
+  center->postNotification("a"_hx, nullptr);
+  EXPECT_EQ(listener->names, std::vector<std::string>{"a"});
+}
+
+TEST_F(NotificationCenter, NamesCompareAsText) {
+  observe(listener, HxString(std::string_view("done")), thing);
+  center->postNotification("done"_hx, thing);
+  EXPECT_EQ(listener->names.size(), 1u);
+}
+
+TEST_F(NotificationCenter, NilStandsForAny) {
+  observe(listener, nullptr, thing);
+  observe(other, "a"_hx, nullptr);
+  const auto everything = makeRef<Listener>();
+  observe(everything, nullptr, nullptr);
+  center->postNotification("a"_hx, thing);
+  center->postNotification("b"_hx, thing);
+  center->postNotification("a"_hx, otherThing);
+  center->postNotification("b"_hx, nullptr);
+  EXPECT_EQ(listener->names, (std::vector<std::string>{"a", "b"}));
+  EXPECT_EQ(other->names, (std::vector<std::string>{"a", "a"}));
+  EXPECT_EQ(everything->names, (std::vector<std::string>{"a", "b", "a", "b"}));
+}
+
+TEST_F(NotificationCenter, NotificationCarriesNameObjectAndUserInfo) {
+  observe(listener, "a"_hx, nullptr);
+  center->postNotification("a"_hx, thing,
+                           HxDictionary::dictionaryWithObjectForKey("value"_hx, "key"_hx));
+  const auto heard = asRef<HxNotification>(listener->last);
+  ASSERT_TRUE(heard);
+  EXPECT_EQ(heard->name(), "a"_hx);
+  EXPECT_EQ(heard->object().object(), thing.get());
+  EXPECT_EQ(heard->userInfo().objectForKey<HxString>("key"_hx), "value"_hx);
+}
+
+TEST_F(NotificationCenter, ObserversAreCalledInOrderOfAddition) {
+  std::string order;
+  const auto third = makeRef<Listener>();
+  listener->reaction = [&] { order += '1'; };
+  other->reaction = [&] { order += '2'; };
+  third->reaction = [&] { order += '3'; };
+  observe(listener, nullptr, nullptr);
+  observe(other, "a"_hx, thing);
+  observe(third, "a"_hx, nullptr);
+  center->postNotification("a"_hx, thing);
+  EXPECT_EQ(order, "123");
+}
+
+TEST_F(NotificationCenter, AddedTwiceIsCalledTwice) {
+  observe(listener, "a"_hx, thing);
+  observe(listener, "a"_hx, thing);
+  center->postNotification("a"_hx, thing);
+  EXPECT_EQ(listener->names.size(), 2u);
+  center->removeObserver(listener.get(), "a"_hx, thing);
+  center->postNotification("a"_hx, thing);
+  EXPECT_EQ(listener->names.size(), 2u);
+}
+
+TEST_F(NotificationCenter, RemoveByNameAndObjectLeavesTheRest) {
+  observe(listener, "a"_hx, thing);
+  observe(listener, "b"_hx, thing);
+  observe(listener, "a"_hx, otherThing);
+  center->removeObserver(listener.get(), "a"_hx, thing);
+  center->postNotification("a"_hx, thing);
+  center->postNotification("b"_hx, thing);
+  center->postNotification("a"_hx, otherThing);
+  EXPECT_EQ(listener->names, (std::vector<std::string>{"b", "a"}));
+}
+
+TEST_F(NotificationCenter, RemoveWithNilNameOrObjectTakesAllThatFits) {
+  observe(listener, "a"_hx, thing);
+  observe(listener, "b"_hx, thing);
+  observe(listener, "b"_hx, otherThing);
+  center->removeObserver(listener.get(), nullptr, thing);
+  center->postNotification("a"_hx, thing);
+  center->postNotification("b"_hx, thing);
+  EXPECT_TRUE(listener->names.empty());
+  center->removeObserver(listener.get(), "b"_hx, nullptr);
+  center->postNotification("b"_hx, otherThing);
+  EXPECT_TRUE(listener->names.empty());
+}
+
+TEST_F(NotificationCenter, RemoveObserverTakesEverythingOfIt) {
+  observe(listener, "a"_hx, thing);
+  observe(listener, nullptr, nullptr);
+  observe(other, "a"_hx, thing);
+  center->removeObserver(listener.get());
+  center->removeObserver(listener.get());
+  center->postNotification("a"_hx, thing);
+  EXPECT_TRUE(listener->names.empty());
+  EXPECT_EQ(other->names.size(), 1u);
+}
+
+TEST_F(NotificationCenter, RemovedDuringPostIsNotCalled) {
+  listener->reaction = [&] { center->removeObserver(other.get()); };
+  observe(listener, "a"_hx, thing);
+  observe(other, "a"_hx, thing);
+  center->postNotification("a"_hx, thing);
+  EXPECT_EQ(listener->names.size(), 1u);
+  EXPECT_TRUE(other->names.empty());
+}
+
+TEST_F(NotificationCenter, AddedDuringPostHearsTheNextOne) {
+  listener->reaction = [&] {
+    if (other->names.empty()) observe(other, "a"_hx, thing);
+  };
+  observe(listener, "a"_hx, thing);
+  center->postNotification("a"_hx, thing);
+  EXPECT_TRUE(other->names.empty());
+  center->removeObserver(listener.get());
+  center->postNotification("a"_hx, thing);
+  EXPECT_EQ(other->names.size(), 1u);
+}
+
+TEST_F(NotificationCenter, ObserverMayPost) {
+  listener->reaction = [&] { center->postNotification("b"_hx, thing); };
+  observe(listener, "a"_hx, thing);
+  observe(other, "b"_hx, thing);
+  center->postNotification("a"_hx, thing);
+  EXPECT_EQ(other->names.size(), 1u);
+}
+
+TEST_F(NotificationCenter, WhatAnObserverRaisesReachesThePoster) {
+  listener->reaction = [] { throw std::runtime_error("no"); };
+  observe(listener, "a"_hx, thing);
+  observe(other, "a"_hx, thing);
+  EXPECT_THROW(center->postNotification("a"_hx, thing), std::runtime_error);
+  EXPECT_TRUE(other->names.empty());
+  listener->reaction = nullptr;
+  center->postNotification("a"_hx, thing);
+  EXPECT_EQ(other->names.size(), 1u);
+}
+
+TEST_F(NotificationCenter, KeepsNeitherObserverNorObject) {
+  observe(listener, "a"_hx, thing);
+  EXPECT_TRUE(listener->isUniquelyReferenced());
+  EXPECT_TRUE(thing->isUniquelyReferenced());
+}
+
+TEST_F(NotificationCenter, NullIsNobodyAndNothing) {
+  center->addObserver<&Listener::heard>(static_cast<Listener*>(nullptr), "a"_hx);
+  observe(listener, nullptr, nullptr);
+  center->postNotification(nullptr, thing);
+  center->postNotification(nullptr);
+  center->removeObserver(nullptr);
+  EXPECT_TRUE(listener->names.empty());
+}
+
+}  // namespace
+}  // namespace rondel

@@ -1,0 +1,401 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/host/RunLoop.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "Rondel/core/Exception.h"
+#include "Rondel/host/Thread.h"
+#include "Rondel/host/Timer.h"
+#include "Rondel/host/internal/RunLoopInside.h"
+
+namespace rondel {
+
+using internal::Closure;
+using internal::kForever;
+using internal::Poller;
+using internal::RunLoopSource;
+using internal::steadyNow;
+using internal::SteadyTime;
+
+namespace {
+
+constexpr std::size_t kBatch = 64;
+
+// The loop of this thread, or null when it has none yet.
+thread_local HxRunLoop* loopOfThread = nullptr;
+
+[[noreturn]] void raiseSystemError(const HxString& what) {
+  HxException::raise(HxInternalInconsistencyException, "%@: %s"_hx, what, strerrordesc_np(errno));
+}
+
+}  // namespace
+
+// ---- Loops and threads ------------------------------------------------------------------------
+
+HxRunLoop::HxRunLoop() : _inside(new Inside) {}
+
+HxRunLoop::~HxRunLoop() { delete _inside; }
+
+HxRunLoop::Inside::Inside() {
+  modes = {{.isCommon = true}, {.isCommon = true}};
+  modeNumbers = {{HxRunLoopCommonModes, kCommonModes}, {HxDefaultRunLoopMode, kDefaultMode}};
+}
+
+HxClass HxRunLoop::classObject() noexcept {
+  static const HxClassInfo info{"HxRunLoop", HxObject::classObject().info()};
+  return HxClass(&info);
+}
+
+Ref<HxRunLoop> HxRunLoop::mainRunLoop() {
+  static const auto& loop = *new Ref<HxRunLoop>(makeRef<HxRunLoop>());  // lives to the very end
+  return loop;
+}
+
+Ref<HxRunLoop> HxRunLoop::currentRunLoop() {
+  if (!loopOfThread) {
+    if (HxThread::isMainThread()) {
+      loopOfThread = mainRunLoop().get();
+    } else {
+      // Closes the loop at the end of the thread, whoever holds it then.
+      thread_local struct Closer {
+        Ref<HxRunLoop> loop = makeRef<HxRunLoop>();
+        ~Closer() {
+          loop->_inside->close();
+          loopOfThread = nullptr;
+        }
+      } closer;
+      loopOfThread = closer.loop.get();
+    }
+  }
+  return Ref<HxRunLoop>(loopOfThread);
+}
+
+void HxRunLoop::Inside::close() {
+  releaseKept(0);
+  std::vector<Slot> droppedSlots;
+  std::map<TimerKey, TimerEntry> droppedTimers;
+  std::deque<Call> droppedCalls;
+  {
+    const std::scoped_lock held(lock);
+    closed = true;
+    for (Slot& slot : slots) {
+      if (!slot.source) continue;
+      const Ref<RunLoopSource> source = slot.source;
+      disarm(*source);
+      unwatch(*source);
+      erase(*source);
+    }
+    droppedSlots.swap(slots);
+    droppedTimers.swap(timers);
+    droppedCalls.swap(calls);
+    poller.close();
+  }
+  for (auto& [key, entry] : droppedTimers) entry.timer->invalidate();
+}
+
+bool HxRunLoop::Inside::isOwnThread() const noexcept {
+  return loopOfThread && loopOfThread->_inside == this;
+}
+
+// The lock is held.
+void HxRunLoop::Inside::wake() {
+  if (wakeIsDue || isOwnThread() || !poller.isOpen()) return;
+  wakeIsDue = true;
+  poller.wake();
+}
+
+// ---- Modes ------------------------------------------------------------------------------------
+
+void HxRunLoop::addCommonMode(const HxString& mode) {
+  if (!mode) return;
+  const std::scoped_lock held(_inside->lock);
+  _inside->modes[_inside->numberOfMode(mode)].isCommon = true;
+}
+
+unsigned HxRunLoop::Inside::numberOfMode(const HxString& name) {
+  const auto known = modeNumbers.find(name);
+  if (known != modeNumbers.end()) return known->second;
+  const auto number = static_cast<unsigned>(modes.size());
+  modes.emplace_back();
+  modeNumbers.emplace(name.copy(), number);
+  return number;
+}
+
+// Whether what is in these modes takes part when this one runs.
+bool HxRunLoop::Inside::includes(const ModeNumbers& set, unsigned mode) const {
+  return std::any_of(set.begin(), set.end(), [&](unsigned one) {
+    return one == mode || (one == kCommonModes && modes[mode].isCommon);
+  });
+}
+
+bool HxRunLoop::Inside::hasAnythingToWaitFor(unsigned mode) const {
+  const bool isCommon = modes[mode].isCommon;
+  return modes[mode].armedSources > 0 || (isCommon && modes[kCommonModes].armedSources > 0) ||
+         (isCommon && !calls.empty()) || nextDeadline(mode) != kForever;
+}
+
+// ---- Running ----------------------------------------------------------------------------------
+
+// Begins with what is kept from outside any turn, and ends with letting it go.
+class HxRunLoop::Inside::Turn {
+ public:
+  Turn(Inside& inside, unsigned mode)
+      : _inside(inside),
+        _mark(inside.depth == 0 ? 0 : inside.kept.size()),
+        _outerMode(std::exchange(inside.runningMode, mode)) {
+    ++_inside.depth;
+    ++_inside.turns;
+  }
+  ~Turn() {
+    _inside.releaseKept(_mark);
+    --_inside.depth;
+    const std::scoped_lock held(_inside.lock);
+    _inside.runningMode = _outerMode;
+  }
+  Turn(const Turn&) = delete;
+  Turn& operator=(const Turn&) = delete;
+
+ private:
+  Inside& _inside;
+  const std::size_t _mark;
+  const unsigned _outerMode;
+};
+
+bool HxRunLoop::runMode(const HxString& mode, const HxDate& limit) {
+  return runMode(mode, internal::steadyTimeOf(limit));
+}
+
+bool HxRunLoop::runMode(const HxString& mode, std::int64_t deadline) {
+  if (!_inside->isOwnThread() && currentRunLoop().get() != this) {
+    HxException::raise(HxInternalInconsistencyException,
+                       "a run loop can be run on its own thread only"_hx);
+  }
+  if (!mode) return false;
+  std::unique_lock held(_inside->lock);
+  const unsigned number = _inside->numberOfMode(mode);
+  const bool hasAnything = _inside->hasAnythingToWaitFor(number);
+  if (hasAnything) _inside->openPoller();
+  const Inside::Turn turn(*_inside, number);
+  held.unlock();
+  if (hasAnything) _inside->pass(number, deadline);
+  return hasAnything;
+}
+
+void HxRunLoop::run() { runUntil(kForever); }
+
+void HxRunLoop::runUntilDate(const HxDate& limit) { runUntil(internal::steadyTimeOf(limit)); }
+
+void HxRunLoop::runUntil(std::int64_t deadline) {
+  struct Run {
+    explicit Run(Inside& loop) : inside(loop) {
+      const std::scoped_lock held(inside.lock);
+      ++inside.runs;
+    }
+    ~Run() {
+      const std::scoped_lock held(inside.lock);
+      --inside.runs;
+      inside.stopAsked = false;
+    }
+    bool isToStop() const {
+      const std::scoped_lock held(inside.lock);
+      return inside.stopAsked;
+    }
+    Inside& inside;
+  } run(*_inside);
+  while (runMode(HxDefaultRunLoopMode, deadline) && !run.isToStop() && steadyNow() < deadline) {
+  }
+}
+
+void HxRunLoop::stop() {
+  const std::scoped_lock held(_inside->lock);
+  if (_inside->runs == 0) return;
+  _inside->stopAsked = true;
+  _inside->wake();
+}
+
+void HxRunLoop::retainUntilEndOfTurn(const HxAny& object) { _inside->kept.push_back(object); }
+
+// The last ones, until so many are left. What is let go of may keep others.
+void HxRunLoop::Inside::releaseKept(std::size_t left) {
+  while (kept.size() > left) {
+    const HxAny last = std::move(kept.back());
+    kept.pop_back();
+  }
+}
+
+// The lock is held.
+void HxRunLoop::Inside::openPoller() {
+  if (!poller.open()) raiseSystemError("a run loop cannot wait"_hx);
+}
+
+// Goes on until a call was made, the deadline came, or nothing is left to wait for.
+void HxRunLoop::Inside::pass(unsigned mode, SteadyTime deadline) {
+  bool isOver = false;
+  while (!isOver) {
+    const std::uint64_t lastNumber = lastTimerNumber();  // what the calls set is for the next pass
+    const bool called = makeCalls(mode);
+    const bool fired = fireTimers(mode, lastNumber);
+    const bool alreadyDone = called || fired;
+    const bool dispatched = waitAndDispatch(mode, alreadyDone ? 0 : deadline);
+    const std::scoped_lock held(lock);
+    isOver = alreadyDone || dispatched || stopAsked || !hasAnythingToWaitFor(mode) ||
+             steadyNow() >= deadline;
+  }
+}
+
+std::uint64_t HxRunLoop::Inside::lastTimerNumber() {
+  const std::scoped_lock held(lock);
+  return timerNumber;
+}
+
+// Those that are there now; what they ask for in turn comes in the next pass.
+bool HxRunLoop::Inside::makeCalls(unsigned mode) {
+  std::unique_lock held(lock);
+  if (!modes[mode].isCommon) return false;
+  const std::size_t due = calls.size();
+  for (std::size_t made = 0; made < due && !calls.empty(); ++made) {
+    const Call call = std::move(calls.front());
+    calls.pop_front();
+    held.unlock();
+    call.closure->call();
+    held.lock();
+  }
+  return due > 0;
+}
+
+bool HxRunLoop::Inside::waitAndDispatch(unsigned mode, SteadyTime deadline) {
+  std::array<std::uint64_t, kBatch> numbers;
+  std::vector<std::uint64_t> ready;
+  {
+    const std::scoped_lock held(lock);
+    watchArmedAgain(mode);
+    for (const std::uint64_t number : alwaysReady) {
+      const RunLoopSource* source = find(number);
+      if (source->_armed && includes(source->_modes, mode)) ready.push_back(number);
+    }
+    deadline = ready.empty() ? std::min(deadline, nextDeadline(mode)) : 0;
+  }
+  const int count =
+      poller.wait(internal::millisecondsUntil(deadline), numbers.data(), numbers.size());
+  if (count < 0 && errno != EINTR) raiseSystemError("a run loop cannot wait"_hx);
+  const bool some = count > 0 && dispatch(mode, numbers.data(), static_cast<std::size_t>(count));
+  return (!ready.empty() && dispatch(mode, ready.data(), ready.size())) || some;
+}
+
+// The lock is held. Sources that were taken out because they were ready while a mode ran that is
+// not theirs.
+void HxRunLoop::Inside::watchArmedAgain(unsigned mode) {
+  std::erase_if(parked, [&](std::uint64_t number) {
+    RunLoopSource* const source = find(number);
+    if (!source || !source->_armed) return true;
+    if (!includes(source->_modes, mode)) return false;
+    watch(*source);
+    return true;
+  });
+}
+
+bool HxRunLoop::Inside::dispatch(unsigned mode, const std::uint64_t* numbers, std::size_t count) {
+  const std::uint64_t turn = turns;
+  bool handled = false;
+  for (const auto order : {RunLoopSource::Order::read, RunLoopSource::Order::exit}) {
+    for (std::size_t index = 0; index < count; ++index) {
+      RunLoopSource::Ready ready = nullptr;
+      const Ref<HxObject> target = targetOf(numbers[index], order, mode, ready);
+      if (!target) continue;
+      handled |= ready(*target);
+      // A nested pass may have taken what the rest of this batch tells of. It will be told again.
+      if (turns != turn) return true;
+    }
+  }
+  return handled;
+}
+
+// Whom to call for a number that the system reported, if anyone.
+Ref<HxObject> HxRunLoop::Inside::targetOf(std::uint64_t number, RunLoopSource::Order order,
+                                          unsigned mode, RunLoopSource::Ready& ready) {
+  const std::scoped_lock held(lock);
+  if (number == Poller::kWakeUp) {
+    wakeIsDue = false;
+    return nullptr;
+  }
+  RunLoopSource* const source = find(number);
+  if (!source || source->_order != order) return nullptr;
+  if (!source->_armed || !includes(source->_modes, mode)) {
+    // Nobody wants it now; left where it is, it would be reported again at once, for ever.
+    unwatch(*source);
+    if (source->_armed) parked.push_back(number);
+    return nullptr;
+  }
+  ready = source->_ready;
+  // When the target is just being destroyed on another thread, its destructor waits for the lock.
+  return source->_target->retainIfAlive() ? Ref<HxObject>::adopt(source->_target) : nullptr;
+}
+
+// ---- Calls from other threads -----------------------------------------------------------------
+
+void HxRunLoop::Inside::Waiter::wait() {
+  std::unique_lock held(lock);
+  change.wait(held, [this] { return done; });
+}
+
+void HxRunLoop::Inside::Waiter::finish() {
+  const std::scoped_lock held(lock);
+  done = true;
+  change.notify_all();
+}
+
+void HxRunLoop::enqueue(Ref<Closure> closure, const HxObject* target, bool waitUntilDone) {
+  if (waitUntilDone && currentRunLoop().get() == this) return closure->call();
+  Inside::Call call(std::move(closure), target);
+  if (waitUntilDone) call.waiter = std::make_shared<Inside::Waiter>();
+  const std::shared_ptr<Inside::Waiter> waiter = call.waiter;
+  {
+    Inside::Call dropped = std::move(call);  // outlives the lock, if it is not taken
+    const std::scoped_lock held(_inside->lock);
+    if (!_inside->closed) {
+      _inside->calls.push_back(std::move(dropped));
+      _inside->wake();
+    }
+  }
+  if (waiter) waiter->wait();
+}
+
+void HxRunLoop::performSelector(HxSelector selector, const HxAny& target, const HxAny& argument,
+                                bool waitUntilDone) {
+  if (!target) return;
+  enqueue(internal::makeClosure(
+              [selector, target, argument] { target.performSelector(selector, argument); }),
+          target.object(), waitUntilDone);
+}
+
+void HxRunLoop::performSelectorAfterDelay(HxSelector selector, const HxAny& target,
+                                          const HxAny& argument, HxTimeInterval seconds) {
+  if (!target) return;
+  enqueueAfterDelay(internal::makeClosure([selector, target, argument] {
+                      target.performSelector(selector, argument);
+                    }),
+                    target.object(), seconds);
+}
+
+void HxRunLoop::cancelPerformSelectorsWithTarget(const HxObject* target) {
+  if (!target) return;
+  std::vector<Inside::Call> droppedCalls;  // outlive the lock
+  std::vector<Ref<HxTimer>> droppedTimers;
+  {
+    const std::scoped_lock held(_inside->lock);
+    for (auto& call : _inside->calls) {
+      if (call.target == target) droppedCalls.push_back(std::move(call));
+    }
+    std::erase_if(_inside->calls, [](const Inside::Call& call) { return !call.closure; });
+    for (auto& [key, entry] : _inside->timers) {
+      if (entry.cancelTarget == target) droppedTimers.push_back(entry.timer);
+    }
+  }
+  for (const auto& timer : droppedTimers) timer->invalidate();
+}
+
+}  // namespace rondel

@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/host/internal/RunLoopSource.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "Rondel/core/Exception.h"
+#include "Rondel/host/internal/RunLoopInside.h"
+
+namespace rondel {
+namespace internal {
+
+RunLoopSource::RunLoopSource(const Ref<HxRunLoop>& loop, const Ref<SharedDescriptor>& descriptor,
+                             Order order, HxObject* target, Ready ready)
+    : _loop(loop),
+      _order(order),
+      _ready(ready),
+      _descriptor(descriptor),
+      _target(target),
+      _alwaysReady(!descriptor) {}
+
+void RunLoopSource::arm(const HxArray& modes) {
+  HxRunLoop::Inside& loop = *_loop->_inside;
+  const std::scoped_lock held(loop.lock);
+  if (loop.closed || !_target) return;
+  loop.insert(*this);
+  loop.watch(*this);
+  loop.disarm(*this);
+  loop.arm(*this, modes);
+  if (_alwaysReady) loop.wake();
+}
+
+void RunLoopSource::disarm() {
+  HxRunLoop::Inside& loop = *_loop->_inside;
+  const std::scoped_lock held(loop.lock);
+  loop.disarm(*this);
+}
+
+void RunLoopSource::park() {
+  HxRunLoop::Inside& loop = *_loop->_inside;
+  const std::scoped_lock held(loop.lock);
+  loop.disarm(*this);
+  loop.unwatch(*this);
+}
+
+void RunLoopSource::remove() {
+  HxRunLoop::Inside& loop = *_loop->_inside;
+  Ref<RunLoopSource> self;  // outlives the lock
+  Ref<SharedDescriptor> dropped;
+  const std::scoped_lock held(loop.lock);
+  self = Ref<RunLoopSource>(this);
+  loop.disarm(*this);
+  loop.unwatch(*this);
+  loop.erase(*this);
+  _target = nullptr;
+  std::swap(dropped, _descriptor);
+  loop.wake();  // there may be nothing left to wait for
+}
+
+bool RunLoopSource::isArmedNow() const {
+  HxRunLoop::Inside& loop = *_loop->_inside;
+  const std::scoped_lock held(loop.lock);
+  return _armed && loop.includes(_modes, loop.runningMode);
+}
+
+}  // namespace internal
+
+using internal::Poller;
+using internal::RunLoopSource;
+
+// Nothing when it is there already.
+void HxRunLoop::Inside::insert(RunLoopSource& source) {
+  if (source._number != 0) return;
+  if (freeSlots.empty()) {
+    freeSlots.reserve(slots.size() + 1);  // so that erase cannot fail
+    slots.emplace_back();
+    freeSlots.push_back(static_cast<std::uint32_t>(slots.size() - 1));
+  }
+  const std::uint32_t place = freeSlots.back();
+  Slot& slot = slots[place];
+  slot.source = Ref<RunLoopSource>(&source);
+  freeSlots.pop_back();
+  source._number = std::uint64_t{++slot.generation} << 32 | place;
+  if (source._alwaysReady) alwaysReady.push_back(source._number);
+}
+
+void HxRunLoop::Inside::erase(RunLoopSource& source) {
+  if (source._number == 0) return;
+  const auto place = static_cast<std::uint32_t>(source._number);
+  std::erase(alwaysReady, source._number);
+  std::erase(parked, source._number);
+  source._number = 0;
+  freeSlots.push_back(place);
+  slots[place].source = nullptr;  // not the last reference: the caller has one
+}
+
+RunLoopSource* HxRunLoop::Inside::find(std::uint64_t number) const {
+  const auto place = static_cast<std::uint32_t>(number);
+  if (place >= slots.size() || slots[place].generation != number >> 32) return nullptr;
+  return slots[place].source.get();
+}
+
+void HxRunLoop::Inside::arm(RunLoopSource& source, const HxArray& names) {
+  source._modes.clear();
+  for (const HxAny& name : names) source._modes.push_back(numberOfMode(as<HxString>(name)));
+  if (source._modes.empty()) source._modes.push_back(kDefaultMode);
+  for (const unsigned mode : source._modes) ++modes[mode].armedSources;
+  source._armed = true;
+}
+
+void HxRunLoop::Inside::disarm(RunLoopSource& source) {
+  if (!source._armed) return;
+  source._armed = false;
+  for (const unsigned mode : source._modes) --modes[mode].armedSources;
+}
+
+void HxRunLoop::Inside::watch(RunLoopSource& source) {
+  if (source._watched || source._alwaysReady) return;
+  openPoller();
+  switch (poller.watch(source._descriptor->number(), source._number)) {
+    case Poller::Watching::started:
+      source._watched = true;
+      break;
+    case Poller::Watching::notNeeded:
+      source._alwaysReady = true;
+      alwaysReady.push_back(source._number);
+      break;
+    case Poller::Watching::refused:
+      HxException::raise(HxFileHandleOperationException, "cannot watch descriptor %d: %s"_hx,
+                         source._descriptor->number(), strerrordesc_np(errno));
+  }
+}
+
+void HxRunLoop::Inside::unwatch(RunLoopSource& source) {
+  if (!source._watched) return;
+  source._watched = false;
+  poller.unwatch(source._descriptor->number());
+}
+
+}  // namespace rondel

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/host/linux/SystemCalls.h"
+
+#include <fcntl.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+extern "C" {
+#include <sys/pidfd.h>  // has no C linkage of its own in glibc 2.36
+}
+
+namespace rondel::internal {
+
+SystemCalls systemCalls = {
+    .read = ::read,
+    .write = ::write,
+    .close = ::close,
+    .pipe2 = ::pipe2,
+    .fcntl = [](int descriptor, int command,
+                int argument) { return ::fcntl(descriptor, command, argument); },
+    .poll = ::poll,
+    .epoll_create1 = ::epoll_create1,
+    .epoll_ctl = ::epoll_ctl,
+    .epoll_wait = ::epoll_wait,
+    .eventfd = [](unsigned value, int flags) { return ::eventfd(value, flags); },
+    .posix_spawn = ::posix_spawn,
+    .waitid = ::waitid,
+    .kill = ::kill,
+    .pidfd_open = ::pidfd_open,
+    .pidfd_send_signal = ::pidfd_send_signal,
+    .pthread_create = ::pthread_create,
+};
+
+}  // namespace rondel::internal
