@@ -28,6 +28,10 @@
 
 namespace rondel {
 
+namespace internal {
+class SharedDescriptor;
+}
+
 // Posted when a background read is done, with the handle as object.
 inline constexpr HxString HxFileHandleReadCompletionNotification =
     "HxFileHandleReadCompletionNotification"_hx;
@@ -55,7 +59,8 @@ class RONDEL_EXPORT HxFileHandle final : public HxObject {
 
   // Asks for one read. When bytes are there, at most 64 KiB of them are read and
   // HxFileHandleReadCompletionNotification is posted to the default center, on this thread, by a
-  // pass of its run loop in one of these modes (an array of mode names). At the end of the file,
+  // pass of its run loop in one of these modes (an array of mode names; nil or empty means the
+  // default mode). At the end of the file,
   // after a read error and on a closed handle the data is empty; the hang-up of a terminal (EIO) is
   // an end. The read after it has to be asked for again, usually by the observer.
   //
@@ -91,10 +96,11 @@ class RONDEL_EXPORT HxFileHandle final : public HxObject {
   friend class HxTask;
   template <class T, class... Arguments>
   friend Ref<T> makeRef(Arguments&&... arguments);
-  enum class Ownership { borrowed, owned, privateEnd };
-  HxFileHandle(int descriptor, Ownership ownership);
+  HxFileHandle(const Ref<internal::SharedDescriptor>& descriptor, bool isPrivateEnd);
   ~HxFileHandle() override;
-  static void descriptorIsReady(HxObject& self);
+  Ref<internal::SharedDescriptor> openDescriptor(const char* purpose) const;
+  Ref<internal::SharedDescriptor> lendToChild() const;
+  static bool descriptorIsReady(HxObject& handle);
 
   struct Inside;
   Inside* const _inside;  // owned

@@ -30,7 +30,8 @@ class RONDEL_EXPORT HxPipe final : public HxObject {
  private:
   template <class T, class... Arguments>
   friend Ref<T> makeRef(Arguments&&... arguments);
-  HxPipe(int readingDescriptor, int writingDescriptor);
+  HxPipe(const Ref<internal::SharedDescriptor>& reading,
+         const Ref<internal::SharedDescriptor>& writing);
   ~HxPipe() override;
 
   const Ref<HxFileHandle> _reading;

@@ -34,6 +34,9 @@
 
 namespace rondel {
 
+class HxRunLoop;
+class HxTimer;
+
 // Posted once when the child's exit was seen, with the task as object.
 inline constexpr HxString HxTaskDidTerminateNotification = "HxTaskDidTerminateNotification"_hx;
 // The name of what launch raises.
@@ -115,7 +118,9 @@ class RONDEL_EXPORT HxTask final : public HxObject {
   friend Ref<T> makeRef(Arguments&&... arguments);
   HxTask();
   ~HxTask() override;
-  static void childMayHaveExited(HxObject& self);
+  static bool childMayHaveExited(HxObject& task);
+  void watchExitAgain(HxTimer& timer);
+  void waitOnOtherThread(const Ref<HxRunLoop>& loop);
 
   struct Inside;
   Inside* const _inside;  // owned

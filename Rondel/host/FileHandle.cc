@@ -1,0 +1,263 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/host/FileHandle.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstring>
+#include <mutex>
+#include <utility>
+
+#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/Exception.h"
+#include "Rondel/host/NotificationCenter.h"
+#include "Rondel/host/internal/RunLoopSource.h"
+#include "Rondel/host/linux/SystemCalls.h"
+
+namespace rondel {
+
+using internal::RunLoopSource;
+using internal::SharedDescriptor;
+using internal::systemCalls;
+
+namespace {
+
+constexpr std::size_t kChunkSize = 64 * 1024;
+// Less than this is handed out as a copy of its own size, so that who keeps it keeps no more.
+constexpr std::size_t kSmallChunk = 16 * 1024;
+// A pipe that always holds a whole chunk is read on without asking the run loop, so many times.
+constexpr int kReadsInOneTurn = 8;
+// After so many whole chunks in a row a pipe gets more room, which saves the writer its waits.
+constexpr int kChunksBeforeGrowth = 8;
+constexpr int kGrownPipeSize = 1024 * 1024;
+
+constexpr int kLastStandardFile = 2;
+
+void waitFor(int descriptor, short events) {
+  pollfd one = {.fd = descriptor, .events = events, .revents = 0};
+  systemCalls.poll(&one, 1, -1);
+}
+
+[[noreturn]] void raiseFailure(const char* purpose, int descriptor, int error) {
+  HxException::raise(HxFileHandleOperationException, "%s descriptor %d: %s"_hx, purpose, descriptor,
+                     strerrordesc_np(error));
+}
+
+// Bytes read, 0 at the end, or -1 with errno set; never EINTR.
+ssize_t readOnce(int descriptor, void* buffer) {
+  ssize_t count;
+  do {
+    count = systemCalls.read(descriptor, buffer, kChunkSize);
+  } while (count < 0 && errno == EINTR);
+  return count;
+}
+
+}  // namespace
+
+struct HxFileHandle::Inside {
+  Inside(const Ref<SharedDescriptor>& open, bool isOurs) : descriptor(open), isPrivateEnd(isOurs) {}
+
+  std::mutex lock;                   // of these four
+  Ref<SharedDescriptor> descriptor;  // null once closed
+  Ref<RunLoopSource> source;         // of the background read
+  bool isPrivateEnd;                 // an end of our own pipe that no child shares
+  bool isNonBlocking = false;        // because we made it so
+
+  HxMutableData buffer;  // of the background read
+  int wholeChunks = 0;   // in a row
+
+  void makeNonBlocking();
+  Ref<RunLoopSource> currentSource(Ref<SharedDescriptor>& open, bool& canReadOn);
+  bool readChunk(const Ref<SharedDescriptor>& open, HxData& data);
+  void noteWholeChunk(int number);
+};
+
+HxFileHandle::HxFileHandle(const Ref<SharedDescriptor>& descriptor, bool isPrivateEnd)
+    : _inside(new Inside(descriptor, isPrivateEnd)) {}
+
+HxFileHandle::~HxFileHandle() {
+  closeFile();
+  delete _inside;
+}
+
+HxClass HxFileHandle::classObject() noexcept {
+  static const HxClassInfo info{"HxFileHandle", HxObject::classObject().info()};
+  return HxClass(&info);
+}
+
+Ref<HxFileHandle> HxFileHandle::initWithFileDescriptor(int descriptor, bool closeOnDealloc) {
+  if (descriptor < 0) return makeRef<HxFileHandle>(nullptr, false);
+  // The standard files are everybody's, whoever closes them.
+  if (closeOnDealloc && descriptor > kLastStandardFile) {
+    systemCalls.fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+  }
+  const auto ownership =
+      closeOnDealloc ? SharedDescriptor::Ownership::owned : SharedDescriptor::Ownership::borrowed;
+  return makeRef<HxFileHandle>(makeRef<SharedDescriptor>(descriptor, ownership), false);
+}
+
+int HxFileHandle::fileDescriptor() const noexcept {
+  const std::scoped_lock held(_inside->lock);
+  return _inside->descriptor ? _inside->descriptor->number() : -1;
+}
+
+void HxFileHandle::closeFile() {
+  Ref<SharedDescriptor> descriptor;  // closed when the last user lets go, outside the lock
+  Ref<RunLoopSource> source;
+  {
+    const std::scoped_lock held(_inside->lock);
+    std::swap(descriptor, _inside->descriptor);
+    std::swap(source, _inside->source);
+  }
+  if (source) source->remove();
+}
+
+// A share of the descriptor for the time of a call.
+Ref<SharedDescriptor> HxFileHandle::openDescriptor(const char* purpose) const {
+  const std::scoped_lock held(_inside->lock);
+  if (!_inside->descriptor) raiseFailure(purpose, -1, EBADF);
+  return _inside->descriptor;
+}
+
+// The descriptor for a child, which finds it as it was made. Null when closed.
+Ref<SharedDescriptor> HxFileHandle::lendToChild() const {
+  const std::scoped_lock held(_inside->lock);
+  if (_inside->isNonBlocking) systemCalls.fcntl(_inside->descriptor->number(), F_SETFL, 0);
+  _inside->isNonBlocking = false;
+  _inside->isPrivateEnd = false;
+  return _inside->descriptor;
+}
+
+// ---- Reading in the background ----------------------------------------------------------------
+
+void HxFileHandle::readInBackgroundAndNotify() { readInBackgroundAndNotifyForModes(nullptr); }
+
+void HxFileHandle::readInBackgroundAndNotifyForModes(const HxArray& modes) {
+  const Ref<HxRunLoop> loop = HxRunLoop::currentRunLoop();
+  Ref<RunLoopSource> source;
+  Ref<RunLoopSource> ofOtherThread;
+  {
+    const std::scoped_lock held(_inside->lock);
+    if (_inside->source && _inside->source->loop() != loop) {
+      std::swap(ofOtherThread, _inside->source);
+    }
+    if (!_inside->source) {
+      _inside->makeNonBlocking();
+      _inside->source = makeRef<RunLoopSource>(loop, _inside->descriptor,
+                                               RunLoopSource::Order::read, this, descriptorIsReady);
+    }
+    source = _inside->source;
+  }
+  if (ofOtherThread) ofOtherThread->remove();
+  source->arm(modes);
+}
+
+// Only what nobody else shares; it lets a turn read on without asking first.
+void HxFileHandle::Inside::makeNonBlocking() {
+  if (!isPrivateEnd || isNonBlocking || !descriptor) return;
+  isNonBlocking = systemCalls.fcntl(descriptor->number(), F_SETFL, O_NONBLOCK) == 0;
+}
+
+bool HxFileHandle::descriptorIsReady(HxObject& object) {
+  auto& handle = static_cast<HxFileHandle&>(object);
+  Inside& inside = *handle._inside;
+  bool handled = false;
+  for (int round = 0; round < kReadsInOneTurn; ++round) {
+    Ref<SharedDescriptor> descriptor;
+    bool canReadOn = false;
+    const Ref<RunLoopSource> source = inside.currentSource(descriptor, canReadOn);
+    HxData data;
+    if (!source || !inside.readChunk(descriptor, data)) break;
+    handled = true;
+    const HxUInteger length = data.length();
+    length > 0 ? source->disarm() : source->park();
+    HxNotificationCenter::defaultCenter()->postNotification(
+        HxFileHandleReadCompletionNotification, HxAny(&handle),
+        HxDictionary::dictionaryWithObjectForKey(data, HxFileHandleNotificationDataItem));
+    if (!canReadOn || length < kChunkSize || !source->isArmedNow()) break;
+  }
+  return handled;
+}
+
+// Null when the handle was closed meanwhile.
+Ref<RunLoopSource> HxFileHandle::Inside::currentSource(Ref<SharedDescriptor>& open,
+                                                       bool& canReadOn) {
+  const std::scoped_lock held(lock);
+  open = descriptor;
+  canReadOn = isNonBlocking;
+  return source;
+}
+
+// One read; false when there was nothing after all. Empty data at the end and after an error.
+bool HxFileHandle::Inside::readChunk(const Ref<SharedDescriptor>& open, HxData& data) {
+  if (!buffer || !buffer.object()->isUniquelyReferenced()) {
+    buffer = HxMutableData::initWithCapacity(kChunkSize);  // somebody has kept the last one
+  }
+  buffer.setLengthUninitialized(kChunkSize);
+  const ssize_t count = open ? readOnce(open->number(), buffer.mutableBytes()) : 0;
+  if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return false;
+  const std::size_t length = count > 0 ? static_cast<std::size_t>(count) : 0;
+  if (length < kSmallChunk) {
+    data = HxData::dataWithBytes(buffer.bytes(), length);
+  } else {
+    buffer.setLength(length);
+    data = buffer;
+  }
+  if (length == 0) buffer = nullptr;
+  wholeChunks = length == kChunkSize ? wholeChunks + 1 : 0;
+  if (wholeChunks == kChunksBeforeGrowth) noteWholeChunk(open->number());
+  return true;
+}
+
+void HxFileHandle::Inside::noteWholeChunk(int number) {
+  const std::scoped_lock held(lock);
+  if (isNonBlocking) systemCalls.fcntl(number, F_SETPIPE_SZ, kGrownPipeSize);  // or not, if refused
+}
+
+// ---- Reading and writing at once --------------------------------------------------------------
+
+HxData HxFileHandle::availableData() {
+  static constexpr const char* kPurpose = "cannot read from";
+  const Ref<SharedDescriptor> descriptor = openDescriptor(kPurpose);
+  HxMutableData chunk = HxMutableData::initWithCapacity(kChunkSize);
+  chunk.setLengthUninitialized(kChunkSize);
+  ssize_t count = readOnce(descriptor->number(), chunk.mutableBytes());
+  while (count < 0 && errno == EAGAIN) {
+    waitFor(descriptor->number(), POLLIN);
+    count = readOnce(descriptor->number(), chunk.mutableBytes());
+  }
+  if (count < 0 && errno != EIO) raiseFailure(kPurpose, descriptor->number(), errno);
+  const std::size_t length = count > 0 ? static_cast<std::size_t>(count) : 0;
+  if (length < kSmallChunk) return HxData::dataWithBytes(chunk.bytes(), length);
+  chunk.setLength(length);
+  return chunk;
+}
+
+HxData HxFileHandle::readDataToEndOfFile() {
+  HxMutableData all = HxMutableData::data();
+  for (HxData chunk = availableData(); !chunk.isEmpty(); chunk = availableData()) {
+    all.appendData(chunk);
+  }
+  return all;
+}
+
+void HxFileHandle::writeData(const HxData& data) {
+  static constexpr const char* kPurpose = "cannot write to";
+  if (data.isEmpty()) return;
+  const Ref<SharedDescriptor> descriptor = openDescriptor(kPurpose);
+  const std::uint8_t* bytes = data.bytes();
+  std::size_t left = data.length();
+  while (left > 0) {
+    const ssize_t count = systemCalls.write(descriptor->number(), bytes, left);
+    if (count >= 0) {
+      bytes += count;
+      left -= static_cast<std::size_t>(count);
+    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      waitFor(descriptor->number(), POLLOUT);
+    } else if (errno != EINTR) {
+      raiseFailure(kPurpose, descriptor->number(), errno);
+    }
+  }
+}
+
+}  // namespace rondel

@@ -1,0 +1,377 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/host/Process.h"
+
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Rondel/core/Exception.h"
+#include "Rondel/host/NotificationCenter.h"
+#include "Rondel/host/Timer.h"
+#include "Rondel/host/internal/RunLoopSource.h"
+#include "Rondel/host/linux/Child.h"
+
+namespace rondel {
+
+using internal::Child;
+using internal::ChildPlan;
+using internal::RunLoopSource;
+using internal::SharedDescriptor;
+
+namespace {
+
+constexpr int kLostStatus = -1;
+constexpr int kStandardFiles = 3;
+// A child that is being traced looks ended before its status can be taken.
+constexpr HxTimeInterval kPauseAfterFalseAlarm = 0.01;
+
+HxArray commonModes() { return HxArray::arrayWithObject(HxRunLoopCommonModes); }
+
+// Texts in the form in which the system takes a list of them.
+class TextList {
+ public:
+  // `what` is for the message when the text cannot be handed over.
+  void add(const HxString& text, const char* what) {
+    HxCString bytes = text.UTF8String();
+    if (bytes.isNull() || std::strlen(bytes.c_str()) != bytes.length()) {
+      HxException::raise(HxInvalidArgumentException, "%s cannot be handed to the system: %@"_hx,
+                         what, text);
+    }
+    _texts.push_back(std::move(bytes));
+  }
+  // Ends with null. Good until something is added.
+  char* const* list() {
+    _list.clear();
+    for (const HxCString& text : _texts) _list.push_back(const_cast<char*>(text.c_str()));
+    _list.push_back(nullptr);
+    return _list.data();
+  }
+  const char* first() const { return _texts.empty() ? nullptr : _texts.front().c_str(); }
+
+ private:
+  std::vector<HxCString> _texts;
+  std::vector<char*> _list;
+};
+
+TextList argumentList(const HxString& path, const HxArray& arguments) {
+  TextList list;
+  list.add(path, "the launch path");
+  for (const HxAny& argument : arguments) list.add(as<HxString>(argument), "an argument");
+  return list;
+}
+
+TextList environmentList(const HxDictionary& environment) {
+  TextList list;
+  for (const auto& [name, value] : environment) {
+    const auto text = as<HxString>(value);
+    list.add(text ? HxString::stringWithFormat("%@=%@"_hx, name, text) : HxString(),
+             "an environment variable");
+  }
+  return list;
+}
+
+TextList directoryList(const HxString& directory) {
+  TextList list;
+  if (directory) list.add(directory, "the directory");
+  return list;
+}
+
+// The child looks for a relative path from its own directory; it is meant from the host's.
+std::string pathFromAnywhere(const char* path) {
+  std::string buffer(4096, '\0');
+  if (!getcwd(buffer.data(), buffer.size())) return path;
+  return std::string(buffer.c_str()) + "/" + path;
+}
+
+// Why the child could not have entered the directory, as an errno value; 0 when it could.
+int troubleWithDirectory(const char* directory) {
+  struct stat facts = {};
+  if (stat(directory, &facts) < 0) return errno;
+  if (!S_ISDIR(facts.st_mode)) return ENOTDIR;
+  return access(directory, X_OK) < 0 ? errno : 0;
+}
+
+// Ends the child again unless it was taken out: nothing is left of a failed launch.
+struct StartedChild {
+  Ref<Child> child;
+  ~StartedChild() {
+    if (child) child->destroy();
+  }
+};
+
+[[noreturn]] void raiseLaunchFailure(const ChildPlan& plan, int error) {
+  const char* what = "could not launch";
+  const char* path = plan.path;
+  const char* detail = "";
+  if (const int trouble = plan.directory ? troubleWithDirectory(plan.directory) : 0) {
+    what = "could not enter the directory";
+    path = plan.directory;
+    error = trouble;
+  } else if (error == ENOENT && access(plan.path, F_OK) == 0) {
+    detail = " (the interpreter that it asks for)";
+  }
+  HxException::raise(HxTaskLaunchException, "%s \"%s\"%s: %s"_hx, what, path, detail,
+                     strerrordesc_np(error));
+}
+
+}  // namespace
+
+struct HxTask::Inside {
+  HxString launchPath;
+  HxString directory;
+  HxArray arguments;
+  HxDictionary environment;
+  HxArray architectures;
+  bool leadsGroup = false;
+  struct StandardFile {
+    Ref<HxFileHandle> handle;
+    bool isPipeEnd = false;  // to be closed on our side
+  } standardFiles[kStandardFiles];
+
+  mutable std::mutex lock;  // of these two, which are set once
+  Ref<Child> child;
+  Ref<HxRunLoop> loop;        // of the thread that launched
+  Ref<RunLoopSource> source;  // on the launching thread's run loop, until the exit was seen
+  bool isTold = false;
+
+  Ref<Child> currentChild() const {
+    const std::scoped_lock held(lock);
+    return child;
+  }
+  Ref<HxRunLoop> launchLoop() const {
+    const std::scoped_lock held(lock);
+    return loop;
+  }
+  Ref<Child> start(Ref<SharedDescriptor> (&lent)[kStandardFiles]) const;
+  void releaseStandardFiles();
+};
+
+HxTask::HxTask() : _inside(new Inside) {}
+
+HxTask::~HxTask() {
+  if (_inside->source) _inside->source->remove();
+  if (_inside->child) Child::adopt(_inside->child);
+  delete _inside;
+}
+
+HxClass HxTask::classObject() noexcept {
+  static const HxClassInfo info{"HxTask", HxObject::classObject().info()};
+  return HxClass(&info);
+}
+
+Ref<HxTask> HxTask::init() { return makeRef<HxTask>(); }
+
+// ---- Before the launch ------------------------------------------------------------------------
+
+void HxTask::setLaunchPath(const HxString& path) { _inside->launchPath = path.copy(); }
+
+void HxTask::setCurrentDirectoryPath(const HxString& path) { _inside->directory = path.copy(); }
+
+void HxTask::setArguments(const HxArray& arguments) { _inside->arguments = arguments.copy(); }
+
+void HxTask::setEnvironment(const HxDictionary& environment) {
+  _inside->environment = environment.copy();
+}
+
+void HxTask::setStartsNewProcessGroup(bool flag) { _inside->leadsGroup = flag; }
+
+void HxTask::setPreferredArchitectures(const HxArray& cpuTypes) {
+  _inside->architectures = cpuTypes;
+}
+
+void HxTask::setStandardInput(const Ref<HxPipe>& pipe) {
+  _inside->standardFiles[0] = {pipe ? pipe->fileHandleForReading() : nullptr, true};
+}
+
+void HxTask::setStandardOutput(const Ref<HxPipe>& pipe) {
+  _inside->standardFiles[1] = {pipe ? pipe->fileHandleForWriting() : nullptr, true};
+}
+
+void HxTask::setStandardError(const Ref<HxPipe>& pipe) {
+  _inside->standardFiles[2] = {pipe ? pipe->fileHandleForWriting() : nullptr, true};
+}
+
+void HxTask::setStandardInput(const Ref<HxFileHandle>& handle) {
+  _inside->standardFiles[0] = {handle, false};
+}
+
+void HxTask::setStandardOutput(const Ref<HxFileHandle>& handle) {
+  _inside->standardFiles[1] = {handle, false};
+}
+
+void HxTask::setStandardError(const Ref<HxFileHandle>& handle) {
+  _inside->standardFiles[2] = {handle, false};
+}
+
+// ---- Running ----------------------------------------------------------------------------------
+
+void HxTask::launch() {
+  if (_inside->currentChild()) {
+    HxException::raise(HxInvalidArgumentException, "a task can be launched once only"_hx);
+  }
+  Ref<SharedDescriptor> lent[kStandardFiles];  // stay open until the child has them
+  StartedChild started{_inside->start(lent)};
+  const Ref<Child> child = started.child;
+  const Ref<HxRunLoop> loop = HxRunLoop::currentRunLoop();
+  const auto source = makeRef<RunLoopSource>(loop, child->exitDescriptor(),
+                                             RunLoopSource::Order::exit, this, childMayHaveExited);
+  try {
+    source->arm(commonModes());
+  } catch (const HxException& exception) {
+    source->remove();
+    HxException::raise(HxTaskLaunchException, "could not watch the child: %@"_hx,
+                       exception.reason());
+  }
+  {
+    const std::scoped_lock held(_inside->lock);
+    _inside->child = child;
+    _inside->loop = loop;
+  }
+  _inside->source = source;
+  started.child = nullptr;
+  _inside->releaseStandardFiles();
+}
+
+Ref<Child> HxTask::Inside::start(Ref<SharedDescriptor> (&lent)[kStandardFiles]) const {
+  ChildPlan plan;
+  TextList argumentTexts = argumentList(launchPath, arguments);
+  TextList environmentTexts = environmentList(environment);
+  const TextList directoryTexts = directoryList(directory);
+  plan.directory = directoryTexts.first();
+  plan.path = argumentTexts.first();
+  plan.arguments = argumentTexts.list();
+  plan.environment = environment ? environmentTexts.list() : environ;
+  plan.leadsGroup = leadsGroup;
+  std::string absolutePath;
+  if (plan.directory && plan.path[0] != '/') {
+    absolutePath = pathFromAnywhere(plan.path);
+    plan.path = absolutePath.c_str();
+  }
+  for (int number = 0; number < kStandardFiles; ++number) {
+    if (!standardFiles[number].handle) continue;
+    lent[number] = standardFiles[number].handle->lendToChild();
+    if (!lent[number]) {
+      HxException::raise(HxTaskLaunchException, "standard file %d of the child is closed"_hx,
+                         number);
+    }
+    plan.standardFiles[number] = lent[number]->number();
+  }
+  int error = 0;
+  const Ref<Child> started = Child::start(plan, error);
+  if (!started) raiseLaunchFailure(plan, error);
+  return started;
+}
+
+void HxTask::Inside::releaseStandardFiles() {
+  for (StandardFile& file : standardFiles) {
+    if (file.handle && file.isPipeEnd) file.handle->closeFile();
+    file = {};
+  }
+}
+
+void HxTask::watchExitAgain(HxTimer&) {
+  if (_inside->source) _inside->source->arm(commonModes());
+}
+
+bool HxTask::childMayHaveExited(HxObject& object) {
+  auto& task = static_cast<HxTask&>(object);
+  Inside& inside = *task._inside;
+  if (inside.child->poll() == Child::State::running) {
+    inside.source->park();
+    inside.source->loop()->addTimer(HxTimer::timerWithTimeInterval<&HxTask::watchExitAgain>(
+                                        kPauseAfterFalseAlarm, &task, nullptr, false),
+                                    HxRunLoopCommonModes);
+    return false;
+  }
+  inside.source->remove();
+  inside.source = nullptr;
+  inside.child->dropExitDescriptor();
+  inside.isTold = true;
+  HxNotificationCenter::defaultCenter()->postNotification(HxTaskDidTerminateNotification,
+                                                          HxAny(&task));
+  return true;
+}
+
+bool HxTask::isRunning() const {
+  const Ref<Child> child = _inside->currentChild();
+  return child && child->poll() == Child::State::running;
+}
+
+void HxTask::terminate() {
+  if (const Ref<Child> child = _inside->currentChild()) child->send(SIGTERM);
+}
+
+void HxTask::interrupt() {
+  if (const Ref<Child> child = _inside->currentChild()) child->send(SIGINT);
+}
+
+void HxTask::waitUntilExit() {
+  const Ref<HxTask> self(this);  // may be dropped by whom the loop calls
+  const Ref<HxRunLoop> loop = HxRunLoop::currentRunLoop();
+  if (!_inside->currentChild()) return;
+  if (_inside->launchLoop() != loop) return waitOnOtherThread(loop);
+  while (!_inside->isTold && loop->runMode(HxDefaultRunLoopMode, HxDate::distantFuture())) {
+  }
+}
+
+// The notification is the business of the launching thread; here the exit alone counts.
+void HxTask::waitOnOtherThread(const Ref<HxRunLoop>& loop) {
+  const Ref<Child> child = _inside->currentChild();
+  struct Watch {
+    Ref<RunLoopSource> source;
+    ~Watch() { source->remove(); }
+  } const watch{makeRef<RunLoopSource>(
+      loop, child->exitDescriptor(), RunLoopSource::Order::exit, this, [](HxObject& object) {
+        const bool isRunning = static_cast<HxTask&>(object).isRunning();
+        if (isRunning) usleep(static_cast<useconds_t>(kPauseAfterFalseAlarm * 1e6));
+        return !isRunning;
+      })};
+  watch.source->arm(nullptr);
+  while (isRunning() && loop->runMode(HxDefaultRunLoopMode, HxDate::distantFuture())) {
+  }
+}
+
+// ---- Afterwards -------------------------------------------------------------------------------
+
+int HxTask::_platformExitInformation() const {
+  const Ref<Child> child = _inside->currentChild();
+  return child && child->state() == Child::State::exited ? child->waitStatus() : -1;
+}
+
+HxTaskTerminationReason HxTask::terminationReason() const {
+  const Ref<Child> child = _inside->currentChild();
+  const Child::State state = child ? child->state() : Child::State::running;
+  if (state == Child::State::running) return HxTaskTerminationReason::none;
+  if (state == Child::State::lost) return HxTaskTerminationReason::lost;
+  return WIFSIGNALED(child->waitStatus()) ? HxTaskTerminationReason::signal
+                                          : HxTaskTerminationReason::exit;
+}
+
+int HxTask::terminationStatus() const {
+  switch (terminationReason()) {
+    case HxTaskTerminationReason::none:
+      break;
+    case HxTaskTerminationReason::exit:
+      return WEXITSTATUS(_platformExitInformation());
+    case HxTaskTerminationReason::signal:
+      return WTERMSIG(_platformExitInformation());
+    case HxTaskTerminationReason::lost:
+      return kLostStatus;
+  }
+  return 0;
+}
+
+int HxTask::processIdentifier() const {
+  const Ref<Child> child = _inside->currentChild();
+  return child ? child->number() : 0;
+}
+
+}  // namespace rondel

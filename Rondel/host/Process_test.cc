@@ -1,0 +1,845 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/host/Process.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <fstream>
+#include <functional>
+#include <initializer_list>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Rondel/core/Exception.h"
+#include "Rondel/core/Number.h"
+#include "Rondel/host/NotificationCenter.h"
+#include "Rondel/host/RunLoop.h"
+#include "Rondel/testing/Places.h"
+#include "Rondel/testing/ResourceListener.h"
+#include "Rondel/testing/SystemCallFailures.h"
+
+namespace rondel {
+namespace {
+
+using test::SystemCalls;
+
+HxString text(std::string_view utf8) { return HxString(utf8); }
+
+HxArray arguments(std::initializer_list<std::string_view> words) {
+  HxMutableArray array = HxMutableArray::array();
+  for (const std::string_view word : words) array.addObject(text(word));
+  return array;
+}
+
+Ref<HxTask> taskOf(std::string_view path, std::initializer_list<std::string_view> words = {}) {
+  const auto task = HxTask::init();
+  task->setLaunchPath(text(path));
+  task->setArguments(arguments(words));
+  return task;
+}
+
+Ref<HxTask> shell(std::string_view script) { return taskOf("/bin/sh", {"-c", script}); }
+
+Ref<HxTask> helper(std::string_view name, std::initializer_list<std::string_view> words = {}) {
+  return taskOf(test::programPath(name), words);
+}
+
+std::string stringOf(const HxData& data) {
+  return {reinterpret_cast<const char*>(data.bytes()), data.length()};
+}
+
+// Counts the exits that it is told.
+class Watcher : public HxObject {
+ public:
+  explicit Watcher(const Ref<HxTask>& task) {
+    HxNotificationCenter::defaultCenter()->addObserver<&Watcher::ended>(
+        this, HxTaskDidTerminateNotification, task);
+  }
+  ~Watcher() override { HxNotificationCenter::defaultCenter()->removeObserver(this); }
+  void ended(const HxNotification&) {
+    ++count;
+    thread = std::this_thread::get_id();
+    if (reaction) reaction();
+  }
+  int count = 0;
+  std::thread::id thread;
+  std::function<void()> reaction;
+};
+
+// The output of a child, which is run to its end.
+std::string outputOf(const Ref<HxTask>& task) {
+  const auto pipe = HxPipe::init();
+  task->setStandardOutput(pipe);
+  task->launch();
+  const std::string output = stringOf(pipe->fileHandleForReading()->readDataToEndOfFile());
+  task->waitUntilExit();
+  return output;
+}
+
+int statusOf(const Ref<HxTask>& task) {
+  task->launch();
+  task->waitUntilExit();
+  EXPECT_FALSE(task->isRunning());
+  return task->terminationStatus();
+}
+
+// "name: reason" of what the launch raises, empty when it does not.
+std::string failureOf(const Ref<HxTask>& task) {
+  try {
+    task->launch();
+  } catch (const HxException& exception) {
+    return exception.what();
+  }
+  task->waitUntilExit();
+  return "";
+}
+
+bool runOnce() {
+  return HxRunLoop::currentRunLoop()->runMode(HxDefaultRunLoopMode, HxDate::distantFuture());
+}
+
+// ---- Exit
+
+TEST(Process, TellsTheExitCode) {
+  for (const int code : {0, 1, 42, 255}) {
+    const auto task = helper("exit-with", {std::to_string(code)});
+    EXPECT_EQ(statusOf(task), code);
+    EXPECT_EQ(task->terminationReason(), HxTaskTerminationReason::exit);
+    EXPECT_EQ(task->_platformExitInformation(), code << 8);
+  }
+}
+
+TEST(Process, TellsTheSignalThatEndedTheChild) {
+  for (int number = 1; number < SIGRTMIN; ++number) {
+    if (number == SIGCHLD || number == SIGCONT || number == SIGSTOP || number == SIGTSTP ||
+        number == SIGTTIN || number == SIGTTOU || number == SIGURG || number == SIGWINCH ||
+        number >= 32) {
+      continue;  // these do not end a process
+    }
+    const auto task = helper("kill-self", {std::to_string(number)});
+    EXPECT_EQ(statusOf(task), number);
+    EXPECT_EQ(task->terminationReason(), HxTaskTerminationReason::signal) << number;
+    EXPECT_EQ(task->_platformExitInformation() & 0x7F, number);
+  }
+}
+
+TEST(Process, PostsItsEndOnceOnTheThreadThatLaunched) {
+  const auto task = helper("exit-with", {"3"});
+  const auto watcher = makeRef<Watcher>(task);
+  watcher->reaction = [&] {
+    EXPECT_FALSE(task->isRunning());
+    EXPECT_EQ(task->terminationStatus(), 3);
+  };
+  task->launch();
+  EXPECT_EQ(watcher->count, 0);
+  while (watcher->count == 0) runOnce();
+  EXPECT_EQ(watcher->thread, std::this_thread::get_id());
+  EXPECT_FALSE(runOnce());
+  task->waitUntilExit();
+  EXPECT_EQ(watcher->count, 1);
+}
+
+TEST(Process, AnswersZeroBeforeTheLaunch) {
+  const auto task = HxTask::init();
+  EXPECT_FALSE(task->isRunning());
+  EXPECT_EQ(task->terminationStatus(), 0);
+  EXPECT_EQ(task->terminationReason(), HxTaskTerminationReason::none);
+  EXPECT_EQ(task->_platformExitInformation(), -1);
+  EXPECT_EQ(task->_procid(), 0);
+  task->terminate();
+  task->interrupt();
+  task->waitUntilExit();
+}
+
+TEST(Process, AnswersWhileItRuns) {
+  const auto task = shell("exec sleep 1000");
+  task->launch();
+  EXPECT_TRUE(task->isRunning());
+  EXPECT_EQ(task->terminationStatus(), 0);
+  EXPECT_EQ(task->_platformExitInformation(), -1);
+  EXPECT_GT(task->_procid(), 0);
+  EXPECT_EQ(task->processIdentifier(), task->_procid());
+  task->terminate();
+  task->waitUntilExit();
+  EXPECT_EQ(task->terminationStatus(), SIGTERM);
+  EXPECT_GT(task->_procid(), 0);
+}
+
+TEST(Process, InterruptSendsSIGINT) {
+  const auto task = taskOf("/bin/sleep", {"1000"});
+  task->launch();
+  task->interrupt();
+  task->waitUntilExit();
+  EXPECT_EQ(task->terminationStatus(), SIGINT);
+}
+
+TEST(Process, SignalsAfterTheExitGoNowhere) {
+  const test::SystemCallsKept kept;
+  const auto task = helper("exit-with");
+  task->launch();
+  while (task->isRunning()) usleep(1000);
+  auto& sent = test::countCall<&SystemCalls::pidfd_send_signal>();
+  auto& killed = test::countCall<&SystemCalls::kill>();
+  task->terminate();
+  task->interrupt();
+  EXPECT_EQ(sent.count + killed.count, 0);
+  task->waitUntilExit();
+  EXPECT_EQ(task->terminationStatus(), 0);
+}
+
+TEST(Process, IsRunningNeedsNoRunLoop) {
+  const auto task = helper("exit-with", {"5"});
+  const auto watcher = makeRef<Watcher>(task);
+  task->launch();
+  while (task->isRunning()) usleep(1000);
+  EXPECT_EQ(task->terminationStatus(), 5);
+  EXPECT_EQ(watcher->count, 0);
+  task->waitUntilExit();
+  EXPECT_EQ(watcher->count, 1);
+}
+
+TEST(Process, IsLaunchedOnce) {
+  const auto task = helper("exit-with");
+  task->launch();
+  EXPECT_EQ(failureOf(task), "HxInvalidArgumentException: a task can be launched once only");
+  task->waitUntilExit();
+}
+
+// ---- What the child gets
+
+TEST(Process, ArgumentsArriveAsTheyAre) {
+  const auto task = taskOf("/usr/bin/printf",
+                           {"[%s]", "", "a b", "two\nlines", "\"'\\$", "\xC3\xA9", "e\xCC\x81"});
+  EXPECT_EQ(outputOf(task), "[][a b][two\nlines][\"'\\$][\xC3\xA9][e\xCC\x81]");
+}
+
+TEST(Process, EnvironmentIsTheHostsUnlessSet) {
+  setenv("RONDEL_TASK_TEST", "inherited", 1);
+  EXPECT_EQ(outputOf(shell("echo \"$RONDEL_TASK_TEST\"")), "inherited\n");
+  unsetenv("RONDEL_TASK_TEST");
+
+  const auto some = taskOf("/usr/bin/env");
+  some->setEnvironment(HxDictionary::dictionaryWithEntries({{"A"_hx, "1 = 1"_hx}}));
+  EXPECT_EQ(outputOf(some), "A=1 = 1\n");
+
+  const auto none = taskOf("/usr/bin/env");
+  none->setEnvironment(HxDictionary::dictionary());
+  EXPECT_EQ(outputOf(none), "");
+}
+
+TEST(Process, RunsInItsDirectory) {
+  const test::TemporaryDirectory directory;
+  const auto task = shell("pwd");
+  task->setCurrentDirectoryPath(text(directory.path()));
+  EXPECT_EQ(outputOf(task), directory.path() + "\n");
+}
+
+TEST(Process, RelativePathStartsFromTheHostsDirectory) {
+  const test::TemporaryDirectory directory;
+  const int before = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_EQ(chdir("/bin"), 0);
+  const auto task = taskOf("sh", {"-c", "pwd"});
+  task->setCurrentDirectoryPath(text(directory.path()));
+  EXPECT_EQ(outputOf(task), directory.path() + "\n");
+  ASSERT_EQ(fchdir(before), 0);
+  close(before);
+}
+
+TEST(Process, PathMayHaveSpacesAndBeNonASCII) {
+  const test::TemporaryDirectory directory;
+  const std::string path = directory.path("a b \xC3\xA9\xE2\x82\xAC");
+  ASSERT_EQ(symlink("/bin/echo", path.c_str()), 0);
+  EXPECT_EQ(outputOf(taskOf(path, {"here"})), "here\n");
+}
+
+TEST(Process, ReadsAndWritesItsPipes) {
+  const auto task = shell("tr a-z A-Z; echo err >&2");
+  const auto in = HxPipe::init();
+  const auto out = HxPipe::init();
+  const auto err = HxPipe::init();
+  task->setStandardInput(in);
+  task->setStandardOutput(out);
+  task->setStandardError(err);
+  task->launch();
+  // The ends that the child has got are closed here.
+  EXPECT_TRUE(in->fileHandleForReading()->isClosed());
+  EXPECT_TRUE(out->fileHandleForWriting()->isClosed());
+  EXPECT_TRUE(err->fileHandleForWriting()->isClosed());
+  in->fileHandleForWriting()->writeData(HxData::dataWithBytes("hello", 5));
+  in->fileHandleForWriting()->closeFile();
+  EXPECT_EQ(stringOf(out->fileHandleForReading()->readDataToEndOfFile()), "HELLO");
+  EXPECT_EQ(stringOf(err->fileHandleForReading()->readDataToEndOfFile()), "err\n");
+  task->waitUntilExit();
+}
+
+TEST(Process, OnePipeMayBeOutputAndError) {
+  const auto task = shell("echo out; echo err >&2");
+  const auto pipe = HxPipe::init();
+  task->setStandardOutput(pipe);
+  task->setStandardError(pipe);
+  task->launch();
+  EXPECT_EQ(stringOf(pipe->fileHandleForReading()->readDataToEndOfFile()), "out\nerr\n");
+  task->waitUntilExit();
+}
+
+TEST(Process, SuppliedHandleStaysOpenAndBlocking) {
+  const test::TemporaryDirectory directory;
+  const std::string path = directory.path("out");
+  const auto handle = HxFileHandle::initWithFileDescriptor(
+      open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600), true);
+  const auto task = shell("echo out");
+  task->setStandardOutput(handle);
+  task->setStandardError(handle);
+  EXPECT_EQ(statusOf(task), 0);
+  EXPECT_FALSE(handle->isClosed());
+  EXPECT_EQ(lseek(handle->fileDescriptor(), 0, SEEK_END), 4);
+}
+
+TEST(Process, PipeEndThatWasReadInTheBackgroundIsLentBlocking) {
+  const auto pipe = HxPipe::init();
+  const auto reading = pipe->fileHandleForReading();
+  reading->readInBackgroundAndNotify();
+  EXPECT_TRUE(fcntl(reading->fileDescriptor(), F_GETFL) & O_NONBLOCK);
+  const auto task = taskOf("/bin/cat");
+  task->setStandardInput(reading);
+  const auto output = HxPipe::init();
+  task->setStandardOutput(output);
+  task->launch();
+  EXPECT_FALSE(fcntl(reading->fileDescriptor(), F_GETFL) & O_NONBLOCK);
+  reading->closeFile();
+  pipe->fileHandleForWriting()->writeData(HxData::dataWithBytes("x", 1));
+  pipe->fileHandleForWriting()->closeFile();
+  EXPECT_EQ(stringOf(output->fileHandleForReading()->readDataToEndOfFile()), "x");
+  task->waitUntilExit();
+}
+
+TEST(Process, ChildHasDescriptors0To2Only) {
+  std::vector<int> open;
+  for (int count = 0; count < 1000; ++count) open.push_back(dup(1));  // without close-on-exec
+  const auto task = helper("show-descriptors");
+  EXPECT_EQ(outputOf(task), "0 1 2\n");
+  for (const int descriptor : open) close(descriptor);
+}
+
+TEST(Process, ChildHasDefaultSignalsAndAnEmptyMask) {
+  std::vector<struct sigaction> before(static_cast<std::size_t>(SIGRTMIN));
+  for (int number = 1; number < SIGRTMIN; ++number) {
+    sigaction(number, nullptr, &before[static_cast<std::size_t>(number)]);
+    if (number != SIGCHLD) signal(number, SIG_IGN);
+  }
+  sigset_t all;
+  sigset_t mask;
+  sigfillset(&all);
+  sigprocmask(SIG_SETMASK, &all, &mask);
+  const std::string output = outputOf(helper("show-signals"));
+  sigprocmask(SIG_SETMASK, &mask, nullptr);
+  for (int number = 1; number < SIGRTMIN; ++number)
+    sigaction(number, &before[static_cast<std::size_t>(number)], nullptr);
+  EXPECT_EQ(output, "/\n");
+}
+
+TEST(Process, LeadsAProcessGroupWhenAsked) {
+  EXPECT_EQ(outputOf(helper("show-signals", {"group"})), "member\n");
+  const auto leader = helper("show-signals", {"group"});
+  leader->setStartsNewProcessGroup(true);
+  EXPECT_EQ(outputOf(leader), "leader\n");
+}
+
+TEST(Process, PreferredArchitecturesChangeNothing) {
+  const auto task = helper("exit-with", {"7"});
+  task->setPreferredArchitectures(HxArray::arrayWithObject(HxNumber::numberWithInt(-1)));
+  EXPECT_EQ(statusOf(task), 7);
+}
+
+// Each standard file of the child may be any of the host's, in any order.
+TEST(Process, StandardFilesMayBeSwapped) {
+  const test::TemporaryDirectory directory;
+  int kept[3];
+  std::string paths[3];
+  for (int number = 0; number < 3; ++number) kept[number] = fcntl(number, F_DUPFD_CLOEXEC, 10);
+  fflush(stdout);
+  std::vector<std::string> faults;
+  for (int plan = 0; plan < 64; ++plan) {
+    for (int number = 0; number < 3; ++number) {
+      paths[number] = directory.write(std::to_string(number), "");
+      close(number);
+      EXPECT_EQ(open(paths[number].c_str(), O_RDWR | O_APPEND), number);
+    }
+    const int sources[3] = {plan % 4, plan / 4 % 4, plan / 16};  // 3: none
+    const auto task = shell("echo to0 >&0; echo to1; echo to2 >&2");
+    for (int number = 0; number < 3; ++number) {
+      if (sources[number] == 3) continue;
+      const auto handle = HxFileHandle::initWithFileDescriptor(sources[number], false);
+      if (number == 0) task->setStandardInput(handle);
+      if (number == 1) task->setStandardOutput(handle);
+      if (number == 2) task->setStandardError(handle);
+    }
+    task->launch();
+    task->waitUntilExit();
+    std::string expected[3];
+    for (int number = 0; number < 3; ++number) {
+      const int target = sources[number] == 3 ? number : sources[number];
+      expected[target] += "to" + std::to_string(number) + "\n";
+    }
+    for (int number = 0; number < 3; ++number) {
+      std::ifstream file(paths[number]);
+      const std::string got(std::istreambuf_iterator<char>(file), {});
+      if (got != expected[number]) faults.push_back(std::to_string(plan) + ": " + got);
+    }
+  }
+  for (int number = 0; number < 3; ++number) {
+    dup2(kept[number], number);
+    close(kept[number]);
+  }
+  EXPECT_TRUE(faults.empty()) << faults.size() << " wrong, first " << faults.front();
+}
+
+TEST(Process, WorksWithClosedStandardFilesOfTheHost) {
+  fflush(stdout);
+  for (int closed = 0; closed < 8; ++closed) {
+    int kept[3];
+    for (int number = 0; number < 3; ++number) {
+      kept[number] = fcntl(number, F_DUPFD_CLOEXEC, 10);
+      if (closed & 1 << number) close(number);
+    }
+    const auto pipe = HxPipe::init();
+    const auto descriptors = helper("show-descriptors");
+    descriptors->setStandardOutput(pipe);
+    descriptors->launch();
+    const std::string output = stringOf(pipe->fileHandleForReading()->readDataToEndOfFile());
+    descriptors->waitUntilExit();
+    for (int number = 0; number < 3; ++number) {
+      dup2(kept[number], number);
+      close(kept[number]);
+    }
+    EXPECT_EQ(output, "0 1 2\n") << closed;
+  }
+}
+
+// ---- Launches that fail
+
+TEST(Process, FailedLaunchSaysWhy) {
+  const test::TemporaryDirectory directory;
+  const std::string plain = directory.write("plain", "echo\n");
+  const std::string noInterpreter = directory.write("script", "#!/no/such/interpreter\n");
+  const std::string garbage = directory.write("garbage", "\x01\x02\x03\x04");
+  for (const std::string& path : {noInterpreter, garbage}) chmod(path.c_str(), 0700);
+  const std::string name = "HxTaskLaunchException: could not launch \"";
+
+  EXPECT_EQ(failureOf(taskOf("/no/such/file")),
+            name + "/no/such/file\": No such file or directory");
+  EXPECT_EQ(failureOf(taskOf(plain)), name + plain + "\": Permission denied");
+  EXPECT_EQ(failureOf(taskOf(directory.path())), name + directory.path() + "\": Permission denied");
+  EXPECT_EQ(failureOf(taskOf(plain + "/x")), name + plain + "/x\": Not a directory");
+  EXPECT_EQ(
+      failureOf(taskOf(noInterpreter)),
+      name + noInterpreter + "\" (the interpreter that it asks for): No such file or directory");
+  EXPECT_EQ(failureOf(taskOf(garbage)), name + garbage + "\": Exec format error");
+  EXPECT_EQ(failureOf(taskOf("")), name + "\": No such file or directory");
+  EXPECT_EQ(failureOf(taskOf("/bin/echo", {std::string(3'000'000, 'x')})),
+            name + "/bin/echo\": Argument list too long");
+}
+
+TEST(Process, DirectoryThatCannotBeEnteredFailsTheLaunch) {
+  const test::TemporaryDirectory directory;
+  const std::string name = "HxTaskLaunchException: could not enter the directory \"";
+  const auto missing = helper("exit-with");
+  missing->setCurrentDirectoryPath("/no/such/directory"_hx);
+  EXPECT_EQ(failureOf(missing), name + "/no/such/directory\": No such file or directory");
+  const auto file = helper("exit-with");
+  file->setCurrentDirectoryPath("/bin/sh"_hx);
+  EXPECT_EQ(failureOf(file), name + "/bin/sh\": Not a directory");
+}
+
+TEST(Process, FailedLaunchMayBeTriedAgain) {
+  const auto task = taskOf("/no/such/file");
+  EXPECT_NE(failureOf(task), "");
+  EXPECT_FALSE(task->isRunning());
+  EXPECT_EQ(task->_procid(), 0);
+  task->setLaunchPath("/bin/true"_hx);
+  EXPECT_EQ(statusOf(task), 0);
+}
+
+TEST(Process, FailedLaunchLeavesThePipesOpen) {
+  const auto task = taskOf("/no/such/file");
+  const auto pipe = HxPipe::init();
+  task->setStandardOutput(pipe);
+  EXPECT_NE(failureOf(task), "");
+  EXPECT_FALSE(pipe->fileHandleForWriting()->isClosed());
+}
+
+TEST(Process, TextsThatTheSystemCannotTakeRaise) {
+  const std::string name = "HxInvalidArgumentException: ";
+  const HxString nul = HxString(std::string_view("a\0b", 3));
+  const HxString surrogate = HxString(std::u16string_view(u"\xD800"));
+  EXPECT_EQ(failureOf(HxTask::init()),
+            name + "the launch path cannot be handed to the system: (null)");
+  for (const HxString& bad : {nul, surrogate}) {
+    const auto argument = taskOf("/bin/true");
+    argument->setArguments(HxArray::arrayWithObject(bad));
+    EXPECT_TRUE(failureOf(argument).starts_with(name + "an argument cannot be handed"));
+    const auto variable = taskOf("/bin/true");
+    variable->setEnvironment(HxDictionary::dictionaryWithEntries({{"A"_hx, bad}}));
+    EXPECT_TRUE(failureOf(variable).starts_with(name + "an environment variable cannot be"));
+    const auto directory = taskOf("/bin/true");
+    directory->setCurrentDirectoryPath(bad);
+    EXPECT_TRUE(failureOf(directory).starts_with(name + "the directory cannot be handed"));
+  }
+  const auto number = taskOf("/bin/true");
+  number->setArguments(HxArray::arrayWithObject(HxNumber::numberWithInt(1)));
+  EXPECT_TRUE(failureOf(number).starts_with(name + "an argument cannot be handed"));
+}
+
+TEST(Process, ClosedStandardFileFailsTheLaunch) {
+  const auto task = helper("exit-with");
+  const auto pipe = HxPipe::init();
+  pipe->fileHandleForWriting()->closeFile();
+  task->setStandardOutput(pipe);
+  EXPECT_EQ(failureOf(task), "HxTaskLaunchException: standard file 1 of the child is closed");
+}
+
+TEST(Process, NullStandardFilesMeanTheHosts) {
+  const auto task = helper("exit-with", {"4"});
+  task->setStandardInput(Ref<HxPipe>());
+  task->setStandardOutput(Ref<HxFileHandle>());
+  task->setStandardError(Ref<HxPipe>());
+  EXPECT_EQ(statusOf(task), 4);
+}
+
+// ---- Dropping, waiting, threads
+
+TEST(Process, DroppedRunningChildLeavesNoZombie) {
+  auto task = taskOf("/bin/sleep", {"1000"});
+  const auto watcher = makeRef<Watcher>(task);
+  task->launch();
+  const pid_t number = task->_procid();
+  task = nullptr;
+  EXPECT_FALSE(runOnce());
+  EXPECT_EQ(kill(number, SIGKILL), 0);
+  while (kill(number, 0) == 0) usleep(1000);
+  EXPECT_EQ(watcher->count, 0);
+}
+
+TEST(Process, ManyDroppedChildrenShareOneThread) {
+  const int threads = test::ProcessResources::now().threads;
+  std::vector<pid_t> numbers;
+  for (int count = 0; count < 20; ++count) {
+    const auto task = taskOf("/bin/sleep", {"1000"});
+    task->launch();
+    numbers.push_back(task->_procid());
+  }
+  EXPECT_EQ(test::ProcessResources::now().threads, threads + 1);
+  for (const pid_t number : numbers) kill(number, SIGKILL);
+  for (const pid_t number : numbers) {
+    while (kill(number, 0) == 0) usleep(1000);
+  }
+}
+
+TEST(Process, DroppedAfterTheExitNeedsNoThread) {
+  const test::SystemCallsKept kept;
+  auto task = helper("exit-with");
+  task->launch();
+  while (task->isRunning()) usleep(1000);
+  auto& threads = test::countCall<&SystemCalls::pthread_create>();
+  task = nullptr;
+  EXPECT_EQ(threads.count, 0);
+}
+
+TEST(Process, MayBeDroppedByItsObserver) {
+  auto task = helper("exit-with");
+  const auto watcher = makeRef<Watcher>(task);
+  watcher->reaction = [&] { task = nullptr; };
+  task->launch();
+  while (task) runOnce();
+  EXPECT_EQ(watcher->count, 1);
+}
+
+TEST(Process, MayBeDroppedByItsObserverWhileItWaits) {
+  auto task = helper("exit-with");
+  const auto watcher = makeRef<Watcher>(task);
+  watcher->reaction = [&] { task = nullptr; };
+  task->launch();
+  task->waitUntilExit();
+  EXPECT_TRUE(task.isNil());
+}
+
+TEST(Process, WaitRunsTheDefaultMode) {
+  const auto task = shell("echo line; exit 3");
+  const auto pipe = HxPipe::init();
+  task->setStandardOutput(pipe);
+  task->launch();
+  std::string order;
+  HxRunLoop::currentRunLoop()->performBlock([&] { order += "call "; });
+  const auto watcher = makeRef<Watcher>(task);
+  watcher->reaction = [&] { order += "exit "; };
+  task->waitUntilExit();
+  EXPECT_EQ(order, "call exit ");
+}
+
+TEST(Process, WaitMayBeDoneOnAnotherThread) {
+  const auto task = taskOf("/bin/sleep", {"1000"});
+  const auto watcher = makeRef<Watcher>(task);
+  task->launch();
+  std::thread waiter([&] {
+    task->waitUntilExit();
+    EXPECT_FALSE(task->isRunning());
+    EXPECT_EQ(task->terminationStatus(), SIGTERM);
+  });
+  usleep(2000);
+  task->terminate();
+  waiter.join();
+  EXPECT_EQ(watcher->count, 0);
+  task->waitUntilExit();
+  EXPECT_EQ(watcher->count, 1);
+}
+
+TEST(Process, WhatAnObserverRaisesPassesTheWait) {
+  const auto task = helper("exit-with");
+  const auto watcher = makeRef<Watcher>(task);
+  watcher->reaction = [] { throw std::runtime_error("no"); };
+  task->launch();
+  EXPECT_THROW(task->waitUntilExit(), std::runtime_error);
+  task->waitUntilExit();
+  EXPECT_EQ(watcher->count, 1);
+}
+
+TEST(Process, OutputIsSeenBeforeTheExit) {
+  class Reader : public HxObject {
+   public:
+    void arrived(const HxNotification&) { *order += 'o'; }
+    std::string* order = nullptr;
+  };
+  std::string order;
+  const auto task = shell("echo line");
+  const auto pipe = HxPipe::init();
+  task->setStandardOutput(pipe);
+  const auto reader = makeRef<Reader>();
+  reader->order = &order;
+  HxNotificationCenter::defaultCenter()->addObserver<&Reader::arrived>(
+      reader.get(), HxFileHandleReadCompletionNotification, pipe->fileHandleForReading());
+  const auto watcher = makeRef<Watcher>(task);
+  watcher->reaction = [&] { order += 'e'; };
+  task->launch();
+  while (task->isRunning()) usleep(1000);  // both are there
+  pipe->fileHandleForReading()->readInBackgroundAndNotify();
+  task->waitUntilExit();
+  HxNotificationCenter::defaultCenter()->removeObserver(reader.get());
+  EXPECT_EQ(order, "oe");
+}
+
+TEST(Process, TwoHundredChildrenAtOnce) {
+  std::vector<Ref<HxTask>> tasks;
+  std::vector<Ref<HxPipe>> pipes;
+  for (int count = 0; count < 200; ++count) {
+    pipes.push_back(HxPipe::init());
+    tasks.push_back(helper("exit-with", {std::to_string(count)}));
+    tasks.back()->setStandardOutput(pipes.back());
+    tasks.back()->launch();
+  }
+  for (int count = 0; count < 200; ++count) {
+    tasks[static_cast<std::size_t>(count)]->waitUntilExit();
+    EXPECT_EQ(tasks[static_cast<std::size_t>(count)]->terminationStatus(), count);
+  }
+}
+
+TEST(Process, EachThreadRunsItsOwn) {
+  std::vector<std::thread> threads;
+  for (int count = 0; count < 4; ++count) {
+    threads.emplace_back([] {
+      for (int run = 0; run < 20; ++run) {
+        const auto task = helper("exit-with", {"9"});
+        const auto watcher = makeRef<Watcher>(task);
+        EXPECT_EQ(statusOf(task), 9);
+        EXPECT_EQ(watcher->count, 1);
+        EXPECT_EQ(watcher->thread, std::this_thread::get_id());
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+}
+
+// ---- Lost children
+
+TEST(Process, ChildWhoseStatusWasStolenIsLost) {
+  const auto task = helper("exit-with", {"3"});
+  const auto watcher = makeRef<Watcher>(task);
+  task->launch();
+  EXPECT_EQ(waitpid(task->_procid(), nullptr, 0), task->_procid());
+  task->waitUntilExit();
+  EXPECT_EQ(watcher->count, 1);
+  EXPECT_EQ(task->terminationStatus(), -1);
+  EXPECT_EQ(task->terminationReason(), HxTaskTerminationReason::lost);
+  EXPECT_EQ(task->_platformExitInformation(), -1);
+}
+
+TEST(Process, ChildOfAHostThatIgnoresSIGCHLDIsLost) {
+  struct sigaction before;
+  struct sigaction ignoring = {};
+  sigaction(SIGCHLD, nullptr, &before);
+  for (const int flags : {0, SA_NOCLDWAIT}) {
+    ignoring.sa_handler = flags ? SIG_DFL : SIG_IGN;
+    ignoring.sa_flags = flags;
+    sigaction(SIGCHLD, &ignoring, nullptr);
+    for (int run = 0; run < 20; ++run) {
+      const auto task = helper("exit-with", {"3"});
+      const auto watcher = makeRef<Watcher>(task);
+      EXPECT_EQ(statusOf(task), -1);
+      EXPECT_EQ(watcher->count, 1);
+    }
+  }
+  sigaction(SIGCHLD, &before, nullptr);
+}
+
+TEST(Process, ChildrenOfTheHostAreLeftAlone) {
+  const pid_t own = fork();
+  if (own == 0) _exit(77);
+  EXPECT_EQ(statusOf(helper("exit-with", {"1"})), 1);
+  int status = 0;
+  EXPECT_EQ(waitpid(own, &status, 0), own);
+  EXPECT_EQ(WEXITSTATUS(status), 77);
+}
+
+// ---- The system refuses
+
+TEST(Process, WithoutPidfdAThreadWaits) {
+  for (const int error : {ENOSYS, EPERM, EMFILE, ENFILE, ENOMEM, ENODEV, EINVAL}) {
+    const test::SystemCallsKept kept;
+    test::failCall<&SystemCalls::pidfd_open>(1, error);
+    const auto task = helper("exit-with", {"6"});
+    const auto watcher = makeRef<Watcher>(task);
+    EXPECT_EQ(statusOf(task), 6);
+    EXPECT_EQ(watcher->count, 1);
+  }
+}
+
+TEST(Process, WithoutPidfdSignalsAndDroppingWork) {
+  const test::SystemCallsKept kept;
+  test::failCall<&SystemCalls::pidfd_open>(1, ENOSYS, 2);
+  const auto task = taskOf("/bin/sleep", {"1000"});
+  task->launch();
+  EXPECT_TRUE(task->isRunning());
+  task->terminate();
+  task->waitUntilExit();
+  EXPECT_EQ(task->terminationStatus(), SIGTERM);
+
+  auto dropped = taskOf("/bin/sleep", {"1000"});
+  dropped->launch();
+  const pid_t number = dropped->_procid();
+  dropped = nullptr;
+  kill(number, SIGKILL);
+  while (kill(number, 0) == 0) usleep(1000);
+}
+
+TEST(Process, WithoutPidfdALostChildEndsTheRun) {
+  const test::SystemCallsKept kept;
+  test::failCall<&SystemCalls::pidfd_open>(1, ENOSYS);
+  auto* const before = signal(SIGCHLD, SIG_IGN);
+  EXPECT_EQ(statusOf(helper("exit-with", {"3"})), -1);
+  signal(SIGCHLD, before);
+}
+
+TEST(Process, ChildThatIsGoneBeforeItCanBeWatchedIsLost) {
+  const test::SystemCallsKept kept;
+  test::failCall<&SystemCalls::pidfd_open>(1, ESRCH);
+  const auto task = helper("exit-with", {"3"});
+  EXPECT_EQ(statusOf(task), -1);
+  while (waitpid(task->_procid(), nullptr, 0) < 0 && errno == EINTR) {
+  }
+}
+
+template <auto Call>
+void expectFailedLaunch(int error, std::string_view words) {
+  const test::SystemCallsKept kept;
+  test::failCall<Call>(1, error);
+  const auto task = taskOf("/bin/sleep", {"1000"});
+  const std::string failure = failureOf(task);
+  EXPECT_TRUE(failure.starts_with("HxTaskLaunchException: could not ")) << failure;
+  EXPECT_TRUE(failure.ends_with(words)) << failure;
+  EXPECT_FALSE(task->isRunning());
+  task->setLaunchPath("/bin/true"_hx);
+  EXPECT_EQ(statusOf(task), 0);
+}
+
+TEST(Process, RefusedCallsFailTheLaunchAndLeaveNothing) {
+  expectFailedLaunch<&SystemCalls::posix_spawn>(EAGAIN, ": Resource temporarily unavailable");
+  expectFailedLaunch<&SystemCalls::posix_spawn>(ENOMEM, ": Cannot allocate memory");
+  expectFailedLaunch<&SystemCalls::epoll_ctl>(ENOSPC, ": No space left on device");
+  expectFailedLaunch<&SystemCalls::epoll_ctl>(ENOMEM, ": Cannot allocate memory");
+}
+
+TEST(Process, WithoutPidfdRefusedCallsFailTheLaunchToo) {
+  const test::SystemCallsKept kept;
+  test::failCall<&SystemCalls::pidfd_open>(1, EMFILE);
+  expectFailedLaunch<&SystemCalls::eventfd>(EMFILE, ": Too many open files");
+  test::failCall<&SystemCalls::pidfd_open>(1, ENOSYS);
+  expectFailedLaunch<&SystemCalls::pthread_create>(EAGAIN, ": Resource temporarily unavailable");
+}
+
+TEST(Process, FalseAlarmOfTheExitIsLookedAtAgain) {
+  const test::SystemCallsKept kept;
+  static auto* const real = test::systemCalls.waitid;
+  static std::atomic<int> alarms = 3;
+  test::systemCalls.waitid = [](idtype_t kind, id_t which, siginfo_t* info, int options) {
+    if (--alarms < 0) return real(kind, which, info, options);
+    info->si_pid = 0;
+    return 0;
+  };
+  const auto task = helper("exit-with", {"3"});
+  const auto watcher = makeRef<Watcher>(task);
+  auto& waits = test::countCall<&SystemCalls::epoll_wait>();
+  EXPECT_EQ(statusOf(task), 3);
+  EXPECT_EQ(watcher->count, 1);
+  EXPECT_LT(waits.count, 20);
+}
+
+TEST(Process, InterruptedWaitIsTriedAgain) {
+  const test::SystemCallsKept kept;
+  test::failCall<&SystemCalls::waitid>(1, EINTR, 5);
+  EXPECT_EQ(statusOf(helper("exit-with", {"3"})), 3);
+}
+
+TEST(Process, ReaperWithoutAThreadLooksAtTheNextLaunch) {
+  const test::SystemCallsKept kept;
+  auto task = taskOf("/bin/sleep", {"1000"});
+  task->launch();
+  const pid_t number = task->_procid();
+  test::failCall<&SystemCalls::pthread_create>(1, EAGAIN);
+  task = nullptr;
+  kill(number, SIGKILL);
+  siginfo_t info = {};
+  EXPECT_EQ(waitid(P_PID, static_cast<id_t>(number), &info, WEXITED | WNOWAIT), 0);
+  EXPECT_EQ(kill(number, 0), 0);
+  EXPECT_EQ(statusOf(helper("exit-with")), 0);
+  EXPECT_LT(kill(number, 0), 0);
+}
+
+TEST(Process, DescriptorLimitFailsTheLaunchCleanly) {
+  rlimit before;
+  getrlimit(RLIMIT_NOFILE, &before);
+  const int inUse = test::ProcessResources::now().descriptors;
+  bool worked = false;
+  for (int more = 0; more < 12 && !worked; ++more) {
+    const rlimit tight = {static_cast<rlim_t>(inUse + more), before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &tight);
+    const auto pipe = HxPipe::init();
+    if (!pipe) continue;
+    const auto task = helper("exit-with", {"3"});
+    task->setStandardOutput(pipe);
+    const std::string failure = failureOf(task);
+    worked = failure.empty();
+    EXPECT_TRUE(worked || failure.ends_with("Too many open files")) << failure;
+  }
+  setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_TRUE(worked);
+}
+
+}  // namespace
+}  // namespace rondel
