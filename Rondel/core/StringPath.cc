@@ -13,8 +13,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Rondel/core/Array.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/internal/ArrayStorage.h"
 #include "Rondel/core/internal/Characters.h"
 
 namespace rondel {
@@ -100,18 +100,18 @@ HxString HxString::stringByDeletingPathExtension() const {
 HxArray HxString::pathComponents() const {
   if (!_object) return nullptr;
   const Characters path(*this);
-  HxMutableArray components = HxMutableArray::array();
-  if (path.length() > 0 && path[0] == kSeparator) components.addObject("/"_hx);
+  internal::ArrayBuilder components;
+  if (path.length() > 0 && path[0] == kSeparator) components.append("/"_hx);
   HxUInteger end = 0;
   for (HxUInteger start = 0; start < path.length(); start = end + 1) {
     end = start;
     while (end < path.length() && path[end] != kSeparator) ++end;
-    if (end > start) components.addObject(substringWithRange({start, end - start}));
+    if (end > start) components.append(substringWithRange({start, end - start}));
   }
   const LastComponent last(path);
   const bool endsInName = last.end == path.length();
-  if (!endsInName && !last.isRoot()) components.addObject("/"_hx);
-  return components.copy();
+  if (!endsInName && !last.isRoot()) components.append("/"_hx);
+  return components.finish();
 }
 
 HxString HxString::pathWithComponents(const HxArray& components) {

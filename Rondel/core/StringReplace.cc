@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "Rondel/core/Array.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/internal/ArrayStorage.h"
 #include "Rondel/core/internal/Characters.h"
 #include "Rondel/core/internal/RangeCheck.h"
 #include "Rondel/core/internal/TextSearch.h"
@@ -25,9 +25,9 @@ HxArray HxString::componentsSeparatedByString(const HxString& separator) const {
   const TextSearch search(text, pattern, 0);
   HxRange match = search.find({0, text.length()});
   if (match.length == 0) return HxArray::arrayWithObject(copy());
-  HxMutableArray components = HxMutableArray::array();
+  internal::ArrayBuilder components;
   const auto addComponent = [&](HxUInteger start, HxUInteger end) {
-    components.addObject(text.visit(
+    components.append(text.visit(
         [&](auto* units, HxUInteger) { return internal::makeString(units + start, end - start); }));
   };
   HxUInteger start = 0;
@@ -36,7 +36,7 @@ HxArray HxString::componentsSeparatedByString(const HxString& separator) const {
     start = HxMaxRange(match);
   }
   addComponent(start, text.length());
-  return components.copy();
+  return components.finish();
 }
 
 // ---- Replacing --------------------------------------------------------------------------------
