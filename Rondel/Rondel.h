@@ -6,6 +6,9 @@
 
 #include "Rondel/Streams/Stream.h"
 #include "Rondel/Streams/Task.h"
+#include "Rondel/additions/CommandLine.h"
+#include "Rondel/additions/Quoting.h"
+#include "Rondel/additions/StringList.h"
 #include "Rondel/additions/TextDecoding.h"
 #include "Rondel/core/Array.h"
 #include "Rondel/core/Bundle.h"

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/additions/StringList.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "Rondel/additions/internal/Words.h"
+#include "Rondel/core/Check.h"
+#include "Rondel/core/internal/ArrayStorage.h"
+#include "Rondel/core/internal/Characters.h"
+
+namespace rondel {
+
+namespace {
+
+using internal::ArrayBuilder;
+using internal::isASCIIWhitespace;
+using internal::Word;
+
+// The string-list grammar, over bytes that end with a NUL.
+class StringListSplitter {
+ public:
+  StringListSplitter(const char* bytes, HxUInteger length) : _at(bytes), _end(bytes + length) {}
+
+  bool isAtEnd() const noexcept { return *_at == '\0'; }
+  bool isAtWhitespace() const noexcept { return isASCIIWhitespace(*_at); }
+  bool isInsideWeakQuotes() const noexcept { return _inWeakQuotes; }
+
+  void skipWhitespace() noexcept {
+    while (isAtWhitespace()) ++_at;
+  }
+
+  void takeElement() {
+    _word.clear();
+    do {
+      takeRun(internal::plainEnd(_at, _end));
+    } while (takeSpecial());
+  }
+  // The bytes of the element taken last.
+  std::string_view element() const noexcept { return {_word.units(), _word.length()}; }
+
+ private:
+  // One row a byte: the first that applies. False when the element ends in front of the byte.
+  bool takeSpecial() {
+    if (isAtEnd()) return false;
+    if (*_at == '"') {
+      _inWeakQuotes = !_inWeakQuotes;
+      ++_at;
+    } else if (*_at == '\'' && !_inWeakQuotes) {
+      takeStrongQuotes();
+    } else if (*_at == '\\') {
+      if (_at + 1 < _end) ++_at;  // the very last one stands for itself
+      takeRun(_at + 1);
+    } else if (isAtWhitespace() && !_inWeakQuotes) {
+      return false;
+    } else {
+      takeRun(_at + 1);
+    }
+    return true;
+  }
+
+  // All bytes up to the next single quote or the end as they stand; the quotes are dropped.
+  void takeStrongQuotes() {
+    ++_at;
+    const char* const quote = std::find(_at, _end, '\'');
+    takeRun(quote);
+    if (quote < _end) ++_at;
+  }
+
+  void takeRun(const char* end) {
+    _word.append(_at, static_cast<HxUInteger>(end - _at));
+    _at = end;
+  }
+
+  const char* _at;
+  const char* const _end;  // where the NUL stands
+  bool _inWeakQuotes = false;
+  Word<char> _word;
+};
+
+// Made once, never destroyed.
+const HxArray& sharedEmptyList() {
+  static const HxArray& list = *new HxArray(HxArray::array());
+  return list;
+}
+
+HxArray splitBytesOf(const HxString& text) {
+  if (const char* const ascii = text.asciiView().data()) {
+    return MoSplitWhitespaceSeparatedComponents(ascii, std::strlen(ascii), nullptr);
+  }
+  const HxCString bytes = text.fileSystemRepresentation();
+  if (bytes.isNull()) return nullptr;
+  return MoSplitWhitespaceSeparatedComponents(bytes, std::strlen(bytes), nullptr);
+}
+
+}  // namespace
+
+HxArray arrayByParsingAsStringList(const HxString& text) {
+  if (!text) return nullptr;
+  MO_ADDITION(text, "-[HxString(MoStringList) arrayByParsingAsStringList]");
+  const HxArray stringList = splitBytesOf(text);
+  MoCheckArray(stringList);
+  return stringList;
+}
+
+HxArray MoSplitWhitespaceSeparatedComponents(const char* bytes, std::size_t length,
+                                             HxError* error) {
+  MO_FUNCTION("HxArray *MoSplitWhitespaceSeparatedComponents(const char *, size_t, HxError **)");
+  MoAssert(bytes != nullptr || length == 0);
+  if (length == 0) return sharedEmptyList();
+  if (!bytes) bytes = "";
+  const std::size_t textLength = std::strlen(bytes);
+  StringListSplitter splitter(bytes, textLength);
+  ArrayBuilder elements(internal::likelyWordCount(textLength));
+  for (splitter.skipWhitespace(); !splitter.isAtEnd(); splitter.skipWhitespace()) {
+    MoAssertText(!splitter.isAtEnd() && !splitter.isAtWhitespace(), "*iptr && !isspace(*iptr)");
+    splitter.takeElement();
+    MoAssertText(
+        splitter.isAtEnd() || (!splitter.isInsideWeakQuotes() && splitter.isAtWhitespace()),
+        "*iptr == '\\0' || (isInsideWeakQuotes == (BOOL)0 && isspace(*iptr))");
+    if (splitter.element().empty()) continue;
+    HxString string(splitter.element());
+    MoCheckString(string);
+    elements.append(std::move(string));  // nil is not appended
+  }
+  MoAssertText(splitter.isAtEnd(), "*iptr == '\\0'");
+  if (error) *error = nullptr;
+  return elements.finish();
+}
+
+}  // namespace rondel

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: MIT
+//
+// What the two splitters share: a fast search for the units that a grammar has to look at, and the
+// word under construction. The grammars themselves stay apart.
+#pragma once
+
+#include <bit>
+
+#include "Rondel/additions/internal/GrowingRun.h"
+#include "Rondel/core/Types.h"
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+namespace rondel::internal {
+
+// The whitespace of ASCII: blank, TAB, LF, VT, FF and CR.
+template <class Unit>
+constexpr bool isASCIIWhitespace(Unit unit) noexcept {
+  return unit == 0x20 || (unit >= 0x09 && unit <= 0x0D);
+}
+
+// Whether both grammars take the unit as it stands, without a further look: all but blanks,
+// controls, the two quotes and the backslash. Bytes of any value from 0x80 up are plain, UTF-16
+// units are not, since there are blanks among them.
+constexpr bool isPlain(char unit) noexcept {
+  return static_cast<unsigned char>(unit) > 0x20 && unit != '"' && unit != '\'' && unit != '\\';
+}
+constexpr bool isPlain(HxUniChar unit) noexcept {
+  return unit > 0x20 && unit < 0x80 && unit != u'"' && unit != u'\'' && unit != u'\\';
+}
+
+#ifdef __SSE2__
+// One bit for each byte of the 16 at `at`, set where the unit is not plain.
+inline unsigned notPlainMask(const char* at) noexcept {
+  const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+  const __m128i low = _mm_cmpeq_epi8(_mm_max_epu8(units, _mm_set1_epi8(0x20)), _mm_set1_epi8(0x20));
+  const __m128i quotes = _mm_or_si128(_mm_cmpeq_epi8(units, _mm_set1_epi8('"')),
+                                      _mm_cmpeq_epi8(units, _mm_set1_epi8('\'')));
+  const __m128i backslash = _mm_cmpeq_epi8(units, _mm_set1_epi8('\\'));
+  return static_cast<unsigned>(
+      _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(low, quotes), backslash)));
+}
+inline unsigned notPlainMask(const HxUniChar* at) noexcept {
+  const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+  // Signed comparison: units from 0x8000 up count as low.
+  const __m128i low = _mm_cmpgt_epi16(_mm_set1_epi16(0x21), units);
+  const __m128i high = _mm_cmpgt_epi16(units, _mm_set1_epi16(0x7F));
+  const __m128i quotes = _mm_or_si128(_mm_cmpeq_epi16(units, _mm_set1_epi16('"')),
+                                      _mm_cmpeq_epi16(units, _mm_set1_epi16('\'')));
+  const __m128i backslash = _mm_cmpeq_epi16(units, _mm_set1_epi16('\\'));
+  return static_cast<unsigned>(
+      _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(low, high), _mm_or_si128(quotes, backslash))));
+}
+#endif
+
+// The first unit of [at, end) that is not plain, `end` when there is none.
+template <class Unit>
+const Unit* plainEnd(const Unit* at, const Unit* end) noexcept {
+#ifdef __SSE2__
+  constexpr std::ptrdiff_t kUnits = 16 / sizeof(Unit);
+  for (; end - at >= kUnits; at += kUnits) {
+    if (const unsigned mask = notPlainMask(at)) {
+      return at + static_cast<std::size_t>(std::countr_zero(mask)) / sizeof(Unit);
+    }
+  }
+#endif
+  while (at < end && isPlain(*at)) ++at;
+  return at;
+}
+
+// How many words a text of this length is likely to have, for the first size of the array; at least
+// one, and bounded, for texts of few long words.
+constexpr HxUInteger likelyWordCount(HxUInteger length) noexcept {
+  constexpr HxUInteger kTypicalWordLength = 16;
+  constexpr HxUInteger kMost = 0x10000;
+  const HxUInteger likely = length / kTypicalWordLength + 1;
+  return likely < kMost ? likely : kMost;
+}
+
+// The word that a splitter is putting together from runs of its input. While the runs lie side by
+// side there the word is a view of them; the first gap makes it a copy.
+template <class Unit>
+class Word {
+ public:
+  const Unit* units() const noexcept { return _isView ? _view : _copy.units(); }
+  HxUInteger length() const noexcept { return _isView ? _viewLength : _copy.length(); }
+  bool isEmpty() const noexcept { return _isView && _viewLength == 0; }
+  void clear() noexcept {
+    _isView = true;
+    _viewLength = 0;
+  }
+
+  // Appends a run of the input.
+  void append(const Unit* run, HxUInteger length) {
+    if (length == 0) return;
+    if (_isView && _viewLength == 0) _view = run;
+    if (_isView && _view + _viewLength == run) {
+      _viewLength += length;
+    } else {
+      appendCopy(run, length);
+    }
+  }
+
+ private:
+  void appendCopy(const Unit* run, HxUInteger length) {
+    if (_isView) {
+      _copy.clear();
+      _copy.append(_view, _viewLength);
+      _isView = false;
+    }
+    _copy.append(run, length);
+  }
+
+  bool _isView = true;
+  const Unit* _view = nullptr;
+  HxUInteger _viewLength = 0;
+  GrowingRun<Unit> _copy;
+};
+
+}  // namespace rondel::internal

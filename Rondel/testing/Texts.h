@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Texts for tests: what an array of strings holds, every short text over an alphabet, and random
+// ones.
+
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "Rondel/core/Array.h"
+#include "Rondel/core/String.h"
+
+namespace rondel::test {
+
+using Texts = std::vector<std::string>;
+
+/// The descriptions of the objects, in UTF-8.
+inline Texts textsOf(const HxArray& array) {
+  Texts texts;
+  for (const HxAny& object : array) texts.push_back(object.description().toStdString());
+  return texts;
+}
+
+inline std::u16string charactersOf(const HxString& string) {
+  std::u16string units(string.length(), u'\0');
+  string.getCharacters(units.data());
+  return units;
+}
+
+/// The units of the strings, exactly as they are.
+inline std::vector<std::u16string> charactersOf(const HxArray& array) {
+  std::vector<std::u16string> texts;
+  for (const HxAny& object : array) texts.push_back(charactersOf(as<HxString>(object)));
+  return texts;
+}
+
+/// A string of a class that has the three primitives and nothing else.
+inline HxString openString(std::u16string text) {
+  class OpenString final : public HxStringObject {
+   public:
+    explicit OpenString(std::u16string text) : _text(std::move(text)) {}
+    HxUInteger length() const override { return _text.size(); }
+    HxUniChar characterAtIndex(HxUInteger index) const override { return _text[index]; }
+    void getCharacters(HxUniChar* buffer, HxRange range) const override {
+      _text.copy(buffer, range.length, range.location);
+    }
+
+   private:
+    std::u16string _text;
+  };
+  return HxString::stringWithObject(makeRef<OpenString>(std::move(text)));
+}
+
+/// Calls `visit` with every text of at most `longest` units of the alphabet, until it gives false.
+template <class Visit>
+void forEachText(const std::u16string& alphabet, std::size_t longest, Visit visit) {
+  std::vector<std::size_t> digits;
+  std::u16string text;
+  for (;;) {
+    if (!visit(text)) return;
+    std::size_t place = 0;
+    while (place < digits.size() && ++digits[place] == alphabet.size()) digits[place++] = 0;
+    if (place == digits.size()) digits.push_back(0);
+    if (digits.size() > longest) return;
+    text.clear();
+    for (const std::size_t digit : digits) text += alphabet[digit];
+  }
+}
+
+/// The text with each 'a' made longer than one machine vector.
+inline std::u16string withLongRuns(const std::u16string& text) {
+  std::u16string result;
+  for (const char16_t unit : text) result.append(unit == u'a' ? 21 : 1, unit);
+  return result;
+}
+
+/// The same text for the same seed everywhere.
+inline std::u16string randomText(const std::u16string& alphabet, std::size_t length,
+                                 std::uint32_t seed) {
+  std::mt19937 random(seed);
+  std::u16string text;
+  while (text.size() < length) text += alphabet[random() % alphabet.size()];
+  return text;
+}
+
+}  // namespace rondel::test
