@@ -41,7 +41,7 @@ void logReports(const std::vector<HxString>& reports) {
 HxDictionary readDictionaryFile(const HxString& path, std::vector<HxString>& reports) {
   HxError error;
   const HxAny list = HxPropertyListWithContentsOfFile(path, &error);
-  if (const HxDictionary dictionary = as<HxDictionary>(list)) return dictionary;
+  if (HxDictionary dictionary = as<HxDictionary>(list)) return dictionary;
   const bool isMissing = !list && error.domain() == HxPOSIXErrorDomain &&
                          (error.code() == ENOENT || error.code() == ENOTDIR);
   if (isMissing) return nullptr;
@@ -230,7 +230,7 @@ HxBundle HxBundle::bundleWithPath(const HxString& path) {
   const HxString folder = folderAt(path);
   if (!folder) return nullptr;
   Registry& registry = Registry::shared();
-  if (const HxBundle known = registry.withPath(folder)) return known;
+  if (HxBundle known = registry.withPath(folder)) return known;
   // Two threads may both make it; the one that is found first serves from then on.
   std::vector<HxString> reports;
   registry.add(newBundle(folder, reports));
@@ -264,7 +264,7 @@ HxString HxBundle::localizedStringForKey(const HxString& key, const HxString& va
   if (!_object) return nullptr;
   if (!key) return value ? value : HxString::string();
   const HxString name = table.isEmpty() ? HxDefaultStringsTable : table;
-  const HxString text = objectOf(*this).table(name).objectForKey<HxString>(key);
+  HxString text = objectOf(*this).table(name).objectForKey<HxString>(key);
   if (text) return text;
   return value.isEmpty() ? key : value;
 }

@@ -2,7 +2,7 @@
 //
 // Collections of objects by key.
 //
-//   HxDictionary environment = HxProcessInfo::processInfo().environment();
+//   HxDictionary environment = HxProcessInfo::processInfo()->environment();
 //   HxString home = environment.objectForKey<HxString>("HOME"_hx);
 //   for (auto [key, value] : environment) HxLog("%@=%@"_hx, key, value);
 //

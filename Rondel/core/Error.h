@@ -3,7 +3,7 @@
 // HxError: an immutable record of what went wrong, handed out through an `error` argument.
 //
 //   HxError error;
-//   if (!store.synchronize(&error)) HxLog("%@"_hx, error.localizedDescription());
+//   if (!defaults->synchronize(&error)) HxLog("%@"_hx, error.localizedDescription());
 //
 // An operation that reports this way takes a pointer to an HxError as its last argument, which may
 // be null. It stores an error only when it fails, and its result says that it failed; the error

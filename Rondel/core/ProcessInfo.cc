@@ -9,6 +9,7 @@
 
 #include "Rondel/core/Array.h"
 #include "Rondel/core/Dictionary.h"
+#include "Rondel/core/internal/Descriptor.h"
 
 namespace rondel {
 namespace {
@@ -22,14 +23,13 @@ HxString textOfBytes(std::string_view bytes) {
 // The words of the command line, a NUL behind each; empty when the file cannot be read.
 std::string readCommandLine() {
   std::string bytes;
-  const int file = open("/proc/self/cmdline", O_RDONLY | O_CLOEXEC);
-  if (file < 0) return bytes;
+  const internal::Descriptor file(open("/proc/self/cmdline", O_RDONLY | O_CLOEXEC));
+  if (!file) return bytes;
   char buffer[4096];
   ssize_t count;
-  while ((count = read(file, buffer, sizeof buffer)) > 0 || (count < 0 && errno == EINTR)) {
+  while ((count = read(file.get(), buffer, sizeof buffer)) > 0 || (count < 0 && errno == EINTR)) {
     if (count > 0) bytes.append(buffer, static_cast<std::size_t>(count));
   }
-  close(file);
   return bytes;
 }
 

@@ -212,14 +212,14 @@ void storeFailure(const PropertyListFailure& failure, const HxString& path, HxEr
 
 HxAny HxPropertyListWithData(const HxData& data, HxError* error) {
   PropertyListFailure failure;
-  const HxAny list = readData(data, failure);
+  HxAny list = readData(data, failure);
   if (!list) storeFailure(failure, nullptr, error);
   return list;
 }
 
 HxAny HxPropertyListWithString(const HxString& text, HxError* error) {
   PropertyListFailure failure;
-  const HxAny list = readString(text, failure);
+  HxAny list = readString(text, failure);
   if (!list) storeFailure(failure, nullptr, error);
   return list;
 }
@@ -232,7 +232,7 @@ HxAny HxPropertyListWithContentsOfFile(const HxString& path, HxError* error) {
     return nullptr;
   }
   PropertyListFailure failure;
-  const HxAny list = readData(data, failure);
+  HxAny list = readData(data, failure);
   if (!list) storeFailure(failure, path, error);
   return list;
 }

@@ -160,7 +160,7 @@ class TextReader {
     }
     if (take('(')) return readArray(depth);
     take('{');
-    const HxAny entries = readEntries(depth);
+    HxAny entries = readEntries(depth);
     if (entries && !take('}')) return failExpecting("a key or '}'");
     return entries;
   }

@@ -77,8 +77,8 @@ HxDictionary argumentDomain(const HxArray& words) {
 
 Ref<HxUserDefaults> UserDefaultsStore::makeDefaults(const Setup& setup) {
   auto store = std::make_unique<UserDefaultsStore>(setup);
-  Ref<HxUserDefaults> defaults = Ref<HxUserDefaults>::adopt(new HxUserDefaults(store.get()));
-  store.release();
+  auto defaults = Ref<HxUserDefaults>::adopt(new HxUserDefaults(store.get()));
+  (void)store.release();
   return defaults;
 }
 
@@ -94,7 +94,7 @@ UserDefaultsStore::UserDefaultsStore(const Setup& setup)
 template <class Work>
 auto UserDefaultsStore::locked(Work work) {
   Reports reports;
-  const auto result = [&] {
+  auto result = [&] {
     const std::lock_guard guard(_mutex);
     return work(reports);
   }();
@@ -120,7 +120,7 @@ HxAny UserDefaultsStore::objectForKey(const HxString& key) {
   const HxString name = builtInString(key);
   return locked([&](Reports& reports) {
     for (const HxDictionary& domain : searchedDomains(reports)) {
-      if (const HxAny value = domain.objectForKey(name)) return value;
+      if (HxAny value = domain.objectForKey(name)) return value;
     }
     return HxAny();
   });
@@ -236,7 +236,7 @@ HxString HxUserDefaults::stringForKey(const HxString& key) const {
 }
 
 HxArray HxUserDefaults::stringArrayForKey(const HxString& key) const {
-  const HxArray array = as<HxArray>(objectForKey(key));
+  HxArray array = as<HxArray>(objectForKey(key));
   for (const HxAny& element : array) {
     if (!as<HxString>(element)) return nullptr;
   }

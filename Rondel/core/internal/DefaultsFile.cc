@@ -11,6 +11,7 @@
 
 #include "Rondel/core/Data.h"
 #include "Rondel/core/PropertyList.h"
+#include "Rondel/core/internal/Descriptor.h"
 
 namespace rondel::internal {
 namespace {
@@ -25,19 +26,15 @@ class FolderLock {
  public:
   explicit FolderLock(const std::string& folder)
       : _file(open((folder + "/.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
-    for (int round = 0; _file >= 0 && round < kLockRounds; ++round) {
-      if (flock(_file, LOCK_EX | LOCK_NB) == 0 || (errno != EWOULDBLOCK && errno != EINTR)) return;
+    for (int round = 0; _file && round < kLockRounds; ++round) {
+      if (flock(_file.get(), LOCK_EX | LOCK_NB) == 0) return;
+      if (errno != EWOULDBLOCK && errno != EINTR) return;
       usleep(kLockRoundMicroseconds);
     }
   }
-  FolderLock(const FolderLock&) = delete;
-  FolderLock& operator=(const FolderLock&) = delete;
-  ~FolderLock() {
-    if (_file >= 0) close(_file);
-  }
 
  private:
-  const int _file;
+  const Descriptor _file;  // closing it gives the lock back
 };
 
 // With the folders on the way, for the user alone.
