@@ -37,11 +37,11 @@ FormatLetter formatLetter(HxUniChar letter) noexcept {
 template <class Unit>
 bool FormatParser<Unit>::next(Piece& piece) noexcept {
   if (_at == _end) return false;
-  piece = Piece();
   piece.text = _at;
+  piece.length = 0;
   if (peek() == u'%') {
     ++_at;
-    piece.conversion = conversion();
+    conversion(piece.conversion);
     if (piece.conversion.letter.family != FormatFamily::none) return true;
   } else {
     _at = findPercent(_at, _end);
@@ -58,19 +58,19 @@ bool FormatParser<Unit>::accept(char unit) noexcept {
 }
 
 template <class Unit>
-HxUInteger FormatParser<Unit>::number() noexcept {
-  HxUInteger value = 0;
+std::uint32_t FormatParser<Unit>::number() noexcept {
+  std::uint64_t value = 0;
   for (; isDigit(peek()); ++_at) {
-    value = std::min<HxUInteger>(value * 10 + (peek() - u'0'), kGreatestNumber);
+    value = std::min<std::uint64_t>(value * 10 + (peek() - u'0'), kGreatestNumber);
   }
-  return value;
+  return static_cast<std::uint32_t>(value);
 }
 
 // Digits with a dollar sign behind them; 0, and nothing read, when there are none.
 template <class Unit>
-HxUInteger FormatParser<Unit>::position() noexcept {
+std::uint32_t FormatParser<Unit>::position() noexcept {
   const Unit* const start = _at;
-  const HxUInteger value = number();
+  const std::uint32_t value = number();
   if (value > 0 && accept('$')) return value;
   _at = start;
   return 0;
@@ -121,21 +121,26 @@ FormatLetter FormatParser<Unit>::lengthAndLetter(FormatConversion& conversion) n
 }
 
 template <class Unit>
-FormatConversion FormatParser<Unit>::conversion() noexcept {
-  FormatConversion conversion;
-  conversion.position = position();
-  flags(conversion);
-  conversion.width = count();
-  if (accept('.')) {
-    conversion.precision = count();
-    // A dot alone is a precision of 0.
-    if (conversion.precision.source == FormatCount::Source::absent) {
-      conversion.precision.source = FormatCount::Source::number;
-    }
+void FormatParser<Unit>::conversion(FormatConversion& conversion) noexcept {
+  conversion = FormatConversion();
+  conversion.letter = formatLetter(peek());
+  if (conversion.letter.family == FormatFamily::none) {  // mostly the letter comes at once
+    conversion.position = position();
+    flags(conversion);
+    conversion.width = count();
+    if (accept('.')) precision(conversion);
+    conversion.letter = lengthAndLetter(conversion);
   }
-  conversion.letter = lengthAndLetter(conversion);
   if (conversion.letter.family != FormatFamily::none) ++_at;
-  return conversion;
+}
+
+// A dot alone is a precision of 0.
+template <class Unit>
+void FormatParser<Unit>::precision(FormatConversion& conversion) noexcept {
+  conversion.precision = count();
+  if (conversion.precision.source == FormatCount::Source::absent) {
+    conversion.precision.source = FormatCount::Source::number;
+  }
 }
 
 template class FormatParser<char>;

@@ -62,12 +62,12 @@ FormatLetter formatLetter(HxUniChar letter) noexcept;
 struct FormatCount {
   enum class Source : std::uint8_t { absent, number, argument };
   Source source = Source::absent;
-  HxUInteger value = 0;  // the number; or the argument's position from 1 on, 0 for the next one
+  std::uint32_t value = 0;  // the number; or the argument's position from 1 on, 0 for the next one
 };
 
 struct FormatConversion {
   FormatLetter letter;
-  HxUInteger position = 0;  // of the argument, from 1 on; 0 for the next one
+  std::uint32_t position = 0;  // of the argument, from 1 on; 0 for the next one
   FormatCount width;
   FormatCount precision;
   bool isLeft = false;
@@ -96,20 +96,21 @@ class FormatParser {
 
  private:
   // Numbers in a format stop to grow here, far above every limit that applies to them.
-  static constexpr HxUInteger kGreatestNumber = 0x7FFFFFFF;
+  static constexpr std::uint32_t kGreatestNumber = 0x7FFFFFFF;
 
   HxUniChar peek() const noexcept {
     return _at == _end ? u'\0'
                        : static_cast<HxUniChar>(static_cast<std::make_unsigned_t<Unit>>(*_at));
   }
   bool accept(char unit) noexcept;
-  HxUInteger number() noexcept;
-  HxUInteger position() noexcept;
+  std::uint32_t number() noexcept;
+  std::uint32_t position() noexcept;
   void flags(FormatConversion& conversion) noexcept;
   FormatCount count() noexcept;
+  void precision(FormatConversion& conversion) noexcept;
   FormatLetter lengthAndLetter(FormatConversion& conversion) noexcept;
   // Reads what stands behind a percent sign, the letter included if there is one.
-  FormatConversion conversion() noexcept;
+  void conversion(FormatConversion& conversion) noexcept;
 
   const Unit* _at;
   const Unit* const _end;

@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <system_error>
 
 #include "Rondel/core/internal/Characters.h"
 #include "Rondel/core/internal/Transcode.h"
@@ -64,6 +66,7 @@ class Formatter {
   void putInteger(const Field& field, const HxArgument& argument, const FormatConversion& how);
   void putUnsigned(const Field& field, std::uint64_t bits, FormatLetter letter);
   void putReal(const Field& field, double value, char letter);
+  void printReal(const Field& field, double value, char letter);
   void putCharacter(const Field& field, const HxArgument* argument, HxUniChar mask);
   void putText(const Field& field, const HxArgument* argument);
   void putPointer(const Field& field, const HxArgument* argument);
@@ -72,6 +75,7 @@ class Formatter {
   void putNumber(const Field& field, const char* prefix, const char* digits, HxUInteger count);
   void putRun(const Field& field, FormatRun run);
   void putObject(const Field& field, const HxObject* object);
+  void putString(const Field& field, const HxStringObject* string);
   void putCString(const Field& field, const char* text);
 
   FormatSink& _sink;
@@ -157,6 +161,16 @@ void Formatter::convert(const FormatConversion& conversion) {
 
 // ---- Numbers ------------------------------------------------------------------------------------
 
+void raiseCase(char* first, const char* last) {
+  for (; first < last; ++first) {
+    if (*first >= 'a' && *first <= 'z') *first = static_cast<char>(*first - 'a' + 'A');
+  }
+}
+
+const char* signOf(const Field& field, bool isNegative) {
+  return isNegative ? "-" : field.hasPlus ? "+" : field.hasBlank ? " " : "";
+}
+
 // A length cuts the value first, as the conversion to a shorter type does in C.
 template <class Short, class Long>
 std::uint64_t cutTo(Long value) {
@@ -178,17 +192,14 @@ void Formatter::putInteger(const Field& field, const HxArgument& argument,
   const bool isNegative = isSigned && static_cast<std::int64_t>(bits) < 0;
   char digits[20];
   const auto end = std::to_chars(digits, std::end(digits), isNegative ? 0 - bits : bits).ptr;
-  const char* const sign = isNegative ? "-" : field.hasPlus ? "+" : field.hasBlank ? " " : "";
-  putNumber(field, sign, digits, static_cast<HxUInteger>(end - digits));
+  putNumber(field, signOf(field, isNegative), digits, static_cast<HxUInteger>(end - digits));
 }
 
 void Formatter::putUnsigned(const Field& field, std::uint64_t bits, FormatLetter letter) {
   char buffer[24] = {'0'};
   char* const digits = buffer + 1;
   char* const end = std::to_chars(digits, std::end(buffer), bits, letter.base).ptr;
-  if (letter.letter == 'X') {
-    for (char* p = digits; p < end; ++p) *p = *p >= 'a' ? static_cast<char>(*p - 'a' + 'A') : *p;
-  }
+  if (letter.letter == 'X') raiseCase(digits, end);
   const auto count = static_cast<HxUInteger>(end - digits);
   const bool isAlternate = field.isAlternate && (bits != 0 || field.precision == 0);
   if (letter.base == 8 && isAlternate) {
@@ -227,7 +238,39 @@ void Formatter::putNumber(const Field& field, const char* prefix, const char* di
   if (field.isLeft) _sink.fill(' ', blanks);
 }
 
+std::chars_format formatOf(char lowerLetter) {
+  switch (lowerLetter) {
+    case 'e':
+      return std::chars_format::scientific;
+    case 'f':
+      return std::chars_format::fixed;
+    default:
+      return std::chars_format::general;
+  }
+}
+
+// The standard's own conversion knows neither the flag # nor the 0x of %a, and here it has a buffer
+// that is too short for the longest numbers: those go to the C library.
 void Formatter::putReal(const Field& field, double value, char letter) {
+  const bool isUpper = letter >= 'A' && letter <= 'Z';
+  const char lower = isUpper ? static_cast<char>(letter - 'A' + 'a') : letter;
+  if (field.isAlternate || lower == 'a') return printReal(field, value, letter);
+  char digits[128];
+  const auto precision = field.precision == kNoPrecision
+                             ? 6
+                             : static_cast<int>(std::min(field.precision, kGreatestFormatWidth));
+  const auto [end, error] =
+      std::to_chars(digits, std::end(digits), std::fabs(value), formatOf(lower), precision);
+  if (error != std::errc()) return printReal(field, value, letter);
+  if (isUpper) raiseCase(digits, end);
+  Field plain = field;
+  plain.precision = kNoPrecision;
+  plain.hasZero = field.hasZero && std::isfinite(value);
+  putNumber(plain, signOf(field, std::signbit(value)), digits,
+            static_cast<HxUInteger>(end - digits));
+}
+
+void Formatter::printReal(const Field& field, double value, char letter) {
   char how[12];
   char* end = how;
   *end++ = '%';
@@ -273,8 +316,15 @@ void Formatter::putRun(const Field& field, FormatRun run) {
 
 void Formatter::putObject(const Field& field, const HxObject* object) {
   if (!object) return putRun(field, {"(null)", nullptr, 6});
-  const HxString text = object->description();
-  const Characters characters(text);
+  if (object->typeID() != HcStringGetTypeID()) {
+    const HxString text = object->description();
+    return putString(field, static_cast<const HxStringObject*>(text.object()));
+  }
+  putString(field, static_cast<const HxStringObject*>(object));
+}
+
+void Formatter::putString(const Field& field, const HxStringObject* string) {
+  const Characters characters(string);
   putRun(field, {characters.narrow(), characters.wide(), characters.length()});
 }
 
