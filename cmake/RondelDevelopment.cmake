@@ -38,6 +38,17 @@ if(RONDEL_BUILD_TESTS)
       ENVIRONMENT "GTEST_TOTAL_SHARDS=${test_parts};GTEST_SHARD_INDEX=${part}" TIMEOUT 900)
   endforeach()
   add_test(NAME layers COMMAND ${PROJECT_SOURCE_DIR}/scripts/check_layers.py)
+
+  # tools/gdb: the printers look at a program whose tables are compiled with all debug information.
+  find_program(RONDEL_GDB gdb)
+  if(RONDEL_GDB AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+    rondel_add_program(gdb_subject tools/gdb/subject.cc Rondel/core/Dictionary.cc Rondel/core/Set.cc)
+    target_compile_options(gdb_subject PRIVATE -g -O0)
+    target_link_libraries(gdb_subject PRIVATE rondel_static ${RONDEL_DEPENDENCY_TARGETS})
+    add_test(NAME gdb_printers
+             COMMAND ${PROJECT_SOURCE_DIR}/tools/gdb/test_printers.py ${RONDEL_GDB} $<TARGET_FILE:gdb_subject>)
+    set_tests_properties(gdb_printers PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 120)
+  endif()
 endif()
 
 # examples/NAME/*.cc: the program NAME. examples/NAME/test gets the program's path and tests it.
