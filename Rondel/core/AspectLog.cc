@@ -1,0 +1,299 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/core/AspectLog.h"
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <utility>
+
+#include "Rondel/core/Array.h"
+#include "Rondel/core/Bundle.h"
+#include "Rondel/core/Check.h"
+#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/Log.h"
+#include "Rondel/core/Number.h"
+#include "Rondel/core/UserDefaults.h"
+#include "Rondel/core/internal/AspectLogState.h"
+#include "Rondel/core/internal/AspectMap.h"
+
+namespace rondel {
+
+constinit internal::LogFlag _MoLogSomeLoggingIsEnabled(true);
+
+namespace {
+
+constexpr HxString kLevelSuffix = "LogLevel"_hx;
+constexpr HxString kIndentationUnit = "|  "_hx;
+
+// The log lock. The routines nest: whoever holds it may take it again.
+constinit std::recursive_mutex logLock;
+using LogLockGuard = std::lock_guard<std::recursive_mutex>;
+
+constinit internal::AspectMap aspectMap;
+// Set when the defaults have been read. Looked at without the lock.
+constinit std::atomic<bool> aspectMapExists{false};
+
+// ---- Levels of aspects --------------------------------------------------------------------------
+
+// Counts the changes of levels.
+constinit std::atomic<std::uint64_t> epoch{0};
+
+// The lock is held. The order matters to LogSite::ask.
+void storeLevel(const HxString& aspect, HxUInteger level) {
+  aspectMap.setLevel(aspect, level);
+  if (level != 0) _MoLogSomeLoggingIsEnabled.set(true);
+  ++epoch;
+  internal::LogSite::forgetAll();
+}
+
+void checkAndStoreLevel(const HxString& aspect, HxUInteger level) {
+  MO_FUNCTION("void MoSetLogDetailLevelForAspect(HxString *, HxUInteger)");
+  MoCheckNonEmptyString(aspect);
+  const LogLockGuard guard(logLock);
+  storeLevel(aspect, level);
+}
+
+HxUInteger levelFrom(const HxAny& value) {
+  const HxInteger level = HxNumber::canHold(value.object()) ? as<HxNumber>(value).integerValue()
+                                                            : as<HxString>(value).integerValue();
+  return static_cast<HxUInteger>(level);
+}
+
+// The lock is held.
+void takeLevelsFrom(const HxDictionary& defaults) {
+  for (const auto& [key, value] : defaults) {
+    const HxString name = as<HxString>(key);
+    if (!name.hasSuffix(kLevelSuffix)) continue;
+    checkAndStoreLevel(name.substringToIndex(name.length() - kLevelSuffix.length()),
+                       levelFrom(value));
+  }
+}
+
+// The defaults are asked ahead of the lock, since they may log.
+void buildAspectMap() {
+  const HxDictionary defaults = HxUserDefaults::standardUserDefaults()->dictionaryRepresentation();
+  const LogLockGuard guard(logLock);
+  if (aspectMapExists.load(std::memory_order_relaxed)) return;
+  struct Publish {
+    ~Publish() { aspectMapExists.store(true, std::memory_order_release); }
+  } const publish;  // also when a failure sink raises
+  _MoLogSomeLoggingIsEnabled.set(false);
+  takeLevelsFrom(defaults);
+}
+
+// Reads the levels from the defaults, once. What this thread asks meanwhile sees the levels that
+// are there so far.
+void ensureAspectMap() {
+  thread_local bool isBuilding = false;
+  if (aspectMapExists.load(std::memory_order_acquire) || isBuilding) return;
+  struct Building {
+    Building() noexcept { isBuilding = true; }
+    ~Building() { isBuilding = false; }
+  } const building;
+  buildAspectMap();
+}
+
+}  // namespace
+
+HxUInteger MoGetLogDetailLevelForAspect(const HxString& aspect) {
+  MO_FUNCTION("HxUInteger MoGetLogDetailLevelForAspect(HxString *)");
+  MoCheckNonEmptyString(aspect);
+  ensureAspectMap();
+  return aspectMap.levelOf(aspect);
+}
+
+void MoSetLogDetailLevelForAspect(const HxString& aspect, HxUInteger level) {
+  ensureAspectMap();
+  checkAndStoreLevel(aspect, level);
+}
+
+bool internal::isLogged(const HxString& aspect, HxUInteger level) {
+  return MoGetLogDetailLevelForAspect(aspect) >= level;
+}
+
+// ---- Call sites ---------------------------------------------------------------------------------
+
+namespace {
+constinit std::mutex siteLock;                     // held for moments, with no other lock inside
+constinit internal::LogSite* firstSite = nullptr;  // of the list of registered sites
+}  // namespace
+
+internal::LogSite::Registration::Registration(LogSite& site) : _site(site) {
+  const std::lock_guard<std::mutex> guard(siteLock);
+  site._next = firstSite;
+  if (firstSite) firstSite->_previous = &site;
+  firstSite = &site;
+}
+
+internal::LogSite::Registration::~Registration() {
+  const std::lock_guard<std::mutex> guard(siteLock);
+  (_site._previous ? _site._previous->_next : firstSite) = _site._next;
+  if (_site._next) _site._next->_previous = _site._previous;
+  _site.remember(kUnknown);
+}
+
+void internal::LogSite::forgetAll() {
+  const std::lock_guard<std::mutex> guard(siteLock);
+  for (LogSite* site = firstSite; site; site = site->_next) site->remember(kUnknown);
+}
+
+// A level that is set meanwhile must not leave an old one behind. Whoever sets one counts the epoch
+// first and has the sites forget then; so either that comes behind the store here, or the epoch
+// that is read behind the store is a new one.
+bool internal::LogSite::ask(const HxString& aspect, HxUInteger level) {
+  const bool isAnyEnabled = _MoLogSomeLoggingIsEnabled;
+  ensureAspectMap();
+  const std::uint64_t epochBefore = epoch;
+  const HxUInteger current = MoGetLogDetailLevelForAspect(aspect);
+  if (current < kUnknown - 1U) remember(static_cast<std::uint8_t>(current));
+  if (epoch != epochBefore) remember(kUnknown);
+  return isAnyEnabled && current >= level;
+}
+
+// ---- Indentation --------------------------------------------------------------------------------
+
+namespace {
+
+constinit std::atomic<HxUInteger> indentLevel{0};
+
+// Deeper texts are made anew each time; the table would take the square of the level in memory.
+constexpr HxUInteger kKeptIndentations = 1024;
+// A level that is beyond all sense, such as one below 0, is shown as this one.
+constexpr HxUInteger kDeepestIndentation = 65536;
+
+// Element i is the text for level i. The lock is held.
+HxMutableArray& indentationTable() {
+  static HxMutableArray& table = *new HxMutableArray;  // never destroyed
+  if (!table) {
+    table = HxMutableArray::array();
+    for (const HxString& text : {""_hx, "|  "_hx, "|  |  "_hx, "|  |  |  "_hx}) {
+      table.addObject(text);
+    }
+  }
+  return table;
+}
+
+HxString indentationText(HxUInteger level) {
+  const LogLockGuard guard(logLock);
+  HxMutableArray& table = indentationTable();
+  while (table.count() <= std::min(level, kKeptIndentations - 1)) {
+    table.addObject(as<HxString>(table.lastObject()).stringByAppendingString(kIndentationUnit));
+  }
+  if (level < table.count()) return table.objectAtIndex<HxString>(level).copy();
+  HxMutableString text = HxMutableString::stringWithString(as<HxString>(table.lastObject()));
+  for (HxUInteger at = table.count() - 1; at < std::min(level, kDeepestIndentation); ++at) {
+    text.appendString(kIndentationUnit);
+  }
+  return text.copy();
+}
+
+}  // namespace
+
+HxUInteger MoGetLogIndentLevel() noexcept { return indentLevel.load(std::memory_order_relaxed); }
+
+void MoSetLogIndentLevel(HxUInteger level) noexcept {
+  indentLevel.store(level, std::memory_order_relaxed);
+}
+
+// ---- Messages -----------------------------------------------------------------------------------
+
+namespace {
+
+// A mutable string that is kept from one line to the next. Whoever composes a format takes it out
+// and puts it back; a second one meanwhile, on another thread or from a description that logs,
+// finds none and makes its own.
+class SpareString {
+ public:
+  constexpr SpareString() noexcept = default;
+
+  HxMutableString take() {
+    HxObject* const kept = _kept.exchange(nullptr, std::memory_order_acquire);
+    return kept ? HxMutableString(HxAny::Unchecked{}, HxAny::adopt(kept))
+                : HxMutableString::string();
+  }
+  void putBack(const HxMutableString& string) noexcept {
+    string.object()->retain();
+    HxObject* const other = _kept.exchange(string.object(), std::memory_order_acq_rel);
+    if (other) other->release();
+  }
+
+ private:
+  std::atomic<HxObject*> _kept{nullptr};
+};
+
+constinit SpareString indentedFormat;        // of MoLogv
+constinit SpareString lockedIndentedFormat;  // of _MoLogv
+
+// The indentation is part of the format.
+void write(SpareString& spare, const HxString& format, HxArguments arguments) {
+  const HxUInteger level = MoGetLogIndentLevel();
+  if (level == 0 || !format) return HxLogv(format, arguments);
+  HxMutableString indented = spare.take();
+  indented.setString(indentationText(level));
+  indented.appendString(format);
+  HxLogv(indented, arguments);
+  spare.putBack(indented);
+}
+
+}  // namespace
+
+void MoLogv(const HxString& aspect, HxUInteger level, const HxString& format,
+            HxArguments arguments) {
+  if (internal::isLogged(aspect, level)) write(indentedFormat, format, arguments);
+}
+
+void _MoLogv(const HxString& format, HxArguments arguments) {
+  const LogLockGuard guard(logLock);
+  write(lockedIndentedFormat, format, arguments);
+}
+
+void internal::logIndent(const HxString& format, HxArguments arguments) {
+  if (format) _MoLogv(format, arguments);
+  indentLevel.fetch_add(1, std::memory_order_relaxed);
+}
+
+void internal::logOutdent(const HxString& format, HxArguments arguments) {
+  HxUInteger level = MoGetLogIndentLevel();
+  while (level > 0 && !indentLevel.compare_exchange_weak(level, level - 1)) {
+  }
+  if (format) _MoLogv(format, arguments);
+}
+
+// ---- For tests ----------------------------------------------------------------------------------
+
+void internal::resetAspectLog() {
+  const LogLockGuard guard(logLock);
+  aspectMap.clear();
+  aspectMapExists.store(false);
+  _MoLogSomeLoggingIsEnabled.set(true);
+  ++epoch;
+  LogSite::forgetAll();
+  MoSetLogIndentLevel(0);
+  indentationTable() = nullptr;
+}
+
+HxUInteger internal::indentationTableCount() {
+  const LogLockGuard guard(logLock);
+  return indentationTable().count();
+}
+
+// ---- Localised strings --------------------------------------------------------------------------
+
+namespace {
+constinit internal::LogFlag checksLocalizedStrings(false);
+constexpr HxString kMissing = "**>>Funky!Stuff!NonLocalizedString<<**"_hx;
+}  // namespace
+
+void ZevMoSetCheckingOfLocalizedStrings(int flag) noexcept {
+  checksLocalizedStrings.set(static_cast<std::uint8_t>(flag) != 0);
+}
+
+HxString ZevMoCheckLocalizedStringInBundle(const HxBundle& bundle, const HxString& key,
+                                           const HxString& value, const HxString& table) {
+  if (!checksLocalizedStrings) return bundle.localizedStringForKey(key, value, table);
+  HxString text = bundle.localizedStringForKey(key, kMissing, table);
+  if (text.isEqualToString(kMissing)) text = (value.isEmpty() ? key : value).uppercaseString();
+  return text ? HxString::stringWithFormat("!%@"_hx, text) : HxString();
+}
+
+}  // namespace rondel

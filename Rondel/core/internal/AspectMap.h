@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+//
+// The levels of aspects by name. One thread at a time changes it, any number read it meanwhile and
+// take no lock.
+//
+// Entries are never removed: a change of level is a store into the entry, a new aspect is one more.
+// So all that a reader may still look at when the table grows is the old table itself, and those
+// are kept; together they are smaller than the one in use. What is kept is bounded by the number of
+// different aspects and not by the number of changes.
+#pragma once
+
+#include <atomic>
+
+#include "Rondel/core/String.h"
+
+namespace rondel::internal {
+
+class AspectMap {
+ public:
+  constexpr AspectMap() noexcept = default;
+  AspectMap(const AspectMap&) = delete;
+  AspectMap& operator=(const AspectMap&) = delete;
+
+  // 0 when it was not set, and for nil.
+  HxUInteger levelOf(const HxString& aspect) const;
+  // Nothing for nil. The caller sees to it that one thread at a time is here.
+  void setLevel(const HxString& aspect, HxUInteger level);
+  // Forgets everything; nobody may be reading.
+  void clear() noexcept;
+
+ private:
+  struct Entry;
+  struct Table;
+
+  static Entry* find(const Table* table, const HxString& aspect);
+  // Puts an entry into the first free place.
+  static void insert(Table& table, Entry* entry) noexcept;
+  Table& tableWithRoom();
+
+  std::atomic<Table*> _table{nullptr};
+  HxUInteger _count = 0;
+};
+
+}  // namespace rondel::internal
