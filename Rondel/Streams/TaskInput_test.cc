@@ -1,0 +1,193 @@
+// SPDX-License-Identifier: MIT
+//
+// What is written to a child: at once, in the background, and by itself.
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "Rondel/Streams/Task.h"
+#include "Rondel/core/Exception.h"
+#include "Rondel/host/FileHandle.h"
+#include "Rondel/testing/TaskRecorder.h"
+
+namespace rondel {
+namespace {
+
+using test::dataOf;
+using test::runFor;
+using test::runToEnd;
+using test::runUntil;
+using test::shellTask;
+using test::TaskRecorder;
+using Events = std::vector<std::string>;
+
+TEST(TaskInput, IsWrittenAtOnce) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("cat", recorder);
+  task->startTask();
+  task->sendDataToTask(dataOf("one "));
+  task->sendStringAsCStringToTask("two"_hx);
+  task->taskStandardInput()->closeFile();
+  ASSERT_TRUE(runUntil([&] { return recorder.isOver(); }));
+  EXPECT_EQ(recorder.output, "one two");
+}
+
+TEST(TaskInput, StringsAreSentAsFileSystemRepresentation) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("cat", recorder);
+  task->startTask();
+  task->sendStringAsCStringToTask("\u00E4"_hx);  // one character, sent decomposed
+  task->taskStandardInput()->closeFile();
+  ASSERT_TRUE(runUntil([&] { return recorder.isOver(); }));
+  EXPECT_EQ(recorder.output, "a\xCC\x88");
+}
+
+TEST(TaskInput, AutomaticDataIsSentAndTheInputClosed) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("cat", recorder);
+  task->setTaskAutomaticStandardInData(dataOf("automatic"));
+  ASSERT_TRUE(runToEnd(*task, recorder));
+  EXPECT_EQ(recorder.output, "automatic");
+}
+
+TEST(TaskInput, AutomaticDataWithABackgroundWriterMayBeOvertakenButNothingHangs) {
+  for (int i = 0; i < 20; ++i) {
+    TaskRecorder recorder;
+    const Ref<ZevMoTask> task = shellTask("cat", recorder);
+    task->performWritesInBackground();
+    task->setTaskAutomaticStandardInData(dataOf("automatic"));
+    ASSERT_TRUE(runToEnd(*task, recorder));
+    EXPECT_TRUE(recorder.output.empty() || recorder.output == "automatic");
+    EXPECT_EQ(recorder.events.back(), "stop 0");
+  }
+}
+
+TEST(TaskInput, ToAStoppedChildIsDropped) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("exit 0", recorder);
+  ASSERT_TRUE(runToEnd(*task, recorder));
+  task->sendDataToTask(dataOf("x"));
+  task->sendStringAsCStringToTask("x"_hx);
+  EXPECT_EQ(recorder.events.back(), "stop 0");
+}
+
+TEST(TaskInput, ARefusedForegroundWriteRaises) {
+  const auto former = std::signal(SIGPIPE, SIG_IGN);
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("exec 0<&-; echo closed; exec sleep 60", recorder);
+  task->startTask();
+  ASSERT_TRUE(runUntil([&] { return recorder.output == "closed\n"; }));
+  EXPECT_THROW(task->sendDataToTask(dataOf("x")), HxException);
+  EXPECT_TRUE(task->isRunning());  // nothing has changed
+  task->stopTask();
+  EXPECT_TRUE(runUntil([&] { return recorder.isOver(); }));
+  std::signal(SIGPIPE, former);
+}
+
+// ---- In the background ------------------------------------------------------------------------
+
+TEST(TaskInput, BackgroundWritesArriveInOrderAndTheInputIsClosedBehindThem) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("cat", recorder);
+  task->performWritesInBackground();
+  task->performWritesInBackground();  // does nothing
+  task->startTask();
+  std::string sent;
+  for (int i = 0; i < 1000; ++i) {
+    const std::string chunk = std::to_string(i) + " ";
+    sent += chunk;
+    task->sendDataToTask(dataOf(chunk));
+  }
+  task->closeInputAfterWrites();
+  ASSERT_TRUE(runUntil([&] { return recorder.isOver(); }));
+  EXPECT_EQ(recorder.output, sent);
+  EXPECT_EQ(recorder.events.back(), "stop 0");
+}
+
+TEST(TaskInput, BothPipesFullDoNotBlockEachOther) {
+  constexpr std::size_t kBytes = 32U << 20U;
+  TaskRecorder recorder;
+  std::size_t seen = 0;
+  recorder.onOutput = [&](ZevMoTask*) {
+    seen += recorder.output.size();
+    recorder.output.clear();
+  };
+  const Ref<ZevMoTask> task = shellTask("cat", recorder);
+  task->performWritesInBackground();
+  task->startTask();
+  const HxData chunk = dataOf(std::string(1U << 20U, 'x'));
+  for (std::size_t sent = 0; sent < kBytes; sent += chunk.length()) task->sendDataToTask(chunk);
+  task->closeInputAfterWrites();
+  ASSERT_TRUE(runUntil([&] { return recorder.isOver(); }));
+  EXPECT_EQ(seen, kBytes);
+}
+
+TEST(TaskInput, AChildThatNeverReadsDoesNotBlockTheRunLoop) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("exec sleep 60", recorder);
+  task->performWritesInBackground();
+  task->startTask();
+  task->sendDataToTask(dataOf(std::string(4U << 20U, 'x')));
+  runFor(0.1);
+  EXPECT_EQ(recorder.events, (Events{"start"}));
+  task->stopTask();
+  ASSERT_TRUE(runUntil([&] { return recorder.isOver(); }));
+  EXPECT_EQ(recorder.events.back(), "stop 1");
+  EXPECT_TRUE(task->taskStandardInput().isNil());  // its write was refused
+}
+
+TEST(TaskInput, AChildThatDiesLetsTheQueueDrainToNowhere) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("head -c 10 | wc -c", recorder);
+  task->performWritesInBackground();
+  task->startTask();
+  for (int i = 0; i < 50; ++i) task->sendDataToTask(dataOf(std::string(100000, 'x')));
+  ASSERT_TRUE(runUntil([&] { return recorder.isOver(); }));
+  EXPECT_EQ(std::stoi(recorder.output), 10);
+  EXPECT_EQ(recorder.events.back(), "stop 0");
+}
+
+TEST(TaskInput, AnEndMarkOfTheCallersEndsTheWriterAndDoesNotHangTheExit) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("sleep 0.1", recorder);
+  task->performWritesInBackground();
+  task->startTask();
+  task->sendDataToTask(dataOf(""));
+  task->sendDataToTask(dataOf("behind the mark: never written"));
+  ASSERT_TRUE(runUntil([&] { return recorder.isOver(); }));
+  EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
+}
+
+TEST(TaskInput, ATaskWithAWriterMayBeDroppedInAnyState) {
+  { ZevMoTask::init()->performWritesInBackground(); }  // idle
+  {
+    TaskRecorder recorder;
+    const Ref<ZevMoTask> task = ZevMoTask::init();  // failed
+    task->setDelegate(&recorder);
+    task->performWritesInBackground();
+    task->startTask();
+  }
+  TaskRecorder recorder;
+  {
+    const Ref<ZevMoTask> task = shellTask("exec sleep 0.3", recorder);  // a write in progress
+    task->performWritesInBackground();
+    task->startTask();
+    task->sendDataToTask(dataOf(std::string(1U << 20U, 'x')));
+    runFor(0.05);
+  }
+  EXPECT_EQ(recorder.events, (Events{"start"}));
+  runFor(0.4);
+}
+
+TEST(TaskInput, AfterCleanupNoSecondWriterIsStarted) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("exit 0", recorder);
+  task->performWritesInBackground();
+  ASSERT_TRUE(runToEnd(*task, recorder));
+  task->cleanupAfterTask();
+  task->performWritesInBackground();
+  EXPECT_TRUE(task->taskPath().isNil());
+}
+
+}  // namespace
+}  // namespace rondel

@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: MIT
+#include "BuildLog.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <string>
+
+#include "Rondel/Streams/LineBufferFilter.h"
+#include "Rondel/Streams/UTF8Filters.h"
+#include "Rondel/core/CharacterSet.h"
+#include "Rondel/core/ProcessInfo.h"
+#include "Rondel/host/FileHandle.h"
+#include "Rondel/host/Pipe.h"
+#include "Rondel/host/Process.h"
+#include "Rondel/host/RunLoop.h"
+
+using namespace rondel;
+
+namespace {
+
+double monotonicSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+// Where the handler of SIGINT tells of it; the run loop reads the other end.
+int interruptDescriptor = -1;
+void tellOfInterrupt(int) {
+  const char byte = 'i';
+  [[maybe_unused]] const auto written = write(interruptDescriptor, &byte, 1);
+}
+
+// The program as a shell would find it: a name without a slash along PATH.
+HxString findProgram(const HxString& name) {
+  if (name.rangeOfString("/"_hx).length > 0) return name;
+  const HxString path =
+      HxProcessInfo::processInfo().environment().objectForKey<HxString>("PATH"_hx);
+  for (const HxAny& folder : path.componentsSeparatedByString(":"_hx)) {
+    const HxString candidate = as<HxString>(folder).stringByAppendingPathComponent(name);
+    struct stat status {};
+    const HxCString bytes = candidate.UTF8String();
+    if (!bytes.isNull() && stat(bytes, &status) == 0 && S_ISREG(status.st_mode) &&
+        access(bytes, X_OK) == 0) {
+      return candidate;
+    }
+  }
+  return name;
+}
+
+HxString withoutTerminator(const HxString& line) {
+  HxUInteger end = line.length();
+  line.getLineStart(nullptr, nullptr, &end, {0, 0});
+  return line.substringToIndex(end);
+}
+
+void print(std::FILE* file, const HxString& text) {
+  const std::string_view ascii = text.asciiView();
+  if (ascii.data()) {
+    std::fwrite(ascii.data(), 1, ascii.size(), file);
+  } else {
+    const std::string bytes = text.toStdString();
+    std::fwrite(bytes.data(), 1, bytes.size(), file);
+  }
+}
+
+}  // namespace
+
+BuildLog::BuildLog(const Options& options) : _options(options) {}
+
+int BuildLog::run() {
+  if (!prepare()) return kCannotRun;
+  watchInterrupts();
+  Ref<HxTimer> statusTimer;
+  if (isatty(STDOUT_FILENO)) {
+    statusTimer =
+        HxTimer::scheduledTimerWithTimeInterval<&BuildLog::showStatus>(0.1, this, nullptr, true);
+  }
+  _start = monotonicSeconds();
+  _task->startTask();
+  if (!_hasFailed) sendInput();
+  while (!_hasFailed && !_isOver) {
+    HxRunLoop::currentRunLoop()->runMode(HxDefaultRunLoopMode, HxDate::distantFuture());
+    std::fflush(stdout);
+  }
+  if (statusTimer) statusTimer->invalidate();
+  HxNotificationCenter::defaultCenter()->removeObserver(this);
+  if (_hasFailed) return kCannotRun;
+  hideStatus();
+  const int status = exitStatus();
+  printSummary(status);
+  _task->setDelegate(nullptr);
+  return status;
+}
+
+bool BuildLog::prepare() {
+  if (_options.inputPath) {
+    _input = HxData::initWithContentsOfFile(_options.inputPath);
+    if (!_input) {
+      taskFailureMessage(nullptr,
+                         HxString::stringWithFormat("cannot read %@"_hx, _options.inputPath));
+      return false;
+    }
+    _task->performWritesInBackground();
+  } else {
+    const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    _task->setTaskStdInputFileHandle(HxFileHandle::initWithFileDescriptor(null, true));
+  }
+  const Ref<ZevMoUTF8DecoderFilter> decoder = ZevMoUTF8DecoderFilter::init();
+  const Ref<ZevMoLineBufferFilter> lines = ZevMoLineBufferFilter::init();
+  lines->setLineStreamConsumer(this);
+  decoder->setCharacterStreamConsumer(lines);
+  _task->byteStream()->setByteStreamConsumer(decoder);
+  _task->setDelegate(this);
+  _task->setTaskPath(findProgram(_options.command.objectAtIndex<HxString>(0)));
+  _task->setTaskArguments(_options.command.subarrayWithRange({1, _options.command.count() - 1}));
+  _task->setTaskCurrentDirectory(_options.directory);
+  return true;
+}
+
+void BuildLog::sendInput() {
+  if (!_input) return;
+  if (!_input.isEmpty()) _task->sendDataToTask(_input);
+  _task->closeInputAfterWrites();
+}
+
+// ---- Ctrl-C -------------------------------------------------------------------------------------
+
+void BuildLog::watchInterrupts() {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) return;
+  interruptDescriptor = ends[1];
+  _interrupts = HxFileHandle::initWithFileDescriptor(ends[0], true);
+  HxNotificationCenter::defaultCenter()->addObserver<&BuildLog::interrupted>(
+      this, HxFileHandleReadCompletionNotification, _interrupts);
+  _interrupts->readInBackgroundAndNotify();
+  struct sigaction action {};
+  action.sa_handler = tellOfInterrupt;
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGINT, &action, nullptr);
+}
+
+// The first one asks the command to stop what it does, the second one to end.
+void BuildLog::interrupted(const HxNotification&) {
+  if (++_interruptCount == 1) {
+    _task->interruptTask();
+  } else {
+    _task->stopTask();
+  }
+  _interrupts->readInBackgroundAndNotify();
+}
+
+// ---- What is shown ------------------------------------------------------------------------------
+
+double BuildLog::secondsSinceStart() const { return monotonicSeconds() - _start; }
+
+void BuildLog::streamProcessLine(ZevMoStream*, const HxString& line) {
+  ++_lines;
+  if (line.rangeOfString("warning:"_hx, HxLiteralSearch).length > 0) ++_warnings;
+  if (line.rangeOfString("error:"_hx, HxLiteralSearch).length > 0) ++_errors;
+  if (_options.isQuiet) return;
+  hideStatus();
+  std::printf("%4lu  %.3fs  ", _lines, secondsSinceStart());
+  print(stdout, withoutTerminator(line));
+  std::putchar('\n');
+}
+
+void BuildLog::showStatus(HxTimer&) {
+  std::printf("\r\033[K%lu lines, %lu warnings, %lu errors, %.1fs", _lines, _warnings, _errors,
+              secondsSinceStart());
+  std::fflush(stdout);
+  _isStatusShown = true;
+}
+
+void BuildLog::hideStatus() {
+  if (_isStatusShown) std::fputs("\r\033[K", stdout);
+  _isStatusShown = false;
+}
+
+void BuildLog::taskFailureMessage(ZevMoTask*, const HxString& message) {
+  _hasFailed = true;
+  std::fputs("buildlog: ", stderr);
+  print(stderr, message);
+  std::fputc('\n', stderr);
+}
+
+int BuildLog::exitStatus() const {
+  const int status = _task->platformExitInformation();
+  if (status != -1 && WIFSIGNALED(status)) return 128 + WTERMSIG(status);
+  return _task->terminationStatus();
+}
+
+void BuildLog::printSummary(int status) const {
+  std::printf("buildlog: %lu lines, %lu warnings, %lu errors, status %d, %.2fs\n", _lines,
+              _warnings, _errors, status, secondsSinceStart());
+}

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+//
+// The command line of buildlog.
+#pragma once
+
+#include "Rondel/core/Array.h"
+#include "Rondel/core/String.h"
+
+struct Options {
+  rondel::HxArray command;     // the program and its arguments
+  rondel::HxString directory;  // nil for the present one
+  rondel::HxString inputPath;  // nil for no input
+  bool isQuiet = false;
+};
+
+// False, after one line on standard error, when the arguments are not as they should be.
+bool readOptions(int argc, char** argv, Options& options);

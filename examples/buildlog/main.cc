@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+//
+// buildlog: runs a command and shows its output line by line, numbered and timed.
+//
+//   buildlog [--quiet] [--directory DIR] [--input FILE] (--command "ONE STRING" | -- COMMAND
+//   [ARG...])
+//
+// It exits with the command's status, 128 plus the signal's number when it was killed, 127 when it
+// could not be started, and 64 when its own arguments are wrong.
+#include "BuildLog.h"
+
+int main(int argc, char** argv) {
+  constexpr int kUsageError = 64;  // EX_USAGE of sysexits.h
+  Options options;
+  if (!readOptions(argc, argv, options)) return kUsageError;
+  return rondel::makeRef<BuildLog>(options)->run();
+}
