@@ -86,6 +86,15 @@ constexpr HxMethod kObjectMethods[] = {
 
 }  // namespace
 
+// Flat strings are what is dropped most: there is nothing in them to destroy.
+void HxObject::destroy() const noexcept {
+  if (_bits & (kFlatNarrow | kFlatWide)) {
+    internal::FlatString::freeBlock(const_cast<HxObject*>(this));
+  } else {
+    delete this;
+  }
+}
+
 HxClass HxObject::classObject() noexcept {
   static constexpr HxClassInfo info{"HxObject", nullptr, nullptr, kObjectMethods,
                                     std::size(kObjectMethods)};

@@ -167,7 +167,7 @@ class RONDEL_EXPORT HxObject {
     if (!(_bits & kImmortal)) _count.increment();
   }
   constexpr void release() const noexcept {
-    if (!(_bits & kImmortal) && _count.decrement() == 0) delete this;
+    if (!(_bits & kImmortal) && _count.decrement() == 0) destroy();
   }
   // Takes a reference unless the last one is already gone and the object about to be destroyed:
   // what turns a plain pointer into a reference, while something keeps the destructor from ending.
@@ -195,6 +195,7 @@ class RONDEL_EXPORT HxObject {
   constexpr std::uint32_t bits() const noexcept { return _bits; }
 
  private:
+  void destroy() const noexcept;
   friend class HxAny;
   mutable internal::AtomicWord _count{1};  // the maker's reference, which it adopts
   const std::uint32_t _bits;

@@ -14,6 +14,7 @@
 #include "Rondel/core/Number.h"
 #include "Rondel/core/internal/BufferString.h"
 #include "Rondel/core/internal/Characters.h"
+#include "Rondel/core/internal/MakeString.h"
 #include "Rondel/core/internal/RangeCheck.h"
 
 namespace rondel {
@@ -116,21 +117,31 @@ HxAny HxStringObject::mutableCopy() const {
 
 // ---- Flat strings -----------------------------------------------------------------------------
 
+namespace {
+
+void* allocate(std::size_t bytes) {
+  void* block = std::malloc(bytes);
+  if (!block) throw std::bad_alloc();
+  return block;
+}
+
+}  // namespace
+
 FlatString* FlatString::makeNarrow(HxUInteger length) {
-  void* block = ::operator new(sizeof(FlatString) + length + 1);
+  void* block = allocate(sizeof(FlatString) + length + 1);
   auto* string = new (block) FlatString(static_cast<std::uint32_t>(length), kFlatNarrow);
   string->narrow()[length] = '\0';
   return string;
 }
 
 FlatString* FlatString::makeWide(HxUInteger length) {
-  void* block = ::operator new(sizeof(FlatString) + (length + 1) * sizeof(HxUniChar));
+  void* block = allocate(sizeof(FlatString) + (length + 1) * sizeof(HxUniChar));
   auto* string = new (block) FlatString(static_cast<std::uint32_t>(length), kFlatWide);
   string->wide()[length] = u'\0';
   return string;
 }
 
-void FlatString::freeBlock(void* block) noexcept { ::operator delete(block); }
+void FlatString::freeBlock(void* block) noexcept { std::free(block); }
 
 void FlatString::getCharacters(HxUniChar* buffer, HxRange range) const {
   if (isNarrow()) {
@@ -419,46 +430,25 @@ HxString HxString::stringByAppendingString(const HxString& string) const {
   return stringByConcatenating(*this, string);
 }
 
-namespace {
-
-// Whether every part has its characters in one run, and whether all of them are narrow.
-struct PartsShape {
-  HxUInteger length = 0;
-  bool isNarrow = true;
-};
-
-HxStringObject::Contiguous runOf(const HxString& part) {
-  return static_cast<const HxStringObject*>(part.object())->contiguousCharacters();
-}
-
-PartsShape shapeOf(const HxString* const* parts, HxUInteger count) {
-  PartsShape shape;
-  for (HxUInteger i = 0; i < count; ++i) {
-    if (!*parts[i]) continue;
-    shape.length += parts[i]->length();
-    shape.isNarrow = shape.isNarrow && runOf(*parts[i]).narrow;
-  }
-  return shape;
-}
-
-}  // namespace
-
 HxString HxString::concatenate(const HxString* const* parts, HxUInteger count) {
-  const PartsShape shape = shapeOf(parts, count);
-  if (!shape.isNarrow || shape.length > FlatString::kMaximumLength) {
-    HxMutableString text = HxMutableString::initWithCapacity(shape.length);
-    for (HxUInteger i = 0; i < count; ++i) text.appendString(*parts[i]);
-    return text.copy();
-  }
-  FlatString* string = FlatString::makeNarrow(shape.length);
-  char* out = string->narrow();
-  for (HxUInteger i = 0; i < count; ++i) {
-    if (!*parts[i]) continue;
-    const HxUInteger length = parts[i]->length();
-    std::memcpy(out, runOf(*parts[i]).narrow, length);
-    out += length;
-  }
-  return HxString(Unchecked{}, HxAny::adopt(string));
+  HxMutableString text = HxMutableString::string();
+  for (HxUInteger i = 0; i < count; ++i) text.appendString(*parts[i]);
+  return text.copy();
+}
+
+HxString HxString::concatenateASCII(const std::string_view* parts, HxUInteger count) {
+  HxUInteger length = 0;
+  for (HxUInteger i = 0; i < count; ++i) length += parts[i].size();
+  return internal::makeNarrowString(length, [&](char* out) {
+    for (HxUInteger i = 0; i < count; ++i) {
+      if (parts[i].size() == 1) {  // separators: not worth a call
+        *out++ = parts[i].front();
+      } else if (!parts[i].empty()) {
+        std::memcpy(out, parts[i].data(), parts[i].size());
+        out += parts[i].size();
+      }
+    }
+  });
 }
 
 HxString HxString::copy() const {

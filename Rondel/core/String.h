@@ -256,9 +256,14 @@ class RONDEL_EXPORT HxString : public HxAny {
   // All parts in one new string, made with one allocation; nil parts add nothing.
   template <std::derived_from<HxString>... Strings>
   static HxString stringByConcatenating(const Strings&... strings) {
+    if (((strings.isNil() || strings.asciiView().data()) && ...)) {
+      const std::string_view parts[] = {strings.asciiView()...};
+      return concatenateASCII(parts, sizeof...(strings));
+    }
     const HxString* const parts[] = {&strings...};
     return concatenate(parts, sizeof...(strings));
   }
+  // The same for a list of strings.
   static HxString concatenate(const HxString* const* parts, HxUInteger count);
   template <class... Arguments>
   HxString stringByAppendingFormat(const HxString& format, const Arguments&... arguments) const {
@@ -325,6 +330,7 @@ class RONDEL_EXPORT HxString : public HxAny {
   }
 
  private:
+  static HxString concatenateASCII(const std::string_view* parts, HxUInteger count);
   friend constexpr HxString internalLiteral(const internal::FlatString& object) noexcept;
 };
 

@@ -4,10 +4,16 @@
 // <atomic>, whose header would cost every user of the library 24,000 lines.
 #pragma once
 
+#include <sys/single_threaded.h>
+
 #include <cstdint>
 #include <type_traits>
 
 namespace rondel::internal {
+
+// While the process has one thread only, counting needs no locked instructions, which cost as much
+// as all else that a short operation does. The C library knows, and tells at the price of a load.
+inline bool isSingleThreaded() noexcept { return __libc_single_threaded != 0; }
 
 class AtomicWord {
  public:
@@ -23,6 +29,8 @@ class AtomicWord {
   constexpr void increment() noexcept {
     if (std::is_constant_evaluated()) {
       ++_value;
+    } else if (isSingleThreaded()) {
+      storeRelaxed(loadRelaxed() + 1);
     } else {
       __atomic_fetch_add(&_value, 1U, __ATOMIC_RELAXED);
     }
@@ -40,8 +48,11 @@ class AtomicWord {
   }
   // Gives the value that is left.
   constexpr std::uint32_t decrement() noexcept {
-    return std::is_constant_evaluated() ? --_value
-                                        : __atomic_sub_fetch(&_value, 1U, __ATOMIC_ACQ_REL);
+    if (std::is_constant_evaluated()) return --_value;
+    if (!isSingleThreaded()) return __atomic_sub_fetch(&_value, 1U, __ATOMIC_ACQ_REL);
+    const std::uint32_t left = loadRelaxed() - 1;
+    storeRelaxed(left);
+    return left;
   }
 
  private:

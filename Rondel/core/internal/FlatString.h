@@ -129,6 +129,15 @@ class RONDEL_EXPORT HxStringObject : public HxObject {
 
 namespace internal {
 
+// Whether two runs are the same. Most texts are a few words long: a loop over words beats a call.
+inline bool sameBytes(const char* a, const char* b, std::size_t n) noexcept {
+  if (n < 8 || n > 64) return std::memcmp(a, b, n) == 0;
+  std::uint64_t difference = loadBytes(a + n - 8, 8) ^ loadBytes(b + n - 8, 8);
+  for (std::size_t i = 0; i + 8 < n; i += 8)
+    difference |= loadBytes(a + i, 8) ^ loadBytes(b + i, 8);
+  return difference == 0;
+}
+
 class RONDEL_EXPORT FlatString final : public HxStringObject {
  public:
   // Lengths from here on do not fit the header; such text is kept in a string of another kind.
@@ -173,6 +182,10 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
     return isNarrow() ? _length : HxUInteger{_length} * sizeof(HxUniChar);
   }
 
+  // Gives back the block of a string. Out of line: a compiler that sees a constant's handle go must
+  // not see a delete behind it.
+  static void freeBlock(void* block) noexcept;
+
   static void* operator new(std::size_t, void* place) noexcept { return place; }
   static constexpr void operator delete(void* block) noexcept {
     if (!std::is_constant_evaluated()) freeBlock(block);
@@ -189,8 +202,6 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
         _hash(hash) {}
 
  private:
-  // Out of line: a compiler that sees a constant's handle go must not see a delete behind it.
-  static void freeBlock(void* block) noexcept;
   FlatString(std::uint32_t length, std::uint32_t flags) noexcept
       : HxStringObject(flags), _length(length) {}
   std::uint32_t computeHash() const noexcept;
