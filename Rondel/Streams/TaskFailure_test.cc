@@ -10,6 +10,7 @@
 #include <csignal>
 
 #include "Rondel/Streams/Task.h"
+#include "Rondel/core/ProcessInfo.h"
 #include "Rondel/testing/Places.h"
 #include "Rondel/testing/TaskRecorder.h"
 
@@ -331,14 +332,13 @@ TEST(TaskDontLaunch, GoesThroughAllTheMotionsWithoutAChild) {
     task->setTaskArguments(HxArray::arrayWithObjects(
         {"--gtest_also_run_disabled_tests"_hx,
          "--gtest_filter=TaskDontLaunch.DISABLED_InAProcessOfItsOwn"_hx}));
-    setenv("ZevMoTaskDontLaunch", value, 1);
+    HxMutableDictionary environment = HxProcessInfo::processInfo()->environment().mutableCopy();
+    environment.setObjectForKey(HxString::stringWithUTF8String(value), "ZevMoTaskDontLaunch"_hx);
     // A shard of a larger run must not keep the other process from its test.
-    const char* shard = getenv("GTEST_TOTAL_SHARDS");
-    const std::string kept = shard ? shard : "";
-    unsetenv("GTEST_TOTAL_SHARDS");
-    EXPECT_TRUE(runToEnd(*task, recorder));
-    if (!kept.empty()) setenv("GTEST_TOTAL_SHARDS", kept.c_str(), 1);
-    unsetenv("ZevMoTaskDontLaunch");
+    environment.removeObjectForKey("GTEST_TOTAL_SHARDS"_hx);
+    environment.removeObjectForKey("GTEST_SHARD_INDEX"_hx);
+    task->setTaskEnvironment(environment);
+    ASSERT_TRUE(runToEnd(*task, recorder));
     EXPECT_EQ(task->terminationStatus(), 0) << recorder.output;
     EXPECT_NE(recorder.output.find("[  PASSED  ] 1 test"), std::string::npos) << recorder.output;
   }

@@ -42,7 +42,7 @@ void tellOfInterrupt(int) {
 HxString findProgram(const HxString& name) {
   if (name.rangeOfString("/"_hx).length > 0) return name;
   const HxString path =
-      HxProcessInfo::processInfo().environment().objectForKey<HxString>("PATH"_hx);
+      HxProcessInfo::processInfo()->environment().objectForKey<HxString>("PATH"_hx);
   for (const HxAny& folder : path.componentsSeparatedByString(":"_hx)) {
     const HxString candidate = as<HxString>(folder).stringByAppendingPathComponent(name);
     struct stat status {};
