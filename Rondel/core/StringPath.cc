@@ -68,7 +68,7 @@ HxString HxString::stringByAppendingPathComponent(const HxString& component) con
   if (end == 0) return component ? component.substringToIndex(nameEnd) : copy();
   HxUInteger nameStart = 0;
   while (nameStart < nameEnd && name[nameStart] == kSeparator) ++nameStart;
-  const HxString head = substringToIndex(end);
+  HxString head = substringToIndex(end);
   if (nameStart == nameEnd) return head;
   const HxString tail = component.substringWithRange({nameStart, nameEnd - nameStart});
   const bool isRoot = path[end - 1] == kSeparator;
@@ -230,7 +230,7 @@ std::optional<std::string> withLinksFollowed(std::string rest) {
     std::optional<std::string> target = targetOfLink(next.path());
     if (!target || ++links > kMostLinks) return std::nullopt;
     if (target->starts_with('/')) done.startAtRoot();
-    rest = *target + "/" + rest;
+    rest.insert(0, target->append("/"));
   }
   return done.path().empty() ? "." : done.path();
 }
