@@ -127,9 +127,10 @@ void lineByLine(benchmark::State& state) {
   constexpr std::size_t kLineSize = 48;
   const std::string& text = textOf(state);
   for (auto _ : state) {
-    for (std::size_t at = 0; at + kLineSize < text.size(); at += kLineSize) {
-      const HxString line = initWithPotentiallyMalformedUTF8Bytes(text.data() + at, kLineSize,
-                                                                  false, nullptr, nullptr);
+    HxUInteger used = 0;
+    for (std::size_t at = 0; at + kLineSize < text.size(); at += used) {
+      const HxString line =
+          initWithPotentiallyMalformedUTF8Bytes(text.data() + at, kLineSize, true, &used, nullptr);
       benchmark::DoNotOptimize(line.object());
     }
   }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/additions/TextDecoding.h"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
 #include <string_view>
 
@@ -22,30 +24,45 @@ namespace {
 
 bool isContinuation(std::uint8_t byte) { return (byte & 0xC0) == 0x80; }
 
-// How many bytes a lead byte wants behind it, legal or not.
-HxUInteger numberOfTrailingBytes(std::uint8_t lead) {
-  return lead < 0xC0 || lead >= 0xF8 ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-}
+// What a lead byte asks for: a number of bytes behind it, the first of them within limits. Those of
+// a lead that is never legal let nothing pass.
+struct LeadRule {
+  std::uint8_t trailing;
+  std::uint8_t lowestSecond;
+  std::uint8_t highestSecond;
+};
 
-// Whether the second byte is one that the lead allows. Behind F4 anything below 90 is, which is
-// wanted: such a sequence has a value like any other.
-bool isLegalSecondByte(std::uint8_t lead, std::uint8_t second) {
-  if (second >= 0xC0) return false;
+constexpr LeadRule ruleOf(unsigned lead) {
+  const std::uint8_t trailing = lead < 0xC0 || lead >= 0xF8 ? 0
+                                : lead < 0xE0               ? 1
+                                : lead < 0xF0               ? 2
+                                                            : 3;
+  if (lead < 0xC2 || lead > 0xF4) return {trailing, 1, 0};
   switch (lead) {
     case 0xE0:
-      return second >= 0xA0;
+      return {trailing, 0xA0, 0xBF};
     case 0xF0:
-      return second >= 0x90;
+      return {trailing, 0x90, 0xBF};
     case 0xF4:
-      return second < 0x90;
+      return {trailing, 0x00, 0x8F};  // no lower limit, and that is wanted
     default:
-      return second >= 0x80;
+      return {trailing, 0x80, 0xBF};
   }
 }
 
-bool isLegal(const std::uint8_t* p, HxUInteger trailing) {
-  if (p[0] < 0xC2 || p[0] > 0xF4 || !isLegalSecondByte(p[0], p[1])) return false;
-  return (trailing < 2 || isContinuation(p[2])) && (trailing < 3 || isContinuation(p[3]));
+constexpr std::array<LeadRule, 256> kLeadRules = [] {
+  std::array<LeadRule, 256> rules{};
+  for (unsigned lead = 0; lead < 256; ++lead) rules[lead] = ruleOf(lead);
+  return rules;
+}();
+
+// Where text is damaged no branch is foreseen, so this has none: of a short sequence the last byte
+// is asked more than once.
+bool isLegal(const std::uint8_t* p, LeadRule rule) {
+  const std::uint8_t second = p[std::min<std::size_t>(rule.trailing, 1)];
+  const int isSecondLegal = int{second >= rule.lowestSecond} & int{second <= rule.highestSecond};
+  const int isThirdLegal = isContinuation(p[std::min<std::size_t>(rule.trailing, 2)]);
+  return (isSecondLegal & isThirdLegal & int{isContinuation(p[rule.trailing])}) != 0;
 }
 
 // The bytes added up, each shifted to its place, less the sum of their marks.
@@ -64,10 +81,10 @@ struct Sequence {
 };
 
 Sequence readSequence(const std::uint8_t* p, const std::uint8_t* end) {
-  const HxUInteger trailing = numberOfTrailingBytes(*p);
-  if (static_cast<HxUInteger>(end - p - 1) < trailing) return {Sequence::incomplete, 1, *p};
-  if (!isLegal(p, trailing)) return {Sequence::malformed, 1, *p};
-  return {Sequence::legal, trailing + 1, valueOf(p, trailing)};
+  const LeadRule rule = kLeadRules[*p];
+  if (end - p <= rule.trailing) return {Sequence::incomplete, 1, *p};
+  if (!isLegal(p, rule)) return {Sequence::malformed, 1, *p};
+  return {Sequence::legal, rule.trailing + HxUInteger{1}, valueOf(p, rule.trailing)};
 }
 
 // A malformed byte as text.

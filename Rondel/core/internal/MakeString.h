@@ -5,6 +5,7 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 
 #include "Rondel/core/String.h"
 #include "Rondel/core/internal/Transcode.h"
@@ -21,9 +22,9 @@ HxString makeWideString(HxUInteger length, const Fill& fill) {
     return makeString(units.get(), length);
   }
   FlatString* string = FlatString::makeWide(length);
-  const HxAny owner = HxAny::adopt(string);
+  HxAny owner = HxAny::adopt(string);
   fill(string->wide());
-  return HxString(HxAny::Unchecked{}, owner);
+  return HxString(HxAny::Unchecked{}, std::move(owner));
 }
 
 // The same for text that is all ASCII.
@@ -35,9 +36,9 @@ HxString makeNarrowString(HxUInteger length, const Fill& fill) {
     return makeString(bytes.get(), length);
   }
   FlatString* string = FlatString::makeNarrow(length);
-  const HxAny owner = HxAny::adopt(string);
+  HxAny owner = HxAny::adopt(string);
   fill(string->narrow());
-  return HxString(HxAny::Unchecked{}, owner);
+  return HxString(HxAny::Unchecked{}, std::move(owner));
 }
 
 }  // namespace rondel::internal

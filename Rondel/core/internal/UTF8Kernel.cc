@@ -86,8 +86,6 @@ const std::uint8_t* walk(const std::uint8_t* p, const std::uint8_t* end, Target&
   return p;
 }
 
-}  // namespace
-
 UTF8Progress measureUTF8(const std::uint8_t* bytes, const std::uint8_t* end) noexcept {
   Counter counter;
   const std::uint8_t* stop = walk(bytes, end, counter);
@@ -100,6 +98,8 @@ UTF8Progress convertUTF8(const std::uint8_t* bytes, const std::uint8_t* end,
   const std::uint8_t* stop = walk(bytes, end, writer);
   return {stop, static_cast<HxUInteger>(writer.out - out)};
 }
+
+}  // namespace
 
 // ---- The choice
 

@@ -24,9 +24,11 @@
 
 #include <array>
 #include <bit>
+#include <cstring>
 
 // Functions that carry it may use these instructions, and may be called only where canRunAVX2().
 #define RONDEL_AVX2 __attribute__((target("avx2,bmi,bmi2,popcnt")))
+#define RONDEL_AVX2_INLINE RONDEL_AVX2 __attribute__((always_inline)) inline
 
 namespace rondel::internal {
 
@@ -87,38 +89,38 @@ constexpr NibbleTable kByHighOfSecond = [] {
   return table;
 }();
 
-RONDEL_AVX2 inline __m256i load32(const std::uint8_t* p) noexcept {
+RONDEL_AVX2_INLINE __m256i load32(const std::uint8_t* p) noexcept {
   return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
 }
 
-RONDEL_AVX2 inline __m256i allBytes(int byte) noexcept {
+RONDEL_AVX2_INLINE __m256i allBytes(int byte) noexcept {
   return _mm256_set1_epi8(static_cast<char>(byte));
 }
 
-RONDEL_AVX2 inline std::uint64_t maskOf(__m256i low, __m256i high) noexcept {
+RONDEL_AVX2_INLINE std::uint64_t maskOf(__m256i low, __m256i high) noexcept {
   const auto lowBits = static_cast<std::uint32_t>(_mm256_movemask_epi8(low));
   const auto highBits = static_cast<std::uint32_t>(_mm256_movemask_epi8(high));
   return static_cast<std::uint64_t>(highBits) << 32 | lowBits;
 }
 
-RONDEL_AVX2 inline __m256i isAtLeast(__m256i bytes, int limit) noexcept {
+RONDEL_AVX2_INLINE __m256i isAtLeast(__m256i bytes, int limit) noexcept {
   return _mm256_cmpeq_epi8(_mm256_max_epu8(bytes, allBytes(limit)), bytes);
 }
 
-RONDEL_AVX2 inline __m256i isContinuation(__m256i bytes) noexcept {
+RONDEL_AVX2_INLINE __m256i isContinuation(__m256i bytes) noexcept {
   return _mm256_cmpgt_epi8(allBytes(0xC0), bytes);  // as signed bytes these are the least
 }
 
-RONDEL_AVX2 inline __m256i lookUp(const NibbleTable& table, __m256i nibbles) noexcept {
+RONDEL_AVX2_INLINE __m256i lookUp(const NibbleTable& table, __m256i nibbles) noexcept {
   const __m128i row = _mm_loadu_si128(reinterpret_cast<const __m128i*>(table.data()));
   return _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(row), nibbles);
 }
 
-RONDEL_AVX2 inline __m256i highNibbles(__m256i bytes) noexcept {
+RONDEL_AVX2_INLINE __m256i highNibbles(__m256i bytes) noexcept {
   return _mm256_and_si256(_mm256_srli_epi16(bytes, 4), allBytes(0x0F));
 }
 
-RONDEL_AVX2 inline __m256i isFit(__m256i bytes, __m256i next) noexcept {
+RONDEL_AVX2_INLINE __m256i isFit(__m256i bytes, __m256i next) noexcept {
   const __m256i ofHigh = lookUp(kByHighOfLead, highNibbles(bytes));
   const __m256i ofLow = lookUp(kByLowOfLead, _mm256_and_si256(bytes, allBytes(0x0F)));
   const __m256i ofNext = lookUp(kByHighOfSecond, highNibbles(next));
@@ -127,7 +129,7 @@ RONDEL_AVX2 inline __m256i isFit(__m256i bytes, __m256i next) noexcept {
 }
 
 // The lowest bits, up to all 64; the instruction takes care of that.
-RONDEL_AVX2 inline std::uint64_t lowestBits(int count) noexcept {
+RONDEL_AVX2_INLINE std::uint64_t lowestBits(int count) noexcept {
   return _bzhi_u64(~std::uint64_t{0}, static_cast<unsigned>(count));
 }
 
@@ -150,7 +152,7 @@ struct Classes {
   }
 };
 
-RONDEL_AVX2 inline Classes classify(const std::uint8_t* p, __m256i low, __m256i high) noexcept {
+RONDEL_AVX2_INLINE Classes classify(const std::uint8_t* p, __m256i low, __m256i high) noexcept {
   const std::uint64_t continuations = maskOf(isContinuation(low), isContinuation(high));
   return {continuations, maskOf(low, high) & ~continuations,
           maskOf(isAtLeast(low, 0xE0), isAtLeast(high, 0xE0)),
@@ -167,7 +169,7 @@ struct Block {
   std::uint64_t unitLanes;  // the lanes that hold a unit
 };
 
-RONDEL_AVX2 inline Block examine(const std::uint8_t* p, __m256i low, __m256i high) noexcept {
+RONDEL_AVX2_INLINE Block examine(const std::uint8_t* p, __m256i low, __m256i high) noexcept {
   const Classes is = classify(p, low, high);
   const std::uint64_t wanted = is.wanted();
   const std::uint64_t faults = is.wrong | (wanted ^ is.continuations);
@@ -186,43 +188,43 @@ RONDEL_AVX2 inline Block examine(const std::uint8_t* p, __m256i low, __m256i hig
 // ---- Lanes ----------------------------------------------------------------------------------
 
 // 16 bytes as lanes.
-RONDEL_AVX2 inline __m256i lanesAt(const std::uint8_t* p) noexcept {
+RONDEL_AVX2_INLINE __m256i lanesAt(const std::uint8_t* p) noexcept {
   return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
 }
 
-RONDEL_AVX2 inline __m256i allLanes(unsigned value) noexcept {
+RONDEL_AVX2_INLINE __m256i allLanes(unsigned value) noexcept {
   return _mm256_set1_epi16(static_cast<short>(value));
 }
 
 // `ifTrue` in the lanes whose byte is at least `limit`, `ifFalse` in the others.
-RONDEL_AVX2 inline __m256i choose(__m256i bytes, unsigned limit, __m256i ifTrue,
+RONDEL_AVX2_INLINE __m256i choose(__m256i bytes, unsigned limit, __m256i ifTrue,
                                   __m256i ifFalse) noexcept {
   return _mm256_blendv_epi8(ifFalse, ifTrue, _mm256_cmpgt_epi16(bytes, allLanes(limit - 1)));
 }
 
 // The bytes of a sequence are shifted into place and added with all their marks, and the sum of the
 // marks is subtracted, all modulo 65536.
-RONDEL_AVX2 inline __m256i upToTwoBytes(const std::uint8_t* p) noexcept {
+RONDEL_AVX2_INLINE __m256i upToTwoBytes(const std::uint8_t* p) noexcept {
   const __m256i first = lanesAt(p);
   const __m256i sum = _mm256_add_epi16(_mm256_slli_epi16(first, 6), lanesAt(p + 1));
   const __m256i two = _mm256_sub_epi16(sum, allLanes((0xC0U << 6) + 0x80));
   return choose(first, 0x80, two, first);
 }
 
-RONDEL_AVX2 inline __m256i threeBytes(__m256i first, __m256i second, __m256i third) noexcept {
+RONDEL_AVX2_INLINE __m256i threeBytes(__m256i first, __m256i second, __m256i third) noexcept {
   const __m256i sum = _mm256_add_epi16(
       _mm256_add_epi16(_mm256_slli_epi16(first, 12), _mm256_slli_epi16(second, 6)), third);
   return _mm256_sub_epi16(sum, allLanes((0xE0U << 12) + (0x80U << 6) + 0x80));
 }
 
-RONDEL_AVX2 inline __m256i upToThreeBytes(const std::uint8_t* p) noexcept {
+RONDEL_AVX2_INLINE __m256i upToThreeBytes(const std::uint8_t* p) noexcept {
   return choose(lanesAt(p), 0xE0, threeBytes(lanesAt(p), lanesAt(p + 1), lanesAt(p + 2)),
                 upToTwoBytes(p));
 }
 
 // The high surrogate in the lane of the first byte; the low one in that of the second, which is
 // told from the others by being a continuation.
-RONDEL_AVX2 inline __m256i upToFourBytes(const std::uint8_t* p) noexcept {
+RONDEL_AVX2_INLINE __m256i upToFourBytes(const std::uint8_t* p) noexcept {
   const __m256i first = lanesAt(p);
   const __m256i second = lanesAt(p + 1);
   const __m256i third = lanesAt(p + 2);
@@ -259,13 +261,13 @@ constexpr std::array<Shuffle, 256> kSqueeze = [] {
 }();
 
 // Stores eight units, of which those of the set count.
-RONDEL_AVX2 inline HxUniChar* putEight(__m128i units, unsigned lanes, HxUniChar* out) noexcept {
+RONDEL_AVX2_INLINE HxUniChar* putEight(__m128i units, unsigned lanes, HxUniChar* out) noexcept {
   const __m128i shuffle = _mm_load_si128(reinterpret_cast<const __m128i*>(kSqueeze[lanes].bytes));
   _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_shuffle_epi8(units, shuffle));
   return out + std::popcount(lanes);
 }
 
-RONDEL_AVX2 inline HxUniChar* putSixteen(__m256i units, unsigned lanes, HxUniChar* out) noexcept {
+RONDEL_AVX2_INLINE HxUniChar* putSixteen(__m256i units, unsigned lanes, HxUniChar* out) noexcept {
   out = putEight(_mm256_castsi256_si128(units), lanes & 0xFF, out);
   return putEight(_mm256_extracti128_si256(units, 1), lanes >> 8 & 0xFF, out);
 }
@@ -273,7 +275,7 @@ RONDEL_AVX2 inline HxUniChar* putSixteen(__m256i units, unsigned lanes, HxUniCha
 using MakeUnits = __m256i (*)(const std::uint8_t*) noexcept;
 
 template <MakeUnits unitsAt>
-RONDEL_AVX2 inline HxUniChar* putBlock(const std::uint8_t* p, std::uint64_t lanes,
+RONDEL_AVX2_INLINE HxUniChar* putBlock(const std::uint8_t* p, std::uint64_t lanes,
                                        HxUniChar* out) noexcept {
   for (std::ptrdiff_t i = 0; i < kBlock; i += 16) {
     out = putSixteen(unitsAt(p + i), static_cast<unsigned>(lanes >> i & 0xFFFF), out);
@@ -281,15 +283,72 @@ RONDEL_AVX2 inline HxUniChar* putBlock(const std::uint8_t* p, std::uint64_t lane
   return out;
 }
 
-RONDEL_AVX2 inline HxUniChar* putASCII(const std::uint8_t* p, HxUniChar* out) noexcept {
+// The units of a block, by the cheapest way that its characters allow.
+RONDEL_AVX2_INLINE HxUniChar* putUnits(const std::uint8_t* p, const Block& block,
+                                       HxUniChar* out) noexcept {
+  if (block.hasFour) return putBlock<upToFourBytes>(p, block.unitLanes, out);
+  if (block.hasThree) return putBlock<upToThreeBytes>(p, block.unitLanes, out);
+  return putBlock<upToTwoBytes>(p, block.unitLanes, out);
+}
+
+RONDEL_AVX2_INLINE HxUniChar* putASCII(const std::uint8_t* p, HxUniChar* out) noexcept {
   for (std::ptrdiff_t i = 0; i < kBlock; i += 16) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), lanesAt(p + i));
   }
   return out + kBlock;
 }
 
-RONDEL_AVX2 inline bool isASCII(__m256i low, __m256i high) noexcept {
+RONDEL_AVX2_INLINE bool isASCII(__m256i low, __m256i high) noexcept {
   return _mm256_movemask_epi8(_mm256_or_si256(low, high)) == 0;
+}
+
+}  // namespace
+
+// ---- The end of a text ----------------------------------------------------------------------
+
+namespace {
+
+// The last bytes of a text, or as many of them as a block holds, with zeros behind them. Zeros are
+// in order by themselves, and a character that goes beyond the end is not.
+struct Remainder {
+  std::ptrdiff_t length;
+  Block block;
+  alignas(32) std::uint8_t bytes[kBlock + 32];
+
+  RONDEL_AVX2 Remainder(const std::uint8_t* p, const std::uint8_t* end) noexcept
+      : length(end - p < kBlock ? end - p : kBlock) {
+    std::memset(bytes, 0, sizeof bytes);
+    std::memcpy(bytes, p, static_cast<std::size_t>(length));
+    block = examine(bytes, load32(bytes), load32(bytes + 32));
+    if (block.length > length) block.length = length;
+    block.unitLanes &= lowestBits(static_cast<int>(length));
+  }
+};
+
+RONDEL_AVX2 UTF8Progress measureRemainder(const std::uint8_t* bytes, const std::uint8_t* end,
+                                          HxUInteger units) noexcept {
+  while (bytes != end) {
+    const Remainder rest(bytes, end);
+    bytes += rest.block.length;
+    units += static_cast<HxUInteger>(std::popcount(rest.block.unitLanes));
+    if (rest.block.isFaulty) break;
+  }
+  return {bytes, units};
+}
+
+// By way of a buffer, since there may be no room to store more units than there are.
+RONDEL_AVX2 UTF8Progress convertRemainder(const std::uint8_t* bytes, const std::uint8_t* end,
+                                          HxUniChar* out, HxUInteger units) noexcept {
+  HxUniChar buffer[kBlock + 8];
+  while (bytes != end) {
+    const Remainder rest(bytes, end);
+    const auto count = static_cast<HxUInteger>(putUnits(rest.bytes, rest.block, buffer) - buffer);
+    std::memcpy(out + units, buffer, count * sizeof(HxUniChar));
+    bytes += rest.block.length;
+    units += count;
+    if (rest.block.isFaulty) break;
+  }
+  return {bytes, units};
 }
 
 }  // namespace
@@ -331,17 +390,15 @@ RONDEL_AVX2 UTF8Progress measureUTF8WithAVX2(const std::uint8_t* bytes,
                                              const std::uint8_t* end) noexcept {
   HxUInteger units = 0;
   while (end - bytes >= kReadToMeasure) {
-    const UTF8Progress faultless = measureFaultlessBlocks(bytes, end);
-    bytes = faultless.stop;
-    units += faultless.units;
-    if (end - bytes < kReadToMeasure) break;
     const Block block = examine(bytes, load32(bytes), load32(bytes + 32));
     bytes += block.length;
     units += static_cast<HxUInteger>(std::popcount(block.unitLanes));
     if (block.isFaulty) return {bytes, units};
+    const UTF8Progress faultless = measureFaultlessBlocks(bytes, end);
+    bytes = faultless.stop;
+    units += faultless.units;
   }
-  const UTF8Progress rest = measureUTF8(bytes, end);
-  return {rest.stop, units + rest.units};
+  return measureRemainder(bytes, end, units);
 }
 
 RONDEL_AVX2 UTF8Progress convertUTF8WithAVX2(const std::uint8_t* bytes, const std::uint8_t* end,
@@ -356,18 +413,11 @@ RONDEL_AVX2 UTF8Progress convertUTF8WithAVX2(const std::uint8_t* bytes, const st
       continue;
     }
     const Block block = examine(bytes, low, high);
-    if (block.hasFour) {
-      to = putBlock<upToFourBytes>(bytes, block.unitLanes, to);
-    } else if (block.hasThree) {
-      to = putBlock<upToThreeBytes>(bytes, block.unitLanes, to);
-    } else {
-      to = putBlock<upToTwoBytes>(bytes, block.unitLanes, to);
-    }
+    to = putUnits(bytes, block, to);
     bytes += block.length;
     if (block.isFaulty) return {bytes, static_cast<HxUInteger>(to - out)};
   }
-  const UTF8Progress rest = convertUTF8(bytes, end, to);
-  return {rest.stop, static_cast<HxUInteger>(to - out) + rest.units};
+  return convertRemainder(bytes, end, out, static_cast<HxUInteger>(to - out));
 }
 
 }  // namespace rondel::internal
