@@ -258,7 +258,7 @@ HxString initWithContentsOfFile(const HxString& filePath, HxStringEncoding defau
                                     : beginsWith(contents, kXMLDeclaration)
                                         ? HxUTF8StringEncoding
                                         : defaultCStringEncoding;
-  const HxString text = HxString::initWithData(contents, encoding);
+  HxString text = HxString::initWithData(contents, encoding);
   store(stringEncoding, encoding);
   return text;
 }
