@@ -10,6 +10,7 @@
 #include "Rondel/core/UserDefaults.h"
 #include "Rondel/core/internal/ASCII.h"
 #include "Rondel/core/internal/MakeString.h"
+#include "Rondel/core/internal/Transcode.h"
 #include "Rondel/core/internal/UTF8Kernel.h"
 
 namespace rondel {

@@ -4,41 +4,46 @@
 // copied after it.
 #pragma once
 
-#include <memory>
-#include <utility>
+#include <cstdlib>
+#include <new>
 
 #include "Rondel/core/String.h"
-#include "Rondel/core/internal/Transcode.h"
 
 namespace rondel::internal {
 
-// A string of `length` units, which `fill(units)` writes, all of them; one at least must not be
-// ASCII. More than a flat string can hold goes to one of another kind, by way of a copy.
+template <class Unit>
+Unit* allocateUnits(HxUInteger length) {
+  auto* units = static_cast<Unit*>(std::malloc(length * sizeof(Unit)));
+  if (!units) throw std::bad_alloc();
+  return units;
+}
+
+// A string of `length` units, which `fill(units)` writes, all of them, and raises nothing; one at
+// least must not be ASCII. More than a flat string can hold goes to one of another kind, by way of
+// a copy.
 template <class Fill>
 HxString makeWideString(HxUInteger length, const Fill& fill) {
   if (length > FlatString::kMaximumLength) {
-    const std::unique_ptr<HxUniChar[]> units(new HxUniChar[length]);
-    fill(units.get());
-    return makeString(units.get(), length);
+    auto* units = allocateUnits<HxUniChar>(length);
+    fill(units);
+    return HxString::initWithCharactersNoCopy(units, length, true);
   }
   FlatString* string = FlatString::makeWide(length);
-  HxAny owner = HxAny::adopt(string);
   fill(string->wide());
-  return HxString(HxAny::Unchecked{}, std::move(owner));
+  return HxString(HxAny::Unchecked{}, HxAny::adopt(string));
 }
 
 // The same for text that is all ASCII.
 template <class Fill>
 HxString makeNarrowString(HxUInteger length, const Fill& fill) {
   if (length > FlatString::kMaximumLength) {
-    const std::unique_ptr<char[]> bytes(new char[length]);
-    fill(bytes.get());
-    return makeString(bytes.get(), length);
+    auto* bytes = allocateUnits<char>(length);
+    fill(bytes);
+    return HxString::initWithBytesNoCopy(bytes, length, HxASCIIStringEncoding, true);
   }
   FlatString* string = FlatString::makeNarrow(length);
-  HxAny owner = HxAny::adopt(string);
   fill(string->narrow());
-  return HxString(HxAny::Unchecked{}, std::move(owner));
+  return HxString(HxAny::Unchecked{}, HxAny::adopt(string));
 }
 
 }  // namespace rondel::internal
