@@ -30,6 +30,11 @@ void widen(__m128i bytes, HxUniChar* out) noexcept {
   store(out + 8, _mm_unpackhi_epi8(bytes, _mm_setzero_si128()));
 }
 
+void narrowEight(const HxUniChar* units, char* out) noexcept {
+  const __m128i bytes = _mm_packus_epi16(load(units), _mm_setzero_si128());
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(out), bytes);
+}
+
 // Whether all the units are ASCII that have been put together by or.
 bool areASCII(__m128i units) noexcept {
   const __m128i beyond = _mm_and_si128(units, _mm_set1_epi16(static_cast<short>(0xFF80)));
@@ -126,6 +131,8 @@ bool isASCII(const char* bytes, HxUInteger length) noexcept {
   return lengthOfASCIIPrefix(reinterpret_cast<const std::uint8_t*>(bytes), length) == length;
 }
 
+// In the two below, what is left of at least 8 units is taken together with some before it, so that
+// short text costs no loop of single units.
 bool isASCII(const HxUniChar* units, HxUInteger length) noexcept {
   HxUInteger i = 0;
 #if defined(__SSE2__)
@@ -134,6 +141,11 @@ bool isASCII(const HxUniChar* units, HxUInteger length) noexcept {
     const __m128i all =
         _mm_or_si128(_mm_or_si128(load(p), load(p + 8)), _mm_or_si128(load(p + 16), load(p + 24)));
     if (!areASCII(all)) return false;
+  }
+  if (length >= 8) {
+    __m128i rest = load(units + length - 8);
+    for (; i + 8 <= length; i += 8) rest = _mm_or_si128(rest, load(units + i));
+    return areASCII(rest);
   }
 #endif
   unsigned all = 0;
@@ -146,6 +158,10 @@ void narrowUnits(const HxUniChar* units, HxUInteger length, char* out) noexcept 
 #if defined(__SSE2__)
   for (; i + 16 <= length; i += 16) {
     store(out + i, _mm_packus_epi16(load(units + i), load(units + i + 8)));
+  }
+  if (length >= 8) {
+    if (i + 8 <= length) narrowEight(units + i, out + i);
+    return narrowEight(units + length - 8, out + length - 8);
   }
 #endif
   for (; i < length; ++i) out[i] = static_cast<char>(units[i]);
