@@ -30,25 +30,36 @@ inline std::uint64_t lineEndsInBlock(const char* units) noexcept {
   return ends;
 }
 
-// Units above 0xFF are 0xFF or 0 once they are packed into bytes; U+2028 and U+2029 are looked for
-// only where there is one of the former.
-inline std::uint64_t lineEndsInBlock(const HxUniChar* units) noexcept {
+// Sixteen units in a byte each: those above 0xFF become 0xFF or 0.
+inline __m128i packedUnits(const HxUniChar* units) noexcept {
+  return _mm_packus_epi16(loadUnits(units), loadUnits(units + 8));
+}
+
+// U+2028 and U+2029 are rare: the units are looked at only when one is among those above 0xFF.
+inline std::uint64_t rareLineEndsInBlock(const HxUniChar* units) noexcept {
   std::uint64_t ends = 0;
-  for (unsigned i = 0; i < kLineEndBlock; i += 16) {
-    const __m128i bytes = _mm_packus_epi16(loadUnits(units + i), loadUnits(units + i + 8));
-    const __m128i found =
-        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('\n')),
-                                  _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\r'))),
-                     _mm_cmpeq_epi8(bytes, _mm_set1_epi8(static_cast<char>(0x85))));
-    auto mask = static_cast<unsigned>(_mm_movemask_epi8(found));
-    auto high = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(-1))));
-    for (; high; high &= high - 1) {
-      const unsigned at = static_cast<unsigned>(std::countr_zero(high));
-      if (endsLine(units[i + at])) mask |= 1U << at;
-    }
-    ends |= std::uint64_t{mask} << i;
+  for (unsigned i = 0; i < kLineEndBlock; i += 8) {
+    const __m128i odd = _mm_or_si128(loadUnits(units + i), _mm_set1_epi16(1));
+    const __m128i found = _mm_cmpeq_epi16(odd, _mm_set1_epi16(0x2029));
+    const __m128i bytes = _mm_packs_epi16(found, _mm_setzero_si128());
+    ends |= std::uint64_t{static_cast<unsigned>(_mm_movemask_epi8(bytes))} << i;
   }
   return ends;
+}
+
+inline std::uint64_t lineEndsInBlock(const HxUniChar* units) noexcept {
+  std::uint64_t ends = 0;
+  __m128i high = _mm_setzero_si128();
+  for (unsigned i = 0; i < kLineEndBlock; i += 16) {
+    const __m128i bytes = packedUnits(units + i);
+    const __m128i ascii = _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('\n')),
+                                       _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\r')));
+    const __m128i latin = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(static_cast<char>(0x85)));
+    const __m128i found = _mm_or_si128(ascii, latin);
+    ends |= std::uint64_t{static_cast<unsigned>(_mm_movemask_epi8(found))} << i;
+    high = _mm_or_si128(high, _mm_cmpeq_epi8(bytes, _mm_set1_epi8(-1)));
+  }
+  return _mm_movemask_epi8(high) == 0 ? ends : ends | rareLineEndsInBlock(units);
 }
 
 #else
