@@ -4,8 +4,12 @@
 // alone.
 #pragma once
 
+#include "Rondel/Streams/LineBufferFilter.h"
 #include "Rondel/Streams/Stream.h"
+#include "Rondel/Streams/StreamLogger.h"
+#include "Rondel/Streams/StreamSink.h"
 #include "Rondel/Streams/Task.h"
+#include "Rondel/Streams/UTF8Filters.h"
 #include "Rondel/additions/CommandLine.h"
 #include "Rondel/additions/Quoting.h"
 #include "Rondel/additions/StringList.h"
