@@ -14,7 +14,6 @@
 #include "Rondel/core/Number.h"
 #include "Rondel/core/internal/BufferString.h"
 #include "Rondel/core/internal/Characters.h"
-#include "Rondel/core/internal/MakeString.h"
 #include "Rondel/core/internal/RangeCheck.h"
 
 namespace rondel {
@@ -117,21 +116,10 @@ HxAny HxStringObject::mutableCopy() const {
 
 // ---- Flat strings -----------------------------------------------------------------------------
 
-namespace {
-
-void* allocate(std::size_t bytes) {
+void* FlatString::allocate(std::size_t bytes) {
   void* block = std::malloc(bytes);
   if (!block) throw std::bad_alloc();
   return block;
-}
-
-}  // namespace
-
-FlatString* FlatString::makeNarrow(HxUInteger length) {
-  void* block = allocate(sizeof(FlatString) + length + 1);
-  auto* string = new (block) FlatString(static_cast<std::uint32_t>(length), kFlatNarrow);
-  string->narrow()[length] = '\0';
-  return string;
 }
 
 FlatString* FlatString::makeWide(HxUInteger length) {
@@ -434,21 +422,6 @@ HxString HxString::concatenate(const HxString* const* parts, HxUInteger count) {
   HxMutableString text = HxMutableString::string();
   for (HxUInteger i = 0; i < count; ++i) text.appendString(*parts[i]);
   return text.copy();
-}
-
-HxString HxString::concatenateASCII(const std::string_view* parts, HxUInteger count) {
-  HxUInteger length = 0;
-  for (HxUInteger i = 0; i < count; ++i) length += parts[i].size();
-  return internal::makeNarrowString(length, [&](char* out) {
-    for (HxUInteger i = 0; i < count; ++i) {
-      if (parts[i].size() == 1) {  // separators: not worth a call
-        *out++ = parts[i].front();
-      } else if (!parts[i].empty()) {
-        std::memcpy(out, parts[i].data(), parts[i].size());
-        out += parts[i].size();
-      }
-    }
-  });
 }
 
 HxString HxString::copy() const {

@@ -256,9 +256,13 @@ class RONDEL_EXPORT HxString : public HxAny {
   // All parts in one new string, made with one allocation; nil parts add nothing.
   template <std::derived_from<HxString>... Strings>
   static HxString stringByConcatenating(const Strings&... strings) {
-    if (((strings.isNil() || strings.asciiView().data()) && ...)) {
-      const std::string_view parts[] = {strings.asciiView()...};
-      return concatenateASCII(parts, sizeof...(strings));
+    const bool areNarrow = ((strings.isNil() || strings.asciiView().data()) && ...);
+    const HxUInteger length = (strings.asciiView().size() + ...);
+    if (areNarrow && length <= internal::FlatString::kMaximumLength) {
+      internal::FlatString* const string = internal::FlatString::makeNarrow(length);
+      char* out = string->narrow();
+      ((out = internal::appendBytes(out, strings.asciiView())), ...);
+      return HxString(Unchecked{}, HxAny::adopt(string));
     }
     const HxString* const parts[] = {&strings...};
     return concatenate(parts, sizeof...(strings));
@@ -330,7 +334,6 @@ class RONDEL_EXPORT HxString : public HxAny {
   }
 
  private:
-  static HxString concatenateASCII(const std::string_view* parts, HxUInteger count);
   friend constexpr HxString internalLiteral(const internal::FlatString& object) noexcept;
 };
 

@@ -138,6 +138,17 @@ inline bool sameBytes(const char* a, const char* b, std::size_t n) noexcept {
   return difference == 0;
 }
 
+// Copies the bytes and gives the place behind them. A single one, often a separator, is not worth a
+// call.
+inline char* appendBytes(char* out, std::string_view bytes) noexcept {
+  if (bytes.size() == 1) {
+    *out = bytes.front();
+  } else if (!bytes.empty()) {
+    std::memcpy(out, bytes.data(), bytes.size());
+  }
+  return out + bytes.size();
+}
+
 class RONDEL_EXPORT FlatString final : public HxStringObject {
  public:
   // Lengths from here on do not fit the header; such text is kept in a string of another kind.
@@ -146,7 +157,12 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
   // A new string of `length` units whose characters the caller writes, all of them, before anybody
   // else sees it; wide text must hold at least one unit that is not ASCII. The reference is the
   // caller's.
-  static FlatString* makeNarrow(HxUInteger length);
+  static FlatString* makeNarrow(HxUInteger length) {
+    void* block = allocate(sizeof(FlatString) + length + 1);
+    auto* string = new (block) FlatString(static_cast<std::uint32_t>(length), kFlatNarrow);
+    string->narrow()[length] = '\0';
+    return string;
+  }
   static FlatString* makeWide(HxUInteger length);
 
   static HxClass classObject() noexcept;
@@ -185,6 +201,7 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
   // Gives back the block of a string. Out of line: a compiler that sees a constant's handle go must
   // not see a delete behind it.
   static void freeBlock(void* block) noexcept;
+  static void* allocate(std::size_t bytes);
 
   static void* operator new(std::size_t, void* place) noexcept { return place; }
   static constexpr void operator delete(void* block) noexcept {

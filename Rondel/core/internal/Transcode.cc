@@ -16,12 +16,20 @@ HxString handleOf(HxObject* object) { return HxString(HxAny::Unchecked{}, HxAny:
 
 }  // namespace
 
-HxString makeString(const char* ascii, HxUInteger length) {
+namespace {
+
+inline HxString makeNarrowString(const char* ascii, HxUInteger length) {
   if (length == 0) return HxString::string();
   if (length > FlatString::kMaximumLength) return BufferString::makeLong(ascii, length);
   FlatString* string = FlatString::makeNarrow(length);
   std::memcpy(string->narrow(), ascii, length);
   return handleOf(string);
+}
+
+}  // namespace
+
+HxString makeString(const char* ascii, HxUInteger length) {
+  return makeNarrowString(ascii, length);
 }
 
 HxString makeString(const HxUniChar* units, HxUInteger length) {
@@ -60,7 +68,7 @@ UTF8Sequence readUTF8Sequence(const unsigned char* p, HxUInteger left) noexcept 
 }
 
 HxString makeStringFromUTF8(const char* bytes, HxUInteger length) {
-  if (isASCII(bytes, length)) return makeString(bytes, length);
+  if (isASCII(bytes, length)) return makeNarrowString(bytes, length);
   const auto* begin = reinterpret_cast<const std::uint8_t*>(bytes);
   const std::uint8_t* end = begin + length;
   const UTF8Kernel& kernel = bestUTF8Kernel();
