@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <string_view>
 
 #include "Rondel/additions/internal/TextBuffer.h"
@@ -186,6 +187,7 @@ constexpr std::array<bool, 0x80> kAllowed = [] {
 // sets, which hold nothing else there.
 struct CommandLine {
   static bool asksForQuotes(const char* units, HxUInteger length) noexcept;
+  static bool copyUnlessItAsks(const char* units, HxUInteger length, char* out) noexcept;
   static bool asksForQuotes(const HxUniChar* units, HxUInteger length) {
     return containsMember(units, length, searchedSet());
   }
@@ -202,9 +204,8 @@ struct CommandLine {
 };
 
 struct StringList {
-  static bool asksForQuotes(const char* units, HxUInteger length) noexcept {
-    return std::any_of(units, units + length, internal::isASCIIWhitespace<char>);
-  }
+  static bool asksForQuotes(const char* units, HxUInteger length) noexcept;
+  static bool copyUnlessItAsks(const char* units, HxUInteger length, char* out) noexcept;
   static bool asksForQuotes(const HxUniChar* units, HxUInteger length) {
     return containsMember(units, length, HxCharacterSet::whitespaceAndNewlineCharacterSet());
   }
@@ -212,34 +213,66 @@ struct StringList {
 
 #ifdef __SSE2__
 // Whether all 16 bytes are allowed; in ASCII '+' to '9' lie side by side.
-bool areAllowed(const char* at) noexcept {
-  const auto isBetween = [](__m128i units, char first, char last) {
-    return _mm_and_si128(_mm_cmpgt_epi8(units, _mm_set1_epi8(static_cast<char>(first - 1))),
-                         _mm_cmpgt_epi8(_mm_set1_epi8(static_cast<char>(last + 1)), units));
+[[gnu::always_inline]] inline bool areAllowed(__m128i units) noexcept {
+  const auto isBetween = [](__m128i bytes, char first, char last) {
+    return _mm_and_si128(_mm_cmpgt_epi8(bytes, _mm_set1_epi8(static_cast<char>(first - 1))),
+                         _mm_cmpgt_epi8(_mm_set1_epi8(static_cast<char>(last + 1)), bytes));
   };
-  const auto is = [](__m128i units, char unit) {
-    return _mm_cmpeq_epi8(units, _mm_set1_epi8(unit));
-  };
-  const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
   const __m128i letters = isBetween(_mm_or_si128(units, _mm_set1_epi8(0x20)), 'a', 'z');
-  const __m128i allowed = _mm_or_si128(_mm_or_si128(letters, isBetween(units, '+', '9')),
-                                       _mm_or_si128(is(units, '='), is(units, '_')));
+  const __m128i others = _mm_or_si128(_mm_cmpeq_epi8(units, _mm_set1_epi8('=')),
+                                      _mm_cmpeq_epi8(units, _mm_set1_epi8('_')));
+  const __m128i allowed = _mm_or_si128(_mm_or_si128(letters, isBetween(units, '+', '9')), others);
   return _mm_movemask_epi8(allowed) == 0xFFFF;
 }
 #endif
 
-bool CommandLine::asksForQuotes(const char* units, HxUInteger length) noexcept {
-  const char* at = units;
-  const char* const end = units + length;
+// Whether all bytes are allowed. They are copied to `out`, if that is not null, as far as they are.
+bool copyAllowed(const char* units, HxUInteger length, char* out) noexcept {
 #ifdef __SSE2__
+  HxUInteger at = 0;
   while (length >= 16) {
-    at = std::min(at, end - 16);  // the last 16, some of them a second time
-    if (!areAllowed(at)) return true;
+    at = std::min(at, length - 16);  // the last 16, some of them a second time
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + at));
+    if (!areAllowed(block)) return false;
+    if (out) _mm_storeu_si128(reinterpret_cast<__m128i*>(out + at), block);
     at += 16;
-    if (at == end) return false;
+    if (at == length) return true;
+  }
+  if (length >= 8) {  // the first 8 and the last 8
+    const __m128i first = _mm_loadu_si64(units);
+    const __m128i last = _mm_loadu_si64(units + length - 8);
+    if (!areAllowed(_mm_unpacklo_epi64(first, last))) return false;
+    if (out) _mm_storeu_si64(out, first);
+    if (out) _mm_storeu_si64(out + length - 8, last);
+    return true;
   }
 #endif
-  return !std::all_of(at, end, [](char unit) { return kAllowed[unitOf(unit)]; });
+  if (!std::all_of(units, units + length, [](char unit) { return kAllowed[unitOf(unit)]; })) {
+    return false;
+  }
+  if (out) std::memcpy(out, units, length);
+  return true;
+}
+
+bool CommandLine::asksForQuotes(const char* units, HxUInteger length) noexcept {
+  return !copyAllowed(units, length, nullptr);
+}
+
+bool CommandLine::copyUnlessItAsks(const char* units, HxUInteger length, char* out) noexcept {
+  return copyAllowed(units, length, out);
+}
+
+bool StringList::asksForQuotes(const char* units, HxUInteger length) noexcept {
+  const char* const end = units + length;
+  const char* at = internal::plainEnd(units, end);
+  while (at < end && !internal::isASCIIWhitespace(*at)) at = internal::plainEnd(at + 1, end);
+  return at < end;
+}
+
+bool StringList::copyUnlessItAsks(const char* units, HxUInteger length, char* out) noexcept {
+  if (asksForQuotes(units, length)) return false;
+  std::memcpy(out, units, length);
+  return true;
 }
 
 template <class Kind>
@@ -267,10 +300,32 @@ void appendWord(const Unit* units, HxUInteger length, TextBuffer& out) {
   }
 }
 
+// The common case: ASCII, and nothing else so far.
+template <class Kind>
+void appendASCIIWord(std::string_view word, TextBuffer& out) {
+  if (out.isWide() || word.empty()) return appendWord<Kind>(word.data(), word.size(), out);
+  char* const room = out.narrow().room(word.size());
+  if (Kind::copyUnlessItAsks(word.data(), word.size(), room)) {
+    out.narrow().moveEndTo(room + word.size());
+  } else {
+    appendQuoted(word.data(), word.size(), out, kArgumentEscapes);
+  }
+}
+
+// Reads the string that an object is without a handle of its own.
+class Borrowed : private HxString {
+ public:
+  static std::string_view asciiView(const HxObject& object) noexcept {
+    if (!(bitsOf(&object) & kFlatNarrow)) return {};
+    const auto& string = static_cast<const internal::FlatString&>(object);
+    return {string.narrow(), string.flatLength()};
+  }
+};
+
 template <class Kind>
 void appendText(const HxStringObject* string, TextBuffer& out) {
-  if (const char* const ascii = string->contiguousCharacters().narrow) {
-    return appendWord<Kind>(ascii, string->length(), out);
+  if (const std::string_view ascii = Borrowed::asciiView(*string); ascii.data()) {
+    return appendASCIIWord<Kind>(ascii, out);
   }
   Characters(string).visit(
       [&](const auto* units, HxUInteger length) { appendWord<Kind>(units, length, out); });

@@ -104,7 +104,7 @@ class Word {
   }
 
  private:
-  void appendCopy(const Unit* run, HxUInteger length) {
+  [[gnu::noinline]] void appendCopy(const Unit* run, HxUInteger length) {  // keeps append inline
     if (_isView) {
       _copy.clear();
       _copy.append(_view, _viewLength);
