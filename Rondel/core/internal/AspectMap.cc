@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/core/internal/AspectMap.h"
 
+#include <atomic>
 #include <memory>
+#include <utility>
 
 namespace rondel::internal {
 
@@ -26,13 +28,13 @@ constexpr HxUInteger kFirstSize = 32;
 }
 
 HxUInteger AspectMap::levelOf(const HxString& aspect) const {
-  const Entry* entry = find(_table.load(std::memory_order_acquire), aspect);
+  const Entry* entry = find(__atomic_load_n(&_table, __ATOMIC_ACQUIRE), aspect);
   return entry ? entry->level.load(std::memory_order_relaxed) : 0;
 }
 
 void AspectMap::setLevel(const HxString& aspect, HxUInteger level) {
   if (!aspect) return;
-  if (Entry* entry = find(_table.load(std::memory_order_relaxed), aspect)) {
+  if (Entry* entry = find(_table, aspect)) {
     entry->level.store(level, std::memory_order_relaxed);
     return;
   }
@@ -59,19 +61,19 @@ void AspectMap::insert(Table& table, Entry* entry) noexcept {
 }
 
 AspectMap::Table& AspectMap::tableWithRoom() {
-  Table* const table = _table.load(std::memory_order_relaxed);
+  Table* const table = _table;
   if (table && 2 * _count <= table->mask) return *table;
   auto* const larger = new Table(table ? 2 * (table->mask + 1) : kFirstSize, table);
   for (HxUInteger at = 0; table && at <= table->mask; ++at) {
     Entry* entry = table->places[at].load(std::memory_order_relaxed);
     if (entry) insert(*larger, entry);
   }
-  _table.store(larger, std::memory_order_release);
+  __atomic_store_n(&_table, larger, __ATOMIC_RELEASE);
   return *larger;
 }
 
 void AspectMap::clear() noexcept {
-  const std::unique_ptr<Table> table(_table.exchange(nullptr));
+  const std::unique_ptr<Table> table(std::exchange(_table, nullptr));
   for (HxUInteger at = 0; table && at <= table->mask; ++at) delete table->places[at].load();
   _count = 0;
 }

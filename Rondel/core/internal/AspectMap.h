@@ -9,8 +9,6 @@
 // different aspects and not by the number of changes.
 #pragma once
 
-#include <atomic>
-
 #include "Rondel/core/String.h"
 
 namespace rondel::internal {
@@ -37,7 +35,7 @@ class AspectMap {
   static void insert(Table& table, Entry* entry) noexcept;
   Table& tableWithRoom();
 
-  std::atomic<Table*> _table{nullptr};
+  Table* _table = nullptr;  // read and written as an atomic
   HxUInteger _count = 0;
 };
 

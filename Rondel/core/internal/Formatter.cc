@@ -401,18 +401,31 @@ void formatTo(FormatSink& sink, const HxString& format, HxArguments arguments) {
   text.visit([&](const auto* units, HxUInteger length) { formatter.run(units, length); });
 }
 
+namespace {
+
+// The bytes that may make one sequence: the first, and as many as it asks for of those behind it
+// that can continue it. A NUL cannot.
+HxUInteger reachOfSequence(const unsigned char* bytes) noexcept {
+  const unsigned char lead = bytes[0];
+  const HxUInteger wanted = lead < 0xC0 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+  HxUInteger reach = 1;
+  while (reach < wanted && (bytes[reach] & 0xC0) == 0x80) ++reach;
+  return reach;
+}
+
+}  // namespace
+
 void appendUTF8(FormatSink& sink, const char* text, HxUInteger limit) {
-  while (limit > 0 && *text) {
-    // A NUL is no part of any longer sequence, so it ends the look ahead.
-    const UTF8Sequence sequence =
-        readUTF8Sequence(reinterpret_cast<const unsigned char*>(text), strnlen(text, 4));
+  const auto* at = reinterpret_cast<const unsigned char*>(text);
+  while (limit > 0 && *at != 0) {
+    const UTF8Sequence sequence = readUTF8Sequence(at, reachOfSequence(at));
     HxUniChar units[2] = {0xFFFD};
     HxUInteger count = 1;
     if (sequence.length > 0) count = splitIntoUnits(sequence.value, units);
     if (count > limit) return;
     sink.append(units, count);
     limit -= count;
-    text += std::max<HxUInteger>(sequence.length, 1);
+    at += std::max<HxUInteger>(sequence.length, 1);
   }
 }
 
