@@ -126,17 +126,21 @@ TYPED_TEST(AnyDictionary, IsLoopedOverByEntries) {
   EXPECT_EQ(entriesOf(this->empty), "");
 }
 
-TYPED_TEST(AnyDictionary, OutlivesItsHandleWhileItIsEnumerated) {
-  HxDictionary dictionary = TypeParam::make({{"a"_hx, "1"_hx}, {"b"_hx, "2"_hx}});
-  const Ref<HxEnumerator> keys = dictionary.keyEnumerator();
+// The values that are seen in a loop which drops the only handle, of a dictionary with one digit a
+// value.
+std::size_t valuesSeenWhileDropping(HxDictionary dictionary) {
   std::string text;
   for (const auto& [key, value] : dictionary) {
     dictionary = nullptr;
     text += shown(value);
   }
-  EXPECT_EQ(text.size(), 2U);
-  EXPECT_FALSE(keys->nextObject().isNil());
-  EXPECT_FALSE(keys->nextObject().isNil());
+  return text.size();
+}
+
+TYPED_TEST(AnyDictionary, OutlivesItsHandleWhileItIsEnumerated) {
+  EXPECT_EQ(valuesSeenWhileDropping(TypeParam::make({{"a"_hx, "1"_hx}, {"b"_hx, "2"_hx}})), 2U);
+  const Ref<HxEnumerator> keys = TypeParam::make({{"a"_hx, "1"_hx}}).keyEnumerator();
+  EXPECT_EQ(shown(keys->nextObject()), "a");
   EXPECT_TRUE(keys->nextObject().isNil());
 }
 
