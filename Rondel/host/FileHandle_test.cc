@@ -513,9 +513,9 @@ TEST_F(FileHandle, WritingNothingDoesNothing) {
 
 TEST_F(FileHandle, WriteSurvivesShortWritesInterruptionsAndFullPipes) {
   const test::SystemCallsKept kept;
-  static auto* const realWrite = test::systemCalls.write;
+  static auto* const realWrite = test::systemCalls.write.function();
   static std::atomic<int> calls = 0;
-  test::systemCalls.write = [](int descriptor, const void* data, size_t length) -> ssize_t {
+  test::systemCalls.write = +[](int descriptor, const void* data, size_t length) -> ssize_t {
     switch (++calls % 3) {
       case 0:
         errno = EINTR;

@@ -785,9 +785,9 @@ TEST(Process, WithoutPidfdRefusedCallsFailTheLaunchToo) {
 
 TEST(Process, FalseAlarmOfTheExitIsLookedAtAgain) {
   const test::SystemCallsKept kept;
-  static auto* const real = test::systemCalls.waitid;
+  static auto* const real = test::systemCalls.waitid.function();
   static std::atomic<int> alarms = 3;
-  test::systemCalls.waitid = [](idtype_t kind, id_t which, siginfo_t* info, int options) {
+  test::systemCalls.waitid = +[](idtype_t kind, id_t which, siginfo_t* info, int options) {
     if (--alarms < 0) return real(kind, which, info, options);
     info->si_pid = 0;
     return 0;

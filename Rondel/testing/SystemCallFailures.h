@@ -51,9 +51,9 @@ CallRule& ruleOf() {
 }
 
 template <auto Call, class Result, class... Arguments>
-void replaceCall(Result (*SystemCalls::*)(Arguments...)) {
-  static Result (*original)(Arguments...) = systemCalls.*Call;
-  systemCalls.*Call = [](Arguments... arguments) -> Result {
+void replaceCall(internal::SystemCall<Result(Arguments...)> SystemCalls::*) {
+  static Result (*const original)(Arguments...) = (systemCalls.*Call).function();
+  systemCalls.*Call = +[](Arguments... arguments) -> Result {
     CallRule& rule = ruleOf<Call>();
     if (!rule.fails()) return original(arguments...);
     // These two give the error itself.

@@ -11,18 +11,18 @@ extern "C" {
 
 namespace rondel::internal {
 
-SystemCalls systemCalls = {
+constinit SystemCalls systemCalls = {
     .read = ::read,
     .write = ::write,
     .close = ::close,
     .pipe2 = ::pipe2,
-    .fcntl = [](int descriptor, int command,
-                int argument) { return ::fcntl(descriptor, command, argument); },
+    .fcntl = +[](int descriptor, int command,
+                 int argument) { return ::fcntl(descriptor, command, argument); },
     .poll = ::poll,
     .epoll_create1 = ::epoll_create1,
     .epoll_ctl = ::epoll_ctl,
     .epoll_wait = ::epoll_wait,
-    .eventfd = [](unsigned value, int flags) { return ::eventfd(value, flags); },
+    .eventfd = +[](unsigned value, int flags) { return ::eventfd(value, flags); },
     .posix_spawn = ::posix_spawn,
     .waitid = ::waitid,
     .kill = ::kill,

@@ -3,8 +3,7 @@
 // The one seam between the host services and the system: a table of the calls that they make.
 //
 // Tests put their own functions into the table to make a call fail or come up short that cannot be
-// made to do so for real. They change it only while no other thread uses it. Each function behaves
-// as its manual page says, errno included.
+// made to do so for real. Each function behaves as its manual page says, errno included.
 #pragma once
 
 #include <poll.h>
@@ -15,30 +14,57 @@
 #include <sys/types.h>
 #include <sys/wait.h>
 
+#include <atomic>
+
 namespace rondel::internal {
 
+// One entry: a function that is called like any other. It may be exchanged while other threads
+// call, which find the one or the other.
+template <class Function>
+class SystemCall;
+template <class Result, class... Arguments>
+class SystemCall<Result(Arguments...)> {
+ public:
+  using Function = Result (*)(Arguments...);
+
+  constexpr SystemCall(Function real) noexcept : _function(real) {}  // NOLINT: is one
+  SystemCall(const SystemCall& other) noexcept : _function(other.function()) {}
+  SystemCall& operator=(const SystemCall& other) noexcept {
+    _function.store(other.function(), std::memory_order_relaxed);
+    return *this;
+  }
+  Function function() const noexcept { return _function.load(std::memory_order_relaxed); }
+  Result operator()(Arguments... arguments) const { return function()(arguments...); }
+
+ private:
+  std::atomic<Function> _function;
+};
+
 struct SystemCalls {
-  ssize_t (*read)(int descriptor, void* buffer, size_t length);
-  ssize_t (*write)(int descriptor, const void* bytes, size_t length);
-  int (*close)(int descriptor);
-  int (*pipe2)(int* ends, int flags);
-  int (*fcntl)(int descriptor, int command, int argument);
-  int (*poll)(pollfd* descriptors, nfds_t count, int milliseconds);
+  SystemCall<ssize_t(int descriptor, void* buffer, size_t length)> read;
+  SystemCall<ssize_t(int descriptor, const void* bytes, size_t length)> write;
+  SystemCall<int(int descriptor)> close;
+  SystemCall<int(int* ends, int flags)> pipe2;
+  SystemCall<int(int descriptor, int command, int argument)> fcntl;
+  SystemCall<int(pollfd* descriptors, nfds_t count, int milliseconds)> poll;
 
-  int (*epoll_create1)(int flags);
-  int (*epoll_ctl)(int poller, int operation, int descriptor, epoll_event* event);
-  int (*epoll_wait)(int poller, epoll_event* events, int capacity, int milliseconds);
-  int (*eventfd)(unsigned value, int flags);
+  SystemCall<int(int flags)> epoll_create1;
+  SystemCall<int(int poller, int operation, int descriptor, epoll_event* event)> epoll_ctl;
+  SystemCall<int(int poller, epoll_event* events, int capacity, int milliseconds)> epoll_wait;
+  SystemCall<int(unsigned value, int flags)> eventfd;
 
-  int (*posix_spawn)(pid_t* process, const char* path, const posix_spawn_file_actions_t* actions,
-                     const posix_spawnattr_t* attributes, char* const* arguments,
-                     char* const* environment);
-  int (*waitid)(idtype_t kind, id_t which, siginfo_t* result, int options);
-  int (*kill)(pid_t process, int signal);
-  int (*pidfd_open)(pid_t process, unsigned flags);
-  int (*pidfd_send_signal)(int process, int signal, siginfo_t* information, unsigned flags);
-  int (*pthread_create)(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
-                        void* argument);
+  SystemCall<int(pid_t* process, const char* path, const posix_spawn_file_actions_t* actions,
+                 const posix_spawnattr_t* attributes, char* const* arguments,
+                 char* const* environment)>
+      posix_spawn;
+  SystemCall<int(idtype_t kind, id_t which, siginfo_t* result, int options)> waitid;
+  SystemCall<int(pid_t process, int signal)> kill;
+  SystemCall<int(pid_t process, unsigned flags)> pidfd_open;
+  SystemCall<int(int process, int signal, siginfo_t* information, unsigned flags)>
+      pidfd_send_signal;
+  SystemCall<int(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
+                 void* argument)>
+      pthread_create;
 };
 
 extern SystemCalls systemCalls;
