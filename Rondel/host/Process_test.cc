@@ -4,107 +4,34 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <fstream>
-#include <functional>
-#include <initializer_list>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "Rondel/core/Exception.h"
 #include "Rondel/core/Number.h"
-#include "Rondel/host/NotificationCenter.h"
-#include "Rondel/host/RunLoop.h"
-#include "Rondel/testing/Places.h"
+#include "Rondel/testing/Children.h"
 #include "Rondel/testing/ResourceListener.h"
 #include "Rondel/testing/SystemCallFailures.h"
 
 namespace rondel {
 namespace {
 
+using test::failureOf;
+using test::helper;
+using test::outputOf;
+using test::runOnce;
+using test::shell;
+using test::statusOf;
+using test::stringOf;
 using test::SystemCalls;
-
-HxString text(std::string_view utf8) { return HxString(utf8); }
-
-HxArray arguments(std::initializer_list<std::string_view> words) {
-  HxMutableArray array = HxMutableArray::array();
-  for (const std::string_view word : words) array.addObject(text(word));
-  return array;
-}
-
-Ref<HxTask> taskOf(std::string_view path, std::initializer_list<std::string_view> words = {}) {
-  const auto task = HxTask::init();
-  task->setLaunchPath(text(path));
-  task->setArguments(arguments(words));
-  return task;
-}
-
-Ref<HxTask> shell(std::string_view script) { return taskOf("/bin/sh", {"-c", script}); }
-
-Ref<HxTask> helper(std::string_view name, std::initializer_list<std::string_view> words = {}) {
-  return taskOf(test::programPath(name), words);
-}
-
-std::string stringOf(const HxData& data) {
-  return {reinterpret_cast<const char*>(data.bytes()), data.length()};
-}
-
-// Counts the exits that it is told.
-class Watcher : public HxObject {
- public:
-  explicit Watcher(const Ref<HxTask>& task) {
-    HxNotificationCenter::defaultCenter()->addObserver<&Watcher::ended>(
-        this, HxTaskDidTerminateNotification, task);
-  }
-  ~Watcher() override { HxNotificationCenter::defaultCenter()->removeObserver(this); }
-  void ended(const HxNotification&) {
-    ++count;
-    thread = std::this_thread::get_id();
-    if (reaction) reaction();
-  }
-  int count = 0;
-  std::thread::id thread;
-  std::function<void()> reaction;
-};
-
-// The output of a child, which is run to its end.
-std::string outputOf(const Ref<HxTask>& task) {
-  const auto pipe = HxPipe::init();
-  task->setStandardOutput(pipe);
-  task->launch();
-  const std::string output = stringOf(pipe->fileHandleForReading()->readDataToEndOfFile());
-  task->waitUntilExit();
-  return output;
-}
-
-int statusOf(const Ref<HxTask>& task) {
-  task->launch();
-  task->waitUntilExit();
-  EXPECT_FALSE(task->isRunning());
-  return task->terminationStatus();
-}
-
-// "name: reason" of what the launch raises, empty when it does not.
-std::string failureOf(const Ref<HxTask>& task) {
-  try {
-    task->launch();
-  } catch (const HxException& exception) {
-    return exception.what();
-  }
-  task->waitUntilExit();
-  return "";
-}
-
-bool runOnce() {
-  return HxRunLoop::currentRunLoop()->runMode(HxDefaultRunLoopMode, HxDate::distantFuture());
-}
+using test::taskOf;
+using test::text;
+using test::Watcher;
 
 // ---- Exit
 
@@ -424,96 +351,6 @@ TEST(Process, WorksWithClosedStandardFilesOfTheHost) {
   }
 }
 
-// ---- Launches that fail
-
-TEST(Process, FailedLaunchSaysWhy) {
-  const test::TemporaryDirectory directory;
-  const std::string plain = directory.write("plain", "echo\n");
-  const std::string noInterpreter = directory.write("script", "#!/no/such/interpreter\n");
-  const std::string garbage = directory.write("garbage", "\x01\x02\x03\x04");
-  for (const std::string& path : {noInterpreter, garbage}) chmod(path.c_str(), 0700);
-  const std::string name = "HxTaskLaunchException: could not launch \"";
-
-  EXPECT_EQ(failureOf(taskOf("/no/such/file")),
-            name + "/no/such/file\": No such file or directory");
-  EXPECT_EQ(failureOf(taskOf(plain)), name + plain + "\": Permission denied");
-  EXPECT_EQ(failureOf(taskOf(directory.path())), name + directory.path() + "\": Permission denied");
-  EXPECT_EQ(failureOf(taskOf(plain + "/x")), name + plain + "/x\": Not a directory");
-  EXPECT_EQ(
-      failureOf(taskOf(noInterpreter)),
-      name + noInterpreter + "\" (the interpreter that it asks for): No such file or directory");
-  EXPECT_EQ(failureOf(taskOf(garbage)), name + garbage + "\": Exec format error");
-  EXPECT_EQ(failureOf(taskOf("")), name + "\": No such file or directory");
-  EXPECT_EQ(failureOf(taskOf("/bin/echo", {std::string(3'000'000, 'x')})),
-            name + "/bin/echo\": Argument list too long");
-}
-
-TEST(Process, DirectoryThatCannotBeEnteredFailsTheLaunch) {
-  const test::TemporaryDirectory directory;
-  const std::string name = "HxTaskLaunchException: could not enter the directory \"";
-  const auto missing = helper("exit-with");
-  missing->setCurrentDirectoryPath("/no/such/directory"_hx);
-  EXPECT_EQ(failureOf(missing), name + "/no/such/directory\": No such file or directory");
-  const auto file = helper("exit-with");
-  file->setCurrentDirectoryPath("/bin/sh"_hx);
-  EXPECT_EQ(failureOf(file), name + "/bin/sh\": Not a directory");
-}
-
-TEST(Process, FailedLaunchMayBeTriedAgain) {
-  const auto task = taskOf("/no/such/file");
-  EXPECT_NE(failureOf(task), "");
-  EXPECT_FALSE(task->isRunning());
-  EXPECT_EQ(task->_procid(), 0);
-  task->setLaunchPath("/bin/true"_hx);
-  EXPECT_EQ(statusOf(task), 0);
-}
-
-TEST(Process, FailedLaunchLeavesThePipesOpen) {
-  const auto task = taskOf("/no/such/file");
-  const auto pipe = HxPipe::init();
-  task->setStandardOutput(pipe);
-  EXPECT_NE(failureOf(task), "");
-  EXPECT_FALSE(pipe->fileHandleForWriting()->isClosed());
-}
-
-TEST(Process, TextsThatTheSystemCannotTakeRaise) {
-  const std::string name = "HxInvalidArgumentException: ";
-  const HxString nul = HxString(std::string_view("a\0b", 3));
-  const HxString surrogate = HxString(std::u16string_view(u"\xD800"));
-  EXPECT_EQ(failureOf(HxTask::init()),
-            name + "the launch path cannot be handed to the system: (null)");
-  for (const HxString& bad : {nul, surrogate}) {
-    const auto argument = taskOf("/bin/true");
-    argument->setArguments(HxArray::arrayWithObject(bad));
-    EXPECT_TRUE(failureOf(argument).starts_with(name + "an argument cannot be handed"));
-    const auto variable = taskOf("/bin/true");
-    variable->setEnvironment(HxDictionary::dictionaryWithEntries({{"A"_hx, bad}}));
-    EXPECT_TRUE(failureOf(variable).starts_with(name + "an environment variable cannot be"));
-    const auto directory = taskOf("/bin/true");
-    directory->setCurrentDirectoryPath(bad);
-    EXPECT_TRUE(failureOf(directory).starts_with(name + "the directory cannot be handed"));
-  }
-  const auto number = taskOf("/bin/true");
-  number->setArguments(HxArray::arrayWithObject(HxNumber::numberWithInt(1)));
-  EXPECT_TRUE(failureOf(number).starts_with(name + "an argument cannot be handed"));
-}
-
-TEST(Process, ClosedStandardFileFailsTheLaunch) {
-  const auto task = helper("exit-with");
-  const auto pipe = HxPipe::init();
-  pipe->fileHandleForWriting()->closeFile();
-  task->setStandardOutput(pipe);
-  EXPECT_EQ(failureOf(task), "HxTaskLaunchException: standard file 1 of the child is closed");
-}
-
-TEST(Process, NullStandardFilesMeanTheHosts) {
-  const auto task = helper("exit-with", {"4"});
-  task->setStandardInput(Ref<HxPipe>());
-  task->setStandardOutput(Ref<HxFileHandle>());
-  task->setStandardError(Ref<HxPipe>());
-  EXPECT_EQ(statusOf(task), 4);
-}
-
 // ---- Dropping, waiting, threads
 
 TEST(Process, DroppedRunningChildLeavesNoZombie) {
@@ -664,181 +501,6 @@ TEST(Process, EachThreadRunsItsOwn) {
     });
   }
   for (auto& thread : threads) thread.join();
-}
-
-// ---- Lost children
-
-TEST(Process, ChildWhoseStatusWasStolenIsLost) {
-  const auto task = helper("exit-with", {"3"});
-  const auto watcher = makeRef<Watcher>(task);
-  task->launch();
-  EXPECT_EQ(waitpid(task->_procid(), nullptr, 0), task->_procid());
-  task->waitUntilExit();
-  EXPECT_EQ(watcher->count, 1);
-  EXPECT_EQ(task->terminationStatus(), -1);
-  EXPECT_EQ(task->terminationReason(), HxTaskTerminationReason::lost);
-  EXPECT_EQ(task->_platformExitInformation(), -1);
-}
-
-TEST(Process, ChildOfAHostThatIgnoresSIGCHLDIsLost) {
-  struct sigaction before;
-  struct sigaction ignoring = {};
-  sigaction(SIGCHLD, nullptr, &before);
-  for (const int flags : {0, SA_NOCLDWAIT}) {
-    ignoring.sa_handler = flags ? SIG_DFL : SIG_IGN;
-    ignoring.sa_flags = flags;
-    sigaction(SIGCHLD, &ignoring, nullptr);
-    for (int run = 0; run < 20; ++run) {
-      const auto task = helper("exit-with", {"3"});
-      const auto watcher = makeRef<Watcher>(task);
-      EXPECT_EQ(statusOf(task), -1);
-      EXPECT_EQ(watcher->count, 1);
-    }
-  }
-  sigaction(SIGCHLD, &before, nullptr);
-}
-
-TEST(Process, ChildrenOfTheHostAreLeftAlone) {
-  const pid_t own = fork();
-  if (own == 0) _exit(77);
-  EXPECT_EQ(statusOf(helper("exit-with", {"1"})), 1);
-  int status = 0;
-  EXPECT_EQ(waitpid(own, &status, 0), own);
-  EXPECT_EQ(WEXITSTATUS(status), 77);
-}
-
-// ---- The system refuses
-
-TEST(Process, WithoutPidfdAThreadWaits) {
-  for (const int error : {ENOSYS, EPERM, EMFILE, ENFILE, ENOMEM, ENODEV, EINVAL}) {
-    const test::SystemCallsKept kept;
-    test::failCall<&SystemCalls::pidfd_open>(1, error);
-    const auto task = helper("exit-with", {"6"});
-    const auto watcher = makeRef<Watcher>(task);
-    EXPECT_EQ(statusOf(task), 6);
-    EXPECT_EQ(watcher->count, 1);
-  }
-}
-
-TEST(Process, WithoutPidfdSignalsAndDroppingWork) {
-  const test::SystemCallsKept kept;
-  test::failCall<&SystemCalls::pidfd_open>(1, ENOSYS, 2);
-  const auto task = taskOf("/bin/sleep", {"1000"});
-  task->launch();
-  EXPECT_TRUE(task->isRunning());
-  task->terminate();
-  task->waitUntilExit();
-  EXPECT_EQ(task->terminationStatus(), SIGTERM);
-
-  auto dropped = taskOf("/bin/sleep", {"1000"});
-  dropped->launch();
-  const pid_t number = dropped->_procid();
-  dropped = nullptr;
-  kill(number, SIGKILL);
-  while (kill(number, 0) == 0) usleep(1000);
-}
-
-TEST(Process, WithoutPidfdALostChildEndsTheRun) {
-  const test::SystemCallsKept kept;
-  test::failCall<&SystemCalls::pidfd_open>(1, ENOSYS);
-  auto* const before = signal(SIGCHLD, SIG_IGN);
-  EXPECT_EQ(statusOf(helper("exit-with", {"3"})), -1);
-  signal(SIGCHLD, before);
-}
-
-TEST(Process, ChildThatIsGoneBeforeItCanBeWatchedIsLost) {
-  const test::SystemCallsKept kept;
-  test::failCall<&SystemCalls::pidfd_open>(1, ESRCH);
-  const auto task = helper("exit-with", {"3"});
-  EXPECT_EQ(statusOf(task), -1);
-  while (waitpid(task->_procid(), nullptr, 0) < 0 && errno == EINTR) {
-  }
-}
-
-template <auto Call>
-void expectFailedLaunch(int error, std::string_view words) {
-  const test::SystemCallsKept kept;
-  test::failCall<Call>(1, error);
-  const auto task = taskOf("/bin/sleep", {"1000"});
-  const std::string failure = failureOf(task);
-  EXPECT_TRUE(failure.starts_with("HxTaskLaunchException: could not ")) << failure;
-  EXPECT_TRUE(failure.ends_with(words)) << failure;
-  EXPECT_FALSE(task->isRunning());
-  task->setLaunchPath("/bin/true"_hx);
-  EXPECT_EQ(statusOf(task), 0);
-}
-
-TEST(Process, RefusedCallsFailTheLaunchAndLeaveNothing) {
-  expectFailedLaunch<&SystemCalls::posix_spawn>(EAGAIN, ": Resource temporarily unavailable");
-  expectFailedLaunch<&SystemCalls::posix_spawn>(ENOMEM, ": Cannot allocate memory");
-  expectFailedLaunch<&SystemCalls::epoll_ctl>(ENOSPC, ": No space left on device");
-  expectFailedLaunch<&SystemCalls::epoll_ctl>(ENOMEM, ": Cannot allocate memory");
-}
-
-TEST(Process, WithoutPidfdRefusedCallsFailTheLaunchToo) {
-  const test::SystemCallsKept kept;
-  test::failCall<&SystemCalls::pidfd_open>(1, EMFILE);
-  expectFailedLaunch<&SystemCalls::eventfd>(EMFILE, ": Too many open files");
-  test::failCall<&SystemCalls::pidfd_open>(1, ENOSYS);
-  expectFailedLaunch<&SystemCalls::pthread_create>(EAGAIN, ": Resource temporarily unavailable");
-}
-
-TEST(Process, FalseAlarmOfTheExitIsLookedAtAgain) {
-  const test::SystemCallsKept kept;
-  static auto* const real = test::systemCalls.waitid.function();
-  static std::atomic<int> alarms = 3;
-  test::systemCalls.waitid = +[](idtype_t kind, id_t which, siginfo_t* info, int options) {
-    if (--alarms < 0) return real(kind, which, info, options);
-    info->si_pid = 0;
-    return 0;
-  };
-  const auto task = helper("exit-with", {"3"});
-  const auto watcher = makeRef<Watcher>(task);
-  auto& waits = test::countCall<&SystemCalls::epoll_wait>();
-  EXPECT_EQ(statusOf(task), 3);
-  EXPECT_EQ(watcher->count, 1);
-  EXPECT_LT(waits.count, 20);
-}
-
-TEST(Process, InterruptedWaitIsTriedAgain) {
-  const test::SystemCallsKept kept;
-  test::failCall<&SystemCalls::waitid>(1, EINTR, 5);
-  EXPECT_EQ(statusOf(helper("exit-with", {"3"})), 3);
-}
-
-TEST(Process, ReaperWithoutAThreadLooksAtTheNextLaunch) {
-  const test::SystemCallsKept kept;
-  auto task = taskOf("/bin/sleep", {"1000"});
-  task->launch();
-  const pid_t number = task->_procid();
-  test::failCall<&SystemCalls::pthread_create>(1, EAGAIN);
-  task = nullptr;
-  kill(number, SIGKILL);
-  siginfo_t info = {};
-  EXPECT_EQ(waitid(P_PID, static_cast<id_t>(number), &info, WEXITED | WNOWAIT), 0);
-  EXPECT_EQ(kill(number, 0), 0);
-  EXPECT_EQ(statusOf(helper("exit-with")), 0);
-  EXPECT_LT(kill(number, 0), 0);
-}
-
-TEST(Process, DescriptorLimitFailsTheLaunchCleanly) {
-  rlimit before;
-  getrlimit(RLIMIT_NOFILE, &before);
-  const int inUse = test::ProcessResources::now().descriptors;
-  bool worked = false;
-  for (int more = 0; more < 12 && !worked; ++more) {
-    const rlimit tight = {static_cast<rlim_t>(inUse + more), before.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &tight);
-    const auto pipe = HxPipe::init();
-    if (!pipe) continue;
-    const auto task = helper("exit-with", {"3"});
-    task->setStandardOutput(pipe);
-    const std::string failure = failureOf(task);
-    worked = failure.empty();
-    EXPECT_TRUE(worked || failure.ends_with("Too many open files")) << failure;
-  }
-  setrlimit(RLIMIT_NOFILE, &before);
-  EXPECT_TRUE(worked);
 }
 
 }  // namespace
