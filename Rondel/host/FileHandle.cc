@@ -69,7 +69,7 @@ struct HxFileHandle::Inside {
   void makeNonBlocking();
   Ref<RunLoopSource> currentSource(Ref<SharedDescriptor>& open, bool& canReadOn);
   bool readChunk(const Ref<SharedDescriptor>& open, HxData& data);
-  void noteWholeChunk(int number);
+  void growPipe(int number);
 };
 
 HxFileHandle::HxFileHandle(const Ref<SharedDescriptor>& descriptor, bool isPrivateEnd)
@@ -77,6 +77,7 @@ HxFileHandle::HxFileHandle(const Ref<SharedDescriptor>& descriptor, bool isPriva
 
 HxFileHandle::~HxFileHandle() {
   closeFile();
+  HxNotificationCenter::defaultCenter()->forgetObject(this, HxFileHandleReadCompletionNotification);
   delete _inside;
 }
 
@@ -205,11 +206,11 @@ bool HxFileHandle::Inside::readChunk(const Ref<SharedDescriptor>& open, HxData& 
   }
   if (length == 0) buffer = nullptr;
   wholeChunks = length == kChunkSize ? wholeChunks + 1 : 0;
-  if (wholeChunks == kChunksBeforeGrowth) noteWholeChunk(open->number());
+  if (wholeChunks == kChunksBeforeGrowth) growPipe(open->number());
   return true;
 }
 
-void HxFileHandle::Inside::noteWholeChunk(int number) {
+void HxFileHandle::Inside::growPipe(int number) {
   const std::scoped_lock held(lock);
   if (isNonBlocking) systemCalls.fcntl(number, F_SETPIPE_SZ, kGrownPipeSize);  // or not, if refused
 }

@@ -142,6 +142,13 @@ void HxNotificationCenter::removeObserver(const HxObject* observer, const HxStri
   }
 }
 
+void HxNotificationCenter::forgetObject(const HxObject* object, const HxString& name) {
+  if (!object) return;
+  const std::scoped_lock held(_registry->lock);
+  _registry->topics.erase({name, object});
+  _registry->topics.erase({nullptr, object});
+}
+
 void HxNotificationCenter::postNotification(const HxString& name, const HxAny& object,
                                             const HxDictionary& userInfo) {
   if (name) postNotification(HxNotification::notificationWithName(name, object, userInfo));

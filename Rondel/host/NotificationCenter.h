@@ -64,7 +64,9 @@ class RONDEL_EXPORT HxNotificationCenter final : public HxObject {
   // From now on calls `Operation` of the observer for each post with this name and this object; a
   // nil name stands for any name, a nil object for any object. Names compare as strings, objects by
   // identity. Neither observer nor object is kept alive: the observer has to be removed before it
-  // goes. Adding the same observer twice calls it twice. A null observer is not added.
+  // goes; and before the object does, unless that is one of this library's, which forgets those who
+  // observe it by itself. Adding the same observer twice calls it twice. A null observer is not
+  // added.
   template <auto Operation, class T>
   void addObserver(T* observer, const HxString& name, const HxAny& object = HxAny()) {
     addObserver(
@@ -81,6 +83,10 @@ class RONDEL_EXPORT HxNotificationCenter final : public HxObject {
   // object stands for any. Nothing happens when there is none.
   void removeObserver(const HxObject* observer, const HxString& name, const HxAny& object);
   void removeObserver(const HxObject* observer);
+
+  // Undoes every addObserver with this object and this name, or any name, whose object is about to
+  // go: another one at its place in memory is not meant. For the destructor of a class that posts.
+  void forgetObject(const HxObject* object, const HxString& name);
 
   // Calls whoever observes. What an observer raises passes to the caller, and those behind it are
   // not called. A nil name or notification does nothing.

@@ -186,6 +186,17 @@ TEST_F(NotificationCenter, KeepsNeitherObserverNorObject) {
   EXPECT_TRUE(thing->isUniquelyReferenced());
 }
 
+TEST_F(NotificationCenter, ForgottenObjectIsObservedNoMore) {
+  observe(listener, "a"_hx, thing);
+  observe(listener, nullptr, thing);
+  observe(other, "a"_hx, nullptr);
+  center->forgetObject(thing.get(), "a"_hx);
+  center->forgetObject(nullptr, "a"_hx);
+  center->postNotification("a"_hx, thing);
+  EXPECT_TRUE(listener->names.empty());
+  EXPECT_EQ(other->names.size(), 1u);
+}
+
 TEST_F(NotificationCenter, NullIsNobodyAndNothing) {
   center->addObserver<&Listener::heard>(static_cast<Listener*>(nullptr), "a"_hx);
   observe(listener, nullptr, nullptr);

@@ -159,6 +159,7 @@ HxTask::HxTask() : _inside(new Inside) {}
 HxTask::~HxTask() {
   if (_inside->source) _inside->source->remove();
   if (_inside->child) Child::adopt(_inside->child);
+  HxNotificationCenter::defaultCenter()->forgetObject(this, HxTaskDidTerminateNotification);
   delete _inside;
 }
 

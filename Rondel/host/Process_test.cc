@@ -399,6 +399,12 @@ TEST(Process, MayBeDroppedByItsObserver) {
   EXPECT_EQ(watcher->count, 1);
 }
 
+TEST(Process, ObserversOfADroppedTaskDoNotHearAnotherAtItsPlace) {
+  const auto watcher = makeRef<Watcher>(HxTask::init());
+  EXPECT_EQ(statusOf(helper("exit-with")), 0);
+  EXPECT_EQ(watcher->count, 0);
+}
+
 TEST(Process, MayBeDroppedByItsObserverWhileItWaits) {
   auto task = helper("exit-with");
   const auto watcher = makeRef<Watcher>(task);

@@ -177,7 +177,7 @@ bool HxRunLoop::runMode(const HxString& mode, std::int64_t deadline) {
   if (!mode) return false;
   std::unique_lock held(_inside->lock);
   const unsigned number = _inside->numberOfMode(mode);
-  const bool hasAnything = _inside->hasAnythingToWaitFor(number);
+  const bool hasAnything = number != Inside::kCommonModes && _inside->hasAnythingToWaitFor(number);
   if (hasAnything) _inside->openPoller();
   const Inside::Turn turn(*_inside, number);
   held.unlock();
@@ -282,8 +282,16 @@ bool HxRunLoop::Inside::waitAndDispatch(unsigned mode, SteadyTime deadline) {
   const int count =
       poller.wait(internal::millisecondsUntil(deadline), numbers.data(), numbers.size());
   if (count < 0 && errno != EINTR) raiseSystemError("a run loop cannot wait"_hx);
+  noteWakeUp();
   const bool some = count > 0 && dispatch(mode, numbers.data(), static_cast<std::size_t>(count));
   return (!ready.empty() && dispatch(mode, ready.data(), ready.size())) || some;
+}
+
+// From here on another thread that wants attention has to write again. What was asked for before is
+// found by whatever comes next: no pass waits before it has made the calls that are there.
+void HxRunLoop::Inside::noteWakeUp() {
+  const std::scoped_lock held(lock);
+  wakeIsDue = false;
 }
 
 // The lock is held. Sources that were taken out because they were ready while a mode ran that is
@@ -317,11 +325,8 @@ bool HxRunLoop::Inside::dispatch(unsigned mode, const std::uint64_t* numbers, st
 // Whom to call for a number that the system reported, if anyone.
 Ref<HxObject> HxRunLoop::Inside::targetOf(std::uint64_t number, RunLoopSource::Order order,
                                           unsigned mode, RunLoopSource::Ready& ready) {
+  if (number == Poller::kWakeUp) return nullptr;
   const std::scoped_lock held(lock);
-  if (number == Poller::kWakeUp) {
-    wakeIsDue = false;
-    return nullptr;
-  }
   RunLoopSource* const source = find(number);
   if (!source || source->_order != order) return nullptr;
   if (!source->_armed || !includes(source->_modes, mode)) {

@@ -39,7 +39,8 @@ class RunLoopSource;
 }
 
 inline constexpr HxString HxDefaultRunLoopMode = "HxDefaultRunLoopMode"_hx;
-// Not a mode that can be run: stands for the default mode and all modes made common.
+// Not a mode that can be run, which gives false: stands for the default mode and all modes made
+// common.
 inline constexpr HxString HxRunLoopCommonModes = "HxRunLoopCommonModes"_hx;
 
 class RONDEL_EXPORT HxRunLoop final : public HxObject {

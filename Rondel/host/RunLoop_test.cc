@@ -114,6 +114,9 @@ TEST(RunLoop, ModeWithNothingToWaitForEndsAtOnce) {
   EXPECT_FALSE(runOnce());
   EXPECT_FALSE(runOnce("Never heard of"_hx));
   EXPECT_FALSE(runOnce(nullptr));
+  HxRunLoop::currentRunLoop()->performBlock([] {});
+  EXPECT_FALSE(runOnce(HxRunLoopCommonModes));
+  EXPECT_TRUE(runOnce());
 }
 
 TEST(RunLoop, RunsOnItsOwnThreadOnly) {
@@ -162,6 +165,20 @@ TEST(RunLoop, CallFromAnotherThreadWakesTheLoop) {
   caller.join();
   EXPECT_EQ(diary, "x");
   keepsTheModeAlive->invalidate();
+}
+
+TEST(RunLoop, WakeUpIsNotLostWhenThePassItEndedRaises) {
+  const auto loop = HxRunLoop::currentRunLoop();
+  const auto source = watched([]() -> bool { throw std::runtime_error("no"); });
+  source->source->arm(nullptr);
+  source->write();
+  std::thread([&] { loop->performBlock([] {}); }).join();
+  EXPECT_THROW(runOnce(), std::runtime_error);
+  source->read();
+  std::string diary;
+  std::thread caller([&] { loop->performBlock([&] { diary += 'x'; }, true); });
+  while (diary.empty()) runOnce();
+  caller.join();
 }
 
 TEST(RunLoop, CallerMayWaitUntilTheCallWasMade) {

@@ -112,6 +112,7 @@ struct HxRunLoop::Inside {
   bool makeCalls(unsigned mode);
   bool fireTimers(unsigned mode, std::uint64_t lastNumber);
   bool waitAndDispatch(unsigned mode, internal::SteadyTime deadline);
+  void noteWakeUp();
   void watchArmedAgain(unsigned mode);
   bool dispatch(unsigned mode, const std::uint64_t* numbers, std::size_t count);
   Ref<HxObject> targetOf(std::uint64_t number, internal::RunLoopSource::Order order, unsigned mode,
@@ -122,7 +123,7 @@ struct HxRunLoop::Inside {
   std::mutex lock;
   internal::Poller poller;
   bool closed = false;     // its thread has ended
-  bool wakeIsDue = false;  // written to the poller and not seen yet
+  bool wakeIsDue = false;  // asked of the poller since it last waited
   bool stopAsked = false;
   unsigned runs = 0;  // of run and runUntilDate that are under way
   std::unordered_map<HxString, unsigned> modeNumbers;

@@ -34,7 +34,8 @@ class Poller {
   void unwatch(int descriptor) const;
 
   // Waits for at most so many milliseconds, or without end when negative. Gives how many numbers
-  // were stored, and -1 with errno set when waiting failed; EINTR is an ordinary failure here.
+  // were stored, and -1 with errno set when waiting failed; EINTR is an ordinary failure here. A
+  // number that is kWakeUp tells of all calls of wake() up to now.
   int wait(int milliseconds, std::uint64_t* numbers, int capacity) const;
 
   // Lets the wait that is under way, or else the next one, end. Any thread.
