@@ -31,7 +31,9 @@ class LineCounter final : public HxObject, public ZevMoLineStreamConsuming {
  public:
   void streamProcessLine(ZevMoStream*, const HxString& line) override {
     ++count.lines;
-    if (line.length() > 1) count.first += line.characterAtIndex(0);
+    const std::string_view ascii = line.asciiView();
+    if (ascii.data() && ascii.size() > 1) count.first += static_cast<unsigned char>(ascii.front());
+    if (!ascii.data() && line.length() > 1) count.first += line.characterAtIndex(0);
   }
   void streamDidEnd(ZevMoStream*) override {}
   w01::LineCount count;

@@ -122,6 +122,16 @@ HxUInteger narrowASCIIPrefix(const HxUniChar* units, HxUInteger length, char* ou
     if (!areASCII(_mm_or_si128(low, high))) break;
     store(out + i, _mm_packus_epi16(low, high));
   }
+  // What is left is taken together with some units before it.
+  if (i < length && i + 16 > length && length >= 16) {
+    const HxUniChar* last = units + length - 16;
+    const __m128i low = load(last);
+    const __m128i high = load(last + 8);
+    if (areASCII(_mm_or_si128(low, high))) {
+      store(out + length - 16, _mm_packus_epi16(low, high));
+      return length;
+    }
+  }
 #endif
   for (; i < length && units[i] < 0x80; ++i) out[i] = static_cast<char>(units[i]);
   return i;

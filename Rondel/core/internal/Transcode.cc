@@ -32,13 +32,23 @@ HxString makeString(const char* ascii, HxUInteger length) {
   return makeNarrowString(ascii, length);
 }
 
+namespace {
+
+// Text that is not ASCII mostly shows it at once, at one of these places.
+bool looksASCII(const HxUniChar* units, HxUInteger length) noexcept {
+  return (units[0] | units[length / 2] | units[length - 1]) < 0x80;
+}
+
+}  // namespace
+
+// Narrows on trial: nearly all words and lines are ASCII, and one pass over them is enough.
 HxString makeString(const HxUniChar* units, HxUInteger length) {
   if (length == 0) return HxString::string();
   if (length > FlatString::kMaximumLength) return BufferString::makeLong(units, length);
-  if (isASCII(units, length)) {
+  if (looksASCII(units, length)) {
     FlatString* string = FlatString::makeNarrow(length);
-    narrowUnits(units, length, string->narrow());
-    return handleOf(string);
+    if (narrowASCIIPrefix(units, length, string->narrow()) == length) return handleOf(string);
+    FlatString::freeBlock(string);
   }
   FlatString* string = FlatString::makeWide(length);
   std::memcpy(string->wide(), units, length * sizeof(HxUniChar));
