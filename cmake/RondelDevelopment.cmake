@@ -39,6 +39,17 @@ if(RONDEL_BUILD_TESTS)
   endforeach()
   add_test(NAME layers COMMAND ${PROJECT_SOURCE_DIR}/scripts/check_layers.py)
 
+  # tests/constants: sanitizers put code of their own before main, so only the build is tested there.
+  add_library(constants OBJECT tests/constants/constants.cc)
+  target_compile_definitions(constants PRIVATE RONDEL_STATIC)
+  target_compile_features(constants PRIVATE cxx_std_20)
+  target_include_directories(constants PRIVATE ${PROJECT_SOURCE_DIR})
+  target_link_libraries(constants PRIVATE rondel_own_flags)
+  if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+    add_test(NAME constants COMMAND ${PROJECT_SOURCE_DIR}/tests/constants/run
+             ${CMAKE_NM} $<TARGET_OBJECTS:constants> $<TARGET_FILE:rondel_static>)
+  endif()
+
   # tools/gdb: the printers look at a program whose tables are compiled with all debug information.
   find_program(RONDEL_GDB gdb)
   if(RONDEL_GDB AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")

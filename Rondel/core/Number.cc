@@ -154,7 +154,7 @@ struct SharedNumbers {
 
   constexpr explicit SharedNumbers(std::index_sequence<Index...>) noexcept {}
 };
-constinit const SharedNumbers sharedNumbers{std::make_index_sequence<kSharedCount>()};
+constexpr SharedNumbers sharedNumbers{std::make_index_sequence<kSharedCount>()};
 
 HxNumber share(const NumberObject& number) noexcept {
   return HxNumber(HxAny::Unchecked{}, HxAny(&number));
@@ -178,6 +178,7 @@ HxNumber HxNumber::numberWithInteger(HxInteger value) {
 }
 
 HxNumber HxNumber::numberWithUnsignedInteger(HxUInteger value) {
+  if (value <= HxNotFound) return numberWithInteger(static_cast<HxInteger>(value));
   return makeNumber(new NumberObject(Kind::unsignedInteger, static_cast<std::int64_t>(value)));
 }
 

@@ -121,6 +121,8 @@ HxAny HxObject::copy() const { return HxAny(this); }
 
 HxAny HxObject::mutableCopy() const { return copy(); }
 
+HxAny HxObject::copyWithZone(const void*) const { return copy(); }
+
 HxAny HxObject::performSelector(HxSelector selector) const {
   return performSelector(selector, HxAny());
 }
@@ -148,6 +150,8 @@ HxComparisonResult HxAny::compare(const HxAny& other) const {
 }
 
 HxAny HxAny::copy() const { return _object ? _object->copy() : HxAny(); }
+
+HxAny HxAny::copyWithZone(const void*) const { return copy(); }
 
 HxAny HxAny::mutableCopy() const { return _object ? _object->mutableCopy() : HxAny(); }
 

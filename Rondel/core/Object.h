@@ -19,6 +19,7 @@
 
 #include <concepts>
 #include <type_traits>
+#include <typeindex>  // for std::hash: the smallest header that has it
 #include <utility>
 
 #include "Rondel/core/Export.h"
@@ -149,6 +150,8 @@ class RONDEL_EXPORT HxObject {
   virtual HxAny copy() const;
   // A new, independent, mutable object with the same value; by default copy().
   virtual HxAny mutableCopy() const;
+  // The same as copy: there are no zones of memory, and the argument is not looked at.
+  HxAny copyWithZone(const void* zone) const;
 
   bool isKindOfClass(HxClass kind) const noexcept { return hxClass().isSubclassOfClass(kind); }
   bool conformsToProtocol(const HxProtocol& protocol) const { return protocol.isAdoptedBy(this); }
@@ -258,6 +261,7 @@ class RONDEL_EXPORT HxAny {
   HxComparisonResult compare(const HxAny& other) const;
   HxAny copy() const;
   HxAny mutableCopy() const;
+  HxAny copyWithZone(const void* zone) const;
   HxClass hxClass() const noexcept { return _object ? _object->hxClass() : HxClass(); }
   bool isKindOfClass(HxClass kind) const noexcept {
     return _object && _object->isKindOfClass(kind);
@@ -374,3 +378,9 @@ constexpr HxTypeID HcDictionaryGetTypeID() noexcept { return HxTypeID::dictionar
 constexpr HxTypeID HcDataGetTypeID() noexcept { return HxTypeID::data; }
 
 }  // namespace rondel
+
+// Every handle is a key for the hash tables of the standard library; a nil one too.
+template <std::derived_from<rondel::HxAny> Handle>
+struct std::hash<Handle> {
+  std::size_t operator()(const Handle& handle) const { return handle.hash(); }
+};

@@ -51,7 +51,11 @@ HxClass HxStringObject::classObject() noexcept {
 
 HxClass FlatString::classObject() noexcept { return HxStringObject::classObject(); }
 
-HxClass BufferString::classObject() noexcept {
+HxClass BufferString::hxClass() const noexcept {
+  return bits() & kMutable ? HxMutableString::classObject() : HxStringObject::classObject();
+}
+
+HxClass HxMutableString::classObject() noexcept {
   static const HxClassInfo info{"HxMutableString", HxStringObject::classObject().info(),
                                 [] { return HxAny(HxMutableString::string()); }};
   return HxClass(&info);
@@ -462,7 +466,8 @@ void HxMutableString::appendString(const HxString& string) {
 }
 
 void HxMutableString::appendCharacters(const HxUniChar* characters, HxUInteger count) {
-  if (_object && count > 0) bufferOf(*this)->replaceWithUnits({length(), 0}, characters, count);
+  if (_object && characters && count > 0)
+    bufferOf(*this)->replaceWithUnits({length(), 0}, characters, count);
 }
 
 void HxMutableString::setString(const HxString& string) {

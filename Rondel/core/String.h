@@ -6,11 +6,11 @@
 // a surrogate pair counts as two. HxString is a nil-safe handle, one pointer wide; copying it
 // shares the text and never copies characters.
 //
-//   HxString name = "main.c"_hx;                                  // a constant: no allocation
+//   HxString name = "main.c"_hx;  // a constant: no allocation
 //   HxString path = "src"_hx.stringByAppendingPathComponent(name);
 //   HxString line = HxString::stringWithFormat("%@: %d"_hx, path, 12);
-//   HxString utf8 = HxString(std::string_view(bytes, n));         // nil when the bytes are not
-//   UTF-8 if (path.hasSuffix(".c"_hx)) ...
+//   HxString text = HxString(std::string_view(bytes, n));  // nil when the bytes are no UTF-8
+//   if (path.hasSuffix(".c"_hx)) ...
 //
 // Nil. Every operation on a nil string gives zero: length 0, false, nil, an empty answer, and
 // kNotFoundRange for searches. A nil argument is treated as stated with the operation, and never
@@ -89,9 +89,10 @@ class RONDEL_EXPORT HxString : public HxAny {
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::string;
   }
+  // The class of all strings; that of HxMutableString is below it.
+  static HxClass classObject() noexcept { return HxStringObject::classObject(); }
 
-  // ---- Making strings
-  // -------------------------------------------------------------------------------------------
+  // ---- Making strings --------------------------------------------------------------------------
 
   // The empty string.
   static HxString string() noexcept;
@@ -130,8 +131,7 @@ class RONDEL_EXPORT HxString : public HxAny {
                                       bool freeWhenDone);
   static HxString initWithData(const HxData& data, HxStringEncoding encoding);
 
-  // ---- Reading
-  // --------------------------------------------------------------------------------------------------
+  // ---- Reading ---------------------------------------------------------------------------------
 
   HxUInteger length() const {
     if (!_object) return 0;
@@ -169,12 +169,10 @@ class RONDEL_EXPORT HxString : public HxAny {
   // limits of the type.
   int intValue() const;
   HxInteger integerValue() const;
-  // Whether the text begins with Y, y, T, t or a digit from 1 to 9, behind whitespace, a sign and
-  // zeros.
+  // Whether the text begins with Y, y, T, t or a digit from 1 to 9.
   bool boolValue() const;
 
-  // ---- Comparing
-  // ------------------------------------------------------------------------------------------------
+  // ---- Comparing -------------------------------------------------------------------------------
 
   // Same code units in the same order. False when either is nil.
   bool isEqualToString(const HxString& other) const {
@@ -215,8 +213,7 @@ class RONDEL_EXPORT HxString : public HxAny {
     return a.compare(b, HxLiteralSearch) <=> 0;
   }
 
-  // ---- Searching
-  // ------------------------------------------------------------------------------------------------
+  // ---- Searching -------------------------------------------------------------------------------
 
   // The first match (the last with HxBackwardsSearch), or kNotFoundRange; an empty or nil argument
   // finds nothing. Without HxLiteralSearch canonically equivalent text matches, and a match never
@@ -243,8 +240,7 @@ class RONDEL_EXPORT HxString : public HxAny {
   // Split at each occurrence; no occurrence gives an array that holds the receiver alone.
   HxArray componentsSeparatedByString(const HxString& separator) const;
 
-  // ---- New strings from old
-  // --------------------------------------------------------------------------------------
+  // ---- New strings from old --------------------------------------------------------------------
 
   // A range beyond the end raises HxRangeException; substringFromIndex(length()) is the empty
   // string.
@@ -290,8 +286,7 @@ class RONDEL_EXPORT HxString : public HxAny {
   HxString copy() const;
   HxMutableString mutableCopy() const;
 
-  // ---- As a path
-  // -------------------------------------------------------------------------------------------------
+  // ---- As a path -------------------------------------------------------------------------------
 
   // These know the separator '/' and nothing of the file system, but for the last two. Separators
   // at the end of a path do not count: the last component of "a/b/" is "b".
@@ -349,6 +344,7 @@ class RONDEL_EXPORT HxMutableString : public HxString {
   static bool canHold(const HxObject* object) noexcept {
     return HxString::canHold(object) && (bitsOf(object) & kMutable) != 0;
   }
+  static HxClass classObject() noexcept;
 
   // A new, empty string; with room for `capacity` units.
   static HxMutableString string();
@@ -362,6 +358,7 @@ class RONDEL_EXPORT HxMutableString : public HxString {
   }
 
   void appendString(const HxString& string);
+  // Null appends nothing.
   void appendCharacters(const HxUniChar* characters, HxUInteger length);
   template <class... Arguments>
   void appendFormat(const HxString& format, const Arguments&... arguments) {
@@ -387,18 +384,23 @@ constexpr HxString internalLiteral(const internal::FlatString& object) noexcept 
   return string;
 }
 
+// The same, but no constant expression. Clang 14 evaluates every initializer on trial, and crashes
+// where it tells of one that is no constant and passes a literal on, as std::vector{"a"_hx} does.
+inline HxString runningLiteral(const internal::FlatString& object) noexcept {
+  return internalLiteral(object);
+}
+
 inline namespace literals {
-// "text"_hx: an immortal constant, decoded from UTF-8 while compiling. No allocation, no counting,
-// no destructor.
+// "text"_hx: an immortal constant, decoded from UTF-8 while compiling; bytes that are no UTF-8 do
+// not compile. No allocation and no counting. A constant with a name is constexpr: then it is ready
+// before any code runs, and no destructor is called at exit.
+//
+//   inline constexpr HxString kSuffix = ".c"_hx;
 template <internal::LiteralText Text>
-constexpr HxString operator""_hx() noexcept {
-  return internalLiteral(internal::LiteralStorage<Text>::object.header);
+requires(Text.isUTF8()) constexpr HxString operator""_hx() noexcept {
+  const internal::FlatString& object = internal::LiteralStorage<Text>::object.header;
+  return std::is_constant_evaluated() ? internalLiteral(object) : runningLiteral(object);
 }
 }  // namespace literals
 
 }  // namespace rondel
-
-template <>
-struct std::hash<rondel::HxString> {
-  std::size_t operator()(const rondel::HxString& string) const { return string.hash(); }
-};

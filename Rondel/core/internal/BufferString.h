@@ -18,8 +18,7 @@ class RONDEL_EXPORT BufferString final : public HxStringObject {
   template <class Unit>
   static HxString makeLong(const Unit* units, HxUInteger length);
 
-  static HxClass classObject() noexcept;
-  HxClass hxClass() const noexcept override { return classObject(); }
+  HxClass hxClass() const noexcept override;
   HxUInteger length() const override { return _length; }
   HxUniChar characterAtIndex(HxUInteger index) const override;
   void getCharacters(HxUniChar* buffer, HxRange range) const override;

@@ -20,11 +20,9 @@ class HxStringObject;
 
 namespace internal {
 
-// Hash of a text: the same for its narrow and its wide form, at compile time and at run time. Never
-// 0.
-//
-// A multiply-and-fold hash over 8 bytes at a time; wide text that is not ASCII is hashed as its
-// little-endian bytes.
+// The hash of a text, never 0, and the same while compiling and at run time: multiply and fold,
+// over 8 bytes at a time. Text that is all ASCII is hashed as its characters, one byte each, other
+// text as its UTF-16 units in little-endian order, however the string stores it.
 constexpr std::uint64_t foldedProduct(std::uint64_t a, std::uint64_t b) noexcept {
   __extension__ using Wide = unsigned __int128;
   const Wide product = static_cast<Wide>(a) * b;
@@ -209,8 +207,8 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
   }
   static constexpr void operator delete(void*, void*) noexcept {}
 
-  constexpr ~FlatString() override {
-  }  // NOLINT: the compilers want it written out to destroy constants while compiling
+  // NOLINTNEXTLINE: the compilers want it written out to destroy constants while compiling
+  constexpr ~FlatString() override {}
 
   // For constants in static storage; see LiteralStorage.
   constexpr FlatString(std::uint32_t length, std::uint32_t hash, bool isNarrow) noexcept
@@ -241,6 +239,36 @@ struct LiteralText {
       if (static_cast<unsigned char>(bytes[i]) >= 0x80) return false;
     }
     return true;
+  }
+  // Whether the bytes are valid UTF-8 (RFC 3629).
+  constexpr bool isUTF8() const {
+    for (std::size_t i = 0; i < size();) {
+      const std::size_t count = lengthOfCharacterAt(i);
+      if (count == 0) return false;
+      i += count;
+    }
+    return true;
+  }
+
+ private:
+  constexpr std::uint32_t byteAt(std::size_t i) const {
+    return static_cast<unsigned char>(bytes[i]);
+  }
+  // In bytes; 0 when there is no whole and valid one.
+  constexpr std::size_t lengthOfCharacterAt(std::size_t i) const {
+    const std::uint32_t lead = byteAt(i);
+    if (lead < 0x80) return 1;
+    if (lead < 0xC2 || lead > 0xF4) return 0;
+    const std::size_t count = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+    if (count > size() - i) return 0;
+    for (std::size_t k = 1; k < count; ++k) {
+      if ((byteAt(i + k) & 0xC0) != 0x80) return 0;
+    }
+    // Too long a form, a surrogate, or beyond U+10FFFF: told by the second byte.
+    const std::uint32_t second = byteAt(i + 1);
+    const bool isOutside = (lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F) ||
+                           (lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second > 0x8F);
+    return isOutside ? 0 : count;
   }
 };
 
