@@ -21,9 +21,14 @@ HxClass HxCharacterSetObject::classObject() noexcept {
   return HxClass(&info);
 }
 
+HxClass HxMutableCharacterSet::classObject() noexcept {
+  static const HxClassInfo info{"HxMutableCharacterSet", HxCharacterSet::classObject().info(),
+                                [] { return HxAny(HxMutableCharacterSet::characterSet()); }};
+  return HxClass(&info);
+}
+
 HxClass HxCharacterSetObject::hxClass() const noexcept {
-  static const HxClassInfo mutableInfo{"HxMutableCharacterSet", classObject().info()};
-  return bits() & kMutable ? HxClass(&mutableInfo) : classObject();
+  return bits() & kMutable ? HxMutableCharacterSet::classObject() : classObject();
 }
 
 bool HxCharacterSetObject::isEqual(const HxObject& other) const {

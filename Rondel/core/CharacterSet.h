@@ -49,6 +49,7 @@ class RONDEL_EXPORT HxCharacterSet : public HxAny {
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::characterSet;
   }
+  static HxClass classObject() noexcept { return HxCharacterSetObject::classObject(); }
 
   // The code units of the text; nil gives the empty set.
   static HxCharacterSet characterSetWithCharactersInString(const HxString& string);
@@ -84,6 +85,7 @@ class RONDEL_EXPORT HxMutableCharacterSet : public HxCharacterSet {
   static bool canHold(const HxObject* object) noexcept {
     return HxCharacterSet::canHold(object) && (bitsOf(object) & kMutable) != 0;
   }
+  static HxClass classObject() noexcept;
 
   // A new, empty set.
   static HxMutableCharacterSet characterSet();

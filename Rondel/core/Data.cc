@@ -63,9 +63,7 @@ HxData DataStorage::makeHandle(void* bytes, HxUInteger length, Place place) {
 }
 
 HxClass DataStorage::hxClass() const noexcept {
-  static const HxClassInfo mutableInfo{"HxMutableData", HxData::classObject().info(),
-                                       [] { return HxAny(HxMutableData::data()); }};
-  return bits() & kMutable ? HxClass(&mutableInfo) : HxData::classObject();
+  return bits() & kMutable ? HxMutableData::classObject() : HxData::classObject();
 }
 
 bool DataStorage::isEqual(const HxObject& other) const {
@@ -139,6 +137,7 @@ DataStorage* storageOf(const HxAny& data) noexcept {
 }
 
 HxMutableData makeData(const void* bytes, HxUInteger length, bool isMutable) {
+  if (!bytes) length = 0;
   HxMutableData result = DataStorage::makeHandle(length, isMutable);
   internal::copyBytes(storageOf(result)->bytes(), bytes, length);
   return result;
@@ -151,6 +150,12 @@ HxMutableData makeData(const void* bytes, HxUInteger length, bool isMutable) {
 HxClass HxData::classObject() noexcept {
   static const HxClassInfo info{"HxData", HxObject::classObject().info(),
                                 [] { return HxAny(HxData::data()); }};
+  return HxClass(&info);
+}
+
+HxClass HxMutableData::classObject() noexcept {
+  static const HxClassInfo info{"HxMutableData", HxData::classObject().info(),
+                                [] { return HxAny(HxMutableData::data()); }};
   return HxClass(&info);
 }
 
@@ -242,7 +247,7 @@ std::uint8_t* HxMutableData::mutableBytes() noexcept {
 }
 
 void HxMutableData::appendBytes(const void* bytes, HxUInteger length) {
-  if (!_object || length == 0) return;
+  if (!_object || !bytes || length == 0) return;
   DataStorage* storage = storageOf(*this);
   const HxUInteger end = storage->length();
   // Bytes of the data itself move with it.

@@ -34,7 +34,7 @@ class RONDEL_EXPORT HxData : public HxAny {
 
   // No bytes.
   static HxData data();
-  // A copy of the bytes.
+  // A copy of the bytes. Null stands for no bytes, whatever the length, here and below.
   static HxData dataWithBytes(const void* bytes, HxUInteger length);
   // The bytes of other data, copied unless that is immutable; nil gives empty data.
   static HxData dataWithData(const HxData& data);
@@ -83,6 +83,7 @@ class RONDEL_EXPORT HxMutableData : public HxData {
   static bool canHold(const HxObject* object) noexcept {
     return HxData::canHold(object) && (bitsOf(object) & kMutable) != 0;
   }
+  static HxClass classObject() noexcept;
 
   static HxMutableData data();
   // Empty, with room for `capacity` bytes. The capacity is advice.

@@ -50,7 +50,7 @@ HxComparisonResult DateObject::compare(const HxObject& other) const {
 
 constexpr HxTimeInterval kReferenceInUnixTime = 978307200;  // 2001-01-01T00:00:00Z
 constexpr HxTimeInterval kDistantFuture = 63113904000;      // 4001-01-01T00:00:00Z
-constexpr HxTimeInterval kDistantPast = -63114076800;       // 0001-01-01T00:00:00Z
+constexpr HxTimeInterval kDistantPast = -63113904000;       // 0001-01-01T00:00:00Z
 
 // ---- The calendar -----------------------------------------------------------------------------
 

@@ -17,7 +17,10 @@ HxData whatText(const HxString& name, const HxString& reason) {
 }  // namespace
 
 HxException::HxException(const HxString& name, const HxString& reason, const HxDictionary& userInfo)
-    : _name(name), _reason(reason), _userInfo(userInfo), _what(whatText(name, reason)) {}
+    : _name(name.copy()),
+      _reason(reason.copy()),
+      _userInfo(userInfo.copy()),
+      _what(whatText(name, reason)) {}
 
 HxException::HxException(const HxException&) noexcept = default;
 

@@ -27,6 +27,7 @@ inline constexpr HxString HxFileHandleOperationException = "HxFileHandleOperatio
 
 class RONDEL_EXPORT HxException : public std::exception {
  public:
+  // Keeps copies of what it is given, each of which may be nil.
   HxException(const HxString& name, const HxString& reason,
               const HxDictionary& userInfo = HxDictionary());
   // Copies share what they hold and never fail.

@@ -64,9 +64,7 @@ HxMutableIndexSet makeSet(const IndexSetStorage& other, bool isMutable) {
 }
 
 HxClass IndexSetStorage::hxClass() const noexcept {
-  static const HxClassInfo mutableInfo{"HxMutableIndexSet", HxIndexSet::classObject().info(),
-                                       [] { return HxAny(HxMutableIndexSet::indexSet()); }};
-  return bits() & kMutable ? HxClass(&mutableInfo) : HxIndexSet::classObject();
+  return bits() & kMutable ? HxMutableIndexSet::classObject() : HxIndexSet::classObject();
 }
 
 bool IndexSetStorage::isEqual(const HxObject& other) const {
@@ -134,6 +132,12 @@ void IndexSetStorage::remove(HxRange range) {
 HxClass HxIndexSet::classObject() noexcept {
   static const HxClassInfo info{"HxIndexSet", HxObject::classObject().info(),
                                 [] { return HxAny(HxIndexSet::indexSet()); }};
+  return HxClass(&info);
+}
+
+HxClass HxMutableIndexSet::classObject() noexcept {
+  static const HxClassInfo info{"HxMutableIndexSet", HxIndexSet::classObject().info(),
+                                [] { return HxAny(HxMutableIndexSet::indexSet()); }};
   return HxClass(&info);
 }
 

@@ -77,6 +77,7 @@ class RONDEL_EXPORT HxMutableIndexSet : public HxIndexSet {
   static bool canHold(const HxObject* object) noexcept {
     return HxIndexSet::canHold(object) && (bitsOf(object) & kMutable) != 0;
   }
+  static HxClass classObject() noexcept;
 
   // The operations of the same names, with a new mutable set as their result.
   static HxMutableIndexSet indexSet();

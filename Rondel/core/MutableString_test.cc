@@ -42,6 +42,14 @@ TEST(MutableString, AppendsCharactersAndFormats) {
   EXPECT_EQ(text, "1:x\u00e9yz"_hx);
 }
 
+TEST(MutableString, AppendsNothingForNull) {
+  HxMutableString text = HxMutableString::stringWithString("a"_hx);
+  text.appendCharacters(nullptr, 5);
+  text.appendString(nullptr);
+  text.appendFormat(nullptr, 5);
+  EXPECT_EQ(text, "a"_hx);
+}
+
 TEST(MutableString, GrowsUnitByUnit) {
   HxMutableString text = HxMutableString::string();
   std::u16string expected;

@@ -63,9 +63,7 @@ HxMutableSet makeSet(const SetStorage& other, bool isMutable) {
 }
 
 HxClass SetStorage::hxClass() const noexcept {
-  static const HxClassInfo mutableInfo{"HxMutableSet", HxSet::classObject().info(),
-                                       [] { return HxAny(HxMutableSet::set()); }};
-  return bits() & kMutable ? HxClass(&mutableInfo) : HxSet::classObject();
+  return bits() & kMutable ? HxMutableSet::classObject() : HxSet::classObject();
 }
 
 bool SetStorage::isEqual(const HxObject& other) const {
@@ -108,6 +106,12 @@ HxAny SetStorage::mutableCopy() const { return makeSet(*this, true); }
 HxClass HxSet::classObject() noexcept {
   static const HxClassInfo info{"HxSet", HxObject::classObject().info(),
                                 [] { return HxAny(HxSet::set()); }};
+  return HxClass(&info);
+}
+
+HxClass HxMutableSet::classObject() noexcept {
+  static const HxClassInfo info{"HxMutableSet", HxSet::classObject().info(),
+                                [] { return HxAny(HxMutableSet::set()); }};
   return HxClass(&info);
 }
 

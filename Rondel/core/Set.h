@@ -57,6 +57,7 @@ class RONDEL_EXPORT HxMutableSet : public HxSet {
   static bool canHold(const HxObject* object) noexcept {
     return HxSet::canHold(object) && (bitsOf(object) & kMutable) != 0;
   }
+  static HxClass classObject() noexcept;
 
   static HxMutableSet set();
   static HxMutableSet initWithArray(const HxArray& array);

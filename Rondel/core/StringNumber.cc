@@ -65,13 +65,10 @@ int HxString::intValue() const { return leadingNumber<int>(*this); }
 HxInteger HxString::integerValue() const { return leadingNumber<HxInteger>(*this); }
 
 bool HxString::boolValue() const {
-  const Characters text(*this);
-  Cursor cursor(text);
-  cursor.skipWhitespace();
-  cursor.skipSign();
-  while (cursor.unit() == u'0') cursor.advance();
-  const HxUniChar unit = cursor.unit();
-  return isDigit(unit) || unit == u'Y' || unit == u'y' || unit == u'T' || unit == u't';
+  if (isEmpty()) return false;
+  const HxUniChar unit = characterAtIndex(0);
+  return (isDigit(unit) && unit != u'0') || unit == u'Y' || unit == u'y' || unit == u'T' ||
+         unit == u't';
 }
 
 }  // namespace rondel

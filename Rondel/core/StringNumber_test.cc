@@ -45,11 +45,11 @@ TEST(StringNumber, StopsAtTheLimitsOfItsType) {
 TEST(StringNumber, TrueAndFalse) {
   for (const TextForm form : kTextForms) {
     for (const std::u16string_view text :
-         {u"Y", u"y", u"YES", u"yes", u"T", u"true", u"1", u"9x", u"-1", u" 1", u"007", u"+3"}) {
+         {u"Y", u"y", u"YES", u"yes", u"T", u"true", u"1", u"9x", u"10", u"Tt"}) {
       EXPECT_TRUE(makeText(form, text).boolValue()) << HxString(text).toStdString();
     }
-    for (const std::u16string_view text :
-         {u"", u"NO", u"no", u"false", u"0", u"000", u"-0", u"on", u"x1", u"  ", u"\u0661"}) {
+    for (const std::u16string_view text : {u"", u"NO", u"no", u"false", u"0", u"007", u"-1", u"+1",
+                                           u" 1", u" Y", u"on", u"x1", u"  ", u"\u0661"}) {
       EXPECT_FALSE(makeText(form, text).boolValue()) << HxString(text).toStdString();
     }
   }

@@ -14,6 +14,7 @@
 #include "Rondel/core/CharacterSet.h"
 #include "Rondel/core/Data.h"
 #include "Rondel/core/Exception.h"
+#include "Rondel/core/internal/BufferString.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/Raised.h"
 #include "Rondel/testing/TextForms.h"
@@ -96,6 +97,7 @@ TEST_P(StringForms, AreStringsOfTheOneTypeOfStrings) {
   EXPECT_EQ(HcGetTypeID(any), HcStringGetTypeID());
   EXPECT_TRUE(any.isKindOfClass(HxStringObject::classObject()));
   EXPECT_EQ(as<HxString>(any), "abc"_hx);
+  EXPECT_EQ(any.isKindOfClass(HxMutableString::classObject()), !as<HxMutableString>(any).isNil());
 }
 
 TEST_P(StringForms, DescribeThemselvesByTheirText) {
@@ -251,6 +253,28 @@ TEST(StringMaking, FromNothing) {
   EXPECT_EQ(HxString::initWithBytes(nullptr, 0, HxUTF8StringEncoding), ""_hx);
 }
 
+TEST(StringMaking, FromUnits) {
+  constexpr HxUniChar kUnits[] = {u'a', 0xE9, 0xD83D};
+  EXPECT_EQ(unitsOf(HxString::stringWithCharacters(kUnits, 3)), std::u16string_view(kUnits, 3));
+  EXPECT_EQ(unitsOf(HxString::initWithCharacters(kUnits, 3)), std::u16string_view(kUnits, 3));
+  EXPECT_EQ(HxString::initWithCharacters(kUnits, 1), "a"_hx);
+  EXPECT_EQ(HxString(std::u16string_view(kUnits, 2)), "a\u00e9"_hx);
+}
+
+TEST(StringMaking, FromACStringInAnEncoding) {
+  EXPECT_EQ(HxString::stringWithCString("a\xE9", HxHaldenOSRomanStringEncoding), "a\u00e9"_hx);
+  EXPECT_EQ(HxString::initWithCString("a\xC3\xA9", HxUTF8StringEncoding), "a\u00e9"_hx);
+  EXPECT_EQ(HxString::initWithCString("", HxASCIIStringEncoding), ""_hx);
+}
+
+TEST(StringMaking, ALongOneIsAsImmutableAsOthers) {
+  const HxString text = internal::BufferString::makeLong(u"\u65e5\u672c", 2);
+  EXPECT_EQ(text, "\u65e5\u672c"_hx);
+  EXPECT_EQ(text.hxClass(), HxString::classObject());
+  EXPECT_TRUE(as<HxMutableString>(text).isNil());
+  EXPECT_EQ(text.copy().object(), text.object());
+}
+
 TEST(StringMaking, FromBytesInAnEncoding) {
   const auto make = [](std::string_view bytes, HxStringEncoding encoding) {
     return HxString::initWithBytes(bytes.data(), bytes.size(), encoding);
@@ -302,6 +326,9 @@ TEST(StringMaking, FromAFormat) {
   EXPECT_EQ(HxString::stringWithFormat("%@: %d"_hx, "main.c"_hx, 12), "main.c: 12"_hx);
   EXPECT_EQ(HxString::initWithFormat("%C%%"_hx, u'x'), "x%"_hx);
   EXPECT_EQ("a"_hx.stringByAppendingFormat("-%@"_hx, "b"_hx), "a-b"_hx);
+  const HxString name = "main.c"_hx;
+  EXPECT_EQ(HxString::initWithFormatArguments("%@: %d"_hx, HxArgumentPack(name, 12)),
+            "main.c: 12"_hx);
 }
 
 TEST(StringMaking, ARangeAsText) {

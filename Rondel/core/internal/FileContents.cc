@@ -6,7 +6,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
@@ -53,20 +52,23 @@ Descriptor openFile(const std::string& path, int flags) {
 }
 
 // Immutable data of all bytes to the end of the file. The size is a first guess: files that the
-// kernel makes up say 0.
+// kernel makes up say 0, and others may grow meanwhile. There is room for one byte more, so that
+// the end is found without more room.
 HxData readToEnd(int fd, HxUInteger size) {
   constexpr HxUInteger kLeastRoom = 4096;
-  HxMutableData contents = DataStorage::makeHandle(size + 1, false);
-  contents.setLengthUninitialized(0);
-  for (;;) {
-    const HxUInteger length = contents.length();
-    const HxUInteger room = std::max(length < size + 1 ? size + 1 - length : length, kLeastRoom);
-    contents.setLengthUninitialized(length + room);
+  HxUInteger room = size > 0 ? size + 1 : kLeastRoom;
+  HxMutableData contents = DataStorage::makeHandle(room, false);
+  for (HxUInteger length = 0;;) {
+    contents.setLengthUninitialized(room);
     const ssize_t n =
-        uninterrupted([&] { return ::read(fd, contents.mutableBytes() + length, room); });
+        uninterrupted([&] { return ::read(fd, contents.mutableBytes() + length, room - length); });
     if (n < 0) return nullptr;
-    contents.setLengthUninitialized(length + static_cast<HxUInteger>(n));
-    if (n == 0) return contents;
+    length += static_cast<HxUInteger>(n);
+    if (n == 0) {
+      contents.setLengthUninitialized(length);
+      return contents;
+    }
+    if (length == room) room *= 2;
   }
 }
 
