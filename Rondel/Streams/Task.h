@@ -88,8 +88,7 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  // ---- Configuration, before the run starts; nothing is copied
-  // -----------------------------------
+  // ---- Configuration, before the run starts; nothing is copied ---------------------------------
 
   // The executable, an absolute or relative path; it is not looked up in PATH.
   void setTaskPath(const HxString& path) { _taskPath = path; }
@@ -139,8 +138,7 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // startTask; a second call does nothing.
   void performWritesInBackground();
 
-  // ---- Running
-  // -----------------------------------------------------------------------------------
+  // ---- Running ---------------------------------------------------------------------------------
 
   // Launches with the settings above, then sends the automatic input.
   void startTask();
@@ -162,8 +160,7 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // Drops everything that belongs to the run. It neither signals the child nor waits for it.
   void cleanupAfterTask();
 
-  // ---- Input to the child
-  // --------------------------------------------------------------------------
+  // ---- Input to the child ----------------------------------------------------------------------
 
   // Dropped without a word unless the child is running. With background writes it is queued,
   // otherwise written at once, which blocks and raises HxException when the write fails. Callers
@@ -178,8 +175,7 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   void streamProcessBytes(ZevMoStream* stream, const HxData& data) override;
   void streamDidEnd(ZevMoStream*) override {}
 
-  // ---- Questions
-  // -----------------------------------------------------------------------------------
+  // ---- Questions -------------------------------------------------------------------------------
 
   // The exit status, or the number of the signal that killed the child (see HxTask); -1 when the
   // status was lost. Good once the exit was seen.
@@ -203,8 +199,7 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // By which the owner of a supplied output handle reports the last data; spelt so.
   void synchronizedFileHandleDidReceivedLastData();
 
-  // ---- Architectures
-  // -------------------------------------------------------------------------------
+  // ---- Architectures ---------------------------------------------------------------------------
 
   // Cpu type of an architecture name; nil for nil and for unknown names.
   static HxNumber _cpuTypeForArch(const HxString& name);
@@ -216,8 +211,7 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   static HxArray cpuTypesForArchStrings(const HxArray& names);
   static HxArray architecturesForCPUTypes(const HxArray& types);
 
-  // ---- Run-loop modes
-  // ------------------------------------------------------------------------------
+  // ---- Run-loop modes --------------------------------------------------------------------------
 
   // A mode name that no other task has, and its return. Every task holds one for life.
   static HxString checkoutRunLoopMode();

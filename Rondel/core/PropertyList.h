@@ -16,22 +16,21 @@
 // it data; everything else is the text form.
 //
 // The text form.
-//   { key = value; other = value; }     a dictionary; each entry ends with ';'. A key alone,
-//   "key;",
-//                                       stands for itself as its value
-//   key = value; other = value;         the same without braces: the form of tables of messages.
-//                                       A text of nothing but blanks and comments is an empty one
-//   ( a, b, c )                         an array; a comma may stand behind the last value
-//   <0fbd 7700>                         data: hexadecimal digits in pairs, blanks between them
-//   word                                a bare string: letters and digits of ASCII and any of
-//                                       _ $ / : . - +
-//                                       A comment of the form // does not begin inside one
-//   "text"                              a quoted string, of any characters, line ends included. In
-//                                       it \a \b \f \n \r \t \v \" \\ have their meaning as in C,
-//                                       \NNN is the character of an octal number to 377
-//                                       (ISO 8859-1), \Uxxxx the UTF-16 unit of four hexadecimal
-//                                       digits; any other escape is an error
-//   // to the end of the line, /* */    comments, wherever blanks may stand
+//   { key = value; other; }     a dictionary. Each entry ends with ';', and a key alone is its own
+//                               value
+//   key = value; other;         the same without braces: the form of tables of messages. A text of
+//                               nothing but blanks and comments is an empty one
+//   ( a, b, c )                 an array; a comma may stand behind the last value
+//   <0fbd 7700>                 data: hexadecimal digits in pairs, blanks between them
+//   word                        a bare string: letters and digits of ASCII and any of _ $ / : . - +
+//                               A comment of the form // does not begin inside one
+//   "text"                      a quoted string, of any characters, line ends included. In it
+//                               \a \b \f \n \r \t \v \" \\ have their meaning as in C, \NNN is
+//                               the character of an octal number to 377 (ISO 8859-1), \Uxxxx the
+//                               UTF-16 unit of four hexadecimal digits; any other escape is an
+//                               error
+//   // ..., /* ... */           comments, to the end of the line or between the marks, wherever
+//                               blanks may stand
 // Of a key that stands twice the last value counts, in both forms.
 //
 // The XML form. The root element is plist and holds one value: dict (key and value in turn), array,

@@ -5,8 +5,8 @@
 // will do.
 //
 //   Characters text(string);
-//   text.visit([&](auto* units, HxUInteger length) { ... });   // const char* (ASCII) or const
-//   HxUniChar*
+//   // `units` is const char* (all ASCII) or const HxUniChar*
+//   text.visit([&](auto* units, HxUInteger length) { ... });
 #pragma once
 
 #include <cstdlib>
