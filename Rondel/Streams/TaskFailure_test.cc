@@ -248,7 +248,7 @@ TEST(TaskChild, GetsTheEnvironmentOfTheHostWhenNoneIsSet) {
 TEST(TaskChild, GetsTheEnvironmentThatIsSetAndNothingElse) {
   TaskRecorder recorder;
   const Ref<ZevMoTask> task = taskAtPath("/usr/bin/env", recorder);
-  task->setTaskEnvironment(HxDictionary::dictionaryWithObjectForKey("v = 1"_hx, "NAME"_hx));
+  task->setTaskEnvironment(HxDictionary::dictionaryWithObject("v = 1"_hx, "NAME"_hx));
   ASSERT_TRUE(runToEnd(*task, recorder));
   EXPECT_EQ(recorder.output, "NAME=v = 1\n");
 }
@@ -333,7 +333,7 @@ TEST(TaskDontLaunch, GoesThroughAllTheMotionsWithoutAChild) {
         {"--gtest_also_run_disabled_tests"_hx,
          "--gtest_filter=TaskDontLaunch.DISABLED_InAProcessOfItsOwn"_hx}));
     HxMutableDictionary environment = HxProcessInfo::processInfo()->environment().mutableCopy();
-    environment.setObjectForKey(HxString::stringWithUTF8String(value), "ZevMoTaskDontLaunch"_hx);
+    environment.setObject(HxString::stringWithUTF8String(value), "ZevMoTaskDontLaunch"_hx);
     // A shard of a larger run must not keep the other process from its test.
     environment.removeObjectForKey("GTEST_TOTAL_SHARDS"_hx);
     environment.removeObjectForKey("GTEST_SHARD_INDEX"_hx);

@@ -37,7 +37,7 @@ class UserDefaultsAdditions : public testing::Test {
 
   HxDictionary registered() const { return defaults->volatileDomainForName(HxRegistrationDomain); }
   void registerEntry(const HxAny& value, const HxString& key) const {
-    defaults->registerDefaults(HxDictionary::dictionaryWithObjectForKey(value, key));
+    defaults->registerDefaults(HxDictionary::dictionaryWithObject(value, key));
   }
 
   const test::TemporaryDirectory folder;
@@ -53,7 +53,7 @@ class UserDefaultsAdditions : public testing::Test {
 
 TEST_F(UserDefaultsAdditions, RegistersTheEntriesOfAFile) {
   registerDefaultsOfContentsOfFile(defaults, hx(folder.write("list", "{ a = b; }")));
-  EXPECT_EQ(registered(), HxDictionary::dictionaryWithObjectForKey("b"_hx, "a"_hx));
+  EXPECT_EQ(registered(), HxDictionary::dictionaryWithObject("b"_hx, "a"_hx));
   EXPECT_THAT(logLines, IsEmpty());
 }
 

@@ -57,6 +57,12 @@ HxClass HxArrayObject::classObject() noexcept {
   return HxClass(&info);
 }
 
+HxClass HxMutableArray::classObject() noexcept {
+  static const HxClassInfo info{"HxMutableArray", HxArrayObject::classObject().info(),
+                                [] { return HxAny(HxMutableArray::array()); }};
+  return HxClass(&info);
+}
+
 bool HxArrayObject::isEqual(const HxObject& other) const {
   if (this == &other) return true;
   if (other.typeID() != HxTypeID::array) return false;
@@ -117,6 +123,7 @@ HxArray HxArray::arrayWithObjects(std::initializer_list<HxAny> objects) {
 }
 
 HxArray HxArray::arrayWithObjects(const HxAny* objects, HxUInteger count) {
+  if (!objects) return array();
   ArrayBuilder result(count);
   for (HxUInteger i = 0; i < count; ++i) result.append(objects[i]);
   return result.finish();
@@ -246,11 +253,10 @@ void HxMutableArray::sortUsingSelector(HxSelector comparator) {
 }
 
 void HxArray::makeObjectsPerformSelector(HxSelector selector) const {
-  makeObjectsPerformSelectorWithObject(selector, nullptr);
+  makeObjectsPerformSelector(selector, nullptr);
 }
 
-void HxArray::makeObjectsPerformSelectorWithObject(HxSelector selector,
-                                                   const HxAny& argument) const {
+void HxArray::makeObjectsPerformSelector(HxSelector selector, const HxAny& argument) const {
   if (!_object) return;
   const HxArray objects = snapshot(*this);  // the operation may change the array
   for (const HxAny& object : objects) object.performSelector(selector, argument);
@@ -281,6 +287,7 @@ HxMutableArray HxMutableArray::arrayWithObjects(std::initializer_list<HxAny> obj
 }
 
 HxMutableArray HxMutableArray::arrayWithObjects(const HxAny* objects, HxUInteger count) {
+  if (!objects) return array();
   HxMutableArray result = makeMutable(count);
   for (HxUInteger i = 0; i < count; ++i) result.addObject(objects[i]);
   return result;
@@ -304,7 +311,7 @@ void HxMutableArray::insertObject(const HxAny& object, HxUInteger index) {
   storageOf(*this)->insert(HxAny(object), index);
 }
 
-void HxMutableArray::insertObjectsAtIndexes(const HxArray& objects, const HxIndexSet& indexes) {
+void HxMutableArray::insertObjects(const HxArray& objects, const HxIndexSet& indexes) {
   if (!_object) return;
   const HxUInteger added = objects.count();
   if (added != indexes.count()) {

@@ -69,6 +69,8 @@ class RONDEL_EXPORT HxArray : public HxAny {
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::array;
   }
+  // The class of all arrays; that of HxMutableArray is below it.
+  static HxClass classObject() noexcept { return HxArrayObject::classObject(); }
 
   static HxArray array();
   static HxArray arrayWithObject(const HxAny& object);
@@ -77,7 +79,7 @@ class RONDEL_EXPORT HxArray : public HxAny {
   static HxArray initWithObjects(std::initializer_list<HxAny> objects) {
     return arrayWithObjects(objects);
   }
-  // `count` objects; nils among them are left out.
+  // `count` objects; nils among them are left out. Null gives an empty array.
   static HxArray arrayWithObjects(const HxAny* objects, HxUInteger count);
   static HxArray initWithObjects(const HxAny* objects, HxUInteger count) {
     return arrayWithObjects(objects, count);
@@ -117,7 +119,7 @@ class RONDEL_EXPORT HxArray : public HxAny {
   bool isEqualToArray(const HxArray& other) const { return isEqual(other); }
   // Calls the operation on every object in order.
   void makeObjectsPerformSelector(HxSelector selector) const;
-  void makeObjectsPerformSelectorWithObject(HxSelector selector, const HxAny& argument) const;
+  void makeObjectsPerformSelector(HxSelector selector, const HxAny& argument) const;
 
   // The array itself when immutable, else an immutable copy.
   HxArray copy() const;
@@ -172,6 +174,7 @@ class RONDEL_EXPORT HxMutableArray : public HxArray {
   static bool canHold(const HxObject* object) noexcept {
     return HxArray::canHold(object) && (bitsOf(object) & kMutable) != 0;
   }
+  static HxClass classObject() noexcept;
 
   // The operations of the same names, with a new mutable array as their result.
   static HxMutableArray array();
@@ -183,7 +186,13 @@ class RONDEL_EXPORT HxMutableArray : public HxArray {
   }
   static HxMutableArray arrayWithObject(const HxAny& object);
   static HxMutableArray arrayWithObjects(std::initializer_list<HxAny> objects);
+  static HxMutableArray initWithObjects(std::initializer_list<HxAny> objects) {
+    return arrayWithObjects(objects);
+  }
   static HxMutableArray arrayWithObjects(const HxAny* objects, HxUInteger count);
+  static HxMutableArray initWithObjects(const HxAny* objects, HxUInteger count) {
+    return arrayWithObjects(objects, count);
+  }
   static HxMutableArray arrayWithArray(const HxArray& array);
   static HxMutableArray initWithArray(const HxArray& array) { return arrayWithArray(array); }
 
@@ -195,7 +204,7 @@ class RONDEL_EXPORT HxMutableArray : public HxArray {
   void insertObject(const HxAny& object, HxUInteger index);
   // Each object comes to stand at its index in the result; raises HxRangeException when an index is
   // beyond the end by then, and HxInvalidArgumentException when the counts differ.
-  void insertObjectsAtIndexes(const HxArray& objects, const HxIndexSet& indexes);
+  void insertObjects(const HxArray& objects, const HxIndexSet& indexes);
   // A nil object leaves the array as it is.
   void replaceObjectAtIndex(HxUInteger index, const HxAny& object);
   void removeObjectAtIndex(HxUInteger index);

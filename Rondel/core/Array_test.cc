@@ -231,7 +231,7 @@ TYPED_TEST(AnyArray, IsAppendedToAMutableArray) {
   HxMutableArray array = HxMutableArray::arrayWithObject("z"_hx);
   array.addObjectsFromArray(this->abc);
   EXPECT_EQ(joined(array), "z a b c");
-  array.insertObjectsAtIndexes(this->abc, indexes({0, 2, 6}));
+  array.insertObjects(this->abc, indexes({0, 2, 6}));
   EXPECT_EQ(joined(array), "a z b a b c c");
 }
 
@@ -254,7 +254,7 @@ TYPED_TEST(AnyArray, CallsAnOperationOnEachObject) {
   const auto first = makeRef<Listener>();
   const auto second = makeRef<Listener>();
   const HxArray array = TypeParam::make({first, second, first});
-  array.makeObjectsPerformSelectorWithObject(HxSelector("hear:"), "x"_hx);
+  array.makeObjectsPerformSelector(HxSelector("hear:"), "x"_hx);
   array.makeObjectsPerformSelector(HxSelector("hear:"));
   EXPECT_EQ(first->heard, "xxnilnil");
   EXPECT_EQ(second->heard, "xnil");
@@ -274,6 +274,15 @@ TEST(Array, OfABufferLeavesNilOut) {
   EXPECT_EQ(joined(HxArray::arrayWithObjects(objects, 3)), "a c");
   EXPECT_EQ(joined(HxArray::initWithObjects(objects, 1)), "a");
   EXPECT_EQ(HxArray::arrayWithObjects(nullptr, 0).count(), 0U);
+  EXPECT_EQ(HxArray::initWithObjects(nullptr, 3).count(), 0U);
+  EXPECT_EQ(joined(HxMutableArray::initWithObjects(objects, 3)), "a c");
+  EXPECT_EQ(HxMutableArray::arrayWithObjects(nullptr, 3).count(), 0U);
+}
+
+TEST(MutableArray, IsMadeOfAListAsWell) {
+  HxMutableArray array = HxMutableArray::initWithObjects({"a"_hx, "b"_hx, nullptr, "c"_hx});
+  array.addObject("d"_hx);
+  EXPECT_EQ(joined(array), "a b d");
 }
 
 TEST(Array, OfNilIsEmpty) {
@@ -308,9 +317,11 @@ TEST(Array, LoopsAndLookUpsTakeNothingFromTheHeap) {
 }
 
 TEST(Array, AnyCapacityIsFineAsAdvice) {
-  HxMutableArray array = HxMutableArray::initWithCapacity(~HxUInteger{0});
-  array.addObject("a"_hx);
-  EXPECT_EQ(joined(array), "a");
+  for (HxMutableArray array :
+       {HxMutableArray::initWithCapacity(~HxUInteger{0}), HxMutableArray::arrayWithCapacity(0)}) {
+    array.addObject("a"_hx);
+    EXPECT_EQ(joined(array), "a");
+  }
 }
 
 TEST(Array, CanBeMadeByItsClass) {
@@ -357,7 +368,7 @@ TEST(MutableArray, TakesItsOwnObjects) {
   array.addObject("x"_hx);
   for (int i = 0; i < 20; ++i) array.addObject(*array.begin());
   EXPECT_EQ(array.count(), 21U);
-  array.insertObjectsAtIndexes(array, HxIndexSet::indexSetWithIndexesInRange({21, 21}));
+  array.insertObjects(array, HxIndexSet::indexSetWithIndexesInRange({21, 21}));
   EXPECT_EQ(array.count(), 42U);
 }
 
@@ -381,7 +392,7 @@ TEST(MutableArray, InsertsObjectsAtTheIndexesThatTheyHaveAfterwards) {
        {Case{{0, 1}, "x y a b c"}, Case{{0, 4}, "x a b c y"}, Case{{3, 4}, "a b c x y"},
         Case{{1, 3}, "a x b y c"}, Case{{1, 2}, "a x y b c"}}) {
     HxMutableArray array = HxMutableArray::arrayWithObjects({"a"_hx, "b"_hx, "c"_hx});
-    array.insertObjectsAtIndexes(HxArray::arrayWithObjects({"x"_hx, "y"_hx}), indexes(test.at));
+    array.insertObjects(HxArray::arrayWithObjects({"x"_hx, "y"_hx}), indexes(test.at));
     EXPECT_EQ(joined(array), test.result);
   }
 }
@@ -390,14 +401,14 @@ TEST(MutableArray, InsertsNothingAtIndexesThatDoNotFit) {
   HxMutableArray array = HxMutableArray::arrayWithObjects({"a"_hx, "b"_hx});
   const HxArray two = HxArray::arrayWithObjects({"x"_hx, "y"_hx});
   EXPECT_EQ(messageOf([&] {
-              array.insertObjectsAtIndexes(two, indexes({0, 4}));
+              array.insertObjects(two, indexes({0, 4}));
             }),
             "HxRangeException: -[HxMutableArray insertObjects:atIndexes:]: index 4 beyond the end, "
             "4");
-  EXPECT_EQ(messageOf([&] { array.insertObjectsAtIndexes(two, indexes({0})); }),
+  EXPECT_EQ(messageOf([&] { array.insertObjects(two, indexes({0})); }),
             "HxInvalidArgumentException: -[HxMutableArray insertObjects:atIndexes:]: 2 objects, 1 "
             "indexes");
-  array.insertObjectsAtIndexes(nullptr, nullptr);
+  array.insertObjects(nullptr, nullptr);
   EXPECT_EQ(joined(array), "a b");
 }
 
@@ -524,7 +535,7 @@ TEST(Array, NilAnswersZeroToEverything) {
   EXPECT_TRUE(array.sortedArrayUsingSelector(HxSelector("compare:")).isNil());
   EXPECT_FALSE(array.isEqualToArray(array));
   array.makeObjectsPerformSelector(HxSelector("x"));
-  array.makeObjectsPerformSelectorWithObject(HxSelector("x:"), nullptr);
+  array.makeObjectsPerformSelector(HxSelector("x:"), nullptr);
   EXPECT_TRUE(array.copy().isNil());
   EXPECT_TRUE(array.mutableCopy().isNil());
   EXPECT_TRUE(array.description().isNil());
@@ -537,7 +548,7 @@ TEST(MutableArray, NilIsLeftAloneByEverything) {
   array.addObject("a"_hx);
   array.addObjectsFromArray(HxArray::arrayWithObject("a"_hx));
   array.insertObject("a"_hx, 7);
-  array.insertObjectsAtIndexes(HxArray::arrayWithObject("a"_hx), nullptr);
+  array.insertObjects(HxArray::arrayWithObject("a"_hx), nullptr);
   array.replaceObjectAtIndex(7, "a"_hx);
   array.removeObjectAtIndex(7);
   array.removeLastObject();
@@ -556,7 +567,7 @@ TEST(Array, NestedDeeplyIsDroppedWithoutDeepRecursion) {
     HxAny nested = HxArray::array();
     for (int i = 0; i < kDepth; ++i) {
       nested = i % 3 == 0   ? HxAny(HxArray::arrayWithObjects({nested, "x"_hx}))
-               : i % 3 == 1 ? HxAny(HxDictionary::dictionaryWithObjectForKey(nested, "k"_hx))
+               : i % 3 == 1 ? HxAny(HxDictionary::dictionaryWithObject(nested, "k"_hx))
                             : HxAny(HxSet::initWithObjects({nested}));
     }
     EXPECT_EQ(as<HxArray>(nested).count(), 2U);

@@ -87,7 +87,7 @@ HxDictionary BundleObject::table(const HxString& name) {
     table = _tables.objectForKey(key);
     if (!table) {
       table = readTable(key, reports);
-      _tables.setObjectForKey(table ? table : HxArray::array(), key);
+      _tables.setObject(table ? table : HxArray::array(), key);
     }
   }
   logReports(reports);

@@ -209,7 +209,7 @@ TEST_F(Bundle, LocalizedInfoDictionaryHoldsTheTranslationsAlone) {
   folder.write("Info.plist", "{ HxBundleIdentifier = org.example.info; Name = Tool; Other = 1; }");
   folder.write("Resources/de.lproj/InfoPlist.strings", "Name = Werkzeug;");
   EXPECT_EQ(bundle().localizedInfoDictionary(),
-            HxDictionary::dictionaryWithObjectForKey("Werkzeug"_hx, "Name"_hx));
+            HxDictionary::dictionaryWithObject("Werkzeug"_hx, "Name"_hx));
 }
 
 TEST_F(Bundle, LocalizedInfoDictionaryIsNilWithoutTranslations) {

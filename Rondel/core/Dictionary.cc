@@ -117,10 +117,7 @@ HxDictionary DictionaryStorage::empty() noexcept {
 }
 
 HxClass DictionaryStorage::hxClass() const noexcept {
-  static const HxClassInfo mutableInfo{"HxMutableDictionary",
-                                       HxDictionaryObject::classObject().info(),
-                                       [] { return HxAny(HxMutableDictionary::dictionary()); }};
-  return bits() & kMutable ? HxClass(&mutableInfo) : HxDictionaryObject::classObject();
+  return bits() & kMutable ? HxMutableDictionary::classObject() : HxDictionaryObject::classObject();
 }
 
 Ref<HxEnumerator> DictionaryStorage::keyEnumerator() const {
@@ -196,7 +193,7 @@ HxMutableDictionary makeWithEntries(std::initializer_list<HxDictionary::Entry> e
                                     bool isMutable) {
   HxMutableDictionary result = DictionaryStorage::makeHandle(isMutable);
   internal::storageOf(result)->reserve(entries.size());
-  for (const auto& [key, value] : entries) result.setObjectForKey(value, key);
+  for (const auto& [key, value] : entries) result.setObject(value, key);
   return result;
 }
 
@@ -205,7 +202,7 @@ HxMutableDictionary makeWithDictionary(const HxDictionary& other, bool copyItems
   if (!copyItems) return gather(objectOf(other), isMutable);
   HxMutableDictionary result = DictionaryStorage::makeHandle(isMutable);
   internal::storageOf(result)->reserve(other.count());
-  for (const auto& [key, value] : other) result.setObjectForKey(value.copy(), key);
+  for (const auto& [key, value] : other) result.setObject(value.copy(), key);
   return result;
 }
 
@@ -221,6 +218,12 @@ HxClass HxEnumerator::classObject() noexcept {
 HxClass HxDictionaryObject::classObject() noexcept {
   static const HxClassInfo info{"HxDictionary", HxObject::classObject().info(),
                                 [] { return HxAny(HxDictionary::dictionary()); }};
+  return HxClass(&info);
+}
+
+HxClass HxMutableDictionary::classObject() noexcept {
+  static const HxClassInfo info{"HxMutableDictionary", HxDictionaryObject::classObject().info(),
+                                [] { return HxAny(HxMutableDictionary::dictionary()); }};
   return HxClass(&info);
 }
 
@@ -280,7 +283,7 @@ HxAny HxDictionaryObject::mutableCopy() const { return gather(*this, true); }
 
 HxDictionary HxDictionary::dictionary() { return DictionaryStorage::empty(); }
 
-HxDictionary HxDictionary::dictionaryWithObjectForKey(const HxAny& object, const HxAny& key) {
+HxDictionary HxDictionary::dictionaryWithObject(const HxAny& object, const HxAny& key) {
   return dictionaryWithEntries({{key, object}});
 }
 
@@ -301,6 +304,11 @@ HxMutableDictionary HxMutableDictionary::dictionaryWithCapacity(HxUInteger capac
   HxMutableDictionary result = dictionary();
   internal::storageOf(result)->reserve(std::min(capacity, kMostAtOnce));
   return result;
+}
+
+HxMutableDictionary HxMutableDictionary::dictionaryWithObject(const HxAny& object,
+                                                              const HxAny& key) {
+  return dictionaryWithEntries({{key, object}});
 }
 
 HxMutableDictionary HxMutableDictionary::dictionaryWithEntries(
@@ -356,7 +364,7 @@ HxDictionary::Iterator& HxDictionary::Iterator::operator++() {
 
 // ---- Changing ---------------------------------------------------------------------------------
 
-void HxMutableDictionary::setObjectForKey(const HxAny& object, const HxAny& key) {
+void HxMutableDictionary::setObject(const HxAny& object, const HxAny& key) {
   if (_object && object && key) internal::storageOf(*this)->set(object, key);
 }
 

@@ -84,9 +84,11 @@ class RONDEL_EXPORT HxDictionary : public HxAny {
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::dictionary;
   }
+  // The class of all dictionaries; that of HxMutableDictionary is below it.
+  static HxClass classObject() noexcept { return HxDictionaryObject::classObject(); }
 
   static HxDictionary dictionary();
-  static HxDictionary dictionaryWithObjectForKey(const HxAny& object, const HxAny& key);
+  static HxDictionary dictionaryWithObject(const HxAny& object, const HxAny& key);
   // Of entries that are given twice the last one counts.
   static HxDictionary dictionaryWithEntries(std::initializer_list<Entry> entries);
   // A new dictionary of the same entries; nil gives an empty one. With copyItems each value is
@@ -165,16 +167,18 @@ class RONDEL_EXPORT HxMutableDictionary : public HxDictionary {
   static bool canHold(const HxObject* object) noexcept {
     return HxDictionary::canHold(object) && (bitsOf(object) & kMutable) != 0;
   }
+  static HxClass classObject() noexcept;
 
   // The operations of the same names, with a new mutable dictionary as their result.
   static HxMutableDictionary dictionary();
   // Empty. The capacity is advice.
   static HxMutableDictionary dictionaryWithCapacity(HxUInteger capacity);
+  static HxMutableDictionary dictionaryWithObject(const HxAny& object, const HxAny& key);
   static HxMutableDictionary dictionaryWithEntries(std::initializer_list<Entry> entries);
   static HxMutableDictionary initWithDictionary(const HxDictionary& other, bool copyItems = false);
 
   // Replaces the value that the key has; the stored key stays then.
-  void setObjectForKey(const HxAny& object, const HxAny& key);
+  void setObject(const HxAny& object, const HxAny& key);
   // Nothing when the key is absent.
   void removeObjectForKey(const HxAny& key);
   void removeAllObjects();

@@ -44,7 +44,7 @@ std::string entriesOf(const HxDictionary& dictionary) {
 struct Mutable {
   static HxDictionary make(const Entries& entries) {
     HxMutableDictionary result = HxMutableDictionary::dictionary();
-    for (const auto& [key, value] : entries) result.setObjectForKey(value, key);
+    for (const auto& [key, value] : entries) result.setObject(value, key);
     return result;
   }
 };
@@ -178,7 +178,7 @@ TYPED_TEST(AnyDictionary, HasAnImmutableCopyOfTheSameEntries) {
 TYPED_TEST(AnyDictionary, HasANewMutableCopy) {
   HxMutableDictionary copy = this->two.mutableCopy();
   copy.removeObjectForKey("a"_hx);
-  copy.setObjectForKey("3"_hx, "c"_hx);
+  copy.setObject("3"_hx, "c"_hx);
   EXPECT_EQ(entriesOf(copy), "b=2 c=3");
   EXPECT_EQ(entriesOf(this->two), "a=1 b=2");
 }
@@ -214,12 +214,18 @@ TEST(Dictionary, OfEntriesTakesTheLastOfEachKey) {
   EXPECT_EQ(entriesOf(HxDictionary::dictionaryWithEntries(
                 {{"a"_hx, "1"_hx}, {"b"_hx, "2"_hx}, {"a"_hx, "3"_hx}})),
             "a=3 b=2");
-  EXPECT_EQ(entriesOf(HxDictionary::dictionaryWithObjectForKey("v"_hx, "k"_hx)), "k=v");
+  EXPECT_EQ(entriesOf(HxDictionary::dictionaryWithObject("v"_hx, "k"_hx)), "k=v");
+}
+
+TEST(MutableDictionary, IsMadeOfOneEntryAsWell) {
+  HxMutableDictionary dictionary = HxMutableDictionary::dictionaryWithObject("v"_hx, "k"_hx);
+  dictionary.setObject("w"_hx, "l"_hx);
+  EXPECT_EQ(shown(dictionary), "{\n    k = v;\n    l = w;\n}");
 }
 
 TEST(Dictionary, LeavesNilOut) {
-  EXPECT_EQ(HxDictionary::dictionaryWithObjectForKey(nullptr, "k"_hx).count(), 0U);
-  EXPECT_EQ(HxDictionary::dictionaryWithObjectForKey("v"_hx, nullptr).count(), 0U);
+  EXPECT_EQ(HxDictionary::dictionaryWithObject(nullptr, "k"_hx).count(), 0U);
+  EXPECT_EQ(HxDictionary::dictionaryWithObject("v"_hx, nullptr).count(), 0U);
   EXPECT_FALSE(HxDictionary::initWithDictionary(nullptr).isNil());
   EXPECT_FALSE(HxMutableDictionary::initWithDictionary(nullptr, true).isNil());
 }
@@ -232,7 +238,7 @@ TEST(Dictionary, EmptyOnesCostNothing) {
 }
 
 TEST(Dictionary, LookUpsTakeNothingFromTheHeap) {
-  const HxDictionary dictionary = HxDictionary::dictionaryWithObjectForKey("v"_hx, "key"_hx);
+  const HxDictionary dictionary = HxDictionary::dictionaryWithObject("v"_hx, "key"_hx);
   const HxString key = HxString(std::string_view("key"));
   const HxString open = openString(u"key");
   const test::AllocationCounter counter;
@@ -254,8 +260,8 @@ TEST(Dictionary, CanBeMadeByItsClass) {
 TEST(MutableDictionary, ReplacesAValueAndKeepsTheKey) {
   HxMutableDictionary dictionary = HxMutableDictionary::dictionary();
   const HxString key(std::string_view("key"));
-  dictionary.setObjectForKey("1"_hx, key);
-  dictionary.setObjectForKey("2"_hx, "key"_hx);
+  dictionary.setObject("1"_hx, key);
+  dictionary.setObject("2"_hx, "key"_hx);
   EXPECT_EQ(entriesOf(dictionary), "key=2");
   EXPECT_EQ(dictionary.allKeys().firstObject().object(), key.object());
 }
@@ -263,16 +269,16 @@ TEST(MutableDictionary, ReplacesAValueAndKeepsTheKey) {
 TEST(MutableDictionary, KeepsKeysAsCopies) {
   HxMutableDictionary dictionary = HxMutableDictionary::dictionary();
   HxMutableString key = HxMutableString::stringWithString("key"_hx);
-  dictionary.setObjectForKey("1"_hx, key);
+  dictionary.setObject("1"_hx, key);
   key.appendString("2"_hx);
-  dictionary.setObjectForKey("2"_hx, key);
+  dictionary.setObject("2"_hx, key);
   EXPECT_EQ(entriesOf(dictionary), "key2=2 key=1");
 }
 
 TEST(MutableDictionary, NeverHoldsNil) {
   HxMutableDictionary dictionary = HxMutableDictionary::dictionaryWithCapacity(~HxUInteger{0});
-  dictionary.setObjectForKey(nullptr, "a"_hx);
-  dictionary.setObjectForKey("a"_hx, nullptr);
+  dictionary.setObject(nullptr, "a"_hx);
+  dictionary.setObject("a"_hx, nullptr);
   dictionary.removeObjectForKey(nullptr);
   dictionary.addEntriesFromDictionary(nullptr);
   EXPECT_EQ(dictionary.count(), 0U);
@@ -286,16 +292,16 @@ TEST(MutableDictionary, RemovesKeys) {
   EXPECT_EQ(entriesOf(dictionary), "b=2");
   dictionary.removeAllObjects();
   EXPECT_EQ(dictionary.count(), 0U);
-  dictionary.setObjectForKey("3"_hx, "a"_hx);
+  dictionary.setObject("3"_hx, "a"_hx);
   EXPECT_EQ(entriesOf(dictionary), "a=3");
 }
 
 TEST(MutableDictionary, HoldsManyKeysOfAllKinds) {
   HxMutableDictionary dictionary = HxMutableDictionary::dictionary();
   for (int i = 0; i < 5000; ++i) {
-    dictionary.setObjectForKey(number(i), HxString::stringWithFormat("key %d"_hx, i));
-    dictionary.setObjectForKey(number(-i), number(i));
-    dictionary.setObjectForKey(number(i), HxArray::arrayWithObject(number(i)));
+    dictionary.setObject(number(i), HxString::stringWithFormat("key %d"_hx, i));
+    dictionary.setObject(number(-i), number(i));
+    dictionary.setObject(number(i), HxArray::arrayWithObject(number(i)));
   }
   EXPECT_EQ(dictionary.count(), 15000U);
   for (int i = 0; i < 5000; ++i) {
@@ -316,7 +322,7 @@ TEST(MutableDictionary, AddingItselfChangesNothing) {
 TEST(MutableDictionary, ValuesMayBeReplacedInALoop) {
   auto dictionary =
       HxMutableDictionary::dictionaryWithEntries({{"a"_hx, "1"_hx}, {"b"_hx, "2"_hx}});
-  for (const auto& [key, value] : dictionary) dictionary.setObjectForKey("x"_hx, key);
+  for (const auto& [key, value] : dictionary) dictionary.setObject("x"_hx, key);
   EXPECT_EQ(entriesOf(dictionary), "a=x b=x");
 }
 
@@ -331,7 +337,7 @@ TEST(MutableDictionary, ChangingKeysInALoopRaisesInsteadOfReadingWildMemory) {
             }),
             message);
   const Ref<HxEnumerator> keys = dictionary.keyEnumerator();
-  dictionary.setObjectForKey("3"_hx, "c"_hx);
+  dictionary.setObject("3"_hx, "c"_hx);
   EXPECT_EQ(messageOf([&] { keys->nextObject(); }), message);
 }
 
@@ -339,7 +345,7 @@ TEST(MutableDictionary, ChangingKeysInALoopRaisesInsteadOfReadingWildMemory) {
 class Witness final : public HxObject {
  public:
   explicit Witness(HxMutableDictionary dictionary) : _dictionary(std::move(dictionary)) {}
-  ~Witness() override { _dictionary.setObjectForKey("seen"_hx, "w"_hx); }
+  ~Witness() override { _dictionary.setObject("seen"_hx, "w"_hx); }
 
  private:
   HxMutableDictionary _dictionary;
@@ -347,12 +353,12 @@ class Witness final : public HxObject {
 
 TEST(MutableDictionary, MayBeChangedByAnObjectThatItLetsGoOf) {
   auto dictionary = HxMutableDictionary::dictionary();
-  dictionary.setObjectForKey(makeRef<Witness>(dictionary), "a"_hx);
-  dictionary.setObjectForKey("new"_hx, "a"_hx);
+  dictionary.setObject(makeRef<Witness>(dictionary), "a"_hx);
+  dictionary.setObject("new"_hx, "a"_hx);
   EXPECT_EQ(entriesOf(dictionary), "a=new w=seen");
-  dictionary.setObjectForKey(makeRef<Witness>(dictionary), "b"_hx);
+  dictionary.setObject(makeRef<Witness>(dictionary), "b"_hx);
   dictionary.removeObjectForKey("b"_hx);
-  dictionary.setObjectForKey(makeRef<Witness>(dictionary), "c"_hx);
+  dictionary.setObject(makeRef<Witness>(dictionary), "c"_hx);
   dictionary.removeAllObjects();
   EXPECT_EQ(entriesOf(dictionary), "w=seen");
 }
@@ -378,10 +384,10 @@ TEST(Dictionary, NilAnswersZeroToEverything) {
 
 TEST(MutableDictionary, NilIsLeftAloneByEverything) {
   HxMutableDictionary dictionary;
-  dictionary.setObjectForKey("a"_hx, "b"_hx);
+  dictionary.setObject("a"_hx, "b"_hx);
   dictionary.removeObjectForKey("b"_hx);
   dictionary.removeAllObjects();
-  dictionary.addEntriesFromDictionary(HxDictionary::dictionaryWithObjectForKey("v"_hx, "k"_hx));
+  dictionary.addEntriesFromDictionary(HxDictionary::dictionaryWithObject("v"_hx, "k"_hx));
   EXPECT_TRUE(dictionary.isNil());
 }
 

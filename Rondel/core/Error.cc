@@ -77,7 +77,7 @@ HxError HxError::errorWithDomain(const HxString& domain, HxInteger code,
 
 HxError HxError::posixError(int code, const HxString& path) {
   const HxDictionary userInfo =
-      path ? HxDictionary::dictionaryWithObjectForKey(path, HxFilePathErrorKey) : HxDictionary();
+      path ? HxDictionary::dictionaryWithObject(path, HxFilePathErrorKey) : HxDictionary();
   return errorWithDomain(HxPOSIXErrorDomain, code, userInfo);
 }
 

@@ -64,7 +64,7 @@ HxDictionary HxProcessInfo::environment() const {
     if (equals == 0 || equals == std::string_view::npos) continue;
     const HxString name = textOfBytes(text.substr(0, equals));
     if (environment.objectForKey(name)) continue;
-    environment.setObjectForKey(textOfBytes(text.substr(equals + 1)), name);
+    environment.setObject(textOfBytes(text.substr(equals + 1)), name);
   }
   return environment.copy();
 }

@@ -53,7 +53,7 @@ HxAny copyOfDictionary(const HxDictionary& dictionary, HxUInteger depth) {
     const HxString name = builtInString(as<HxString>(key));
     const HxAny value = copyAtDepth(element, depth);
     if (!name || !value) return {};
-    copy.setObjectForKey(value, name);
+    copy.setObject(value, name);
   }
   return copy.copy();
 }
@@ -203,8 +203,8 @@ void storeFailure(const PropertyListFailure& failure, const HxString& path, HxEr
   if (!error) return;
   HxMutableDictionary userInfo = HxMutableDictionary::dictionary();
   const std::string description = failure.description();
-  userInfo.setObjectForKey(HxString(std::string_view(description)), HxLocalizedDescriptionKey);
-  userInfo.setObjectForKey(path, HxFilePathErrorKey);
+  userInfo.setObject(HxString(std::string_view(description)), HxLocalizedDescriptionKey);
+  userInfo.setObject(path, HxFilePathErrorKey);
   *error = HxError::errorWithDomain(HxPropertyListErrorDomain, failure.code, userInfo.copy());
 }
 

@@ -187,7 +187,7 @@ class TextReader {
       if (!key || !skipBlanks()) return {};
       const HxAny value = readEntryValue(key, depth);
       if (!value) return {};
-      dictionary.setObjectForKey(value, key);
+      dictionary.setObject(value, key);
     }
   }
 

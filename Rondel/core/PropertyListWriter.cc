@@ -365,7 +365,7 @@ HxData dataFromPropertyList(Writer&& writer, const HxAny& list, HxError* error) 
     const HxString description = HxString(std::string_view(writer.errorMessage()));
     *error = HxError::errorWithDomain(
         HxPropertyListErrorDomain, writer.errorCode(),
-        HxDictionary::dictionaryWithObjectForKey(description, HxLocalizedDescriptionKey));
+        HxDictionary::dictionaryWithObject(description, HxLocalizedDescriptionKey));
   }
   return nullptr;
 }

@@ -110,7 +110,7 @@ struct OpenContainer {
 
   void add(const HxAny& value) {
     array.addObject(value);
-    dictionary.setObjectForKey(value, key);
+    dictionary.setObject(value, key);
     key = nullptr;
   }
   HxAny closed() const { return array ? HxAny(array.copy()) : HxAny(dictionary.copy()); }

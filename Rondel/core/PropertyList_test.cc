@@ -45,7 +45,7 @@ std::string errorOf(std::string_view utf8) {
 }
 
 HxDictionary entry(const HxAny& value, const HxString& key) {
-  return HxDictionary::dictionaryWithObjectForKey(value, key);
+  return HxDictionary::dictionaryWithObject(value, key);
 }
 
 std::string inXML(std::string_view value) {
@@ -567,7 +567,7 @@ TEST(PropertyList, XMLGivesEveryKindBack) {
 TEST(PropertyList, WhatIsNoPropertyListIsNotWritten) {
   const HxAny set = HxSet::set();
   const HxDictionary badKey =
-      HxDictionary::dictionaryWithObjectForKey("a"_hx, HxNumber::numberWithInt(1));
+      HxDictionary::dictionaryWithObject("a"_hx, HxNumber::numberWithInt(1));
   const std::string className = set.hxClass().name();
   const struct {
     HxAny list;

@@ -39,7 +39,7 @@ HxAny valueOfWord(const HxString& word) {
 
 // Whether the file can hold the entry, so that one bad value does not keep the others out of it.
 bool mayBeStored(const HxAny& value, const HxString& key) {
-  return value && HxDataFromPropertyList(HxDictionary::dictionaryWithObjectForKey(value, key),
+  return value && HxDataFromPropertyList(HxDictionary::dictionaryWithObject(value, key),
                                          HxPropertyListFormat::text);
 }
 
@@ -52,7 +52,7 @@ HxDictionary builtInEntries(const HxDictionary& entries) {
     if (!name || !copy) {
       HxLog("The value for the default '%@' is no property list: %@"_hx, key, value);
     } else {
-      result.setObjectForKey(copy, name);
+      result.setObject(copy, name);
     }
   }
   return result.copy();
@@ -69,7 +69,7 @@ HxDictionary argumentDomain(const HxArray& words) {
     if (!isKey(Characters(word)) || i + 1 == count) continue;
     const HxString value = words.objectAtIndex<HxString>(i + 1);
     if (!isValue(Characters(value))) continue;
-    domain.setObjectForKey(valueOfWord(value), word.substringFromIndex(1));
+    domain.setObject(valueOfWord(value), word.substringFromIndex(1));
     ++i;
   }
   return domain.copy();
@@ -87,8 +87,8 @@ UserDefaultsStore::UserDefaultsStore(const Setup& setup)
       _applicationName(setup.applicationName ? builtInString(setup.applicationName)
                                              : HxString::string()),
       _volatile(HxMutableDictionary::dictionary()) {
-  _volatile.setObjectForKey(argumentDomain(setup.arguments), HxArgumentDomain);
-  _volatile.setObjectForKey(HxDictionary::dictionary(), HxRegistrationDomain);
+  _volatile.setObject(argumentDomain(setup.arguments), HxArgumentDomain);
+  _volatile.setObject(HxDictionary::dictionary(), HxRegistrationDomain);
 }
 
 template <class Work>
@@ -163,7 +163,7 @@ void UserDefaultsStore::addToRegistrationDomain(const HxDictionary& entries) {
     HxMutableDictionary domain = HxMutableDictionary::dictionary();
     domain.addEntriesFromDictionary(volatileDomainHere(HxRegistrationDomain));
     domain.addEntriesFromDictionary(added);
-    _volatile.setObjectForKey(domain.copy(), HxRegistrationDomain);
+    _volatile.setObject(domain.copy(), HxRegistrationDomain);
     return nullptr;
   });
 }
@@ -192,7 +192,7 @@ void UserDefaultsStore::setVolatileDomain(const HxDictionary& domain, const HxSt
   const HxDictionary entries = domain ? builtInEntries(domain) : HxDictionary();
   locked([&](Reports&) {
     if (entries) {
-      _volatile.setObjectForKey(entries, key);
+      _volatile.setObject(entries, key);
     } else {
       _volatile.removeObjectForKey(key);
     }

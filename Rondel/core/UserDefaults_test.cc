@@ -69,7 +69,7 @@ class UserDefaults : public testing::Test {
   std::string toolFile() const { return contentsOf(folder.path("defaults/tool.plist")); }
   static void registerEntry(const Ref<HxUserDefaults>& defaults, const HxAny& value,
                             const HxString& key) {
-    defaults->registerDefaults(HxDictionary::dictionaryWithObjectForKey(value, key));
+    defaults->registerDefaults(HxDictionary::dictionaryWithObject(value, key));
   }
 
   const test::TemporaryDirectory folder;
@@ -107,7 +107,7 @@ TEST_F(UserDefaults, DomainsCanBeReadByName) {
   const Ref<HxUserDefaults> defaults = store(words({"tool"_hx, "-d"_hx, "4"_hx}));
   registerEntry(defaults, "5"_hx, "e"_hx);
   const auto entry = [](const HxString& key, const HxString& value) {
-    return HxDictionary::dictionaryWithObjectForKey(value, key);
+    return HxDictionary::dictionaryWithObject(value, key);
   };
   EXPECT_EQ(defaults->persistentDomainForName("tool"_hx), entry("a"_hx, "1"_hx));
   EXPECT_EQ(defaults->persistentDomainForName(HxGlobalDomain), entry("b"_hx, "2"_hx));
@@ -135,7 +135,7 @@ TEST_F(UserDefaults, RegisteringAddsAndReplaces) {
 
 TEST_F(UserDefaults, VolatileDomainsCanBeReplacedAndRemoved) {
   const Ref<HxUserDefaults> defaults = store(words({"tool"_hx, "-a"_hx, "1"_hx}));
-  const HxDictionary entries = HxDictionary::dictionaryWithObjectForKey("2"_hx, "b"_hx);
+  const HxDictionary entries = HxDictionary::dictionaryWithObject("2"_hx, "b"_hx);
   defaults->setVolatileDomain(entries, HxArgumentDomain);
   EXPECT_TRUE(defaults->objectForKey("a"_hx).isNil());
   EXPECT_EQ(defaults->objectForKey("b"_hx), "2"_hx);
@@ -226,7 +226,7 @@ TEST_F(UserDefaults, StringArrayHoldsStringsOnly) {
 // ---- Writing
 
 TEST_F(UserDefaults, WhatIsSetIsThereForTheNextProcess) {
-  const HxAny value = HxDictionary::dictionaryWithObjectForKey(words({"x y"_hx}), "\u00E9"_hx);
+  const HxAny value = HxDictionary::dictionaryWithObject(words({"x y"_hx}), "\u00E9"_hx);
   store()->setObject(value, "key"_hx);
   EXPECT_EQ(toolFile(),
             "{\n    key = {\n        \"\u00E9\" = (\n            \"x y\"\n        );\n    };\n}\n");
@@ -304,7 +304,7 @@ TEST_F(UserDefaults, WhatIsNoPropertyListIsToldAndNotSet) {
   defaults->registerDefaults(HxDictionary::dictionaryWithEntries(
       {{HxNumber::numberWithInt(1), "a"_hx}, {"b"_hx, "c"_hx}}));
   EXPECT_EQ(defaults->dictionaryRepresentation(),
-            HxDictionary::dictionaryWithObjectForKey("c"_hx, "b"_hx));
+            HxDictionary::dictionaryWithObject("c"_hx, "b"_hx));
   EXPECT_THAT(logLines,
               ElementsAre(HasSubstr("The value for the default 'set' is no property list: "),
                           HasSubstr("The value for the default 'date' is no property list: "),

@@ -174,7 +174,7 @@ bool HxFileHandle::descriptorIsReady(HxObject& object) {
     length > 0 ? source->disarm() : source->park();
     HxNotificationCenter::defaultCenter()->postNotification(
         HxFileHandleReadCompletionNotification, HxAny(&handle),
-        HxDictionary::dictionaryWithObjectForKey(data, HxFileHandleNotificationDataItem));
+        HxDictionary::dictionaryWithObject(data, HxFileHandleNotificationDataItem));
     if (!canReadOn || length < kChunkSize || !source->isArmedNow()) break;
   }
   return handled;

@@ -73,8 +73,7 @@ TEST_F(NotificationCenter, NilStandsForAny) {
 
 TEST_F(NotificationCenter, NotificationCarriesNameObjectAndUserInfo) {
   observe(listener, "a"_hx, nullptr);
-  center->postNotification("a"_hx, thing,
-                           HxDictionary::dictionaryWithObjectForKey("value"_hx, "key"_hx));
+  center->postNotification("a"_hx, thing, HxDictionary::dictionaryWithObject("value"_hx, "key"_hx));
   const auto heard = asRef<HxNotification>(listener->last);
   ASSERT_TRUE(heard);
   EXPECT_EQ(heard->name(), "a"_hx);

@@ -194,6 +194,32 @@ TEST(RunLoop, CallerMayWaitUntilTheCallWasMade) {
   caller.join();
 }
 
+// Has one operation that can be called by name.
+class Named : public HxObject {
+ public:
+  static HxClass classObject() noexcept {
+    static constexpr HxMethod kMethods[] = {
+        {"note:", [](HxObject& self, const HxAny& argument) -> HxAny {
+           static_cast<Named&>(self).noted = argument;
+           return nullptr;
+         }}};
+    static const HxClassInfo info{"Named", HxObject::classObject().info(), nullptr, kMethods, 1};
+    return HxClass(&info);
+  }
+  HxClass hxClass() const noexcept override { return classObject(); }
+
+  HxAny noted;
+};
+
+TEST(RunLoop, CallsByNameAreMadeOnTheMainThread) {
+  const auto object = makeRef<Named>();
+  std::thread([&] { performSelectorOnMainThread(object, HxSelector("note:"), "a"_hx); }).join();
+  EXPECT_TRUE(object->noted.isNil());
+  while (object->noted.isNil()) look();
+  EXPECT_TRUE(object->noted.isEqual("a"_hx));
+  EXPECT_TRUE(object->isUniquelyReferenced());
+}
+
 TEST(RunLoop, WaitingOnOnesOwnThreadCallsAtOnce) {
   std::string diary;
   HxRunLoop::currentRunLoop()->performBlock([&] { diary += 'x'; }, true);

@@ -33,7 +33,7 @@ const std::vector<HxString>& strings(bool again) {
 HxMutableDictionary dictionary(std::size_t n) {
   const auto& a = strings(false);
   HxMutableDictionary m = HxMutableDictionary::dictionaryWithCapacity(n);
-  for (std::size_t i = 0; i < n; ++i) m.setObjectForKey(HxNumber::numberWithUnsignedInteger(i + 1), a[i]);
+  for (std::size_t i = 0; i < n; ++i) m.setObject(HxNumber::numberWithUnsignedInteger(i + 1), a[i]);
   return m;
 }
 

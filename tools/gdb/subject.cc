@@ -41,7 +41,7 @@ void lookAtCollections() {
   mutableArray.addObject("x"_hx);
   HxArray emptyArray = HxArray::array();
   HxMutableDictionary dictionary = HxMutableDictionary::dictionary();
-  dictionary.setObjectForKey(HxNumber::numberWithInt(7), "key"_hx);
+  dictionary.setObject(HxNumber::numberWithInt(7), "key"_hx);
   HxSet set = HxSet::initWithObjects({"member"_hx});
   HxNumber boolean = HxNumber::numberWithBool(true);
   HxNumber real = HxNumber::numberWithDouble(1.5);

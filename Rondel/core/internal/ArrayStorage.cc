@@ -55,9 +55,7 @@ HxArray ArrayStorage::empty() noexcept {
 }
 
 HxClass ArrayStorage::hxClass() const noexcept {
-  static const HxClassInfo mutableInfo{"HxMutableArray", HxArrayObject::classObject().info(),
-                                       [] { return HxAny(HxMutableArray::array()); }};
-  return bits() & kMutable ? HxClass(&mutableInfo) : HxArrayObject::classObject();
+  return bits() & kMutable ? HxMutableArray::classObject() : HxArrayObject::classObject();
 }
 
 HxAny ArrayStorage::copy() const { return bits() & kMutable ? HxArrayObject::copy() : HxAny(this); }

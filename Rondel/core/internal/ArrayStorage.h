@@ -2,7 +2,7 @@
 //
 // The built-in array, and a builder for modules that make arrays object by object.
 //
-//   ArrayBuilder words(5);                       // room for five
+//   ArrayBuilder words(5);            // room for five
 //   words.append(HxString(text));
 //   HxArray array = words.finish();   // one allocation beside the strings
 #pragma once

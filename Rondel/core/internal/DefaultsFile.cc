@@ -57,7 +57,7 @@ HxDictionary withKnownTypes(const HxDictionary& read, const HxDictionary& known)
   for (const auto& [key, value] : known) {
     const HxAny now = read.objectForKey(key);
     if (now && now != value && textOf(now).isEqualToData(textOf(value))) {
-      result.setObjectForKey(value, key);
+      result.setObject(value, key);
     }
   }
   return result.copy();
@@ -148,7 +148,7 @@ void DefaultsFile::applyChanges() {
       _stored ? _stored.mutableCopy() : HxMutableDictionary::dictionary();
   for (const auto& [key, value] : _changes) {
     if (value) {
-      contents.setObjectForKey(value, key);
+      contents.setObject(value, key);
     } else {
       contents.removeObjectForKey(key);
     }
