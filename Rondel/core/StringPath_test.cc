@@ -92,21 +92,32 @@ TEST(StringPath, AppendsAComponentWithOneSeparator) {
       {"a"_hx, ".."_hx, "a/.."_hx},
   };
   for (const Case& row : cases) {
-    EXPECT_EQ(row.path.stringByAppendingPathComponent(row.component), row.result)
-        << row.path.toStdString() << " + " << row.component.toStdString();
+    for (const TextForm form : kTextForms) {
+      const HxString path = makeText(form, unitsOf(row.path));
+      const HxString component =
+          row.component ? makeText(form, unitsOf(row.component)) : HxString();
+      EXPECT_EQ(path.stringByAppendingPathComponent(component), row.result)
+          << path.toStdString() << " + " << component.toStdString() << ' ' << nameOf(form);
+    }
   }
 }
 
 TEST(StringPath, SplitsIntoComponents) {
-  EXPECT_EQ("/a/b"_hx.pathComponents(), strings({"/"_hx, "a"_hx, "b"_hx}));
-  EXPECT_EQ("a//b"_hx.pathComponents(), strings({"a"_hx, "b"_hx}));
-  EXPECT_EQ("//a"_hx.pathComponents(), strings({"/"_hx, "a"_hx}));
-  EXPECT_EQ("/a/"_hx.pathComponents(), strings({"/"_hx, "a"_hx, "/"_hx}));
-  EXPECT_EQ("a//"_hx.pathComponents(), strings({"a"_hx, "/"_hx}));
-  EXPECT_EQ("/"_hx.pathComponents(), strings({"/"_hx}));
-  EXPECT_EQ("//"_hx.pathComponents(), strings({"/"_hx}));
-  EXPECT_EQ("./../a"_hx.pathComponents(), strings({"."_hx, ".."_hx, "a"_hx}));
-  EXPECT_EQ(""_hx.pathComponents().count(), 0u);
+  for (const TextForm form : kTextForms) {
+    const auto split = [&](std::u16string_view path) {
+      return makeText(form, path).pathComponents();
+    };
+    EXPECT_EQ(split(u"/a/b"), strings({"/"_hx, "a"_hx, "b"_hx})) << nameOf(form);
+    EXPECT_EQ(split(u"a//b"), strings({"a"_hx, "b"_hx}));
+    EXPECT_EQ(split(u"//a"), strings({"/"_hx, "a"_hx}));
+    EXPECT_EQ(split(u"/a/"), strings({"/"_hx, "a"_hx, "/"_hx}));
+    EXPECT_EQ(split(u"a//"), strings({"a"_hx, "/"_hx}));
+    EXPECT_EQ(split(u"/"), strings({"/"_hx}));
+    EXPECT_EQ(split(u"//"), strings({"/"_hx}));
+    EXPECT_EQ(split(u"./../a"), strings({"."_hx, ".."_hx, "a"_hx}));
+    EXPECT_EQ(split(u"/\u00e9/b"), strings({"/"_hx, "\u00e9"_hx, "b"_hx}));
+    EXPECT_EQ(split(u"").count(), 0u);
+  }
 }
 
 TEST(StringPath, JoinsComponents) {
@@ -156,7 +167,10 @@ TEST(StringPath, StandardizesByTextWhereNothingExists) {
       {"/no-such/\u00e9/..//x"_hx, "/no-such/x"_hx},
   };
   for (const Case& row : cases) {
-    EXPECT_EQ(row.path.stringByStandardizingPath(), row.result) << row.path.toStdString();
+    for (const TextForm form : kTextForms) {
+      EXPECT_EQ(makeText(form, unitsOf(row.path)).stringByStandardizingPath(), row.result)
+          << row.path.toStdString() << ' ' << nameOf(form);
+    }
   }
 }
 
