@@ -149,6 +149,10 @@ class RONDEL_EXPORT HxString : public HxAny {
   HxCString UTF8String() const;
   // NUL-terminated UTF-8 in canonical decomposition, for file names; null as above.
   HxCString fileSystemRepresentation() const;
+  // The same into a buffer of `maximumLength` bytes, which may be used up to its end, with nothing
+  // taken from the heap for text of a normal make; false, with the buffer in any state, when the
+  // bytes and their NUL do not fit or there are none.
+  bool getFileSystemRepresentation(char* buffer, HxUInteger maximumLength) const;
   // The most bytes that fileSystemRepresentation can need, terminator included.
   HxUInteger maximumFileSystemRepresentationLength() const;
   // The text as std::string, UTF-8; empty for nil. Lone surrogates become U+FFFD. Include <string>

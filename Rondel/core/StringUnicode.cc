@@ -4,6 +4,7 @@
 #include <unicode/ustring.h>
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -92,8 +93,70 @@ HxString HxString::precomposedStringWithCanonicalMapping() const {
 
 // ---- File names -------------------------------------------------------------------------------
 
+namespace {
+
+// Bytes in somebody else's buffer. Appending gives false when they do not fit.
+class FileName {
+ public:
+  FileName(char* buffer, HxUInteger room) noexcept : _out(buffer), _room(room) {}
+
+  bool append(const char* ascii, HxUInteger length) noexcept {
+    if (length > _room) return false;
+    std::memcpy(_out, ascii, length);
+    moveBy(length);
+    return true;
+  }
+  // Piece by piece, so that the decomposed text does not outgrow the stack.
+  bool appendDecomposed(const HxUniChar* units, HxUInteger length) {
+    if (internal::isDecomposed(units, length)) return append(units, length);
+    constexpr HxUInteger kMostForOneUnit = 4;
+    constexpr HxUInteger kPiece = UnitBuffer::kStackUnits / kMostForOneUnit;
+    UnitBuffer decomposed;
+    for (HxUInteger at = 0; at < length;) {
+      HxUInteger end = std::min(at + kPiece, length);
+      if (end < length) end = internal::nextSequenceBoundary(units, length, end - 1);
+      decomposed.clear();
+      internal::appendDecomposed(units + at, end - at, decomposed);
+      if (!append(decomposed.data(), decomposed.length())) return false;
+      at = end;
+    }
+    return true;
+  }
+  char* end() const noexcept { return _out; }
+
+ private:
+  bool append(const HxUniChar* units, HxUInteger length) noexcept {
+    const HxUInteger bytes = internal::lengthInUTF8(units, length);
+    if (bytes > _room) return false;  // a lone surrogate never fits
+    internal::encodeUTF8(units, length, _out);
+    moveBy(bytes);
+    return true;
+  }
+  void moveBy(HxUInteger bytes) noexcept {
+    _out += bytes;
+    _room -= bytes;
+  }
+
+  char* _out;
+  HxUInteger _room;
+};
+
+}  // namespace
+
 HxCString HxString::fileSystemRepresentation() const {
   return decomposedStringWithCanonicalMapping().UTF8String();
+}
+
+bool HxString::getFileSystemRepresentation(char* buffer, HxUInteger maximumLength) const {
+  if (!_object || maximumLength == 0) return false;
+  const Characters text(*this);
+  FileName name(buffer, maximumLength - 1);
+  if (!(text.isNarrow() ? name.append(text.narrow(), text.length())
+                        : name.appendDecomposed(text.wide(), text.length()))) {
+    return false;
+  }
+  *name.end() = '\0';
+  return true;
 }
 
 HxUInteger HxString::maximumFileSystemRepresentationLength() const {

@@ -3,12 +3,15 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 
 #include "Rondel/core/String.h"
 #include "Rondel/testing/TextForms.h"
 
 namespace rondel::test {
 namespace {
+
+using namespace std::string_view_literals;
 
 TEST(StringUnicode, Uppercase) {
   for (const TextForm form : kTextForms) {
@@ -101,6 +104,37 @@ TEST(StringUnicode, FileNamesAreDecomposedUTF8) {
     EXPECT_STREQ(makeText(form, u"").fileSystemRepresentation(), "");
     EXPECT_TRUE(
         makeText(form, std::u16string_view(u"\xD83D", 1)).fileSystemRepresentation().isNull());
+  }
+}
+
+// Every kind of text, in every room up to one byte more than it needs.
+TEST(StringUnicode, FileNamesAreWrittenIntoABufferThatHoldsThem) {
+  std::u16string longText;
+  for (int i = 0; i < 40; ++i) longText += u"\u1F82a\u0323\u0307\uAC01\u00E9\U0001D160\u0301";
+  const std::u16string_view texts[] = {u"", u"/usr/bin", u"\u4E2D\u6587", u"caf\u00e9\u0323",
+                                       longText};
+  for (const std::u16string_view units : texts) {
+    for (const TextForm form : kTextForms) {
+      const HxString text = makeText(form, units);
+      const HxCString expected = text.fileSystemRepresentation();
+      const HxUInteger needed = expected.length() + 1;
+      for (HxUInteger room : {HxUInteger{0}, needed / 2, needed - 1, needed, needed + 1}) {
+        std::string buffer(room + 1, '#');
+        ASSERT_EQ(text.getFileSystemRepresentation(buffer.data(), room), room >= needed);
+        EXPECT_EQ(buffer[room], '#');
+        if (room >= needed) {
+          EXPECT_STREQ(buffer.c_str(), expected.c_str());
+        }
+      }
+    }
+  }
+}
+
+TEST(StringUnicode, TextWithoutAFileNameDoesNotFitIntoAnyBuffer) {
+  char buffer[100];
+  EXPECT_FALSE(HxString().getFileSystemRepresentation(buffer, sizeof buffer));
+  for (const std::u16string_view units : {u"a\xD83D"sv, u"\u00E9\xDC00"sv}) {
+    EXPECT_FALSE(HxString(units).getFileSystemRepresentation(buffer, sizeof buffer));
   }
 }
 
