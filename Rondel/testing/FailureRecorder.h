@@ -22,6 +22,7 @@ class FailureRecorder {
     std::string message;
     std::string condition;
     const HxObject* receiver;
+    std::string operation;  // its name alone, empty in a plain function
   };
 
   FailureRecorder() : _outer(innermost), _former(MoSetAssertionFailureHandler(&note)) {
@@ -42,12 +43,12 @@ class FailureRecorder {
   }
 
  private:
-  static void note(const HxAny* self, const HxSelector*, const char* function, const char*, int,
-                   const HxString& format, HxArguments arguments) {
+  static void note(const HxAny* self, const HxSelector* _cmd, const char* function, const char*,
+                   int, const HxString& format, HxArguments arguments) {
     const HxString message = HxString::initWithFormatArguments(format, arguments);
     const char* const condition = arguments[arguments.count() - 1].asCString();
-    innermost->_failures.push_back(
-        {function, message.toStdString(), condition ? condition : "", self->object()});
+    innermost->_failures.push_back({function, message.toStdString(), condition ? condition : "",
+                                    self->object(), _cmd->name() ? _cmd->name() : ""});
   }
 
   static inline FailureRecorder* innermost = nullptr;
