@@ -56,6 +56,8 @@ class CommandLineSplitter {
   }
 
  private:
+  static constexpr HxUInteger kWordUnitsOnStack = 256;
+
   // One row a character: the first that applies.
   void takeSpecial(const Unit* c) {
     if (*c == '\\') {
@@ -105,7 +107,7 @@ class CommandLineSplitter {
   bool _inDoubleQuotes = false;
   bool _inSingleQuotes = false;
   bool _sawQuote = false;
-  Word<Unit> _word;
+  Word<Unit, kWordUnitsOnStack> _word;
   ArrayBuilder _words;
   const Whitespace<Unit> _whitespace{};
 };

@@ -51,7 +51,7 @@ RONDEL_EXPORT HxArray _componentsSeparatedByUnquotedWhitespacePreservingQuotes(
 //
 // A nil or empty prefix is a failed check (MoCheckNonEmptyString on "argumentPrefix"), and so is
 // each element looked at that is no string (MoCheckString on "string"); behind it that element is
-// passed over, and a nil prefix matches nothing.
+// passed over, a nil prefix matches nothing and an empty one everything.
 RONDEL_EXPORT HxArray arrayByExtractingCommandLineArgumentsHavingPrefix(
     const HxArray& arguments, const HxString& argumentPrefix);
 

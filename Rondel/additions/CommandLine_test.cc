@@ -183,12 +183,16 @@ TEST(CommandLine, EmptyArraysOfCommandLinesAreNewAndThoseOfListsShared) {
   const HxArray first = arrayByParsingAsCommandLineArguments(""_hx);
   const HxArray second = arrayByParsingAsCommandLineArguments(""_hx);
   EXPECT_NE(first.object(), second.object());
+  EXPECT_NE(componentsSeparatedByUnquotedWhitespace(""_hx).object(),
+            componentsSeparatedByUnquotedWhitespace(""_hx).object());
   EXPECT_EQ(arrayByParsingAsStringList(""_hx).object(), arrayByParsingAsStringList(""_hx).object());
 }
 
 TEST(CommandLine, NilTextGivesNil) {
   EXPECT_TRUE(arrayByParsingAsCommandLineArguments(nullptr).isNil());
   EXPECT_TRUE(componentsSeparatedByUnquotedWhitespace(nullptr).isNil());
+  EXPECT_TRUE(_componentsSeparatedByUnquotedWhitespacePreservingQuotes(nullptr, false).isNil());
+  EXPECT_TRUE(_componentsSeparatedByUnquotedWhitespacePreservingQuotes(nullptr, true).isNil());
 }
 
 TEST(CommandLine, AnyStringClassIsSplit) {
@@ -215,6 +219,19 @@ TEST(CommandLine, AShortLineTakesOneAllocationAWordAndOneForTheArray) {
   const std::size_t allocations = counter.count();
   EXPECT_EQ(words.count(), 3U);
   EXPECT_EQ(allocations, 4U);
+}
+
+// The text and the word both stay on the stack.
+TEST(CommandLine, ALineOf256CharactersOfAnyClassTakesNoScratchFromTheHeap) {
+  for (const char16_t unit : {u'x', u'\u4E2D'}) {
+    const HxString text = test::openString(std::u16string(254, unit) + u"\\ ");
+    const AllocationCounter counter;
+    const HxArray words = arrayByParsingAsCommandLineArguments(text);
+    const std::size_t allocations = counter.count();
+    ASSERT_EQ(words.count(), 1U);
+    EXPECT_EQ(words.objectAtIndex<HxString>(0).length(), 255U);
+    EXPECT_EQ(allocations, 2U);
+  }
 }
 
 // ---- What differs from string lists -----------------------------------------------------------
@@ -375,12 +392,34 @@ TEST(CommandLineExtraction, NilPrefixFailsItsCheckAndMatchesNothing) {
             "-[HxArray(MoCommandLine) arrayByExtractingCommandLineArgumentsHavingPrefix:]");
 }
 
+TEST(CommandLineExtraction, ItsChecksNameTheArrayAndTheOperation) {
+  const FailureRecorder recorder;
+  const HxArray arguments = HxArray::arrayWithObject(HxNumber::numberWithInt(7));
+  arrayByExtractingCommandLineArgumentsHavingPrefix(arguments, nullptr);
+  ASSERT_EQ(recorder.failures().size(), 2U);
+  for (const FailureRecorder::Failure& failure : recorder.failures()) {
+    EXPECT_EQ(failure.receiver, arguments.object());
+    EXPECT_EQ(failure.operation, "arrayByExtractingCommandLineArgumentsHavingPrefix:");
+  }
+}
+
+TEST(CommandLineExtraction, ThePrefixIsCheckedForAnEmptyArrayAndNotForNil) {
+  const FailureRecorder recorder;
+  const HxArray values = arrayByExtractingCommandLineArgumentsHavingPrefix(HxArray::array(), ""_hx);
+  EXPECT_FALSE(values.isNil());
+  EXPECT_EQ(values.count(), 0U);
+  EXPECT_EQ(recorder.failures().size(), 1U);
+  EXPECT_TRUE(arrayByExtractingCommandLineArgumentsHavingPrefix(nullptr, nullptr).isNil());
+  EXPECT_EQ(recorder.failures().size(), 1U);
+}
+
 TEST(CommandLineExtraction, EmptyPrefixFailsItsCheckAndMatchesEverything) {
   const FailureRecorder recorder;
   EXPECT_EQ(valuesOf({"a"_hx, ""_hx, "b"_hx}, ""_hx), (Texts{"a", "b"}));
   ASSERT_EQ(recorder.failures().size(), 1U);
   EXPECT_EQ(recorder.failures()[0].message,
             "argumentPrefix should be a non-empty string, but it's an empty string");
+  EXPECT_EQ(recorder.failures()[0].condition, "![(argumentPrefix) isEqualToString:@\"\"]");
 }
 
 TEST(CommandLineExtraction, AnElementThatIsNoStringFailsItsCheckAndIsPassedOver) {

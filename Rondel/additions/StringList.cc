@@ -42,6 +42,8 @@ class StringListSplitter {
   std::string_view element() const noexcept { return {_word.units(), _word.length()}; }
 
  private:
+  static constexpr HxUInteger kElementBytesOnStack = 2048;
+
   // One row a byte: the first that applies. False when the element ends in front of the byte.
   bool takeSpecial() {
     if (isAtEnd()) return false;
@@ -77,7 +79,7 @@ class StringListSplitter {
   const char* _at;
   const char* const _end;  // where the NUL stands
   bool _inWeakQuotes = false;
-  Word<char> _word;
+  Word<char, kElementBytesOnStack> _word;
 };
 
 // Made once, never destroyed.
@@ -86,9 +88,15 @@ const HxArray& sharedEmptyList() {
   return list;
 }
 
+constexpr HxUInteger kTextBytesOnStack = 512;
+
 HxArray splitBytesOf(const HxString& text) {
   if (const char* const ascii = text.asciiView().data()) {
     return MoSplitWhitespaceSeparatedComponents(ascii, std::strlen(ascii), nullptr);
+  }
+  char stack[kTextBytesOnStack];
+  if (text.getFileSystemRepresentation(stack, sizeof stack)) {
+    return MoSplitWhitespaceSeparatedComponents(stack, std::strlen(stack), nullptr);
   }
   const HxCString bytes = text.fileSystemRepresentation();
   if (bytes.isNull()) return nullptr;
@@ -108,7 +116,7 @@ HxArray arrayByParsingAsStringList(const HxString& text) {
 HxArray MoSplitWhitespaceSeparatedComponents(const char* bytes, std::size_t length,
                                              HxError* error) {
   MO_FUNCTION("HxArray *MoSplitWhitespaceSeparatedComponents(const char *, size_t, HxError **)");
-  MoAssert(bytes != nullptr || length == 0);
+  MoAssertText(bytes != nullptr || length == 0, "bytes != ((void*)0) || length == 0");
   if (length == 0) return sharedEmptyList();
   if (!bytes) bytes = "";
   const std::size_t textLength = std::strlen(bytes);

@@ -83,6 +83,15 @@ TEST(StringList, TheFirstNULEndsTheText) {
   EXPECT_EQ(split("a\\\0b"s), (Texts{"a\\"}));
   EXPECT_EQ(split("\0a"s), Texts{});
   EXPECT_EQ(listed(HxString("a b\0c"s)), (Texts{"a", "b"}));
+  EXPECT_EQ(listed(HxString("a b\0c"s).mutableCopy()), (Texts{"a", "b"}));
+  EXPECT_EQ(listed(HxString("\u4E2D b\0c"s)), (Texts{"\u4E2D", "b"}));
+}
+
+TEST(StringList, ATextThatBeginsWithANULGivesTheSharedArray) {
+  const HxArray shared = MoSplitWhitespaceSeparatedComponents("", 0, nullptr);
+  for (const HxString& text : {HxString("\0a"s), HxString("\0\u4E2D"s)}) {
+    EXPECT_EQ(arrayByParsingAsStringList(text).object(), shared.object());
+  }
 }
 
 TEST(StringList, ALengthOfZeroGivesTheSharedEmptyArrayAndLeavesTheErrorAlone) {
@@ -113,7 +122,9 @@ TEST(StringList, NullBytesWithALengthFailTheirCheckAndCountAsNoText) {
   EXPECT_FALSE(list.isNil());
   EXPECT_EQ(list.count(), 0U);
   ASSERT_EQ(recorder.failures().size(), 1U);
-  EXPECT_EQ(recorder.failures()[0].message, "Assertion failed: bytes != nullptr || length == 0");
+  EXPECT_EQ(recorder.failures()[0].message, "Assertion failed: bytes != ((void*)0) || length == 0");
+  EXPECT_EQ(recorder.failures()[0].receiver, nullptr);
+  EXPECT_EQ(recorder.failures()[0].operation, "");
   EXPECT_EQ(recorder.failures()[0].function,
             "HxArray *MoSplitWhitespaceSeparatedComponents(const char *, size_t, HxError **)");
 }
@@ -124,6 +135,23 @@ TEST(StringList, AnElementThatIsNotUTF8FailsItsCheckAndIsLeftOut) {
   ASSERT_EQ(recorder.failures().size(), 2U);
   EXPECT_EQ(recorder.failures()[0].message, "string should be a string, but it is nil");
   EXPECT_EQ(recorder.failures()[0].condition, "(string) != nil");
+  EXPECT_EQ(recorder.failures()[0].function,
+            "HxArray *MoSplitWhitespaceSeparatedComponents(const char *, size_t, HxError **)");
+}
+
+TEST(StringList, AnElementThatIsNotUTF8IsNoError) {
+  const FailureRecorder recorder;
+  HxError error = HxError::posixError(2, nullptr);
+  MoSplitWhitespaceSeparatedComponents("\xFF", 1, &error);
+  EXPECT_TRUE(error.isNil());
+}
+
+TEST(StringList, ASinkMayRaise) {
+  const FailureRecorder recorder;  // puts the former sink back
+  MoSetAssertionFailureHandler([](const HxAny*, const HxSelector*, const char*, const char*, int,
+                                  const HxString&, HxArguments) { throw 1; });
+  const std::string longElement(3000, 'x');
+  EXPECT_THROW(split("a " + longElement + "\\ \xFF"), int);
 }
 
 TEST(StringList, ABackslashInsideASequenceOfUTF8TakesOneByteOnly) {
@@ -153,12 +181,15 @@ TEST(StringList, NilTextGivesNilAndEmptyTextTheSharedArray) {
 
 TEST(StringList, TextWithoutAFileSystemFormFailsItsCheckAndGivesNil) {
   const FailureRecorder recorder;
-  EXPECT_TRUE(arrayByParsingAsStringList(HxString(u"a \xD800"sv)).isNil());
+  const HxString text(u"a \xD800"sv);
+  EXPECT_TRUE(arrayByParsingAsStringList(text).isNil());
   ASSERT_EQ(recorder.failures().size(), 1U);
   EXPECT_EQ(recorder.failures()[0].message, "stringList should be a array, but it is nil");
   EXPECT_EQ(recorder.failures()[0].condition, "(stringList) != nil");
   EXPECT_EQ(recorder.failures()[0].function,
             "-[HxString(MoStringList) arrayByParsingAsStringList]");
+  EXPECT_EQ(recorder.failures()[0].receiver, text.object());
+  EXPECT_EQ(recorder.failures()[0].operation, "arrayByParsingAsStringList");
 }
 
 TEST(StringList, AShortListTakesOneAllocationAnElementAndOneForTheArray) {
@@ -168,6 +199,34 @@ TEST(StringList, AShortListTakesOneAllocationAnElementAndOneForTheArray) {
   const std::size_t allocations = counter.count();
   EXPECT_EQ(list.count(), 3U);
   EXPECT_EQ(allocations, 4U);
+}
+
+TEST(StringList, AnElementOf2048BytesIsPutTogetherOnTheStack) {
+  const std::string bytes = "\\a" + std::string(1020, 'x') + "\\" + std::string(1025, 'y');
+  ASSERT_EQ(bytes.size(), 2048U);
+  const AllocationCounter counter;
+  const HxArray list = MoSplitWhitespaceSeparatedComponents(bytes.c_str(), bytes.size(), nullptr);
+  const std::size_t allocations = counter.count();
+  EXPECT_EQ(list.objectAtIndex<HxString>(0).length(), 2046U);
+  EXPECT_EQ(allocations, 2U);
+}
+
+TEST(StringList, AShortListOfAnyClassTakesNoScratchFromTheHeap) {
+  const std::u16string ascii(256, u'x');
+  const std::u16string decomposed = u"\u4E2D\u6587e\u0301" + std::u16string(200, u'x');
+  const std::u16string composed = u"caf\u00E9\uAC00" + std::u16string(200, u'x');
+  for (const std::u16string& units : {ascii, decomposed, composed}) {
+    const HxString forms[] = {HxString(units), HxString(units).mutableCopy(),
+                              test::openString(units)};
+    for (const HxString& text : forms) {
+      arrayByParsingAsStringList(text);
+      const AllocationCounter counter;
+      const HxArray list = arrayByParsingAsStringList(text);
+      const std::size_t allocations = counter.count();
+      EXPECT_EQ(list.count(), 1U);
+      EXPECT_EQ(allocations, 2U) << text.toStdString();
+    }
+  }
 }
 
 // The grammar in plain steps.

@@ -11,11 +11,9 @@
 
 namespace rondel::internal {
 
-template <class Unit>
+template <class Unit, HxUInteger kStackUnits = 1024 / sizeof(Unit)>
 class GrowingRun {
  public:
-  static constexpr HxUInteger kStackUnits = 1024 / sizeof(Unit);
-
   GrowingRun() noexcept = default;
   GrowingRun(const GrowingRun&) = delete;
   GrowingRun& operator=(const GrowingRun&) = delete;

@@ -80,8 +80,9 @@ constexpr HxUInteger likelyWordCount(HxUInteger length) noexcept {
 }
 
 // The word that a splitter is putting together from runs of its input. While the runs lie side by
-// side there the word is a view of them; the first gap makes it a copy.
-template <class Unit>
+// side there the word is a view of them; the first gap makes it a copy, on the stack up to
+// kStackUnits.
+template <class Unit, HxUInteger kStackUnits>
 class Word {
  public:
   const Unit* units() const noexcept { return _isView ? _view : _copy.units(); }
@@ -116,7 +117,7 @@ class Word {
   bool _isView = true;
   const Unit* _view = nullptr;
   HxUInteger _viewLength = 0;
-  GrowingRun<Unit> _copy;
+  GrowingRun<Unit, kStackUnits> _copy;
 };
 
 }  // namespace rondel::internal
