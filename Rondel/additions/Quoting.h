@@ -25,9 +25,9 @@ namespace rondel {
 
 // The text between double quotes. Empty text gives two double quotes whatever the arguments are.
 //
-// onlyIfNeeded: text that needs no quotes is given back itself. Letters and digits of ASCII, '.',
-// '/',
-// '_' and a backslash that does not follow another one need none; every other character does.
+// onlyIfNeeded: text that needs no quotes is given back itself. Letters and digits of ASCII, a dot,
+// a slash, an underscore and a backslash that does not follow another one need none; every other
+// character does.
 //
 // Inside the quotes a character stands as it is, apart from these:
 //

@@ -7,6 +7,7 @@
 
 #include "Rondel/additions/CommandLine.h"
 #include "Rondel/additions/StringList.h"
+#include "Rondel/core/CharacterSet.h"
 #include "Rondel/core/Number.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/Texts.h"
@@ -111,6 +112,16 @@ TEST(Quoting, AnEscapeIsFoundAtEachPlaceOfALongText) {
   }
 }
 
+TEST(Quoting, AnEscapeIsFoundAtEachPlaceOfALongWideText) {
+  for (std::size_t place = 0; place < 40; ++place) {
+    std::u16string text(40, u'\u4E2D');
+    std::u16string expected = text;
+    text[place] = u'\x01';
+    expected.replace(place, 1, u"\\U0001");
+    EXPECT_EQ(inQuotes(text), u"\"" + expected + u"\"");
+  }
+}
+
 // ---- When quotes are needed -------------------------------------------------------------------
 
 TEST(QuotingOnlyIfNeeded, GivesTheReceiverItselfWhenNothingNeedsQuotes) {
@@ -132,6 +143,31 @@ TEST(QuotingOnlyIfNeeded, ABackslashNeedsQuotesOnlyBehindAnother) {
   EXPECT_TRUE(isLeftAlone("a\\b"_hx));
   EXPECT_TRUE(isLeftAlone("\\a\\"_hx));
   EXPECT_EQ(stringByQuotingOnlyIfNeeded("a\\\\b"_hx, true, false, false), "\"a\\\\\\\\b\""_hx);
+}
+
+TEST(QuotingOnlyIfNeeded, ABackslashBehindAnotherIsFoundAtEachPlace) {
+  for (std::size_t place = 0; place < 70; ++place) {
+    std::string text(72, 'x');
+    text[place] = '\\';
+    EXPECT_TRUE(isLeftAlone(HxString(text))) << place;
+    text[place + 1] = '\\';
+    EXPECT_FALSE(isLeftAlone(HxString(text))) << place;
+  }
+}
+
+TEST(QuotingOnlyIfNeeded, WritesWhatNeedsQuotesByTheOtherOptions) {
+  const HxString text("\t\u4E2D\r");
+  EXPECT_EQ(stringByQuotingOnlyIfNeeded(text, true, false, false), HxString("\"\t\u4E2D\r\""));
+  EXPECT_EQ(stringByQuotingOnlyIfNeeded(text, true, true, false), HxString("\"\\t\u4E2D\\n\""));
+  EXPECT_EQ(stringByQuotingOnlyIfNeeded(text, true, false, true), HxString("\"\t\\U4e2d\r\""));
+  EXPECT_EQ(stringByQuotingOnlyIfNeeded(text, true, true, true), HxString("\"\\t\\U4e2d\\n\""));
+}
+
+TEST(QuotingOnlyIfNeeded, TheOtherOptionsDoNotTellWhatNeedsQuotes) {
+  const HxString text = "abc"_hx;
+  EXPECT_EQ(stringByQuotingOnlyIfNeeded(text, true, true, true).object(), text.object());
+  const HxString open = test::openString(u"a\\b");
+  EXPECT_TRUE(isLeftAlone(open));
 }
 
 TEST(QuotingOnlyIfNeeded, QuotesAMinusSignThatTheArgumentFormLeavesAlone) {
@@ -167,6 +203,12 @@ TEST(QuotingEndMark, EndsWhatTheWrappersWrite) {
   EXPECT_EQ(stringByQuotingWhitespaceIfNeeded(noBlank).object(), noBlank.object());
 }
 
+TEST(QuotingEndMark, EndsAWordAndNotAJoinedLine) {
+  const HxArray words = HxArray::arrayWithObjects({HxString("a \uFFFFb"), HxString("c\uFFFF")});
+  EXPECT_EQ(stringByConcatenatingObjectsAsCommandLineArguments(words), "\"a \" \"c\""_hx);
+  EXPECT_EQ(stringByConcatenatingObjectsAsStringList(words), HxString("\"a \" c\uFFFF"));
+}
+
 // ---- The wrappers -----------------------------------------------------------------------------
 
 TEST(QuotingIfNeeded, GivesTheReceiverItselfForWordsOfTheAllowedCharacters) {
@@ -182,7 +224,7 @@ TEST(QuotingIfNeeded, EveryASCIICharacterByItsKindAtAnyPlace) {
     const bool isAllowed = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') ||
                            (c >= 'a' && c <= 'z') ||
                            (c != 0 && "/.,+-_="s.find(static_cast<char>(c)) != std::string::npos);
-    for (const std::size_t length : {1U, 15U, 16U, 17U, 33U}) {
+    for (const std::size_t length : {1U, 7U, 8U, 9U, 15U, 16U, 17U, 33U}) {
       for (const std::size_t place : {std::size_t{0}, length / 2, length - 1}) {
         std::string text(length, 'x');
         text[place] = static_cast<char>(c);
@@ -216,6 +258,33 @@ TEST(QuotingWhitespaceIfNeeded, QuotesForWhitespaceAlone) {
   EXPECT_EQ(stringByQuotingWhitespaceIfNeeded("a \"b\" \\"_hx), "\"a \\\"b\\\" \\\\\""_hx);
 }
 
+TEST(QuotingWhitespaceIfNeeded, EveryUnitByItsKind) {
+  const HxCharacterSet whitespace = HxCharacterSet::whitespaceAndNewlineCharacterSet();
+  for (unsigned unit = 0; unit < 0x10000; ++unit) {
+    const HxString word(std::u16string{u'x', static_cast<char16_t>(unit)});
+    ASSERT_EQ(stringByQuotingWhitespaceIfNeeded(word).object() != word.object(),
+              whitespace.characterIsMember(static_cast<HxUniChar>(unit)))
+        << unit;
+  }
+}
+
+TEST(QuotingIfNeeded, EveryUnitByItsKind) {
+  const HxCharacterSet alphanumeric = HxCharacterSet::alphanumericCharacterSet();
+  for (unsigned unit = 0; unit < 0x10000; ++unit) {
+    const HxString word(std::u16string{u'x', static_cast<char16_t>(unit)});
+    const bool isAllowed = alphanumeric.characterIsMember(static_cast<HxUniChar>(unit)) ||
+                           u"/.,+-_="sv.find(static_cast<char16_t>(unit)) != std::u16string::npos;
+    ASSERT_EQ(stringByQuotingIfNeeded(word).object() == word.object(), isAllowed) << unit;
+  }
+}
+
+TEST(QuotingWrappers, WriteControlsAsEscapesAndTheRestAsItStands) {
+  const HxString text(u" \x01\t\n\r\x07\u0100\u4E2D\\\""sv);
+  const HxString expected(u"\" \\U0001\t\n\r\\a\u0100\u4E2D\\\\\\\"\""sv);
+  EXPECT_EQ(stringByQuotingIfNeeded(text), expected);
+  EXPECT_EQ(stringByQuotingWhitespaceIfNeeded(text), expected);
+}
+
 TEST(QuotingWhitespaceIfNeeded, GivesTextWithQuotesAndBackslashesBackUnchanged) {
   for (const HxString& word : {"\"a\""_hx, "it's"_hx, "a\\b"_hx, "a;b|c"_hx, ""_hx}) {
     EXPECT_EQ(stringByQuotingWhitespaceIfNeeded(word).object(), word.object());
@@ -246,6 +315,43 @@ TEST(QuotingJoin, EmptyArraysGiveTheEmptyStringAndNilGivesNil) {
 TEST(QuotingJoin, OtherObjectsStandByTheirDescriptions) {
   const HxArray words = HxArray::arrayWithObjects({"-j"_hx, HxNumber::numberWithInt(-8)});
   EXPECT_EQ(stringByConcatenatingObjectsAsCommandLineArguments(words), "-j -8"_hx);
+}
+
+// An object of a tool, with a description.
+class Labelled final : public HxObject {
+ public:
+  explicit Labelled(const HxString& label) : _label(label) {}
+  static HxClass classObject() noexcept { return HxObject::classObject(); }
+  HxClass hxClass() const noexcept override { return classObject(); }
+  HxString description() const override { return _label; }
+
+ private:
+  const HxString _label;
+};
+
+TEST(QuotingJoin, DescriptionsAreQuotedLikeWords) {
+  const HxArray objects =
+      HxArray::arrayWithObjects({makeRef<Labelled>(""_hx), makeRef<Labelled>("it's"_hx),
+                                 makeRef<Labelled>(HxString("\u4E2D b"))});
+  EXPECT_EQ(stringByConcatenatingObjectsAsCommandLineArguments(objects),
+            HxString("\"\" \"it's\" \"\u4E2D b\""));
+  EXPECT_EQ(stringByConcatenatingObjectsAsStringList(objects), HxString("\"\" it's \"\u4E2D b\""));
+}
+
+TEST(QuotingJoin, EveryShortWordIsWrittenAsItsWrapperDoes) {
+  test::forEachText(u"a \"\\\x01\n\u00A0\u4E2D\uFFFF"s, 4, [](const std::u16string& text) {
+    const HxString word(text);
+    const HxArray words = HxArray::arrayWithObjects({word, "-"_hx, word});
+    const auto twice = [&](const HxString& quoted) {
+      const std::u16string units = text.empty() ? u"\"\"" : charactersOf(quoted);
+      return units + u" - " + units;
+    };
+    EXPECT_EQ(charactersOf(stringByConcatenatingObjectsAsCommandLineArguments(words)),
+              twice(stringByQuotingIfNeeded(word)));
+    EXPECT_EQ(charactersOf(stringByConcatenatingObjectsAsStringList(words)),
+              twice(stringByQuotingWhitespaceIfNeeded(word)));
+    return !testing::Test::HasFailure();
+  });
 }
 
 TEST(QuotingJoin, AStringMayBeginNarrowAndGoOnWide) {
