@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
@@ -12,6 +13,8 @@
 #include <vector>
 
 #include "Rondel/core/Check.h"
+#include "Rondel/core/Log.h"
+#include "Rondel/core/Number.h"
 #include "Rondel/core/UserDefaults.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/Places.h"
@@ -238,6 +241,14 @@ TEST(TextDecoding, OutPointersMayBeNull) {
   EXPECT_EQ(unitsOf(initWithPotentiallyMalformedUTF8Bytes("a\xFF", 2, true, nullptr, nullptr)),
             u"a\\377");
   EXPECT_EQ(unitsOf(initWithPotentiallyMalformedUTF8Bytes("ab", 2, true, nullptr, nullptr)), u"ab");
+  for (const char* const bytes : {"ab", "a\xFF"}) {
+    HxUInteger used = 7;
+    HxUInteger malformed = 7;
+    initWithPotentiallyMalformedUTF8Bytes(bytes, 2, true, &used, nullptr);
+    initWithPotentiallyMalformedUTF8Bytes(bytes, 2, true, nullptr, &malformed);
+    EXPECT_EQ(used, 2U);
+    EXPECT_EQ(malformed, bytes[1] == 'b' ? 0U : 1U);
+  }
 }
 
 TEST(TextDecoding, TextThatIsAllASCIIIsStoredNarrow) {
@@ -508,6 +519,7 @@ TEST(TextDecoding, EscapesUndoneGiveTheBytesBack) {
 
 struct Failure {
   HxObject* receiver;
+  std::string selector;
   std::string operation;
   std::string message;
   std::vector<std::string> arguments;
@@ -517,8 +529,7 @@ std::vector<Failure> failures;
 
 void recordFailure(const HxAny* self, const HxSelector* _cmd, const char* function, const char*,
                    int, const HxString& format, HxArguments arguments) {
-  Failure failure{self->object(), function, {}, {}};
-  EXPECT_NE(_cmd->name(), nullptr);
+  Failure failure{self->object(), _cmd->name(), function, {}, {}};
   failure.message = HxString::initWithFormatArguments(format, arguments).toStdString();
   for (const HxArgument& argument : arguments) {
     failure.arguments.push_back(HxString::stringWithFormat("%@"_hx, argument).toStdString());
@@ -547,8 +558,16 @@ TEST_F(TextDecodingChecks, NullBytesFailAndCountAsNone) {
   EXPECT_EQ(failures[0].operation,
             "-[HxString(MoTextDecoding) initWithPotentiallyMalformedUTF8Bytes:length:"
             "stopAtTrailingIncompleteUTF8Sequence:getUsedLength:getNumberOfMalformedSequences:]");
+  EXPECT_EQ(failures[0].selector,
+            "initWithPotentiallyMalformedUTF8Bytes:length:stopAtTrailingIncompleteUTF8Sequence:"
+            "getUsedLength:getNumberOfMalformedSequences:");
   EXPECT_EQ(failures[0].message, "Assertion failed: bytes != ((void*)0)");
   EXPECT_EQ(failures[0].arguments, std::vector<std::string>{"bytes != ((void*)0)"});
+}
+
+TEST_F(TextDecodingChecks, NullBytesFailAlsoWhenThereAreNone) {
+  EXPECT_EQ(initWithPotentiallyMalformedUTF8Bytes(nullptr, 0, false, nullptr, nullptr), ""_hx);
+  EXPECT_EQ(failures.size(), 1U);
 }
 
 TEST_F(TextDecodingChecks, NilPathOfAFileToReadFailsAndGivesNil) {
@@ -559,6 +578,8 @@ TEST_F(TextDecodingChecks, NilPathOfAFileToReadFailsAndGivesNil) {
   EXPECT_EQ(failures[0].operation,
             "-[HxString(MoTextDecoding) "
             "initWithContentsOfFile:defaultCStringEncoding:getStringEncoding:]");
+  EXPECT_EQ(failures[0].selector,
+            "initWithContentsOfFile:defaultCStringEncoding:getStringEncoding:");
   EXPECT_EQ(failures[0].message, "filePath should be a non-empty string, but it is nil");
   EXPECT_EQ(failures[0].arguments,
             (std::vector<std::string>{"filePath", "Assertion failed: %s", "(filePath) != nil"}));
@@ -568,6 +589,9 @@ TEST_F(TextDecodingChecks, EmptyPathOfAFileToReadFailsAndGivesNil) {
   EXPECT_TRUE(initWithUnicodeOrHaldenOSRomanContentsOfFile(""_hx, nullptr).isNil());
   ASSERT_EQ(failures.size(), 1U);
   EXPECT_EQ(failures[0].message, "filePath should be a non-empty string, but it's an empty string");
+  EXPECT_EQ(failures[0].arguments,
+            (std::vector<std::string>{"filePath", "", "Assertion failed: %s",
+                                      "![(filePath) isEqualToString:@\"\"]"}));
 }
 
 TEST_F(TextDecodingChecks, BadPathOfAFileToWriteFailsAndGivesFalse) {
@@ -578,10 +602,13 @@ TEST_F(TextDecodingChecks, BadPathOfAFileToWriteFailsAndGivesFalse) {
   EXPECT_EQ(failures[0].receiver, text.object());
   EXPECT_EQ(failures[0].operation,
             "-[HxString(MoTextDecoding) writeUsingFileSystemEncodingToFile:atomically:]");
+  EXPECT_EQ(failures[0].selector, "writeUsingFileSystemEncodingToFile:atomically:");
   EXPECT_EQ(failures[0].message, "path should be a non-empty string, but it is nil");
   EXPECT_EQ(failures[0].arguments,
             (std::vector<std::string>{"path", "Assertion failed: %s", "(path) != nil"}));
   EXPECT_EQ(failures[1].message, "path should be a non-empty string, but it's an empty string");
+  EXPECT_EQ(failures[1].arguments, (std::vector<std::string>{"path", "", "Assertion failed: %s",
+                                                             "![(path) isEqualToString:@\"\"]"}));
 }
 
 TEST_F(TextDecodingChecks, GoodArgumentsTellTheSinkNothing) {
@@ -739,10 +766,52 @@ TEST_F(TextFiles, ThatDoNotDecodeGiveNilAndTheirEncoding) {
   EXPECT_TRUE(initWithContentsOfFile(fileOf("caf\xE9"), HxUTF8StringEncoding, nullptr).isNil());
 }
 
+TEST_F(TextFiles, ThatAreNotWhatTheyBeginLikeGiveNilAndThatEncoding) {
+  HxStringEncoding encoding = 0;
+  EXPECT_TRUE(initWithUnicodeOrHaldenOSRomanContentsOfFile(fileOf("\xFF\xFE"
+                                                                  "a"),
+                                                           &encoding)
+                  .isNil());
+  EXPECT_EQ(encoding, HxUnicodeStringEncoding);
+  const std::string xml = std::string(kDeclaration) + "caf\xE9";
+  EXPECT_TRUE(initWithUnicodeOrHaldenOSRomanContentsOfFile(fileOf(xml), &encoding).isNil());
+  EXPECT_EQ(encoding, HxUTF8StringEncoding);
+}
+
+TEST_F(TextFiles, AreReadWithoutAPlaceForTheirEncoding) {
+  EXPECT_EQ(
+      unitsOf(initWithContentsOfFile(fileOf("\xFE\xFF\x65\x87"), HxUTF8StringEncoding, nullptr)),
+      u"\u6587");
+  EXPECT_EQ(unitsOf(initWithUnicodeOrHaldenOSRomanContentsOfFile(fileOf("caf\xE9"), nullptr)),
+            u"caf\u00E9");
+}
+
 TEST_F(TextFiles, ThatCannotBeReadGiveNilAndNoEncoding) {
   HxStringEncoding encoding = 99;
   EXPECT_TRUE(initWithContentsOfFile(path("missing"), HxUTF8StringEncoding, &encoding).isNil());
   EXPECT_EQ(encoding, 99U);
+}
+
+TEST_F(TextFiles, ThatGiveNilAreNotToldOf) {
+  static int lines;
+  lines = 0;
+  const HxLogOutput former = HxSetLogOutput([](const HxString&) { ++lines; });
+  initWithContentsOfFile(path("missing"), HxUTF8StringEncoding, nullptr);
+  initWithContentsOfFile(fileOf("caf\xE9"), HxUTF8StringEncoding, nullptr);
+  isFileUnicode(path("missing"), nullptr);
+  HxSetLogOutput(former);
+  EXPECT_EQ(lines, 0);
+}
+
+// A mapped file costs what is looked at, one that is read its size.
+TEST_F(TextFiles, AreMappedWhereOnlyTheirFirstBytesCount) {
+  constexpr std::uintmax_t kLarge = 256U << 20;
+  const HxString unicode = fileOf("\xFF\xFE");
+  std::filesystem::resize_file(unicode.toStdString(), kLarge);
+  const test::AllocationCounter counter;
+  EXPECT_TRUE(isFileUnicode(unicode, nullptr));
+  EXPECT_FALSE(isFileUTF8WithBOM(unicode, nullptr));
+  EXPECT_LT(counter.bytes(), 1U << 20);
 }
 
 TEST_F(TextFiles, AreUnicodeOrLegacyWhereNothingElseIsAsked) {
@@ -765,12 +834,23 @@ TEST_F(TextFiles, AreWrittenDecomposedAndWithoutASignature) {
   }
 }
 
+TEST_F(TextFiles, TakeThePlaceOfTheOldOneOnlyAtomically) {
+  const HxString file = fileOf("old");
+  const std::filesystem::path link = path("link").toStdString();
+  std::filesystem::create_hard_link(file.toStdString(), link);
+  EXPECT_TRUE(writeUsingFileSystemEncodingToFile("first"_hx, file, false));
+  EXPECT_EQ(contentsOf(path("link")), "first");
+  EXPECT_TRUE(writeUsingFileSystemEncodingToFile("second"_hx, file, true));
+  EXPECT_EQ(contentsOf(file), "second");
+  EXPECT_EQ(contentsOf(path("link")), "first");
+}
+
 TEST_F(TextFiles, AreEmptyForAnEmptyText) {
   const HxString file = fileOf("old");
   EXPECT_TRUE(writeUsingFileSystemEncodingToFile(""_hx, file, true));
   EXPECT_EQ(contentsOf(file), "");
   EXPECT_TRUE(writeUsingFileSystemEncodingToFile(HxMutableString::string(), path("new"), false));
-  EXPECT_EQ(isFileUnicode(path("new"), nullptr), false);
+  EXPECT_EQ(std::filesystem::file_size(path("new").toStdString()), 0U);
 }
 
 TEST_F(TextFiles, AreLeftAloneByATextThatDoesNotConvert) {
@@ -785,6 +865,13 @@ TEST_F(TextFiles, InAFolderThatDoesNotExistAreNotWritten) {
 }
 
 // ---- The default encoding
+
+TEST(TextEncodings, HaveTheirNumbers) {
+  EXPECT_EQ(HxASCIIStringEncoding, 1U);
+  EXPECT_EQ(HxUTF8StringEncoding, 4U);
+  EXPECT_EQ(HxUnicodeStringEncoding, 10U);
+  EXPECT_EQ(HxHaldenOSRomanStringEncoding, 30U);
+}
 
 class DefaultEncoding : public testing::Test {
  protected:
@@ -815,6 +902,13 @@ TEST_F(DefaultEncoding, IsUTF8ForTextThatIsNoNumber) {
     defaults->setObject(text, key);
     EXPECT_EQ(MoDefaultCStringEncoding(), HxUTF8StringEncoding);
   }
+}
+
+TEST_F(DefaultEncoding, MayBeANumber) {
+  defaults->setObject(HxNumber::numberWithInt(30), key);
+  EXPECT_EQ(MoDefaultCStringEncoding(), HxHaldenOSRomanStringEncoding);
+  defaults->setObject(HxNumber::numberWithInt(0), key);
+  EXPECT_EQ(MoDefaultCStringEncoding(), HxUTF8StringEncoding);
 }
 
 TEST_F(DefaultEncoding, IsTheLeadingNumberOfTheText) {
