@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -26,6 +28,16 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 HxString hx(const std::string& utf8) { return HxString(std::string_view(utf8)); }
+
+// What a command line of the shell prints.
+std::string outputOf(const std::string& command) {
+  std::string output;
+  FILE* const pipe = popen(command.c_str(), "re");
+  if (!pipe) return output;
+  for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) output += static_cast<char>(c);
+  pclose(pipe);
+  return output;
+}
 
 std::vector<std::string> logLines;
 void appendLine(const HxString& message) { logLines.push_back(message.toStdString()); }
@@ -63,6 +75,15 @@ TEST_F(UserDefaultsAdditions, EmptyFileRegistersNothing) {
   EXPECT_THAT(logLines, IsEmpty());
 }
 
+TEST_F(UserDefaultsAdditions, RegisteredEntriesJoinTheEarlierOnesBelowWhatIsSet) {
+  defaults->setObject("set"_hx, "c"_hx);
+  registerDefaultsOfContentsOfFile(defaults, hx(folder.write("first", "{ a = 1; b = 1; }")));
+  registerDefaultsOfContentsOfFile(defaults, hx(folder.write("second", "{ b = 2; c = 2; }")));
+  EXPECT_EQ(defaults->objectForKey("a"_hx), "1"_hx);
+  EXPECT_EQ(defaults->objectForKey("b"_hx), "2"_hx);
+  EXPECT_EQ(defaults->objectForKey("c"_hx), "set"_hx);
+}
+
 TEST_F(UserDefaultsAdditions, FileWithoutADictionaryIsLogged) {
   const std::string missing = folder.path("missing");
   const std::string array = folder.write("array", "( a )");
@@ -91,9 +112,16 @@ TEST_F(UserDefaultsAdditions, NilPathRaises) {
 
 class Forgiving final : public HxAssertionHandler {
  public:
-  void handleFailureInMethod(HxSelector, const HxAny& object, const HxString&, HxInteger,
-                             const HxString&, HxArguments) override {
+  void handleFailureInMethod(HxSelector method, const HxAny& object, const HxString& file,
+                             HxInteger line, const HxString& description,
+                             HxArguments arguments) override {
     receivers.push_back(object);
+    EXPECT_STREQ(method.name(), "registerDefaultsOfContentsOfFile:");
+    EXPECT_TRUE(file.hasSuffix("UserDefaultsAdditions.cc"_hx));
+    EXPECT_GT(line, 0);
+    EXPECT_EQ(description, "Invalid parameter not satisfying: %s"_hx);
+    ASSERT_EQ(arguments.count(), 1U);
+    EXPECT_STREQ(arguments[0].asCString(), "path != nil");
   }
   std::vector<HxAny> receivers;
 };
@@ -135,6 +163,9 @@ TEST_F(UserDefaultsAdditions, FlagsAreReadForgivingly) {
       {HxNumber::numberWithBool(false), no},
       {HxNumber::numberWithInt(-2), yes},
       {HxNumber::numberWithInt(-1), byDefault},
+      {HxNumber::numberWithDouble(0.5), no},
+      {HxNumber::numberWithDouble(1.5), yes},
+      {HxNumber::numberWithDouble(-1.5), byDefault},
       {HxDate::date(), byDefault},
       {HxArray::array(), byDefault},
       {HxDictionary::dictionary(), byDefault},
@@ -148,6 +179,14 @@ TEST_F(UserDefaultsAdditions, FlagsAreReadForgivingly) {
           << value.description().toStdString();
     }
   }
+}
+
+TEST_F(UserDefaultsAdditions, FlagsAreReadFromAllDomains) {
+  registerEntry("NO"_hx, "key"_hx);
+  EXPECT_FALSE(boolForKeyWithDefaultValue(defaults, "key"_hx, true));
+  defaults->setVolatileDomain(HxDictionary::dictionaryWithObjectForKey("YES"_hx, "key"_hx),
+                              HxArgumentDomain);
+  EXPECT_TRUE(boolForKeyWithDefaultValue(defaults, "key"_hx, false));
 }
 
 TEST_F(UserDefaultsAdditions, NilKeyGivesTheDefaultFlag) {
@@ -184,6 +223,15 @@ TEST_F(UserDefaultsAdditions, NilDomainWithoutAMainBundleIdentifierGivesNil) {
   EXPECT_TRUE(objectForKeyInPersistentDomainForName(defaults, "a"_hx, nullptr).isNil());
 }
 
+// A copy of the program beside an Info.plist has an identifier for its main bundle.
+TEST_F(UserDefaultsAdditions, NilDomainIsThatOfTheMainBundle) {
+  const std::string program = folder.path("read-main-domain");
+  std::filesystem::copy_file(test::programPath("read-main-domain"), program);
+  folder.write("Info.plist", "{ HxBundleIdentifier = \"com.example.main\"; }");
+  EXPECT_EQ(outputOf(program + " com.example.main"), "volatile persistent\n");
+  EXPECT_EQ(outputOf(program + " com.example.other"), "nil nil\n");
+}
+
 // ---- objectIsChangedForKey
 
 TEST_F(UserDefaultsAdditions, SettingIsChangedWhenItDiffersFromTheRegisteredOne) {
@@ -193,6 +241,20 @@ TEST_F(UserDefaultsAdditions, SettingIsChangedWhenItDiffersFromTheRegisteredOne)
   EXPECT_FALSE(objectIsChangedForKey(defaults, "a"_hx));
   defaults->setObject("2"_hx, "a"_hx);
   EXPECT_TRUE(objectIsChangedForKey(defaults, "a"_hx));
+}
+
+TEST_F(UserDefaultsAdditions, SettingMayBeChangedInAnyDomainAndInItsTypeAlone) {
+  registerEntry("1"_hx, "a"_hx);
+  const auto setArgument = [&](const HxAny& value) {
+    defaults->setVolatileDomain(HxDictionary::dictionaryWithObjectForKey(value, "a"_hx),
+                                HxArgumentDomain);
+  };
+  setArgument("2"_hx);
+  EXPECT_TRUE(objectIsChangedForKey(defaults, "a"_hx));
+  setArgument(HxNumber::numberWithInt(1));
+  EXPECT_TRUE(objectIsChangedForKey(defaults, "a"_hx));
+  setArgument("1"_hx);
+  EXPECT_FALSE(objectIsChangedForKey(defaults, "a"_hx));
 }
 
 TEST_F(UserDefaultsAdditions, SettingThatIsNotRegisteredIsNeverChanged) {
