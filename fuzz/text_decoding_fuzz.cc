@@ -54,6 +54,19 @@ Decoded decodeInPieces(std::string_view bytes, std::size_t pieceSize) {
   }
 }
 
+// Every way to cut a short text in two.
+void checkEveryCut(std::string_view bytes, const Decoded& whole) {
+  constexpr std::size_t kShort = 128;
+  if (bytes.size() > kShort) return;
+  for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
+    const Decoded first = decode(bytes.substr(0, cut), true);
+    const Decoded rest = decode(bytes.substr(first.used), false);
+    require(first.used <= cut && cut - first.used <= 3);
+    require(first.text + rest.text == whole.text);
+    require(first.malformed + rest.malformed == whole.malformed);
+  }
+}
+
 void checkKernels(const std::uint8_t* data, std::size_t size) {
   const auto kernels = internal::availableUTF8Kernels();
   const internal::UTF8Progress expected = kernels[0].measure(data, data + size);
@@ -118,6 +131,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const std::size_t pieceSize : {1U, 2U, 3U, 5U, 64U, 89U}) {
     require(decodeInPieces(bytes, pieceSize) == whole);
   }
+  checkEveryCut(bytes, whole);
   checkKernels(data, size);
   if (hasOneSpelling(bytes)) require(withEscapesUndone(whole.text) == bytes);
   return 0;
