@@ -184,7 +184,7 @@ TEST_F(UserDefaultsAdditions, FlagsAreReadForgivingly) {
 TEST_F(UserDefaultsAdditions, FlagsAreReadFromAllDomains) {
   registerEntry("NO"_hx, "key"_hx);
   EXPECT_FALSE(boolForKeyWithDefaultValue(defaults, "key"_hx, true));
-  defaults->setVolatileDomain(HxDictionary::dictionaryWithObjectForKey("YES"_hx, "key"_hx),
+  defaults->setVolatileDomain(HxDictionary::dictionaryWithObject("YES"_hx, "key"_hx),
                               HxArgumentDomain);
   EXPECT_TRUE(boolForKeyWithDefaultValue(defaults, "key"_hx, false));
 }
@@ -246,7 +246,7 @@ TEST_F(UserDefaultsAdditions, SettingIsChangedWhenItDiffersFromTheRegisteredOne)
 TEST_F(UserDefaultsAdditions, SettingMayBeChangedInAnyDomainAndInItsTypeAlone) {
   registerEntry("1"_hx, "a"_hx);
   const auto setArgument = [&](const HxAny& value) {
-    defaults->setVolatileDomain(HxDictionary::dictionaryWithObjectForKey(value, "a"_hx),
+    defaults->setVolatileDomain(HxDictionary::dictionaryWithObject(value, "a"_hx),
                                 HxArgumentDomain);
   };
   setArgument("2"_hx);
