@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Rondel's rows among child processes: ZevMoTask with a stream, from the start to the stop that the delegate hears.
+// Rondel's rows among child processes: ZevMoTask with a stream, from the start to the stop that the
+// delegate hears.
 #include "Rondel/Streams/LineBufferFilter.h"
 #include "Rondel/Streams/Task.h"
 #include "Rondel/Streams/UTF8Filters.h"
@@ -15,7 +16,9 @@ class Ended final : public HxObject, public ZevMoTaskDelegate {
  public:
   void taskDidStart(ZevMoTask*) override {}
   void taskOutputData(ZevMoTask*, const HxData&) override {}
-  void taskFailureMessage(ZevMoTask*, const HxString& message) override { bench::die(message.UTF8String().c_str()); }
+  void taskFailureMessage(ZevMoTask*, const HxString& message) override {
+    bench::die(message.UTF8String().c_str());
+  }
   void taskDidStop(ZevMoTask*, bool) override { isOver = true; }
   bool isOver = false;
 };

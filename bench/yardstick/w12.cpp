@@ -68,28 +68,38 @@ BENCH_ROWS(w12_rondel) {
     for (std::size_t i = 0; i < kStrings; ++i) n += a[i].isEqualToString(b[i]);
     return n;
   });
-  w12::hash().row_unchecked("rondel", "rondel", [] {
-    U n = 0;
-    for (const HxString& s : strings(false)) n += s.hash();
-    return n;
-  }, "kept in the string after the first time");
-  insert().rondel("rondel", [] { return get(dictionary(kStrings), strings(false)[kStrings / 2]); },
-                  "values are objects");
-  lookup().rondel("rondel", [] {
-    static const HxDictionary m = dictionary(kStrings);
-    U n = 0;
-    const auto& b = strings(true);
-    for (std::size_t k = 0; k < kLookups; ++k) n += get(m, b[words().order[k]]);
-    return n;
-  }, "values are objects");
-  lookup_small().rondel("rondel", [] {
-    static const HxDictionary m = dictionary(1000);
-    U n = 0;
-    const auto& b = strings(true);
-    for (std::size_t k = 0; k < 1000; ++k)
-      for (std::size_t i = 0; i < 1000; ++i) n += get(m, b[i]);
-    return n;
-  }, "values are objects");
+  w12::hash().row_unchecked(
+      "rondel", "rondel",
+      [] {
+        U n = 0;
+        for (const HxString& s : strings(false)) n += s.hash();
+        return n;
+      },
+      "kept in the string after the first time");
+  insert().rondel(
+      "rondel", [] { return get(dictionary(kStrings), strings(false)[kStrings / 2]); },
+      "values are objects");
+  lookup().rondel(
+      "rondel",
+      [] {
+        static const HxDictionary m = dictionary(kStrings);
+        U n = 0;
+        const auto& b = strings(true);
+        for (std::size_t k = 0; k < kLookups; ++k) n += get(m, b[words().order[k]]);
+        return n;
+      },
+      "values are objects");
+  lookup_small().rondel(
+      "rondel",
+      [] {
+        static const HxDictionary m = dictionary(1000);
+        U n = 0;
+        const auto& b = strings(true);
+        for (std::size_t k = 0; k < 1000; ++k)
+          for (std::size_t i = 0; i < 1000; ++i) n += get(m, b[i]);
+        return n;
+      },
+      "values are objects");
   concat().rondel("rondel", [] {
     U n = 0;
     const auto& a = strings(false);

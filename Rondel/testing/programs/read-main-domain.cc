@@ -16,8 +16,7 @@ int main(int argc, char** argv) {
   const Ref<HxUserDefaults> defaults =
       internal::UserDefaultsStore::makeDefaults({nullptr, name, nullptr});
   defaults->setObject("persistent"_hx, "key"_hx);
-  defaults->setVolatileDomain(HxDictionary::dictionaryWithObject("volatile"_hx, "key"_hx),
-                              name);
+  defaults->setVolatileDomain(HxDictionary::dictionaryWithObject("volatile"_hx, "key"_hx), name);
   const auto textOf = [](const HxAny& value) {
     return value ? value.description().toStdString() : std::string("nil");
   };
