@@ -129,7 +129,7 @@ std::string targetOf(std::string path) {
     const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
     if (length < 0) return path;
     const std::string text(target.data(), static_cast<std::size_t>(length));
-    path = text.starts_with('/') ? text : directoryOf(path) + text;
+    path = text.starts_with('/') ? text : directoryOf(path).append(text);
   }
   errno = ELOOP;
   return std::string();
