@@ -172,8 +172,9 @@ HxClass HxNumber::classObject() noexcept {
 HxNumber HxNumber::numberWithInt(int value) { return numberWithInteger(value); }
 
 HxNumber HxNumber::numberWithInteger(HxInteger value) {
-  const auto place = static_cast<std::size_t>(value - kFirstShared);
-  if (value >= kFirstShared && place < kSharedCount) return share(sharedNumbers.integers[place]);
+  const std::size_t place =
+      static_cast<std::size_t>(value) - static_cast<std::size_t>(kFirstShared);
+  if (place < kSharedCount) return share(sharedNumbers.integers[place]);
   return makeNumber(new NumberObject(Kind::signedInteger, value));
 }
 
