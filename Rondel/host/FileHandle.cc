@@ -2,6 +2,7 @@
 #include "Rondel/host/FileHandle.h"
 
 #include <fcntl.h>
+#include <sys/eventfd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -16,6 +17,7 @@
 
 namespace rondel {
 
+using internal::ownDescriptor;
 using internal::RunLoopSource;
 using internal::SharedDescriptor;
 using internal::systemCalls;
@@ -31,12 +33,10 @@ constexpr int kReadsInOneTurn = 8;
 constexpr int kChunksBeforeGrowth = 8;
 constexpr int kGrownPipeSize = 1024 * 1024;
 
-constexpr int kLastStandardFile = 2;
+// How often a wait looks whether the handle was closed where the system refuses to tell it.
+constexpr int kMillisecondsBetweenLooks = 50;
 
-void waitFor(int descriptor, short events) {
-  pollfd one = {.fd = descriptor, .events = events, .revents = 0};
-  systemCalls.poll(&one, 1, -1);
-}
+constexpr int kLastStandardFile = 2;
 
 [[noreturn]] void raiseFailure(const char* purpose, int descriptor, int error) {
   HxException::raise(HxFileHandleOperationException, "%s descriptor %d: %s"_hx, purpose, descriptor,
@@ -57,8 +57,9 @@ ssize_t readOnce(int descriptor, void* buffer) {
 struct HxFileHandle::Inside {
   Inside(const Ref<SharedDescriptor>& open, bool isOurs) : descriptor(open), isPrivateEnd(isOurs) {}
 
-  std::mutex lock;                   // of these four
+  std::mutex lock;                   // of these five
   Ref<SharedDescriptor> descriptor;  // null once closed
+  Ref<SharedDescriptor> closing;     // an eventfd that ends waits; there once somebody has waited
   Ref<RunLoopSource> source;         // of the background read
   bool isPrivateEnd;                 // an end of our own pipe that no child shares
   bool isNonBlocking = false;        // because we made it so
@@ -67,6 +68,8 @@ struct HxFileHandle::Inside {
   int wholeChunks = 0;   // in a row
 
   void makeNonBlocking();
+  void waitFor(short events, const Ref<SharedDescriptor>& open, const char* purpose);
+  Ref<SharedDescriptor> endOfWaits(const Ref<SharedDescriptor>& open, const char* purpose);
   Ref<RunLoopSource> currentSource(Ref<SharedDescriptor>& open, bool& canReadOn);
   bool readChunk(const Ref<SharedDescriptor>& open, HxData& data);
   void growPipe(int number);
@@ -104,12 +107,16 @@ int HxFileHandle::fileDescriptor() const noexcept {
 
 void HxFileHandle::closeFile() {
   Ref<SharedDescriptor> descriptor;  // closed when the last user lets go, outside the lock
+  Ref<SharedDescriptor> closing;
   Ref<RunLoopSource> source;
   {
     const std::scoped_lock held(_inside->lock);
     std::swap(descriptor, _inside->descriptor);
+    std::swap(closing, _inside->closing);
     std::swap(source, _inside->source);
   }
+  const std::uint64_t one = 1;
+  if (closing) systemCalls.write(closing->number(), &one, sizeof one);
   if (source) source->remove();
 }
 
@@ -153,7 +160,8 @@ void HxFileHandle::readInBackgroundAndNotifyForModes(const HxArray& modes) {
   source->arm(modes);
 }
 
-// Only what nobody else shares; it lets a turn read on without asking first.
+// Only what nobody else shares. It lets a turn read on without asking first, and a close end a
+// write that waits. The lock is held.
 void HxFileHandle::Inside::makeNonBlocking() {
   if (!isPrivateEnd || isNonBlocking || !descriptor) return;
   isNonBlocking = systemCalls.fcntl(descriptor->number(), F_SETFL, O_NONBLOCK) == 0;
@@ -217,6 +225,24 @@ void HxFileHandle::Inside::growPipe(int number) {
 
 // ---- Reading and writing at once --------------------------------------------------------------
 
+// Until the descriptor is ready for these events. Raises when the handle is closed meanwhile.
+void HxFileHandle::Inside::waitFor(short events, const Ref<SharedDescriptor>& open,
+                                   const char* purpose) {
+  const Ref<SharedDescriptor> end = endOfWaits(open, purpose);
+  pollfd two[] = {{.fd = open->number(), .events = events, .revents = 0},
+                  {.fd = end ? end->number() : -1, .events = POLLIN, .revents = 0}};
+  systemCalls.poll(two, 2, end ? -1 : kMillisecondsBetweenLooks);
+}
+
+// What closing makes readable; null when the system has none left.
+Ref<SharedDescriptor> HxFileHandle::Inside::endOfWaits(const Ref<SharedDescriptor>& open,
+                                                       const char* purpose) {
+  const std::scoped_lock held(lock);
+  if (!descriptor) raiseFailure(purpose, open->number(), EBADF);
+  if (!closing) closing = ownDescriptor(systemCalls.eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  return closing;
+}
+
 HxData HxFileHandle::availableData() {
   static constexpr const char* kPurpose = "cannot read from";
   const Ref<SharedDescriptor> descriptor = openDescriptor(kPurpose);
@@ -224,7 +250,7 @@ HxData HxFileHandle::availableData() {
   chunk.setLengthUninitialized(kChunkSize);
   ssize_t count = readOnce(descriptor->number(), chunk.mutableBytes());
   while (count < 0 && errno == EAGAIN) {
-    waitFor(descriptor->number(), POLLIN);
+    _inside->waitFor(POLLIN, descriptor, kPurpose);
     count = readOnce(descriptor->number(), chunk.mutableBytes());
   }
   if (count < 0 && errno != EIO) raiseFailure(kPurpose, descriptor->number(), errno);
@@ -246,6 +272,10 @@ void HxFileHandle::writeData(const HxData& data) {
   static constexpr const char* kPurpose = "cannot write to";
   if (data.isEmpty()) return;
   const Ref<SharedDescriptor> descriptor = openDescriptor(kPurpose);
+  {
+    const std::scoped_lock held(_inside->lock);
+    _inside->makeNonBlocking();  // then the waits are ours, and closing ends them
+  }
   const std::uint8_t* bytes = data.bytes();
   std::size_t left = data.length();
   while (left > 0) {
@@ -254,7 +284,7 @@ void HxFileHandle::writeData(const HxData& data) {
       bytes += count;
       left -= static_cast<std::size_t>(count);
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-      waitFor(descriptor->number(), POLLOUT);
+      _inside->waitFor(POLLOUT, descriptor, kPurpose);
     } else if (errno != EINTR) {
       raiseFailure(kPurpose, descriptor->number(), errno);
     }

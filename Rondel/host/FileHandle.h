@@ -17,9 +17,10 @@
 // above all, sees it as it was. Blocking and non-blocking descriptors both work.
 //
 // Threads. A background read belongs to the thread that asked for it. The blocking operations and
-// closeFile may be called on any thread, also while another one is inside a read or a write: the
-// descriptor then stays open until that call returns, so that its number cannot come to mean
-// another file meanwhile.
+// closeFile may be called on any thread, also while another one is inside a read or a write: a wait
+// for the end of a pipe made here, or for another non-blocking descriptor, then ends and raises;
+// a call of the system that blocks goes on. The descriptor stays open until the last such call has
+// returned, so that its number cannot come to mean another file meanwhile.
 #pragma once
 
 #include "Rondel/core/Array.h"
@@ -83,7 +84,8 @@ class RONDEL_EXPORT HxFileHandle final : public HxObject {
 
   // Writes all bytes, however many calls of the system that takes, and waits while there is no
   // room. Nil and empty data write nothing. Raises HxException (HxFileHandleOperationException)
-  // when the system refuses, as on a closed handle. Writing to a pipe that nobody reads sends
+  // when the system refuses, as on a handle that is closed, or is closed while the write waits, and
+  // then some of the bytes may have been written. Writing to a pipe that nobody reads sends
   // SIGPIPE to the process; where that is ignored, it raises.
   void writeData(const HxData& data);
 

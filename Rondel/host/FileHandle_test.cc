@@ -18,6 +18,7 @@
 #include "Rondel/core/Exception.h"
 #include "Rondel/host/NotificationCenter.h"
 #include "Rondel/host/Pipe.h"
+#include "Rondel/host/Process.h"
 #include "Rondel/host/RunLoop.h"
 #include "Rondel/testing/Places.h"
 #include "Rondel/testing/SystemCallFailures.h"
@@ -560,22 +561,86 @@ TEST_F(FileHandle, RefusedReadRaisesWithTheSystemsWords) {
   EXPECT_TRUE(reasonOf([&] { reading->availableData(); }).hasSuffix(": Is a directory"_hx));
 }
 
-TEST_F(FileHandle, CloseDuringABlockedWriteLeavesTheNumberUntilItReturns) {
-  const std::string text = pattern(1'000'000);
-  const int number = writing->fileDescriptor();
-  std::atomic<bool> returned = false;
-  std::thread writer([&] {
-    writing->writeData(bytes(text));
-    returned = true;
-  });
+// A write that has filled the pipe, which nobody empties.
+class BlockedWrite {
+ public:
+  explicit BlockedWrite(const Ref<HxFileHandle>& handle)
+      : _thread([this, handle] {
+          _reason = reasonOf([&] { handle->writeData(bytes(pattern(1'000'000))); });
+          _hasReturned = true;
+        }) {}
+  bool hasReturned() const { return _hasReturned; }
+  HxString reason() {
+    _thread.join();
+    return _reason;
+  }
+
+ private:
+  std::atomic<bool> _hasReturned = false;
+  HxString _reason;
+  std::thread _thread;
+};
+
+TEST_F(FileHandle, CloseEndsAWriteThatWaitsForRoom) {
+  for (const bool withoutEvent : {false, true}) {
+    const test::SystemCallsKept kept;
+    if (withoutEvent) test::failCall<&SystemCalls::eventfd>(1, EMFILE, 1000);
+    pipe = HxPipe::init();
+    writing = pipe->fileHandleForWriting();
+    const int number = writing->fileDescriptor();
+    BlockedWrite write(writing);
+    // One byte shows that the write is under way; nobody reads on.
+    char first = 1;
+    EXPECT_EQ(read(pipe->fileHandleForReading()->fileDescriptor(), &first, 1), 1);
+    writing->closeFile();
+    EXPECT_EQ(write.reason(), HxString::stringWithFormat(
+                                  "cannot write to descriptor %d: Bad file descriptor"_hx, number));
+    EXPECT_LT(fcntl(number, F_GETFD), 0);
+  }
+}
+
+TEST_F(FileHandle, CloseEndsTheWaitsOfAllThreads) {
+  fcntl(reading->fileDescriptor(), F_SETFL, O_NONBLOCK);
+  BlockedWrite one(writing);
+  BlockedWrite other(writing);
+  usleep(20'000);  // whether they wait by then or not
+  writing->closeFile();
+  EXPECT_TRUE(one.reason().hasSuffix(": Bad file descriptor"_hx));
+  EXPECT_TRUE(other.reason().hasSuffix(": Bad file descriptor"_hx));
+  pipe = HxPipe::init();
+  reading = pipe->fileHandleForReading();
+  fcntl(reading->fileDescriptor(), F_SETFL, O_NONBLOCK);
+  HxString reason;
+  std::thread reader([&] { reason = reasonOf([&] { reading->availableData(); }); });
+  usleep(20'000);
+  reading->closeFile();
+  reader.join();
+  EXPECT_TRUE(reason.hasSuffix(": Bad file descriptor"_hx));
+}
+
+TEST_F(FileHandle, CloseDuringABlockedCallOfTheSystemLeavesTheNumberUntilItReturns) {
+  const int number = fcntl(writing->fileDescriptor(), F_DUPFD_CLOEXEC, 0);
+  writing = HxFileHandle::initWithFileDescriptor(number, true);  // stays blocking
+  BlockedWrite write(writing);
   EXPECT_EQ(reading->availableData().isEmpty(), false);  // the write is under way
   writing->closeFile();
   EXPECT_TRUE(writing->isClosed());
-  EXPECT_FALSE(returned);
+  EXPECT_FALSE(write.hasReturned());
   EXPECT_GE(fcntl(number, F_GETFD), 0);
-  reading->readDataToEndOfFile();  // ends: the last user has let go
-  writer.join();
+  char sink[4096];
+  while (!write.hasReturned()) EXPECT_GT(read(reading->fileDescriptor(), sink, sizeof sink), 0);
+  EXPECT_TRUE(write.reason().isNil());
   EXPECT_LT(fcntl(number, F_GETFD), 0);
+}
+
+TEST_F(FileHandle, PipeEndThatWasWrittenIsLentBlocking) {
+  writing->writeData(bytes("x"));
+  const auto cat = HxTask::init();
+  cat->setLaunchPath("/bin/true"_hx);
+  cat->setStandardOutput(writing);
+  cat->launch();
+  EXPECT_EQ(fcntl(writing->fileDescriptor(), F_GETFL) & O_NONBLOCK, 0);
+  cat->waitUntilExit();
 }
 
 // ---- Pipes
