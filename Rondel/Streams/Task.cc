@@ -2,6 +2,7 @@
 #include "Rondel/Streams/Task.h"
 
 #include <cstdlib>
+#include <mutex>
 
 #include "Rondel/Streams/internal/TaskWriter.h"
 #include "Rondel/core/Date.h"
@@ -24,12 +25,16 @@ using internal::TaskWriter;
 namespace {
 
 // A stack of free run-loop modes: there are never more names than there were tasks alive at once.
-HxMutableArray& runLoopModeNames() {
-  static auto* names = new HxMutableArray(HxMutableArray::array());
-  return *names;
-}
+struct RunLoopModePool {
+  std::mutex lock;
+  HxMutableArray runLoopModeNames = HxMutableArray::array();
+  HxUInteger uniqueIdCounter = 0;
 
-HxUInteger uniqueIdCounter = 0;
+  static RunLoopModePool& shared() {
+    static auto* pool = new RunLoopModePool;
+    return *pool;
+  }
+};
 
 // Whether tasks start children at all: read once a process.
 bool doLaunch() {
@@ -42,17 +47,22 @@ HxArray anyArchitecture() { return HxArray::arrayWithObject(HxNumber::numberWith
 }  // namespace
 
 HxString ZevMoTask::checkoutRunLoopMode() {
-  HxMutableArray& names = runLoopModeNames();
-  if (names.isEmpty()) {
+  RunLoopModePool& pool = RunLoopModePool::shared();
+  const std::scoped_lock held(pool.lock);
+  if (pool.runLoopModeNames.isEmpty()) {
     return HxString::stringWithFormat("ZevTaskDataCaptureRunLoopMode-0x%08lX"_hx,
-                                      uniqueIdCounter++);
+                                      pool.uniqueIdCounter++);
   }
-  const HxString name = as<HxString>(names.lastObject());
-  names.removeLastObject();
+  const HxString name = as<HxString>(pool.runLoopModeNames.lastObject());
+  pool.runLoopModeNames.removeLastObject();
   return name;
 }
 
-void ZevMoTask::checkInRunLoopMode(const HxString& mode) { runLoopModeNames().addObject(mode); }
+void ZevMoTask::checkInRunLoopMode(const HxString& mode) {
+  RunLoopModePool& pool = RunLoopModePool::shared();
+  const std::scoped_lock held(pool.lock);
+  pool.runLoopModeNames.addObject(mode);
+}
 
 // ---- Life -------------------------------------------------------------------------------------
 
@@ -97,6 +107,7 @@ void ZevMoTask::setTaskStdInputFileHandle(const Ref<HxFileHandle>& handle) {
 void ZevMoTask::setTaskStdOutputFileHandleReadTaskOutput(const Ref<HxFileHandle>& handle,
                                                          bool readTaskOutput) {
   if (handle == _fromTaskHandle) return;
+  stopObservingOutput();
   _fromTaskHandle = handle;
   _readTaskOutput = readTaskOutput;
 }
@@ -107,22 +118,27 @@ void ZevMoTask::performWritesInBackground() {
 
 // ---- Starting ---------------------------------------------------------------------------------
 
-void ZevMoTask::failToStart(const HxString& message) {
+// Gives whether the run that failed is still the present one: the delegate may start another.
+bool ZevMoTask::failToStart(const HxString& message) {
+  const Ref<HxTask> failed = _task;
+  if (_delegate) {
+    keepAliveThisTurn();
+    _delegate->taskFailureMessage(this, message);
+  }
+  if (_task != failed) return false;
   _taskIsRunning = false;
-  if (!_delegate) return;
-  keepAliveThisTurn();
-  _delegate->taskFailureMessage(this, message);
+  return true;
 }
 
 void ZevMoTask::startTask() {
   const Ref<ZevMoTask> kept(this);  // a delegate may drop the task
   if (!_taskPath) {
-    _task = nullptr;
+    dropProcess();
     failToStart("Nil task path"_hx);
     return;
   }
   if (!HxFileManager::defaultManager()->fileExistsAtPath(_taskPath)) {
-    _task = nullptr;
+    dropProcess();
     failToStart(HxString::stringWithFormat("Task not found at path: %@"_hx, _taskPath));
     return;
   }
@@ -143,7 +159,8 @@ void ZevMoTask::executeTaskAtPath(const HxString& path, const HxString& director
                                   const HxArray& arguments, const HxDictionary& environment,
                                   const HxArray& preferredArchitectures) {
   const Ref<ZevMoTask> kept(this);
-  stopObserving();
+  dropProcess();
+  stopObservingOutput();
   _task = HxTask::init();
   if (preferredArchitectures) _task->setPreferredArchitectures(preferredArchitectures);
   if (!prepareStandardInput() || !prepareOutput()) return;
@@ -212,10 +229,23 @@ void ZevMoTask::configure(const HxString& path, const HxString& directory, const
   _taskIsRunning = false;
   _gotLastFileNotification = false;
   _gotTaskTerminationNotification = false;
+  _didSendStop = false;
 }
 
-// Also those of a run that failed to start: the center does not keep alive whom it is told of.
-void ZevMoTask::stopObserving() { HxNotificationCenter::defaultCenter()->removeObserver(this); }
+// Others may have a share of the process object or of the handle, which then have news when this
+// run is over. So nothing is dropped that is still observed.
+void ZevMoTask::dropProcess() {
+  if (!_task) return;
+  HxNotificationCenter::defaultCenter()->removeObserver(this, HxTaskDidTerminateNotification,
+                                                        _task);
+  _task = nullptr;
+}
+
+void ZevMoTask::stopObservingOutput() {
+  if (!_fromTaskHandle) return;
+  HxNotificationCenter::defaultCenter()->removeObserver(
+      this, HxFileHandleReadCompletionNotification, _fromTaskHandle);
+}
 
 bool ZevMoTask::launch(const HxString& path) {
   if (!doLaunch()) return true;
@@ -226,9 +256,7 @@ bool ZevMoTask::launch(const HxString& path) {
     const HxString message =
         HxString::stringWithFormat("Exception starting task (%@) ; name: %@, reason: %@"_hx, path,
                                    exception.name(), exception.reason());
-    stopObserving();
-    failToStart(message);
-    _task = nullptr;
+    if (failToStart(message)) dropProcess();
     return false;
   }
 }
@@ -267,9 +295,9 @@ void ZevMoTask::closeTaskHandles() {
 }
 
 void ZevMoTask::cleanupAfterTask() {
-  stopObserving();
-  _task = nullptr;
+  dropProcess();
   _taskIsRunning = false;
+  stopObservingOutput();
   _fromTaskPipe = nullptr;
   _fromTaskHandle = nullptr;
   _toTaskPipe = nullptr;
@@ -285,9 +313,22 @@ void ZevMoTask::cleanupAfterTask() {
 
 // ---- Output and exit --------------------------------------------------------------------------
 
+// A handle that cannot be watched is at its end: closing it keeps the child from waiting for a
+// reader that will not come, and the run ends with the exit.
 void ZevMoTask::startReading() {
-  // Null when a delegate or a consumer has cleaned up meanwhile.
-  if (_fromTaskHandle) _fromTaskHandle->readInBackgroundAndNotifyForModes(_readModes);
+  if (!_fromTaskHandle) return;  // a delegate or a consumer has cleaned up meanwhile
+  try {
+    _fromTaskHandle->readInBackgroundAndNotifyForModes(_readModes);
+  } catch (const HxException& exception) {
+    HxLog("ZevMoTask: could not read from task: %@"_hx, exception.reason());
+    _fromTaskHandle->closeFile();
+    outputDidEnd();
+  }
+}
+
+void ZevMoTask::outputDidEnd() {
+  _gotLastFileNotification = true;
+  if (_gotTaskTerminationNotification) _sendDidStop();
 }
 
 void ZevMoTask::fileActivityNotification(const HxNotification& notification) {
@@ -295,17 +336,25 @@ void ZevMoTask::fileActivityNotification(const HxNotification& notification) {
   const HxData data =
       notification.userInfo().objectForKey<HxData>(HxFileHandleNotificationDataItem);
   if (data.isEmpty()) {
-    _gotLastFileNotification = true;
-    if (_gotTaskTerminationNotification) _sendDidStop();
+    outputDidEnd();
     return;
   }
+  try {
+    passOn(data);
+  } catch (...) {
+    startReading();  // the run goes on to its end, whatever a consumer raises
+    throw;
+  }
+  startReading();
+}
+
+void ZevMoTask::passOn(const HxData& data) {
   if (_byteStream->streamConsumer()) {
     _byteStream->sendBytes(data);
   } else if (_delegate) {
     keepAliveThisTurn();
     _delegate->taskOutputData(this, data);
   }
-  startReading();
 }
 
 void ZevMoTask::taskDidTerminate(const HxNotification&) {
@@ -318,8 +367,11 @@ void ZevMoTask::taskDidTerminate(const HxNotification&) {
     if (!_gotLastFileNotification) return;  // the end of output will finish the job
   } else if (_synchronizedFileHandleDelegate) {
     _synchronizedFileHandleDelegate->taskDidStopForSynchronizedFileHandle();
-    // On false its report of the last data will finish the job.
-    if (!_synchronizedFileHandleDelegate->didSynchronizedFileHandleReceiveLastData()) return;
+    // On false its report of the last data will finish the job. The owner may have left meanwhile.
+    if (!_synchronizedFileHandleDelegate ||
+        !_synchronizedFileHandleDelegate->didSynchronizedFileHandleReceiveLastData()) {
+      return;
+    }
   }
   _sendDidStop();
 }
@@ -328,7 +380,10 @@ void ZevMoTask::synchronizedFileHandleDidReceivedLastData() {
   if (_gotTaskTerminationNotification) _sendDidStop();
 }
 
+// Once a run, also when the owner of the output reports its last data while it is asked for it.
 void ZevMoTask::_sendDidStop() {
+  if (_didSendStop) return;
+  _didSendStop = true;
   const Ref<ZevMoTask> kept(this);
   if (_byteStream->streamConsumer()) {
     keepAliveThisTurn();

@@ -23,15 +23,17 @@
 // dropping it; neither signals the child. A child that is still running is then reaped behind the
 // scenes when it exits.
 //
-// Threads. Everything happens on the thread that starts the task, which must run its run loop:
-// launch, notifications, every delegate call and every send. Only background writes have a thread
-// of their own. Before each delegate call, and before the stream is ended, the task keeps itself
-// alive until the current turn of the run loop is over, so a delegate may drop its last reference
-// in the callback.
+// Threads. A task belongs to the thread that starts it, which must run its run loop; each thread
+// may have tasks of its own. Everything happens on that thread: launch, notifications, every
+// delegate call and every send. Only background writes have a thread of their own. Before each
+// delegate call, and before the stream is ended, the task keeps itself alive until the current turn
+// of the run loop is over, so a delegate may drop its last reference in the callback.
 //
 // Errors. What hinders the start is told by task:failureMessage:, and then nothing else follows for
 // that run. A write in the foreground raises HxException to the caller of sendDataToTask; in the
-// background it is dropped without a word.
+// background it is dropped without a word. Output that the run loop refuses to watch counts as
+// ended, with a line through HxLog. What a delegate or a consumer raises passes through to whom
+// runs the run loop, and the run goes on.
 #pragma once
 
 #include "Rondel/Streams/Stream.h"
@@ -222,14 +224,17 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   ~ZevMoTask() override;
 
  private:
-  void failToStart(const HxString& message);
+  bool failToStart(const HxString& message);
   bool prepareStandardInput();
   bool prepareOutput();
   void configure(const HxString& path, const HxString& directory, const HxArray& arguments,
                  const HxDictionary& environment);
-  void stopObserving();
+  void dropProcess();
+  void stopObservingOutput();
   bool launch(const HxString& path);
   void startReading();
+  void outputDidEnd();
+  void passOn(const HxData& data);
   void keepAliveThisTurn();
 
   void fileActivityNotification(const HxNotification& notification);
@@ -260,6 +265,7 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   bool _taskIsRunning = false;
   bool _gotTaskTerminationNotification = false;
   bool _gotLastFileNotification = false;
+  bool _didSendStop = false;
   bool _startsNewProcessGroup = true;
 };
 

@@ -12,6 +12,7 @@
 #include "Rondel/Streams/Task.h"
 #include "Rondel/core/ProcessInfo.h"
 #include "Rondel/testing/Places.h"
+#include "Rondel/testing/SystemCallFailures.h"
 #include "Rondel/testing/TaskRecorder.h"
 
 namespace rondel {
@@ -64,24 +65,38 @@ TEST(TaskFailure, WithoutDelegateItIsSilent) {
   runFor(0.02);
 }
 
-// Everything that the system finds wrong with a file or a folder.
+TEST(TaskFailure, EmptyPath) {
+  TaskRecorder recorder;
+  taskAtPath("", recorder)->startTask();
+  EXPECT_EQ(recorder.events, (Events{"failure Task not found at path: "}));
+  runFor(0.02);
+}
+
+// Everything that the system finds wrong with a file, a folder or a text.
 class TaskLaunchFailure : public testing::Test {
  protected:
   void expectLaunchFailure(const std::string& path, const HxString& directory,
-                           const std::string& words) {
+                           const std::string& reason) {
     TaskRecorder recorder;
     const Ref<ZevMoTask> task = taskAtPath(path, recorder);
     task->setTaskCurrentDirectory(directory);
-    task->startTask();
+    task->setTaskAutomaticStandardInData(test::dataOf("dropped"));
+    expectFailure(*task, recorder, "HxTaskLaunchException", reason);
+    EXPECT_TRUE(task->taskStandardInput()->isClosed());  // as behind a launch that succeeds
+  }
+
+  void expectFailure(ZevMoTask& task, TaskRecorder& recorder, const std::string& name,
+                     const std::string& reason) {
+    recorder.onFailure = [](ZevMoTask* failed) { EXPECT_FALSE(failed->hxTask().isNil()); };
+    task.startTask();
     runFor(0.02);
-    ASSERT_EQ(recorder.events.size(), 1U);
-    const std::string start =
-        "failure Exception starting task (" + path + ") ; name: HxTaskLaunchException, reason: ";
-    EXPECT_EQ(recorder.events[0].substr(0, start.size()), start);
-    EXPECT_NE(recorder.events[0].find(words), std::string::npos) << recorder.events[0];
-    EXPECT_TRUE(task->hxTask().isNil());
-    EXPECT_FALSE(task->isRunning());
-    EXPECT_EQ(task->processID(), 0);
+    EXPECT_EQ(recorder.events,
+              (Events{"failure Exception starting task (" + task.taskPath().toStdString() +
+                      ") ; name: " + name + ", reason: " + reason}));
+    EXPECT_TRUE(task.hxTask().isNil());
+    EXPECT_FALSE(task.isRunning());
+    EXPECT_EQ(task.processID(), 0);
+    EXPECT_EQ(task.platformExitInformation(), -1);
   }
 
   TemporaryDirectory _folder;
@@ -89,29 +104,69 @@ class TaskLaunchFailure : public testing::Test {
 
 TEST_F(TaskLaunchFailure, FileWithoutRunBit) {
   _folder.write("tool", "#!/bin/sh\n");
-  expectLaunchFailure(_folder.path("tool"), nullptr, "Permission denied");
+  const std::string path = _folder.path("tool");
+  expectLaunchFailure(path, nullptr, "could not launch \"" + path + "\": Permission denied");
 }
 
 TEST_F(TaskLaunchFailure, FolderInPlaceOfAFile) {
-  expectLaunchFailure(_folder.path(), nullptr, "Permission denied");
+  const std::string path = _folder.path();
+  expectLaunchFailure(path, nullptr, "could not launch \"" + path + "\": Permission denied");
 }
 
 TEST_F(TaskLaunchFailure, MissingInterpreter) {
   _folder.write("tool", "#!/no/such/interpreter\n");
-  ASSERT_EQ(chmod(_folder.path("tool").c_str(), 0755), 0);
-  expectLaunchFailure(_folder.path("tool"), nullptr, "No such file or directory");
+  const std::string path = _folder.path("tool");
+  ASSERT_EQ(chmod(path.c_str(), 0755), 0);
+  expectLaunchFailure(path, nullptr,
+                      "could not launch \"" + path +
+                          "\" (the interpreter that it asks for): No such file or directory");
 }
 
 TEST_F(TaskLaunchFailure, FileThatIsNoProgram) {
   _folder.write("tool", std::string("\x7f"
                                     "ELF nonsense",
                                     13));
-  ASSERT_EQ(chmod(_folder.path("tool").c_str(), 0755), 0);
-  expectLaunchFailure(_folder.path("tool"), nullptr, "Exec format error");
+  const std::string path = _folder.path("tool");
+  ASSERT_EQ(chmod(path.c_str(), 0755), 0);
+  expectLaunchFailure(path, nullptr, "could not launch \"" + path + "\": Exec format error");
 }
 
 TEST_F(TaskLaunchFailure, DirectoryThatDoesNotExist) {
-  expectLaunchFailure("/bin/true", "/no/such/folder"_hx, "No such file or directory");
+  for (const char* name : {"/no/such/folder", ""}) {
+    expectLaunchFailure(
+        "/bin/true", HxString::stringWithUTF8String(name),
+        "could not enter the directory \"" + std::string(name) + "\": No such file or directory");
+  }
+}
+
+TEST_F(TaskLaunchFailure, ArgumentsThatAreNoText) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = taskAtPath("/bin/true", recorder);
+  task->setTaskArguments(HxArray::arrayWithObject(HxNumber::numberWithInt(1)));
+  expectFailure(*task, recorder, "HxInvalidArgumentException",
+                "an argument cannot be handed to the system: (null)");
+}
+
+TEST_F(TaskLaunchFailure, NilForEveryArgumentOfTheLaunch) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = ZevMoTask::init();
+  task->setDelegate(&recorder);
+  task->executeTaskAtPath(nullptr, nullptr, nullptr, nullptr, nullptr);
+  EXPECT_EQ(recorder.events,
+            (Events{"failure Exception starting task ((null)) ; name: HxInvalidArgumentException, "
+                    "reason: the launch path cannot be handed to the system: (null)"}));
+  runFor(0.02);
+}
+
+TEST_F(TaskLaunchFailure, OtherExceptionsPassThrough) {
+  const test::SystemCallsKept kept;
+  test::systemCalls.posix_spawn =
+      +[](pid_t*, const char*, const posix_spawn_file_actions_t*, const posix_spawnattr_t*,
+          char* const*, char* const*) -> int { throw 42; };
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = taskAtPath("/bin/true", recorder);
+  EXPECT_THROW(task->startTask(), int);
+  EXPECT_EQ(recorder.events, Events{});
 }
 
 TEST_F(TaskLaunchFailure, ArgumentsThatAreTooLong) {
@@ -123,6 +178,40 @@ TEST_F(TaskLaunchFailure, ArgumentsThatAreTooLong) {
   ASSERT_EQ(recorder.events.size(), 1U);
   EXPECT_NE(recorder.events[0].find("Argument list too long"), std::string::npos)
       << recorder.events[0];
+}
+
+TEST_F(TaskLaunchFailure, ADelegateMayTryAgainAtOnce) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = taskAtPath(_folder.path(), recorder);
+  recorder.onFailure = [](ZevMoTask* failed) {
+    failed->cleanupAfterTask();
+    failed->setTaskPath("/bin/echo"_hx);
+    failed->startTask();
+    EXPECT_TRUE(failed->isRunning());
+  };
+  task->startTask();
+  EXPECT_TRUE(task->isRunning());
+  ASSERT_TRUE(test::runUntil([&] { return recorder.events.back() == "stop 0"; }));
+  EXPECT_EQ(recorder.events.size(), 4U);
+  EXPECT_EQ(recorder.output, "\n");
+}
+
+// The process objects of later tasks may lie where that of the first one was.
+TEST_F(TaskLaunchFailure, ARunThatIsReplacedByAFailureIsForgotten) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("exec cat", recorder);
+  task->startTask();
+  task->setTaskPath("/no/such/tool"_hx);
+  recorder.onFailure = [](ZevMoTask* failed) { EXPECT_TRUE(failed->isRunning()); };
+  task->startTask();
+  EXPECT_FALSE(task->isRunning());
+  EXPECT_TRUE(task->hxTask().isNil());
+  for (int i = 0; i < 50; ++i) {
+    TaskRecorder other;
+    ASSERT_TRUE(runToEnd(*shellTask("exit 1", other), other));
+  }
+  EXPECT_EQ(recorder.events, (Events{"start", "failure Task not found at path: /no/such/tool"}));
+  EXPECT_EQ(task->terminationStatus(), 0);
 }
 
 TEST_F(TaskLaunchFailure, CanBeTriedAgainWithAnotherTask) {

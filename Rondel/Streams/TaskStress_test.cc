@@ -168,8 +168,72 @@ TEST(TaskDropping, AnExceptionOfAConsumerPassesThroughAndTheTaskStaysUsable) {
   task->byteStream()->setByteStreamConsumer(nullptr);
   EXPECT_TRUE(task->isRunning());
   task->stopTask();
-  EXPECT_TRUE(runUntil([&] { return !task->isRunning(); }));
-  runFor(0.05);
+  EXPECT_TRUE(runUntil([&] { return recorder.isOver(); }));  // it was read on
+  EXPECT_EQ(recorder.events, (Events{"start", "stop 1"}));
+}
+
+// A task in one of its states, ready to be dropped. None of these children outlives its task.
+struct State {
+  const char* name;
+  const char* script;
+  void (*enter)(Ref<ZevMoTask>& task, TaskRecorder& recorder, const HxString& mode);
+};
+
+void start(Ref<ZevMoTask>& task, TaskRecorder&, const HxString&) { task->startTask(); }
+
+const State kStates[] = {
+    {"idle", "", [](Ref<ZevMoTask>&, TaskRecorder&, const HxString&) {}},
+    {"launching", "exec cat",
+     [](Ref<ZevMoTask>& task, TaskRecorder& recorder, const HxString&) {
+       recorder.onStart = [&task](ZevMoTask*) { task = nullptr; };
+       task.get()->startTask();
+     }},
+    {"failed", nullptr, start},
+    {"running", "exec cat", start},
+    {"stopping", "exec cat",
+     [](Ref<ZevMoTask>& task, TaskRecorder&, const HxString&) {
+       task->startTask();
+       task->stopTask();
+     }},
+    {"output ended", "exec >&- 2>&-; exec cat",
+     [](Ref<ZevMoTask>& task, TaskRecorder&, const HxString& mode) {
+       task->startTask();
+       // The exit is not in the task's own mode: this ends with its last read.
+       while (HxRunLoop::currentRunLoop()->runMode(mode, HxDate::distantFuture())) {
+       }
+       EXPECT_TRUE(task->isRunning());
+     }},
+    {"exited", "exec 3<&0; cat <&3 >/dev/null & exit 0",
+     [](Ref<ZevMoTask>& task, TaskRecorder& recorder, const HxString&) {
+       task->startTask();
+       EXPECT_TRUE(runUntil([&] { return !task->isRunning(); }));
+       EXPECT_FALSE(recorder.isOver());
+     }},
+    {"stopped", "exit 0",
+     [](Ref<ZevMoTask>& task, TaskRecorder& recorder, const HxString&) {
+       EXPECT_TRUE(runToEnd(*task, recorder));
+     }},
+};
+
+TEST(TaskDropping, InEachStateManyTimes) {
+  constexpr int kDrops = RONDEL_IS_SANITIZED ? 50 : 1000;
+  for (const State& state : kStates) {
+    SCOPED_TRACE(state.name);
+    for (int i = 0; i < kDrops; ++i) {
+      const HxString mode = ZevMoTask::checkoutRunLoopMode();
+      ZevMoTask::checkInRunLoopMode(mode);
+      TaskRecorder recorder;
+      Ref<ZevMoTask> task = shellTask(state.script ? state.script : "", recorder);
+      if (!state.script) task->setTaskPath(nullptr);
+      if (i % 2) task->performWritesInBackground();
+      state.enter(task, recorder, mode);
+      const std::size_t events = recorder.events.size();
+      if (task && i % 3 == 0) task->setDelegate(nullptr);
+      task = nullptr;
+      HxRunLoop::currentRunLoop()->runMode(HxDefaultRunLoopMode, nullptr);
+      EXPECT_EQ(recorder.events.size(), events);
+    }
+  }
 }
 
 // ---- Many -------------------------------------------------------------------------------------

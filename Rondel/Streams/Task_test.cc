@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -57,8 +58,20 @@ TEST(Task, SettersShareAndDoNotCopy) {
   EXPECT_EQ(bytesOf(task->taskAutomaticStandardInData()), "x");
   task->setTaskCurrentDirectory("/tmp"_hx);
   EXPECT_EQ(task->taskCurrentDirectory(), "/tmp"_hx);
-  task->setTaskEnvironment(HxDictionary::dictionary());
-  EXPECT_EQ(task->taskEnvironment().count(), 0U);
+  const HxMutableDictionary environment = HxMutableDictionary::dictionary();
+  task->setTaskEnvironment(environment);
+  EXPECT_EQ(task->taskEnvironment().object(), environment.object());
+  const HxMutableString path = HxMutableString::stringWithString("/bin/true"_hx);
+  task->setTaskPath(path);
+  EXPECT_EQ(task->taskPath().object(), path.object());
+  const HxArray types = HxArray::arrayWithObject(HxNumber::numberWithInt(7));
+  task->setPreferredArchitectures(types);
+  EXPECT_EQ(task->preferredArchitectures().object(), types.object());
+  task->setStartsNewProcessGroup(false);
+  EXPECT_FALSE(task->startsNewProcessGroup());
+  TaskRecorder recorder;
+  task->setDelegate(&recorder);
+  EXPECT_EQ(task->delegate(), &recorder);
 }
 
 TEST(Task, DescriptionIsPathAndArgumentsUnquoted) {
@@ -66,6 +79,7 @@ TEST(Task, DescriptionIsPathAndArgumentsUnquoted) {
   task->setTaskPath("/bin/echo"_hx);
   task->setTaskArguments(HxArray::arrayWithObjects({"a b"_hx, "c"_hx}));
   EXPECT_EQ(task->description(), "/bin/echo a b c"_hx);
+  EXPECT_EQ(ZevMoTask::init()->description(), "(null) (null)"_hx);
 }
 
 // ---- One run ----------------------------------------------------------------------------------
@@ -115,6 +129,19 @@ TEST(Task, DuringTaskDidStartDataIsDroppedWithAWriterToo) {
   task->closeInputAfterWrites();
   ASSERT_TRUE(runUntil([&] { return recorder.isOver(); }));
   EXPECT_EQ(recorder.output, "end\n");
+}
+
+TEST(Task, InTaskDidStopTheStatusIsKnownAndNothingRuns) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("exit 6", recorder);
+  recorder.onStop = [](ZevMoTask* stopped) {
+    EXPECT_EQ(stopped->terminationStatus(), 6);
+    EXPECT_FALSE(stopped->isRunning());
+    stopped->stopTask();  // does nothing
+    stopped->waitUntilExit();
+  };
+  ASSERT_TRUE(runToEnd(*task, recorder));
+  EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
 }
 
 TEST(Task, ProcessIDIsTheChilds) {
@@ -225,6 +252,14 @@ class Owner final : public HxObject, public ZevMoTaskSynchronizedFileHandle {
   bool hasLastData = false;
 };
 
+// One that does something else when the child has exited.
+class OwnerWithReaction final : public HxObject, public ZevMoTaskSynchronizedFileHandle {
+ public:
+  void taskDidStopForSynchronizedFileHandle() override { reaction(); }
+  bool didSynchronizedFileHandleReceiveLastData() override { return true; }
+  std::function<void()> reaction;
+};
+
 Ref<ZevMoTask> taskWithSuppliedOutput(TaskRecorder& recorder, Ref<HxPipe>& pipe) {
   const Ref<ZevMoTask> task = shellTask("echo out", recorder);
   pipe = HxPipe::init();
@@ -259,6 +294,65 @@ TEST(Task, SynchronizedOwnerLastDataThenExit) {
   ASSERT_TRUE(runUntil([&] { return recorder.isOver(); }));
   EXPECT_EQ(owner->stops, 1);
   EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
+}
+
+TEST(Task, SynchronizedOwnerThatReportsWhileItIsToldStopsTheRunOnce) {
+  TaskRecorder recorder;
+  Ref<HxPipe> pipe;
+  const Ref<OwnerWithReaction> owner = makeRef<OwnerWithReaction>();
+  const Ref<ByteKeeper> keeper = makeRef<ByteKeeper>();
+  const Ref<ZevMoTask> task = taskWithSuppliedOutput(recorder, pipe);
+  task->byteStream()->setByteStreamConsumer(keeper);
+  task->setSynchronizedFileHandleDelegate(owner.get());
+  owner->reaction = [&] { task->synchronizedFileHandleDidReceivedLastData(); };
+  ASSERT_TRUE(runToEnd(*task, recorder));
+  task->synchronizedFileHandleDidReceivedLastData();
+  EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
+  EXPECT_EQ(keeper->ends, 1);
+}
+
+TEST(Task, SynchronizedOwnerMayLeaveWhileItIsTold) {
+  TaskRecorder recorder;
+  Ref<HxPipe> pipe;
+  const Ref<OwnerWithReaction> owner = makeRef<OwnerWithReaction>();
+  const Ref<ZevMoTask> task = taskWithSuppliedOutput(recorder, pipe);
+  task->setSynchronizedFileHandleDelegate(owner.get());
+  owner->reaction = [&] { task->setSynchronizedFileHandleDelegate(nullptr); };
+  task->startTask();
+  ASSERT_TRUE(runUntil([&] { return !task->isRunning(); }));
+  EXPECT_EQ(recorder.events, (Events{"start"}));  // nobody is there to say yes
+  task->synchronizedFileHandleDidReceivedLastData();
+  EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
+  runFor(0.02);
+}
+
+TEST(Task, SuppliedOutputMayBeReadHere) {
+  const test::TemporaryDirectory folder;
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("echo out; exec cat", recorder);
+  ASSERT_EQ(mkfifo(folder.path("fifo").c_str(), 0600), 0);
+  const int descriptor = open(folder.path("fifo").c_str(), O_RDWR | O_CLOEXEC);
+  task->setTaskStdOutputFileHandleReadTaskOutput(
+      HxFileHandle::initWithFileDescriptor(descriptor, true), true);
+  task->startTask();
+  EXPECT_EQ(task->taskStandardOutput()->fileDescriptor(), descriptor);
+  ASSERT_TRUE(runUntil([&] { return recorder.output == "out\n"; }));
+}
+
+TEST(Task, AReplacedOutputHandleIsNotHeardOfAnyMore) {
+  TaskRecorder recorder;
+  const Ref<HxPipe> pipe = HxPipe::init();
+  const Ref<ZevMoTask> task = shellTask("exec cat", recorder);
+  const int other = dup(pipe->fileHandleForReading()->fileDescriptor());
+  const Ref<HxFileHandle> former = HxFileHandle::initWithFileDescriptor(other, true);
+  task->setTaskStdOutputFileHandleReadTaskOutput(former, true);
+  task->startTask();
+  task->setTaskStdOutputFileHandleReadTaskOutput(nullptr, false);
+  pipe->fileHandleForWriting()->writeData(dataOf("x"));
+  runFor(0.05);
+  EXPECT_EQ(recorder.output, "");
+  task->closeInputAfterWrites();
+  ASSERT_TRUE(runUntil([&] { return recorder.isOver(); }));
 }
 
 TEST(Task, SuppliedOutputWithoutOwnerStopsAtTheExit) {
@@ -316,9 +410,18 @@ TEST(Task, StopAfterTheEndDoesNothing) {
   EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
 }
 
+TEST(Task, StopAfterTheExitDoesNothing) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("(sleep 0.2; echo late) & exit 0", recorder);
+  task->startTask();
+  ASSERT_TRUE(runUntil([&] { return !task->isRunning(); }));
+  task->stopTask();
+  ASSERT_TRUE(runUntil([&] { return recorder.isOver(); }));
+  EXPECT_EQ(recorder.events, (Events{"start", "output", "stop 0"}));
+}
+
 TEST(Task, StopAfterTheEndOfOutputIsReported) {
   TaskRecorder recorder;
-  const Ref<ByteKeeper> keeper = makeRef<ByteKeeper>();
   const Ref<ZevMoTask> task = shellTask("exec >&- 2>&-; exec sleep 60", recorder);
   task->startTask();
   runFor(0.2);
@@ -360,6 +463,20 @@ TEST(Task, TellsWhichSignalKilledTheChild) {
     EXPECT_EQ(task->hxTask()->terminationReason(), HxTaskTerminationReason::signal);
     EXPECT_EQ(recorder.events.back(), "stop 0");
   }
+}
+
+TEST(Task, CloseTaskHandlesClosesBothSides) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("cat; exit 8", recorder);
+  task->startTask();
+  const Ref<HxFileHandle> input = task->taskStandardInput();
+  const Ref<HxFileHandle> output = task->taskStandardOutput();
+  task->closeTaskHandles();
+  EXPECT_TRUE(input->isClosed());
+  EXPECT_TRUE(output->isClosed());
+  ASSERT_TRUE(runUntil([&] { return !task->isRunning(); }));
+  EXPECT_EQ(task->terminationStatus(), 8);
+  ZevMoTask::init()->closeTaskHandles();  // has none
 }
 
 TEST(Task, AStatusTakenByTheHostEndsTheRunWithMinusOne) {
@@ -413,59 +530,6 @@ TEST(Task, WaitUntilExitGivesUpOnDescendantsAfterHalfASecond) {
   EXPECT_EQ(recorder.events, (Events{"start"}));
   ASSERT_TRUE(runUntil([&] { return recorder.isOver(); }));
   EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
-}
-
-// ---- Architectures and run-loop modes ---------------------------------------------------------
-
-TEST(Task, ArchitectureNamesAreMappedBothWays) {
-  struct {
-    const char* name;
-    const char* canonical;  // null for an unknown name
-  } const rows[] = {{"i386", "i386"},   {"x86_64", "x86_64"},   {"ppc", "ppc"},
-                    {"ppc970", "ppc"},  {"ppc7400", "ppc"},     {"ppc64", "ppc64"},
-                    {"arm", "arm"},     {"armv6", "arm"},       {"armv7", "arm"},
-                    {"arm64", "arm64"}, {"riscv64", "riscv64"}, {"nonesuch", nullptr},
-                    {"", nullptr}};
-  for (const auto& row : rows) {
-    const HxString name = HxString::stringWithUTF8String(row.name);
-    EXPECT_EQ(ZevMoTask::cpuTypeStringForArch(name), HxString::stringWithUTF8String(row.canonical))
-        << row.name;
-    EXPECT_EQ(ZevMoTask::_cpuTypeForArch(name).isNil(), row.canonical == nullptr) << row.name;
-  }
-  EXPECT_TRUE(ZevMoTask::_cpuTypeForArch(nullptr).isNil());
-  EXPECT_TRUE(ZevMoTask::_cpuStringForCPUSubType(nullptr).isNil());
-  EXPECT_TRUE(ZevMoTask::_cpuStringForCPUSubType(HxNumber::numberWithInt(123456)).isNil());
-}
-
-TEST(Task, ArchitectureListsSkipWhatIsUnknown) {
-  const HxArray types = ZevMoTask::cpuTypesForArchStrings(
-      HxArray::arrayWithObjects({"ppc970"_hx, "nonesuch"_hx, "x86_64"_hx}));
-  ASSERT_EQ(types.count(), 2U);
-  EXPECT_EQ(ZevMoTask::architecturesForCPUTypes(types),
-            HxArray::arrayWithObjects({"ppc"_hx, "x86_64"_hx}));
-  EXPECT_EQ(ZevMoTask::cpuTypesForArchStrings(nullptr).count(), 0U);
-}
-
-TEST(Task, RunLoopModeNamesAreReused) {
-  const HxString first = ZevMoTask::checkoutRunLoopMode();
-  const HxString second = ZevMoTask::checkoutRunLoopMode();
-  EXPECT_NE(first, second);
-  EXPECT_TRUE(first.hasPrefix("ZevTaskDataCaptureRunLoopMode-0x"_hx));
-  EXPECT_EQ(first.length(), "ZevTaskDataCaptureRunLoopMode-0x00000000"_hx.length());
-  ZevMoTask::checkInRunLoopMode(second);
-  ZevMoTask::checkInRunLoopMode(first);
-  EXPECT_EQ(ZevMoTask::checkoutRunLoopMode(), first);  // a stack
-  EXPECT_EQ(ZevMoTask::checkoutRunLoopMode(), second);
-  ZevMoTask::checkInRunLoopMode(second);
-  ZevMoTask::checkInRunLoopMode(first);
-}
-
-TEST(Task, ATaskGivesItsModeBackWhenItGoes) {
-  const HxString free = ZevMoTask::checkoutRunLoopMode();
-  ZevMoTask::checkInRunLoopMode(free);
-  { const Ref<ZevMoTask> task = ZevMoTask::init(); }
-  EXPECT_EQ(ZevMoTask::checkoutRunLoopMode(), free);
-  ZevMoTask::checkInRunLoopMode(free);
 }
 
 }  // namespace

@@ -120,10 +120,11 @@ void HxFileHandle::closeFile() {
   if (source) source->remove();
 }
 
-// A share of the descriptor for the time of a call.
-Ref<SharedDescriptor> HxFileHandle::openDescriptor(const char* purpose) const {
+// A share of the descriptor for the time of a call, whose waits closeFile ends if they are ours.
+Ref<SharedDescriptor> HxFileHandle::openDescriptor(const char* purpose, bool waitsAreOurs) const {
   const std::scoped_lock held(_inside->lock);
   if (!_inside->descriptor) raiseFailure(purpose, -1, EBADF);
+  if (waitsAreOurs) _inside->makeNonBlocking();
   return _inside->descriptor;
 }
 
@@ -245,7 +246,7 @@ Ref<SharedDescriptor> HxFileHandle::Inside::endOfWaits(const Ref<SharedDescripto
 
 HxData HxFileHandle::availableData() {
   static constexpr const char* kPurpose = "cannot read from";
-  const Ref<SharedDescriptor> descriptor = openDescriptor(kPurpose);
+  const Ref<SharedDescriptor> descriptor = openDescriptor(kPurpose, false);
   HxMutableData chunk = HxMutableData::initWithCapacity(kChunkSize);
   chunk.setLengthUninitialized(kChunkSize);
   ssize_t count = readOnce(descriptor->number(), chunk.mutableBytes());
@@ -271,11 +272,7 @@ HxData HxFileHandle::readDataToEndOfFile() {
 void HxFileHandle::writeData(const HxData& data) {
   static constexpr const char* kPurpose = "cannot write to";
   if (data.isEmpty()) return;
-  const Ref<SharedDescriptor> descriptor = openDescriptor(kPurpose);
-  {
-    const std::scoped_lock held(_inside->lock);
-    _inside->makeNonBlocking();  // then the waits are ours, and closing ends them
-  }
+  const Ref<SharedDescriptor> descriptor = openDescriptor(kPurpose, true);
   const std::uint8_t* bytes = data.bytes();
   std::size_t left = data.length();
   while (left > 0) {

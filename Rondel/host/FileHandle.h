@@ -100,7 +100,7 @@ class RONDEL_EXPORT HxFileHandle final : public HxObject {
   friend Ref<T> makeRef(Arguments&&... arguments);
   HxFileHandle(const Ref<internal::SharedDescriptor>& descriptor, bool isPrivateEnd);
   ~HxFileHandle() override;
-  Ref<internal::SharedDescriptor> openDescriptor(const char* purpose) const;
+  Ref<internal::SharedDescriptor> openDescriptor(const char* purpose, bool waitsAreOurs) const;
   Ref<internal::SharedDescriptor> lendToChild() const;
   static bool descriptorIsReady(HxObject& handle);
 

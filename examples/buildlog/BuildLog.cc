@@ -147,12 +147,16 @@ void BuildLog::watchInterrupts() {
   sigaction(SIGINT, &action, nullptr);
 }
 
-// The first one asks the command to stop what it does, the second one to end.
+// The first one asks the command to stop what it does, the second one to end. What it has started
+// is asked too: the command leads a process group of its own, which the terminal does not reach.
+// A command that has ended, or does not care, is not waited for any longer.
 void BuildLog::interrupted(const HxNotification&) {
-  if (++_interruptCount == 1) {
-    _task->interruptTask();
+  if (_task->isRunning()) {
+    const bool isFirst = ++_interruptCount == 1;
+    kill(-_task->processID(), isFirst ? SIGINT : SIGTERM);
+    if (!isFirst) _task->stopTask();
   } else {
-    _task->stopTask();
+    _isOver = true;
   }
   _interrupts->readInBackgroundAndNotify();
 }
@@ -192,6 +196,7 @@ void BuildLog::taskFailureMessage(ZevMoTask*, const HxString& message) {
 }
 
 int BuildLog::exitStatus() const {
+  if (_task->hxTask()->isRunning()) return 128 + SIGINT;
   const int status = _task->platformExitInformation();
   if (status != -1 && WIFSIGNALED(status)) return 128 + WTERMSIG(status);
   return _task->terminationStatus();

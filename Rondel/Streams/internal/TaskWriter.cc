@@ -66,9 +66,11 @@ void TaskWriter::finish() {
 
 void TaskWriter::abandon() {
   Ref<HxFileHandle> blocked;
-  std::deque<Chunk> forgotten;  // dropped outside the lock
+  Ref<HxFileHandle> failed;  // dropped outside the lock, as the chunks are
+  std::deque<Chunk> forgotten;
   {
     Locked locked(*_lock);
+    failed = std::exchange(_failedHandle, nullptr);
     if (_isFinished) return;
     forgotten.swap(_chunks);
     _chunks.push_back({Purpose::end, nullptr, nullptr});
@@ -86,8 +88,7 @@ bool TaskWriter::hasFailed(const HxFileHandle* handle) const {
 // ---- The thread's side ------------------------------------------------------------------------
 
 void TaskWriter::run() {
-  std::signal(SIGPIPE,
-              SIG_IGN);  // process-wide: a write to a child that has gone is refused instead
+  std::signal(SIGPIPE, SIG_IGN);  // of the whole process: a write that nobody reads is refused
   for (;;) {
     const Chunk chunk = takeChunk();
     if (chunk.purpose == Purpose::end) return;
@@ -103,7 +104,7 @@ TaskWriter::Chunk TaskWriter::takeChunk() {
     _isFinished = true;
     locked.leaveCondition(kWriterFinished);
   } else {
-    if (_failedHandle != chunk.handle) _writingTo = chunk.handle;
+    if (chunk.purpose == Purpose::close || _failedHandle != chunk.handle) _writingTo = chunk.handle;
     locked.leaveCondition(_chunks.empty() ? kQueueEmpty : kChunksQueued);
   }
   return chunk;

@@ -6,10 +6,11 @@
 //
 // The condition lock's states are those of the queue:
 //
-//   condition         meaning                          set by
-//   kChunksQueued     at least one chunk waits         the task; the writer when it leaves chunks
-//   behind kQueueEmpty       nothing waits                    at the start; the writer when it took
-//   the last chunk kWriterFinished   the writer took the end mark     the writer
+//   kChunksQueued     at least one chunk waits         set by the task, and by the writer when it
+//                                                      leaves chunks behind
+//   kQueueEmpty       nothing waits                    set at the start, and by the writer when it
+//                                                      took the last chunk
+//   kWriterFinished   the writer took the end mark     set by the writer
 #pragma once
 
 #include <deque>
@@ -32,8 +33,8 @@ class TaskWriter final : public HxObject {
   // Queues the end mark and waits until the thread has taken it: until everything queued was
   // written or refused.
   void finish();
-  // Forgets what waits, closes what is being written to, and has the thread end without waiting for
-  // it.
+  // Forgets what waits, closes what is being written to, so that a child that does not read cannot
+  // hold the thread, and has the thread end without waiting for it.
   void abandon();
   // Whether a write to the handle has failed, so that nothing more will reach it.
   bool hasFailed(const HxFileHandle* handle) const;
@@ -58,7 +59,7 @@ class TaskWriter final : public HxObject {
 
   const Ref<HxConditionLock> _lock = HxConditionLock::initWithCondition(kQueueEmpty);
   std::deque<Chunk> _chunks;        // guarded by _lock, like all below
-  Ref<HxFileHandle> _writingTo;     // set while a write is under way
+  Ref<HxFileHandle> _writingTo;     // set while a write or a close is under way
   Ref<HxFileHandle> _failedHandle;  // a write to it was refused; what follows for it is thrown away
   bool _isFinished = false;
 };

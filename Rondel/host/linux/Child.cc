@@ -233,11 +233,11 @@ int Child::waitStatus() const {
 void Child::send(int signal) {
   const std::scoped_lock held(_lock);
   if (pollLocked() != State::running) return;
-  if (_byThread || !_exit) {
-    systemCalls.kill(_number, signal);
-  } else {
-    systemCalls.pidfd_send_signal(_exit->number(), signal, nullptr, 0);
+  if (!_byThread && _exit) {
+    if (systemCalls.pidfd_send_signal(_exit->number(), signal, nullptr, 0) == 0) return;
+    if (errno == ESRCH) return;  // somebody else has taken its status
   }
+  systemCalls.kill(_number, signal);  // not waited for yet, so the number is still its own
 }
 
 void Child::destroy() {
