@@ -71,7 +71,7 @@ void ZevMoStream::setStreamConsumer(const HxAny& consumer) {
   if (consumer.object() == _streamConsumer) return;
   // The former consumer may hold the only other share of the new one, or the very handle that was
   // given; and its destructor may link something in between.
-  const HxAny kept(consumer);
+  const HxAny kept(consumer);  // NOLINT(performance-unnecessary-copy-initialization)
   while (_streamConsumer) unlinkConsumer();
   if (kept) linkConsumer(kept.object());
 }

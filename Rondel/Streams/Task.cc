@@ -53,7 +53,7 @@ HxString ZevMoTask::checkoutRunLoopMode() {
     return HxString::stringWithFormat("ZevTaskDataCaptureRunLoopMode-0x%08lX"_hx,
                                       pool.uniqueIdCounter++);
   }
-  const HxString name = as<HxString>(pool.runLoopModeNames.lastObject());
+  HxString name = as<HxString>(pool.runLoopModeNames.lastObject());
   pool.runLoopModeNames.removeLastObject();
   return name;
 }

@@ -49,7 +49,7 @@ void ZevMoUTF8DecoderFilter::streamProcessBytes(ZevMoStream* stream, const HxDat
 // What was held back, if anything, and `data` behind it.
 HxData ZevMoUTF8DecoderFilter::takeBufferedBytesBefore(const HxData& data) {
   if (_numBufferedUTF8Bytes == 0) return data;
-  const HxData bytes = joined(_bufferedUTF8Bytes, _numBufferedUTF8Bytes, data);
+  HxData bytes = joined(_bufferedUTF8Bytes, _numBufferedUTF8Bytes, data);
   _numBufferedUTF8Bytes = 0;
   return bytes;
 }

@@ -108,7 +108,7 @@ HxArray splitBytesOf(const HxString& text) {
 HxArray arrayByParsingAsStringList(const HxString& text) {
   if (!text) return nullptr;
   MO_ADDITION(text, "-[HxString(MoStringList) arrayByParsingAsStringList]");
-  const HxArray stringList = splitBytesOf(text);
+  HxArray stringList = splitBytesOf(text);
   MoCheckArray(stringList);
   return stringList;
 }

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <mutex>
 #include <string>
@@ -86,9 +87,10 @@ TextList directoryList(const HxString& directory) {
 
 // The child looks for a relative path from its own directory; it is meant from the host's.
 std::string pathFromAnywhere(const char* path) {
-  std::string buffer(4096, '\0');
-  if (!getcwd(buffer.data(), buffer.size())) return path;
-  return std::string(buffer.c_str()) + "/" + path;
+  std::string absolute(PATH_MAX, '\0');
+  if (!getcwd(absolute.data(), absolute.size())) return path;
+  absolute.resize(std::strlen(absolute.data()));
+  return absolute.append("/").append(path);
 }
 
 // Why the child could not have entered the directory, as an errno value; 0 when it could.
@@ -266,7 +268,7 @@ Ref<Child> HxTask::Inside::start(Ref<SharedDescriptor> (&lent)[kStandardFiles]) 
     plan.standardFiles[number] = lent[number]->number();
   }
   int error = 0;
-  const Ref<Child> started = Child::start(plan, error);
+  Ref<Child> started = Child::start(plan, error);
   if (!started) raiseLaunchFailure(plan, error);
   return started;
 }

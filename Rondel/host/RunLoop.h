@@ -125,7 +125,7 @@ class RONDEL_EXPORT HxRunLoop final : public HxObject {
   bool runMode(const HxString& mode, std::int64_t deadline);  // on the steady clock
   void runUntil(std::int64_t deadline);
   void enqueue(Ref<internal::Closure> call, const HxObject* target, bool waitUntilDone);
-  void enqueueAfterDelay(Ref<internal::Closure> call, const HxObject* target,
+  void enqueueAfterDelay(const Ref<internal::Closure>& call, const HxObject* target,
                          HxTimeInterval seconds);
 
   struct Inside;

@@ -22,7 +22,7 @@ void HxThread::detachNewThreadSelector(HxSelector selector, const HxAny& target,
   detachNewThread([selector, target, argument] { target.performSelector(selector, argument); });
 }
 
-void HxThread::start(Ref<Closure> body) {
+void HxThread::start(const Ref<Closure>& body) {
   const auto main = [](void* closure) -> void* {
     Ref<Closure>::adopt(static_cast<Closure*>(closure))->call();
     return nullptr;

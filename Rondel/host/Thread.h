@@ -39,7 +39,7 @@ class RONDEL_EXPORT HxThread {
   static bool isMainThread() noexcept;
 
  private:
-  static void start(Ref<internal::Closure> body);
+  static void start(const Ref<internal::Closure>& body);
 };
 
 }  // namespace rondel

@@ -108,7 +108,7 @@ void HxRunLoop::addTimer(const Ref<HxTimer>& timer, const HxString& mode) {
   _inside->addTimer(timer, _inside->numberOfMode(mode), nullptr);
 }
 
-void HxRunLoop::enqueueAfterDelay(Ref<internal::Closure> call, const HxObject* target,
+void HxRunLoop::enqueueAfterDelay(const Ref<internal::Closure>& call, const HxObject* target,
                                   HxTimeInterval seconds) {
   const HxTimer::Fire fire = [](HxObject* closure, HxTimer&) {
     static_cast<internal::Closure*>(closure)->call();
@@ -150,7 +150,7 @@ Ref<HxTimer> HxRunLoop::Inside::takeDueTimer(unsigned mode, SteadyTime now,
   for (auto place = timers.begin(); place != timers.end() && place->first.deadline <= now;
        ++place) {
     if (place->first.number > lastNumber || !includes(place->second.modes, mode)) continue;
-    const Ref<HxTimer> timer = place->second.timer;
+    Ref<HxTimer> timer = place->second.timer;
     auto node = timers.extract(place);
     if (timer->repeats()) {
       const auto interval = static_cast<SteadyTime>(

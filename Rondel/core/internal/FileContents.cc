@@ -129,7 +129,12 @@ std::string targetOf(std::string path) {
     const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
     if (length < 0) return path;
     const std::string text(target.data(), static_cast<std::size_t>(length));
-    path = text.starts_with('/') ? text : directoryOf(path).append(text);
+    if (text.starts_with('/')) {
+      path = text;
+    } else {
+      path = directoryOf(path);
+      path += text;
+    }
   }
   errno = ELOOP;
   return std::string();

@@ -21,8 +21,8 @@ class Closure : public HxObject {
 template <class F>
 class ClosureOf final : public Closure {
  public:
-  template <class G>
-  explicit ClosureOf(G&& function) : _function(std::forward<G>(function)) {}
+  explicit ClosureOf(F&& function) : _function(std::move(function)) {}
+  explicit ClosureOf(const F& function) : _function(function) {}
   void call() override { _function(); }
 
  private:

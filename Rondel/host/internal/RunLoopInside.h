@@ -59,8 +59,8 @@ struct HxRunLoop::Inside {
 
   struct TimerKey {
     internal::SteadyTime deadline;
-    std::uint64_t number;  // in the order in which they were set
-    auto operator<=>(const TimerKey&) const = default;
+    std::uint64_t number;                               // in the order in which they were set
+    auto operator<=>(const TimerKey&) const = default;  // NOLINT(modernize-use-nullptr)
   };
   struct TimerEntry {
     Ref<HxTimer> timer;

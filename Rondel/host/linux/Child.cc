@@ -133,7 +133,7 @@ int waitStatusOf(const siginfo_t& info) {
 
 Ref<Child> Child::start(const ChildPlan& plan, int& error) {
   Reaper::shared().sweep();
-  const Ref<Child> child = makeRef<Child>();
+  Ref<Child> child = makeRef<Child>();
   try {
     child->_number = spawn(plan);
     require(child->watchExit());

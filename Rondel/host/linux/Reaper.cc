@@ -77,6 +77,7 @@ Ref<SharedDescriptor> Reaper::waitForNews() {
     for (const Ref<Child>& child : _children) watched.push_back(child->exitDescriptor());
   }
   std::vector<pollfd> descriptors;
+  descriptors.reserve(watched.size());
   for (const auto& one : watched) {
     descriptors.push_back({.fd = one->number(), .events = POLLIN, .revents = 0});
   }
