@@ -2,7 +2,6 @@
 #include "Rondel/host/FileHandle.h"
 
 #include <fcntl.h>
-#include <sys/eventfd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -13,6 +12,7 @@
 #include "Rondel/core/Exception.h"
 #include "Rondel/host/NotificationCenter.h"
 #include "Rondel/host/internal/RunLoopSource.h"
+#include "Rondel/host/linux/Event.h"
 #include "Rondel/host/linux/SystemCalls.h"
 
 namespace rondel {
@@ -240,7 +240,7 @@ Ref<SharedDescriptor> HxFileHandle::Inside::endOfWaits(const Ref<SharedDescripto
                                                        const char* purpose) {
   const std::scoped_lock held(lock);
   if (!descriptor) raiseFailure(purpose, open->number(), EBADF);
-  if (!closing) closing = ownDescriptor(systemCalls.eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  if (!closing) closing = internal::makeEvent();
   return closing;
 }
 

@@ -2,7 +2,6 @@
 #include "Rondel/host/linux/Child.h"
 
 #include <fcntl.h>
-#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +9,7 @@
 #include <cstdint>
 
 #include "Rondel/host/internal/ThreadStart.h"
+#include "Rondel/host/linux/Event.h"
 #include "Rondel/host/linux/Reaper.h"
 #include "Rondel/host/linux/SystemCalls.h"
 
@@ -159,8 +159,7 @@ int Child::watchExit() {
 }
 
 int Child::watchExitByThread() {
-  _exit =
-      ownDescriptor(systemCalls.eventfd(_state == State::lost ? 1 : 0, EFD_CLOEXEC | EFD_NONBLOCK));
+  _exit = makeEvent(_state == State::lost ? 1 : 0);
   if (!_exit) return errno;
   if (_state == State::lost) return 0;
   _byThread = true;

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/host/linux/Poller.h"
 
-#include <sys/eventfd.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
 
+#include "Rondel/host/linux/Event.h"
 #include "Rondel/host/linux/SystemCalls.h"
 
 namespace rondel::internal {
@@ -20,8 +19,7 @@ bool Poller::open() {
   if (isOpen()) return true;
   const Ref<SharedDescriptor> poller = ownDescriptor(systemCalls.epoll_create1(EPOLL_CLOEXEC));
   if (!poller) return false;
-  const Ref<SharedDescriptor> wakeUp =
-      ownDescriptor(systemCalls.eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  const Ref<SharedDescriptor> wakeUp = makeEvent();
   if (!wakeUp) return false;
   epoll_event event = {.events = EPOLLIN, .data = {.u64 = kWakeUp}};
   if (systemCalls.epoll_ctl(poller->number(), EPOLL_CTL_ADD, wakeUp->number(), &event) < 0) {

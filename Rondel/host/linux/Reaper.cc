@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/host/linux/Reaper.h"
 
-#include <sys/eventfd.h>
-
 #include <cstdint>
 
 #include "Rondel/host/internal/ThreadStart.h"
+#include "Rondel/host/linux/Event.h"
 #include "Rondel/host/linux/SystemCalls.h"
 
 namespace rondel::internal {
@@ -39,7 +38,7 @@ void Reaper::sweep() {
 }
 
 bool Reaper::startThread() {
-  _changed = ownDescriptor(systemCalls.eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  _changed = makeEvent();
   return _changed && startDetachedThread(run, this) == 0;
 }
 
