@@ -17,7 +17,6 @@
 
 namespace rondel {
 
-using internal::ownDescriptor;
 using internal::RunLoopSource;
 using internal::SharedDescriptor;
 using internal::systemCalls;
