@@ -220,7 +220,9 @@ TEST(PropertyList, EachTruncationOfATextIsAnErrorOrAWholeList) {
 }
 
 TEST(PropertyList, NestsToTheLimitAndNoDeeper) {
-  for (const auto& [open, close] : {std::pair{"(", ")"}, {"{a=", ";}"}}) {
+  for (const auto& brackets : {std::pair{"(", ")"}, {"{a=", ";}"}}) {
+    const char* open = brackets.first;
+    const char* close = brackets.second;
     const std::string inner = open[0] == '(' ? "" : "b";
     const auto list = [&](std::size_t depth) {
       return repeated(open, depth) + inner + repeated(close, depth);
