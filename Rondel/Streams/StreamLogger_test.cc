@@ -7,32 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "Rondel/core/Log.h"
+#include "Rondel/testing/LogRecorder.h"
 #include "Rondel/testing/StreamRecorder.h"
 
 namespace rondel {
 namespace {
-
-std::vector<std::string>* loggedMessages = nullptr;
-
-// Collects what goes to the console log meanwhile.
-class LogRecorder {
- public:
-  LogRecorder() : _former(HxSetLogOutput(&note)) { loggedMessages = &messages; }
-  ~LogRecorder() {
-    HxSetLogOutput(_former);
-    loggedMessages = nullptr;
-  }
-  LogRecorder(const LogRecorder&) = delete;
-  LogRecorder& operator=(const LogRecorder&) = delete;
-
-  std::vector<std::string> messages;
-
- private:
-  static void note(const HxString& message) { loggedMessages->push_back(message.toStdString()); }
-
-  HxLogOutput _former;
-};
 
 std::string addressOf(const ZevMoStream* stream) {
   char text[32];
@@ -54,13 +33,13 @@ std::string expectedBody(const ZevMoStream* stream, const std::string& message) 
 }
 
 struct Fixture {
-  LogRecorder log;
+  test::LogRecorder log;
   Ref<ZevMoStreamLogger> logger = ZevMoStreamLogger::init();
   Ref<ZevMoByteStream> stream = ZevMoByteStream::init();
 
   std::string dumpOf(const HxData& data) {
     logger->streamProcessBytes(stream.get(), data);
-    return bodyOf(log.messages.back());
+    return bodyOf(log.messages().back());
   }
 };
 
@@ -73,9 +52,9 @@ TEST(StreamLogger, ReportsEveryEvent) {
   f.logger->streamProcessLine(f.stream.get(), "a line\n"_hx);
   const char* const messages[] = {"EndOfStream", "empty HxData", "empty HxData",
                                   "chars->'some 'text''", "line->'a line\n'"};
-  ASSERT_EQ(f.log.messages.size(), std::size(messages));
+  ASSERT_EQ(f.log.messages().size(), std::size(messages));
   for (std::size_t i = 0; i < std::size(messages); ++i) {
-    EXPECT_EQ(bodyOf(f.log.messages[i]), expectedBody(f.stream.get(), messages[i]));
+    EXPECT_EQ(bodyOf(f.log.messages()[i]), expectedBody(f.stream.get(), messages[i]));
   }
 }
 
@@ -84,9 +63,9 @@ TEST(StreamLogger, ReportsWhatAStreamSends) {
   f.stream->setByteStreamConsumer(f.logger);
   f.stream->sendBytes(test::dataOf("A"));
   f.stream->sendStreamDidEnd();
-  ASSERT_EQ(f.log.messages.size(), 2u);
-  EXPECT_EQ(bodyOf(f.log.messages[0]), expectedBody(f.stream.get(), "\t  0: 0x41 "));
-  EXPECT_EQ(bodyOf(f.log.messages[1]), expectedBody(f.stream.get(), "EndOfStream"));
+  ASSERT_EQ(f.log.messages().size(), 2u);
+  EXPECT_EQ(bodyOf(f.log.messages()[0]), expectedBody(f.stream.get(), "\t  0: 0x41 "));
+  EXPECT_EQ(bodyOf(f.log.messages()[1]), expectedBody(f.stream.get(), "EndOfStream"));
 }
 
 TEST(StreamLogger, ShowsTheNamesOfStreamAndSource) {
@@ -97,16 +76,16 @@ TEST(StreamLogger, ShowsTheNamesOfStreamAndSource) {
   f.stream->setUpstreamStream(head.get());
   f.logger->streamDidEnd(f.stream.get());
   f.stream->setUpstreamStream(nullptr);
-  EXPECT_EQ(bodyOf(f.log.messages[0]), "stream:" + addressOf(f.stream.get()) +
-                                           "(neighbour)/src:" + addressOf(head.get()) +
-                                           "(the head)\nEndOfStream\n----\n");
+  EXPECT_EQ(bodyOf(f.log.messages()[0]), "stream:" + addressOf(f.stream.get()) +
+                                             "(neighbour)/src:" + addressOf(head.get()) +
+                                             "(the head)\nEndOfStream\n----\n");
 }
 
 TEST(StreamLogger, LeavesAnEmptyNameOut) {
   Fixture f;
   f.stream->setName(""_hx);
   f.logger->streamDidEnd(f.stream.get());
-  EXPECT_EQ(bodyOf(f.log.messages[0]), expectedBody(f.stream.get(), "EndOfStream"));
+  EXPECT_EQ(bodyOf(f.log.messages()[0]), expectedBody(f.stream.get(), "EndOfStream"));
 }
 
 TEST(StreamLogger, DumpsThreeBytesInOneRow) {
@@ -137,15 +116,15 @@ TEST(StreamLogger, NumbersTheReportsOfAllLoggersTogether) {
   f.logger->streamDidEnd(f.stream.get());
   other->streamDidEnd(f.stream.get());
   f.logger->streamDidEnd(f.stream.get());
-  EXPECT_EQ(numberOf(f.log.messages[1]), numberOf(f.log.messages[0]) + 1);
-  EXPECT_EQ(numberOf(f.log.messages[2]), numberOf(f.log.messages[0]) + 2);
+  EXPECT_EQ(numberOf(f.log.messages()[1]), numberOf(f.log.messages()[0]) + 1);
+  EXPECT_EQ(numberOf(f.log.messages()[2]), numberOf(f.log.messages()[0]) + 2);
 }
 
 TEST(StreamLogger, NumbersArePaddedToThreeAndWidenAtAThousand) {
   Fixture f;
   do f.logger->streamDidEnd(f.stream.get());
-  while (numberOf(f.log.messages.back()) < 1000);
-  for (const std::string& report : f.log.messages) {
+  while (numberOf(f.log.messages().back()) < 1000);
+  for (const std::string& report : f.log.messages()) {
     char head[64];
     std::snprintf(head, sizeof head, "Stream Logger\n%3lu: stream:", numberOf(report));
     ASSERT_EQ(report.substr(0, std::string(head).size()), head);
@@ -155,7 +134,7 @@ TEST(StreamLogger, NumbersArePaddedToThreeAndWidenAtAThousand) {
 TEST(StreamLogger, SurvivesANullStream) {
   Fixture f;
   f.logger->streamDidEnd(nullptr);
-  EXPECT_EQ(bodyOf(f.log.messages[0]).find("stream:"), 0u);
+  EXPECT_EQ(bodyOf(f.log.messages()[0]).find("stream:"), 0u);
 }
 
 TEST(StreamLogger, IsNotOwnedByTheStreamItIsLinkedUnder) {

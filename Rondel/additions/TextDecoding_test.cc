@@ -12,11 +12,11 @@
 #include <string_view>
 #include <vector>
 
-#include "Rondel/core/Check.h"
-#include "Rondel/core/Log.h"
 #include "Rondel/core/Number.h"
 #include "Rondel/core/UserDefaults.h"
 #include "Rondel/testing/AllocationCounter.h"
+#include "Rondel/testing/FailureRecorder.h"
+#include "Rondel/testing/LogRecorder.h"
 #include "Rondel/testing/Places.h"
 
 namespace rondel {
@@ -517,33 +517,12 @@ TEST(TextDecoding, EscapesUndoneGiveTheBytesBack) {
 
 // ---- Failed checks
 
-struct Failure {
-  HxObject* receiver;
-  std::string selector;
-  std::string operation;
-  std::string message;
-  std::vector<std::string> arguments;
-};
-
-std::vector<Failure> failures;
-
-void recordFailure(const HxAny* self, const HxSelector* _cmd, const char* function, const char*,
-                   int, const HxString& format, HxArguments arguments) {
-  Failure failure{self->object(), _cmd->name(), function, {}, {}};
-  failure.message = HxString::initWithFormatArguments(format, arguments).toStdString();
-  for (const HxArgument& argument : arguments) {
-    failure.arguments.push_back(HxString::stringWithFormat("%@"_hx, argument).toStdString());
-  }
-  failures.push_back(failure);
-}
-
 class TextDecodingChecks : public testing::Test {
- protected:
-  TextDecodingChecks() : _former(MoSetAssertionFailureHandler(recordFailure)) { failures.clear(); }
-  ~TextDecodingChecks() override { MoSetAssertionFailureHandler(_former); }
-
  private:
-  MoAssertionFailureSink _former;
+  test::FailureRecorder _recorder;
+
+ protected:
+  const std::vector<test::FailureRecorder::Failure>& failures = _recorder.failures();
 };
 
 TEST_F(TextDecodingChecks, NullBytesFailAndCountAsNone) {
@@ -555,10 +534,10 @@ TEST_F(TextDecodingChecks, NullBytesFailAndCountAsNone) {
   EXPECT_EQ(used, 0U);
   EXPECT_EQ(malformed, 0U);
   ASSERT_EQ(failures.size(), 1U);
-  EXPECT_EQ(failures[0].operation,
+  EXPECT_EQ(failures[0].function,
             "-[HxString(MoTextDecoding) initWithPotentiallyMalformedUTF8Bytes:length:"
             "stopAtTrailingIncompleteUTF8Sequence:getUsedLength:getNumberOfMalformedSequences:]");
-  EXPECT_EQ(failures[0].selector,
+  EXPECT_EQ(failures[0].operation,
             "initWithPotentiallyMalformedUTF8Bytes:length:stopAtTrailingIncompleteUTF8Sequence:"
             "getUsedLength:getNumberOfMalformedSequences:");
   EXPECT_EQ(failures[0].message, "Assertion failed: bytes != ((void*)0)");
@@ -575,10 +554,10 @@ TEST_F(TextDecodingChecks, NilPathOfAFileToReadFailsAndGivesNil) {
   EXPECT_TRUE(initWithContentsOfFile(nullptr, HxUTF8StringEncoding, &encoding).isNil());
   EXPECT_EQ(encoding, 99U);
   ASSERT_EQ(failures.size(), 1U);
-  EXPECT_EQ(failures[0].operation,
+  EXPECT_EQ(failures[0].function,
             "-[HxString(MoTextDecoding) "
             "initWithContentsOfFile:defaultCStringEncoding:getStringEncoding:]");
-  EXPECT_EQ(failures[0].selector,
+  EXPECT_EQ(failures[0].operation,
             "initWithContentsOfFile:defaultCStringEncoding:getStringEncoding:");
   EXPECT_EQ(failures[0].message, "filePath should be a non-empty string, but it is nil");
   EXPECT_EQ(failures[0].arguments,
@@ -600,9 +579,9 @@ TEST_F(TextDecodingChecks, BadPathOfAFileToWriteFailsAndGivesFalse) {
   EXPECT_FALSE(writeUsingFileSystemEncodingToFile(text, ""_hx, false));
   ASSERT_EQ(failures.size(), 2U);
   EXPECT_EQ(failures[0].receiver, text.object());
-  EXPECT_EQ(failures[0].operation,
+  EXPECT_EQ(failures[0].function,
             "-[HxString(MoTextDecoding) writeUsingFileSystemEncodingToFile:atomically:]");
-  EXPECT_EQ(failures[0].selector, "writeUsingFileSystemEncodingToFile:atomically:");
+  EXPECT_EQ(failures[0].operation, "writeUsingFileSystemEncodingToFile:atomically:");
   EXPECT_EQ(failures[0].message, "path should be a non-empty string, but it is nil");
   EXPECT_EQ(failures[0].arguments,
             (std::vector<std::string>{"path", "Assertion failed: %s", "(path) != nil"}));
@@ -793,14 +772,11 @@ TEST_F(TextFiles, ThatCannotBeReadGiveNilAndNoEncoding) {
 }
 
 TEST_F(TextFiles, ThatGiveNilAreNotToldOf) {
-  static int lines;
-  lines = 0;
-  const HxLogOutput former = HxSetLogOutput([](const HxString&) { ++lines; });
+  const test::LogRecorder log;
   initWithContentsOfFile(path("missing"), HxUTF8StringEncoding, nullptr);
   initWithContentsOfFile(fileOf("caf\xE9"), HxUTF8StringEncoding, nullptr);
   isFileUnicode(path("missing"), nullptr);
-  HxSetLogOutput(former);
-  EXPECT_EQ(lines, 0);
+  EXPECT_TRUE(log.messages().empty());
 }
 
 // A mapped file costs what is looked at, one that is read its size.

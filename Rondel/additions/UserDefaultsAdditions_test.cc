@@ -19,6 +19,7 @@
 #include "Rondel/core/Log.h"
 #include "Rondel/core/Number.h"
 #include "Rondel/core/internal/UserDefaultsStore.h"
+#include "Rondel/testing/LogRecorder.h"
 #include "Rondel/testing/Places.h"
 
 namespace rondel {
@@ -39,26 +40,18 @@ std::string outputOf(const std::string& command) {
   return output;
 }
 
-std::vector<std::string> logLines;
-void appendLine(const HxString& message) { logLines.push_back(message.toStdString()); }
-
 class UserDefaultsAdditions : public testing::Test {
  protected:
-  UserDefaultsAdditions() : _oldOutput(HxSetLogOutput(appendLine)) { logLines.clear(); }
-  ~UserDefaultsAdditions() override { HxSetLogOutput(_oldOutput); }
-
   HxDictionary registered() const { return defaults->volatileDomainForName(HxRegistrationDomain); }
   void registerEntry(const HxAny& value, const HxString& key) const {
     defaults->registerDefaults(HxDictionary::dictionaryWithObject(value, key));
   }
 
+  const test::LogRecorder log;
   const test::TemporaryDirectory folder;
   const Ref<HxUserDefaults> defaults =
       internal::UserDefaultsStore::makeDefaults({hx(folder.path()), "tool"_hx, nullptr});
   const Ref<HxUserDefaults> none;
-
- private:
-  const HxLogOutput _oldOutput;
 };
 
 // ---- registerDefaultsOfContentsOfFile
@@ -66,13 +59,13 @@ class UserDefaultsAdditions : public testing::Test {
 TEST_F(UserDefaultsAdditions, RegistersTheEntriesOfAFile) {
   registerDefaultsOfContentsOfFile(defaults, hx(folder.write("list", "{ a = b; }")));
   EXPECT_EQ(registered(), HxDictionary::dictionaryWithObject("b"_hx, "a"_hx));
-  EXPECT_THAT(logLines, IsEmpty());
+  EXPECT_THAT(log.messages(), IsEmpty());
 }
 
 TEST_F(UserDefaultsAdditions, EmptyFileRegistersNothing) {
   registerDefaultsOfContentsOfFile(defaults, hx(folder.write("list", "{}")));
   EXPECT_EQ(registered(), HxDictionary::dictionary());
-  EXPECT_THAT(logLines, IsEmpty());
+  EXPECT_THAT(log.messages(), IsEmpty());
 }
 
 TEST_F(UserDefaultsAdditions, RegisteredEntriesJoinTheEarlierOnesBelowWhatIsSet) {
@@ -90,7 +83,7 @@ TEST_F(UserDefaultsAdditions, FileWithoutADictionaryIsLogged) {
   registerDefaultsOfContentsOfFile(defaults, hx(missing));
   registerDefaultsOfContentsOfFile(defaults, hx(array));
   EXPECT_THAT(
-      logLines,
+      log.messages(),
       ElementsAre(
           "-[HxUserDefaults(MoUserDefaultsExtra) registerDefaultsOfContentsOfFile:]: failed "
           "to load defaults file '" +
@@ -132,7 +125,7 @@ TEST_F(UserDefaultsAdditions, NilPathDoesNothingMoreWhenTheHandlerReturns) {
   registerDefaultsOfContentsOfFile(defaults, nullptr);
   HxAssertionHandler::setCurrentHandler(former);
   EXPECT_THAT(forgiving->receivers, ElementsAre(HxAny(defaults)));
-  EXPECT_THAT(logLines, IsEmpty());
+  EXPECT_THAT(log.messages(), IsEmpty());
 }
 
 // ---- boolForKeyWithDefaultValue
@@ -270,7 +263,7 @@ TEST_F(UserDefaultsAdditions, NullStoreGivesZeroForEverything) {
   EXPECT_TRUE(objectForKeyInVolatileDomainForName(none, "a"_hx, HxRegistrationDomain).isNil());
   EXPECT_TRUE(objectForKeyInPersistentDomainForName(none, "a"_hx, "tool"_hx).isNil());
   EXPECT_FALSE(objectIsChangedForKey(none, "a"_hx));
-  EXPECT_THAT(logLines, IsEmpty());
+  EXPECT_THAT(log.messages(), IsEmpty());
 }
 
 }  // namespace

@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "Rondel/core/Dictionary.h"
-#include "Rondel/core/Log.h"
 #include "Rondel/core/internal/BundleObject.h"
 #include "Rondel/core/internal/Languages.h"
+#include "Rondel/testing/LogRecorder.h"
 #include "Rondel/testing/Places.h"
 
 namespace rondel {
@@ -24,21 +24,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 HxString hx(const std::string& utf8) { return HxString(std::string_view(utf8)); }
-
-// The lines of the log while a test runs.
-class CapturedLog {
- public:
-  CapturedLog() : _old(HxSetLogOutput(append)) { lines().clear(); }
-  ~CapturedLog() { HxSetLogOutput(_old); }
-  static std::vector<std::string>& lines() {
-    static std::vector<std::string> lines;
-    return lines;
-  }
-
- private:
-  static void append(const HxString& message) { lines().push_back(message.toStdString()); }
-  const HxLogOutput _old;
-};
 
 class Variable {
  public:
@@ -225,14 +210,14 @@ TEST_F(Bundle, TableIsReadOnce) {
 }
 
 TEST_F(Bundle, DamagedFilesAreToldOnceAndCountAsEmpty) {
-  const CapturedLog log;
+  const test::LogRecorder log;
   const std::string info = folder.write("Info.plist", "( a )");
   const std::string table = folder.write("Resources/de.lproj/T.strings", "a = ");
   EXPECT_EQ(bundle().infoDictionary(), HxDictionary::dictionary());
   for (int i = 0; i < 2; ++i) {
     EXPECT_EQ(bundle().localizedStringForKey("a"_hx, ""_hx, "T"_hx), "a"_hx);
   }
-  EXPECT_THAT(CapturedLog::lines(),
+  EXPECT_THAT(log.messages(),
               ElementsAre("The file '" + info + "' is treated as empty: its root is no dictionary",
                           "The file '" + table +
                               "' is treated as empty: line 1, column 5: a value "

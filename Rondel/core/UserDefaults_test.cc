@@ -28,6 +28,7 @@
 #include "Rondel/core/PropertyList.h"
 #include "Rondel/core/Set.h"
 #include "Rondel/core/internal/UserDefaultsStore.h"
+#include "Rondel/testing/LogRecorder.h"
 #include "Rondel/testing/Places.h"
 
 namespace rondel {
@@ -40,9 +41,6 @@ using testing::IsEmpty;
 
 HxString hx(const std::string& utf8) { return HxString(std::string_view(utf8)); }
 
-std::vector<std::string> logLines;
-void appendLine(const HxString& message) { logLines.push_back(message.toStdString()); }
-
 std::string contentsOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(file), {});
@@ -53,9 +51,6 @@ HxArray words(std::initializer_list<HxAny> list) { return HxArray::arrayWithObje
 // Stores on a fresh folder; the lines of the log are kept.
 class UserDefaults : public testing::Test {
  protected:
-  UserDefaults() : _oldOutput(HxSetLogOutput(appendLine)) { logLines.clear(); }
-  ~UserDefaults() override { HxSetLogOutput(_oldOutput); }
-
   // A new one reads the files as a new process would.
   Ref<HxUserDefaults> store(const HxArray& arguments = nullptr) const {
     return UserDefaultsStore::makeDefaults({hx(folder.path("defaults")), "tool"_hx, arguments});
@@ -72,10 +67,8 @@ class UserDefaults : public testing::Test {
     defaults->registerDefaults(HxDictionary::dictionaryWithObject(value, key));
   }
 
+  const test::LogRecorder log;
   const test::TemporaryDirectory folder;
-
- private:
-  const HxLogOutput _oldOutput;
 };
 
 // ---- Domains
@@ -231,7 +224,7 @@ TEST_F(UserDefaults, WhatIsSetIsThereForTheNextProcess) {
   EXPECT_EQ(toolFile(),
             "{\n    key = {\n        \"\u00E9\" = (\n            \"x y\"\n        );\n    };\n}\n");
   EXPECT_EQ(store()->objectForKey("key"_hx), value);
-  EXPECT_THAT(logLines, IsEmpty());
+  EXPECT_THAT(log.messages(), IsEmpty());
 }
 
 TEST_F(UserDefaults, RemovingUncoversTheNextDomain) {
@@ -305,7 +298,7 @@ TEST_F(UserDefaults, WhatIsNoPropertyListIsToldAndNotSet) {
       {{HxNumber::numberWithInt(1), "a"_hx}, {"b"_hx, "c"_hx}}));
   EXPECT_EQ(defaults->dictionaryRepresentation(),
             HxDictionary::dictionaryWithObject("c"_hx, "b"_hx));
-  EXPECT_THAT(logLines,
+  EXPECT_THAT(log.messages(),
               ElementsAre(HasSubstr("The value for the default 'set' is no property list: "),
                           HasSubstr("The value for the default 'date' is no property list: "),
                           "The value for the default '1' is no property list: a"));
@@ -333,7 +326,8 @@ TEST_F(UserDefaults, ChangeThatCannotBeWrittenHoldsAndIsTriedAgain) {
   const Ref<HxUserDefaults> defaults = store();
   defaults->setObject("1"_hx, "a"_hx);
   EXPECT_EQ(defaults->objectForKey("a"_hx), "1"_hx);
-  EXPECT_THAT(logLines, ElementsAre(HasSubstr("The default 'a' holds for this process only: ")));
+  EXPECT_THAT(log.messages(),
+              ElementsAre(HasSubstr("The default 'a' holds for this process only: ")));
   HxError error;
   EXPECT_FALSE(defaults->synchronize(&error));
   EXPECT_EQ(error.domain(), HxPOSIXErrorDomain);
@@ -353,9 +347,9 @@ TEST_F(UserDefaults, DamagedFileIsToldOnceAndCountsAsEmpty) {
   EXPECT_TRUE(defaults->objectForKey("a"_hx).isNil());
   EXPECT_TRUE(defaults->synchronize());
   EXPECT_TRUE(defaults->objectForKey("a"_hx).isNil());
-  EXPECT_THAT(logLines, ElementsAre("The defaults file '" + path +
-                                    "' is treated as empty: line 2, column 6: a value was "
-                                    "expected, but the text ends here"));
+  EXPECT_THAT(log.messages(), ElementsAre("The defaults file '" + path +
+                                          "' is treated as empty: line 2, column 6: a value was "
+                                          "expected, but the text ends here"));
   EXPECT_EQ(toolFile(), "{ a = 1;\n b = ");
 }
 
@@ -369,14 +363,14 @@ TEST_F(UserDefaults, DamagedFileIsKeptAsideWhenASettingIsChanged) {
   EXPECT_EQ(toolFile(), "{\n    b = 2;\n}\n");
   EXPECT_EQ(contentsOf(path + ".damaged"), "from before");
   EXPECT_EQ(contentsOf(path + ".damaged-2"), "{ a = ");
-  EXPECT_EQ(logLines.size(), 1u);
+  EXPECT_EQ(log.messages().size(), 1u);
 }
 
 TEST_F(UserDefaults, FileWithoutADictionaryIsDamaged) {
   const std::string path = writeTool("( a )");
   EXPECT_EQ(store()->dictionaryRepresentation(), HxDictionary::dictionary());
-  EXPECT_THAT(logLines, ElementsAre("The defaults file '" + path +
-                                    "' is treated as empty: its root is no dictionary"));
+  EXPECT_THAT(log.messages(), ElementsAre("The defaults file '" + path +
+                                          "' is treated as empty: its root is no dictionary"));
 }
 
 TEST_F(UserDefaults, FolderInPlaceOfTheFileIsKeptAsideToo) {
@@ -385,7 +379,7 @@ TEST_F(UserDefaults, FolderInPlaceOfTheFileIsKeptAsideToo) {
   defaults->setObject("1"_hx, "a"_hx);
   EXPECT_EQ(toolFile(), "{\n    a = 1;\n}\n");
   EXPECT_TRUE(std::filesystem::exists(folder.path("defaults/tool.plist.damaged/inner")));
-  EXPECT_EQ(logLines.size(), 1u);
+  EXPECT_EQ(log.messages().size(), 1u);
 }
 
 TEST_F(UserDefaults, DamageThatComesLaterIsToldAndRepairIsSeen) {
@@ -398,7 +392,7 @@ TEST_F(UserDefaults, DamageThatComesLaterIsToldAndRepairIsSeen) {
   writeTool("{ a = 2; }");
   defaults->synchronize();
   EXPECT_EQ(defaults->objectForKey("a"_hx), "2"_hx);
-  EXPECT_EQ(logLines.size(), 1u);
+  EXPECT_EQ(log.messages().size(), 1u);
 }
 
 // ---- Places

@@ -2,13 +2,15 @@
 #pragma once
 
 // Hears of the checks that fail while it lives, in place of the failure sink, and returns, so that
-// the code under test goes on behind them.
+// the code under test goes on behind them. Checks may fail on any thread.
 //
 //     FailureRecorder failures;
 //     stream->setByteStreamConsumer("no consumer"_hx);
 //     EXPECT_EQ(failures.messages(), ...);
 
+#include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Rondel/core/Check.h"
@@ -23,10 +25,17 @@ class FailureRecorder {
     std::string condition;
     const HxObject* receiver;
     std::string operation;  // its name alone, empty in a plain function
+    std::string file;
+    int line;
+    std::string format;
+    std::vector<std::string> arguments;  // the two behind those of the format included
+    const HxAny* self;                   // places, to be compared only
+    const HxSelector* _cmd;
   };
 
-  FailureRecorder() : _outer(innermost), _former(MoSetAssertionFailureHandler(&note)) {
+  FailureRecorder() : _outer(innermost) {
     innermost = this;
+    _former = MoSetAssertionFailureHandler(&note);
   }
   ~FailureRecorder() {
     MoSetAssertionFailureHandler(_former);
@@ -41,19 +50,35 @@ class FailureRecorder {
     for (const Failure& failure : _failures) all.push_back(failure.message);
     return all;
   }
+  void clear() { _failures.clear(); }
 
  private:
-  static void note(const HxAny* self, const HxSelector* _cmd, const char* function, const char*,
-                   int, const HxString& format, HxArguments arguments) {
+  static void note(const HxAny* self, const HxSelector* _cmd, const char* function,
+                   const char* file, int line, const HxString& format, HxArguments arguments) {
     const HxString message = HxString::initWithFormatArguments(format, arguments);
     const char* const condition = arguments[arguments.count() - 1].asCString();
-    innermost->_failures.push_back({function, message.toStdString(), condition ? condition : "",
-                                    self->object(), _cmd->name() ? _cmd->name() : ""});
+    Failure failure{function,
+                    message.toStdString(),
+                    condition ? condition : "",
+                    self->object(),
+                    _cmd->name() ? _cmd->name() : "",
+                    file,
+                    line,
+                    format.toStdString(),
+                    {},
+                    self,
+                    _cmd};
+    for (const HxArgument& argument : arguments) {
+      failure.arguments.push_back(HxString::stringWithFormat("%@"_hx, argument).toStdString());
+    }
+    const std::lock_guard<std::mutex> guard(innermost->_lock);
+    innermost->_failures.push_back(std::move(failure));
   }
 
   static inline FailureRecorder* innermost = nullptr;
-  FailureRecorder* _outer;
+  FailureRecorder* const _outer;
   MoAssertionFailureSink _former;
+  std::mutex _lock;
   std::vector<Failure> _failures;
 };
 
