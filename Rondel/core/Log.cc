@@ -3,6 +3,7 @@
 
 #include <errno.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/uio.h>
 #include <time.h>
 #include <unistd.h>
@@ -42,6 +43,36 @@ bool waitForConsole() {
   return ready > 0;
 }
 
+// Holds SIGPIPE back from this thread, so that a console that nobody reads ends no process. One
+// that the caller holds back and that is pending already stays so.
+class HeldBrokenPipe {
+ public:
+  HeldBrokenPipe() noexcept {
+    sigemptyset(&_signal);
+    sigaddset(&_signal, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &_signal, &_former);
+    sigset_t pending;
+    _wasPending = sigismember(&_former, SIGPIPE) == 1 && sigpending(&pending) == 0 &&
+                  sigismember(&pending, SIGPIPE) == 1;
+  }
+  HeldBrokenPipe(const HeldBrokenPipe&) = delete;
+  HeldBrokenPipe& operator=(const HeldBrokenPipe&) = delete;
+  ~HeldBrokenPipe() { pthread_sigmask(SIG_SETMASK, &_former, nullptr); }
+
+  // Takes away the signal of a write that was refused.
+  void forget() noexcept {
+    constexpr timespec kAtOnce{};
+    if (_wasPending) return;
+    while (sigtimedwait(&_signal, nullptr, &kAtOnce) < 0 && errno == EINTR) {
+    }
+  }
+
+ private:
+  sigset_t _signal;
+  sigset_t _former;
+  bool _wasPending;
+};
+
 // Moves past bytes that were written.
 void advance(iovec*& piece, int& count, std::size_t written) {
   while (count > 0 && written >= piece->iov_len) {
@@ -58,6 +89,7 @@ void advance(iovec*& piece, int& count, std::size_t written) {
 void writeToConsole(iovec* pieces, int count) {
   static constinit std::mutex lock;  // a line that is written in parts stays in one piece
   const std::lock_guard<std::mutex> guard(lock);
+  HeldBrokenPipe brokenPipe;
   while (count > 0) {
     const ssize_t written = writev(STDERR_FILENO, pieces, count);
     if (written >= 0) {
@@ -65,6 +97,7 @@ void writeToConsole(iovec* pieces, int count) {
     } else if (errno == EAGAIN) {
       if (!waitForConsole()) return;
     } else if (errno != EINTR) {
+      if (errno == EPIPE) brokenPipe.forget();
       return;
     }
   }

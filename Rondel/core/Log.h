@@ -7,7 +7,8 @@
 // A line is "2026-11-21 07:20:46.123 name[1234] text": local date and time, the process's name and
 // number, then the formatted message; line ends inside it stay. Each call is one write of whole
 // lines, so that lines of several threads and processes do not mix. Logging never fails as far as
-// the caller can see, and keeps errno. Any thread may log.
+// the caller can see, and keeps errno; a console that nobody reads any more sends no SIGPIPE. Any
+// thread may log.
 #pragma once
 
 #include "Rondel/core/String.h"

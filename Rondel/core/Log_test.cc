@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -35,7 +36,10 @@ class Console {
   Console& operator=(const Console&) = delete;
   ~Console() {
     restore();
-    close(_reading);
+    closeReadingEnd();
+  }
+  void closeReadingEnd() {
+    if (_reading >= 0) close(std::exchange(_reading, -1));
   }
 
   // From here on the pipe has no writer.
@@ -145,6 +149,54 @@ TEST(Log, AClosedConsoleIsNoFailureAndErrnoIsKept) {
   EXPECT_EQ(errno, ENOTTY);
   dup2(kept, STDERR_FILENO);
   close(kept);
+}
+
+TEST(Log, AConsoleThatNobodyReadsEndsNoProcess) {
+  struct sigaction former {};
+  struct sigaction standard {};
+  standard.sa_handler = SIG_DFL;
+  sigaction(SIGPIPE, &standard, &former);
+  {
+    Console console;
+    console.closeReadingEnd();
+    errno = ENOTTY;
+    HxLog("nobody hears"_hx);
+    EXPECT_EQ(errno, ENOTTY);
+  }
+  sigset_t pending;
+  sigpending(&pending);
+  EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
+  sigset_t mask;
+  pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+  EXPECT_EQ(sigismember(&mask, SIGPIPE), 0);
+  sigaction(SIGPIPE, &former, nullptr);
+}
+
+// One that the caller holds back for itself stays its own.
+TEST(Log, APendingSignalOfTheCallerIsLeftAlone) {
+  sigset_t held;
+  sigset_t former;
+  sigemptyset(&held);
+  sigaddset(&held, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &held, &former);
+  const auto isPending = [] {
+    sigset_t pending;
+    sigpending(&pending);
+    return sigismember(&pending, SIGPIPE) == 1;
+  };
+  {
+    Console console;
+    console.closeReadingEnd();
+    HxLog("nobody hears"_hx);
+    EXPECT_FALSE(isPending());
+    pthread_kill(pthread_self(), SIGPIPE);
+    HxLog("nobody hears"_hx);
+    EXPECT_TRUE(isPending());
+  }
+  int signal = 0;
+  sigwait(&held, &signal);
+  EXPECT_EQ(signal, SIGPIPE);
+  pthread_sigmask(SIG_SETMASK, &former, nullptr);
 }
 
 TEST(Log, LinesOfSeveralThreadsDoNotMix) {
