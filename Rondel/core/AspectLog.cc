@@ -59,14 +59,17 @@ HxUInteger levelFrom(const HxAny& value) {
   return static_cast<HxUInteger>(level);
 }
 
-// The lock is held.
+// The lock is held. The key that is the suffix alone comes last: it fails a check, whose sink may
+// raise, and that must not cost the other levels.
 void takeLevelsFrom(const HxDictionary& defaults) {
   for (const auto& [key, value] : defaults) {
     const HxString name = as<HxString>(key);
-    if (!name.hasSuffix(kLevelSuffix)) continue;
+    if (!name.hasSuffix(kLevelSuffix) || name.length() == kLevelSuffix.length()) continue;
     checkAndStoreLevel(name.substringToIndex(name.length() - kLevelSuffix.length()),
                        levelFrom(value));
   }
+  const HxAny nameless = defaults.objectForKey(kLevelSuffix);
+  if (nameless) checkAndStoreLevel(""_hx, levelFrom(nameless));
 }
 
 // The defaults are asked ahead of the lock, since they may log.
@@ -97,8 +100,8 @@ void ensureAspectMap() {
 
 HxUInteger MoGetLogDetailLevelForAspect(const HxString& aspect) {
   MO_FUNCTION("HxUInteger MoGetLogDetailLevelForAspect(HxString *)");
-  MoCheckNonEmptyString(aspect);
   ensureAspectMap();
+  MoCheckNonEmptyString(aspect);
   return aspectMap.levelOf(aspect);
 }
 
@@ -139,13 +142,15 @@ void internal::LogSite::forgetAll() {
 
 // A level that is set meanwhile must not leave an old one behind. Whoever sets one counts the epoch
 // first and has the sites forget then; so either that comes behind the store here, or the epoch
-// that is read behind the store is a new one.
+// that is read behind the store is a new one. An aspect that fails its check does so each time that
+// the flag lets it be asked for, so its level is not kept.
 bool internal::LogSite::ask(const HxString& aspect, HxUInteger level) {
   const bool isAnyEnabled = _MoLogSomeLoggingIsEnabled;
   ensureAspectMap();
   const std::uint64_t epochBefore = epoch;
-  const HxUInteger current = MoGetLogDetailLevelForAspect(aspect);
-  if (current < kUnknown - 1U) remember(static_cast<std::uint8_t>(current));
+  const HxUInteger current =
+      isAnyEnabled ? MoGetLogDetailLevelForAspect(aspect) : aspectMap.levelOf(aspect);
+  if (current < kUnknown - 1U && !aspect.isEmpty()) remember(static_cast<std::uint8_t>(current));
   if (epoch != epochBefore) remember(kUnknown);
   return isAnyEnabled && current >= level;
 }

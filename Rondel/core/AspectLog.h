@@ -16,7 +16,7 @@
 // question; after that MoSetLogDetailLevelForAspect changes them.
 //
 // Indentation is "|  " once for each level, in front of the message. The indent level is one number
-// for all aspects and threads.
+// for all aspects and threads. It has no limit, but no line is shown deeper than level 65,536.
 //
 // Cost. A MO_LOG that is switched off costs a byte load and a branch, whether other aspects are on
 // or not: the call site remembers the level of its aspect until any level changes. Its arguments
@@ -39,7 +39,7 @@ class HxBundle;
 // 0 unless the empty one was set.
 RONDEL_EXPORT HxUInteger MoGetLogDetailLevelForAspect(const HxString& aspect);
 // Sets it. A nil or empty aspect is a failed check; behind it the empty one is set like any other,
-// and nil sets nothing.
+// and nil sets no level, though _MoLogSomeLoggingIsEnabled all the same.
 RONDEL_EXPORT void MoSetLogDetailLevelForAspect(const HxString& aspect, HxUInteger level);
 
 namespace internal {

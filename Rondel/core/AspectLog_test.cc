@@ -4,54 +4,48 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <stdexcept>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
-#include "Rondel/core/Bundle.h"
 #include "Rondel/core/Check.h"
 #include "Rondel/core/Dictionary.h"
 #include "Rondel/core/Log.h"
 #include "Rondel/core/Number.h"
 #include "Rondel/core/UserDefaults.h"
 #include "Rondel/core/internal/AspectLogState.h"
-#include "Rondel/core/internal/AspectMap.h"
 #include "Rondel/testing/AllocationCounter.h"
-#include "Rondel/testing/Places.h"
+#include "Rondel/testing/FailureRecorder.h"
+#include "Rondel/testing/LogRecorder.h"
 
 namespace rondel {
 namespace {
-
-std::string written;
-
-// The lines that were written since the last question.
-std::string lines() { return std::exchange(written, {}); }
 
 // A log without levels, whose lines are caught.
 class AspectLog : public ::testing::Test {
  protected:
   AspectLog()
-      : _output(HxSetLogOutput([](const HxString& line) { written += line.toStdString() + '\n'; })),
-        _registered(
+      : _registered(
             HxUserDefaults::standardUserDefaults()->volatileDomainForName(HxRegistrationDomain)) {
-    lines();
     internal::resetAspectLog();
   }
   ~AspectLog() override {
-    HxSetLogOutput(_output);
     HxUserDefaults::standardUserDefaults()->setVolatileDomain(_registered, HxRegistrationDomain);
     internal::resetAspectLog();
-    ZevMoSetCheckingOfLocalizedStrings(0);
   }
+
+  // The lines that were written since the last question.
+  std::string lines() { return log.takeLines(); }
 
   static void setDefaults(std::initializer_list<HxDictionary::Entry> entries) {
     HxUserDefaults::standardUserDefaults()->setVolatileDomain(
         HxDictionary::dictionaryWithEntries(entries), HxRegistrationDomain);
   }
 
+  test::LogRecorder log;
+
  private:
-  HxLogOutput _output;
   HxDictionary _registered;
 };
 
@@ -71,12 +65,27 @@ TEST_F(AspectLog, LevelsComeFromTheDefaults) {
   setDefaults({{"TopicLogLevel"_hx, "3"_hx},
                {"OtherLogLevel"_hx, HxNumber::numberWithInt(2)},
                {"WordsLogLevel"_hx, "many"_hx},
+               {"ListLogLevel"_hx, HxDictionary::dictionary()},
+               {"AllLogLevel"_hx, "-1"_hx},
                {"Unrelated"_hx, "7"_hx}});
   EXPECT_EQ(MoGetLogDetailLevelForAspect(kTopic), 3U);
   EXPECT_EQ(MoGetLogDetailLevelForAspect(kOther), 2U);
   EXPECT_EQ(MoGetLogDetailLevelForAspect("Words"_hx), 0U);
+  EXPECT_EQ(MoGetLogDetailLevelForAspect("List"_hx), 0U);
+  EXPECT_EQ(MoGetLogDetailLevelForAspect("All"_hx), ~HxUInteger{0});
   EXPECT_EQ(MoGetLogDetailLevelForAspect("Unrelated"_hx), 0U);
   EXPECT_TRUE(_MoLogSomeLoggingIsEnabled);
+}
+
+TEST_F(AspectLog, LevelsComeFromEveryDomainThatTheDefaultsSearch) {
+  const Ref<HxUserDefaults> defaults = HxUserDefaults::standardUserDefaults();
+  const HxDictionary arguments = defaults->volatileDomainForName(HxArgumentDomain);
+  setDefaults({{"TopicLogLevel"_hx, "3"_hx}, {"OtherLogLevel"_hx, "3"_hx}});
+  defaults->setVolatileDomain(HxDictionary::dictionaryWithObject("4"_hx, "TopicLogLevel"_hx),
+                              HxArgumentDomain);
+  EXPECT_EQ(MoGetLogDetailLevelForAspect(kTopic), 4U);
+  EXPECT_EQ(MoGetLogDetailLevelForAspect(kOther), 3U);
+  defaults->setVolatileDomain(arguments, HxArgumentDomain);
 }
 
 TEST_F(AspectLog, KeysOfLevelZeroLeaveTheFlagFalse) {
@@ -118,52 +127,96 @@ TEST_F(AspectLog, SettingALevelBackToZeroLeavesTheFlagTrue) {
   EXPECT_EQ(MoGetLogDetailLevelForAspect(kTopic), 0U);
 }
 
-std::vector<std::string> failedChecks;
-
 class AspectChecks : public AspectLog {
  protected:
-  AspectChecks()
-      : _sink(MoSetAssertionFailureHandler([](const HxAny* self, const HxSelector* _cmd,
-                                              const char* function, const char*, int,
-                                              const HxString& format, HxArguments arguments) {
-          const HxString message = HxString::initWithFormatArguments(format, arguments);
-          EXPECT_TRUE(self->isNil() && !*_cmd);
-          failedChecks.push_back(std::string(function) + ": " + message.toStdString());
-        })) {
-    failedChecks.clear();
+  // "function: message" of the checks that failed since the last question.
+  std::vector<std::string> failedChecks() {
+    std::vector<std::string> all;
+    for (const auto& failure : _recorder.failures()) {
+      EXPECT_EQ(failure.self, &globals::self);
+      EXPECT_EQ(failure._cmd, &globals::_cmd);
+      EXPECT_EQ(failure.arguments[0], "aspect");
+      all.push_back(failure.function + ": " + failure.message);
+    }
+    _recorder.clear();
+    return all;
   }
-  ~AspectChecks() override { MoSetAssertionFailureHandler(_sink); }
 
  private:
-  MoAssertionFailureSink _sink;
+  test::FailureRecorder _recorder;
 };
+
+const std::string kAskedForNil =
+    "HxUInteger MoGetLogDetailLevelForAspect(HxString *): "
+    "aspect should be a non-empty string, but it is nil";
+const std::string kAskedForEmpty =
+    "HxUInteger MoGetLogDetailLevelForAspect(HxString *): "
+    "aspect should be a non-empty string, but it's an empty string";
+const std::string kSetNil =
+    "void MoSetLogDetailLevelForAspect(HxString *, HxUInteger): "
+    "aspect should be a non-empty string, but it is nil";
+const std::string kSetEmpty =
+    "void MoSetLogDetailLevelForAspect(HxString *, HxUInteger): "
+    "aspect should be a non-empty string, but it's an empty string";
+
+using Strings = std::vector<std::string>;
 
 TEST_F(AspectChecks, NilAndEmptyAspectsFailTheCheckAndReadAsZero) {
   EXPECT_EQ(MoGetLogDetailLevelForAspect(nullptr), 0U);
   EXPECT_EQ(MoGetLogDetailLevelForAspect(""_hx), 0U);
-  EXPECT_EQ(failedChecks, (std::vector<std::string>{
-                              "HxUInteger MoGetLogDetailLevelForAspect(HxString *): "
-                              "aspect should be a non-empty string, but it is nil",
-                              "HxUInteger MoGetLogDetailLevelForAspect(HxString *): "
-                              "aspect should be a non-empty string, but it's an empty string"}));
+  EXPECT_EQ(failedChecks(), (Strings{kAskedForNil, kAskedForEmpty}));
 }
 
-TEST_F(AspectChecks, SettingANilAspectFailsTheCheckAndSetsNothing) {
+TEST_F(AspectChecks, SettingANilAspectFailsTheCheckAndSetsTheFlagAlone) {
+  MoSetLogDetailLevelForAspect(nullptr, 0);
+  EXPECT_FALSE(_MoLogSomeLoggingIsEnabled);
   MoSetLogDetailLevelForAspect(nullptr, 3);
-  EXPECT_EQ(failedChecks,
-            std::vector<std::string>{"void MoSetLogDetailLevelForAspect(HxString *, HxUInteger): "
-                                     "aspect should be a non-empty string, but it is nil"});
+  EXPECT_EQ(failedChecks(), (Strings{kSetNil, kSetNil}));
+  EXPECT_TRUE(_MoLogSomeLoggingIsEnabled);
   EXPECT_EQ(MoGetLogDetailLevelForAspect(nullptr), 0U);
+}
+
+TEST_F(AspectChecks, TheEmptyAspectIsSetLikeAnyOther) {
+  MoSetLogDetailLevelForAspect(""_hx, 3);
+  EXPECT_EQ(failedChecks(), Strings{kSetEmpty});
+  EXPECT_EQ(MoGetLogDetailLevelForAspect(""_hx), 3U);
 }
 
 TEST_F(AspectChecks, TheSuffixAloneFailsTheCheckAndIsStoredAllTheSame) {
   setDefaults({{"LogLevel"_hx, "2"_hx}});
   EXPECT_EQ(MoGetLogDetailLevelForAspect(kTopic), 0U);
-  EXPECT_EQ(failedChecks,
-            std::vector<std::string>{"void MoSetLogDetailLevelForAspect(HxString *, HxUInteger): "
-                                     "aspect should be a non-empty string, but it's an empty "
-                                     "string"});
+  EXPECT_EQ(failedChecks(), Strings{kSetEmpty});
   EXPECT_EQ(MoGetLogDetailLevelForAspect(""_hx), 2U);
+}
+
+// Both questions start with the map.
+TEST_F(AspectChecks, TheDefaultsAreReadAheadOfTheCheckOfTheAspect) {
+  setDefaults({{"LogLevel"_hx, "2"_hx}});
+  MoGetLogDetailLevelForAspect(nullptr);
+  EXPECT_EQ(failedChecks(), (Strings{kSetEmpty, kAskedForNil}));
+  internal::resetAspectLog();
+  MoSetLogDetailLevelForAspect(nullptr, 1);
+  EXPECT_EQ(failedChecks(), (Strings{kSetEmpty, kSetNil}));
+}
+
+TEST_F(AspectChecks, AMessageOfANilAspectAtLevelZeroIsWritten) {
+  MoLog(nullptr, 0, "zero"_hx);
+  MoLogIndent(nullptr, 0, "begin"_hx);
+  MoLogOutdent(nullptr, 1, "end"_hx);
+  EXPECT_EQ(failedChecks(), (Strings{kAskedForNil, kAskedForNil, kAskedForNil}));
+  EXPECT_EQ(lines(), "zero\nbegin\n");
+}
+
+TEST_F(AspectChecks, ASiteChecksItsAspectOnlyWhileTheFlagAllowsTheQuestion) {
+  MoGetLogDetailLevelForAspect(kTopic);
+  const auto ask = [] { MO_LOG(HxString(), 1, "text"_hx); };
+  ask();
+  ask();
+  EXPECT_EQ(failedChecks(), Strings{});
+  MoSetLogDetailLevelForAspect(kTopic, 1);
+  ask();
+  ask();
+  EXPECT_EQ(failedChecks(), (Strings{kAskedForNil, kAskedForNil}));
 }
 
 // The sink is called while the map is built; what it asks meanwhile finds what is there so far.
@@ -178,6 +231,49 @@ TEST_F(AspectLog, AFailureSinkMayLogWhileTheLevelsAreRead) {
   EXPECT_EQ(MoGetLogDetailLevelForAspect(kOther), 6U);
   MoSetAssertionFailureHandler(former);
   EXPECT_EQ(lines(), "heard\n");
+}
+
+void raise(const HxAny*, const HxSelector*, const char*, const char*, int, const HxString&,
+           HxArguments) {
+  throw std::runtime_error("enough");
+}
+
+// Whether another thread may log and set levels; it would wait for good if it were not.
+bool isLogLockFree() {
+  std::thread([] { MoSetLogDetailLevelForAspect("Free"_hx, 1); }).join();
+  return MoGetLogDetailLevelForAspect("Free"_hx) == 1;
+}
+
+TEST_F(AspectLog, ASinkThatRaisesWhileTheLevelsAreReadLosesNone) {
+  HxMutableDictionary defaults = HxMutableDictionary::dictionary();
+  for (int i = 0; i < 50; ++i) {
+    defaults.setObject("1"_hx, HxString::stringWithFormat("Topic%dLogLevel"_hx, i));
+  }
+  defaults.setObject("1"_hx, "LogLevel"_hx);
+  HxUserDefaults::standardUserDefaults()->setVolatileDomain(defaults, HxRegistrationDomain);
+  const test::FailureRecorder recorder;  // puts the former sink back
+  MoSetAssertionFailureHandler(raise);
+  EXPECT_THROW(MoGetLogDetailLevelForAspect(kTopic), std::runtime_error);
+  EXPECT_EQ(MoGetLogDetailLevelForAspect(kTopic), 0U);
+  for (int i = 0; i < 50; ++i) {
+    EXPECT_EQ(MoGetLogDetailLevelForAspect(HxString::stringWithFormat("Topic%d"_hx, i)), 1U) << i;
+  }
+  EXPECT_TRUE(isLogLockFree());
+}
+
+TEST_F(AspectLog, ASinkMayRaiseThroughEachFunction) {
+  MoSetLogDetailLevelForAspect(kOther, 1);  // so that sites ask
+  const test::FailureRecorder recorder;     // puts the former sink back
+  MoSetAssertionFailureHandler(raise);
+  EXPECT_THROW(MoGetLogDetailLevelForAspect(nullptr), std::runtime_error);
+  EXPECT_THROW(MoSetLogDetailLevelForAspect(nullptr, 1), std::runtime_error);
+  EXPECT_THROW(MoLog(nullptr, 0, "text"_hx), std::runtime_error);
+  EXPECT_THROW(MoLogIndent(nullptr, 0, "text"_hx), std::runtime_error);
+  EXPECT_THROW(MoLogOutdent(nullptr, 0, "text"_hx), std::runtime_error);
+  EXPECT_THROW(MO_LOG(nullptr, 0, "text"_hx), std::runtime_error);
+  EXPECT_EQ(MoGetLogIndentLevel(), 0U);
+  EXPECT_EQ(lines(), "");
+  EXPECT_TRUE(isLogLockFree());
 }
 
 // ---- Messages -----------------------------------------------------------------------------------
@@ -280,6 +376,38 @@ TEST_F(AspectLog, VeryDeepLevelsAreWrittenAndNotKept) {
   EXPECT_EQ(lines().size(), 65536U * 3 + 5);
 }
 
+TEST_F(AspectLog, IndentationTakesNothingFromTheHeap) {
+  const auto allocationsOfALine = [] {
+    for (int i = 0; i < 3; ++i) _MoLog("a format of some length %d"_hx, 1);
+    const test::AllocationCounter counter;
+    _MoLog("a format of some length %d"_hx, 1);
+    return counter.count();
+  };
+  const HxLogOutput former = HxSetLogOutput([](const HxString&) {});
+  const std::size_t plain = allocationsOfALine();
+  MoSetLogIndentLevel(3);
+  const std::size_t indented = allocationsOfALine();
+  HxSetLogOutput(former);
+  EXPECT_EQ(indented, plain);
+}
+
+TEST_F(AspectLog, AnOutputMayRaise) {
+  const HxLogOutput former =
+      HxSetLogOutput([](const HxString&) { throw std::runtime_error("enough"); });
+  MoSetLogIndentLevel(1);
+  EXPECT_THROW(_MoLog("text"_hx), std::runtime_error);
+  EXPECT_THROW(MoLog(kTopic, 0, "text"_hx), std::runtime_error);
+  EXPECT_THROW(_MoLogIndent("text"_hx), std::runtime_error);
+  EXPECT_EQ(MoGetLogIndentLevel(), 1U);  // it counts up behind the line
+  EXPECT_THROW(_MoLogOutdent("text"_hx), std::runtime_error);
+  EXPECT_EQ(MoGetLogIndentLevel(), 0U);  // and down ahead of it
+  HxSetLogOutput(former);
+  EXPECT_TRUE(isLogLockFree());
+  MoSetLogIndentLevel(2);
+  _MoLog("text"_hx);
+  EXPECT_EQ(lines(), "|  |  text\n");
+}
+
 // An object whose description logs, on the way into a line that is indented itself.
 class Talkative final : public HxObject {
  public:
@@ -359,7 +487,14 @@ TEST_F(AspectLog, ASiteThatIsUnloadedIsLeftAlone) {
     EXPECT_TRUE(site.ask(kTopic, 1));
     EXPECT_TRUE(site.isOff(2));
   }
-  EXPECT_FALSE(site.isOff(2));  // it asks each time from here on
+  EXPECT_FALSE(site.isOff(2));  // it asks again
+}
+
+TEST_F(AspectLog, TheVeryFirstQuestionIsAllowed) {
+  evaluations = 0;
+  logAt(0);
+  logAt(0);
+  EXPECT_EQ(lines(), "1\n");
 }
 
 TEST_F(AspectLog, ALevelOfZeroIsEnabledOnlyWhileTheFlagAllowsTheQuestion) {
@@ -386,9 +521,6 @@ TEST_F(AspectLog, DisabledSitesAndQuestionsTakeNothingFromTheHeap) {
 
 TEST_F(AspectLog, ManyThreadsMayStartSetAskAndLogAtOnce) {
   setDefaults({{"TopicLogLevel"_hx, "3"_hx}});
-  static std::atomic<int> count;
-  count = 0;
-  const HxLogOutput output = HxSetLogOutput([](const HxString&) { ++count; });
   MoSetLogIndentLevel(2);
   std::atomic<int> wrong{0};
   const auto work = [&wrong](int number) {
@@ -407,76 +539,50 @@ TEST_F(AspectLog, ManyThreadsMayStartSetAskAndLogAtOnce) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) threads.emplace_back(work, i);
   for (std::thread& thread : threads) thread.join();
-  HxSetLogOutput(output);
   EXPECT_EQ(wrong, 0);
-  EXPECT_EQ(count, 4 * 200 * 3);
+  EXPECT_EQ(log.messages().size(), 4U * 200 * 3);
 }
 
-TEST(AspectMap, KeepsEveryAspectWhileItGrows) {
-  internal::AspectMap map;
-  const auto nameOf = [](int i) { return HxString::stringWithFormat("Aspect%d"_hx, i); };
-  for (int i = 0; i < 1000; ++i) {
-    map.setLevel(nameOf(i), static_cast<HxUInteger>(i));
-    ASSERT_EQ(map.levelOf(nameOf(i / 2)), static_cast<HxUInteger>(i / 2));
-    ASSERT_EQ(map.levelOf(nameOf(i + 1)), 0U);
+// How many threads are in the output, and how many there were at most.
+std::atomic<int> writing;
+std::atomic<int> mostWriting;
+
+void countWriters(const HxString&) {
+  const int now = ++writing;
+  if (now > mostWriting) mostWriting = now;
+  std::this_thread::yield();
+  --writing;
+}
+
+TEST_F(AspectLog, UnderscoreHoldsTheLogLockUntilTheLineIsWritten) {
+  writing = mostWriting = 0;
+  const HxLogOutput former = HxSetLogOutput(countWriters);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([] {
+      for (int k = 0; k < 500; ++k) _MoLog("%d"_hx, k);
+    });
   }
-  map.clear();
-  EXPECT_EQ(map.levelOf(nameOf(1)), 0U);
+  for (std::thread& thread : threads) thread.join();
+  HxSetLogOutput(former);
+  EXPECT_EQ(mostWriting, 1);
 }
 
-TEST(AspectMap, ChangesOfLevelTakeNothing) {
-  internal::AspectMap map;
-  map.setLevel(kTopic, 1);
-  const test::AllocationCounter counter;
-  for (HxUInteger level = 0; level < 1000; ++level) map.setLevel(kTopic, level);
-  EXPECT_EQ(counter.count(), 0U);
-  map.clear();
-}
-
-// ---- Localised strings --------------------------------------------------------------------------
-
-class LocalizedStrings : public AspectLog {
- protected:
-  LocalizedStrings() {
-    _place.write("Info.plist", "{ HxBundleDevelopmentRegion = en; }");
-    _place.write("Resources/en.lproj/Tool.strings", "\"Stop\" = \"Halt\";\n");
-    bundle = HxBundle::bundleWithPath(HxString(std::string_view(_place.path())));
-  }
-  HxBundle bundle;
-
- private:
-  test::TemporaryDirectory _place;
-};
-
-TEST_F(LocalizedStrings, WithoutMarkingTheBundleAnswers) {
-  EXPECT_EQ(ZevMoCheckLocalizedStringInBundle(bundle, "Stop"_hx, ""_hx, "Tool"_hx), "Halt"_hx);
-  EXPECT_EQ(ZevMoCheckLocalizedStringInBundle(bundle, "Go"_hx, ""_hx, "Tool"_hx), "Go"_hx);
-  EXPECT_EQ(ZevMoCheckLocalizedStringInBundle(bundle, "Go"_hx, "Run"_hx, "Tool"_hx), "Run"_hx);
-}
-
-TEST_F(LocalizedStrings, AStringOfTheTableIsMarked) {
-  ZevMoSetCheckingOfLocalizedStrings(1);
-  EXPECT_EQ(ZevMoCheckLocalizedStringInBundle(bundle, "Stop"_hx, ""_hx, "Tool"_hx), "!Halt"_hx);
-}
-
-TEST_F(LocalizedStrings, AMissingKeyIsMarkedAndInCapitals) {
-  ZevMoSetCheckingOfLocalizedStrings(1);
-  EXPECT_EQ(ZevMoCheckLocalizedStringInBundle(bundle, "Go on"_hx, ""_hx, "Tool"_hx), "!GO ON"_hx);
-  EXPECT_EQ(ZevMoCheckLocalizedStringInBundle(bundle, "Go on"_hx, nullptr, "Tool"_hx), "!GO ON"_hx);
-  EXPECT_EQ(ZevMoCheckLocalizedStringInBundle(bundle, "Go on"_hx, "Run"_hx, "Tool"_hx), "!RUN"_hx);
-}
-
-TEST_F(LocalizedStrings, NothingToShowGivesNil) {
-  ZevMoSetCheckingOfLocalizedStrings(1);
-  EXPECT_TRUE(ZevMoCheckLocalizedStringInBundle(nullptr, "Stop"_hx, ""_hx, "Tool"_hx).isNil());
-  EXPECT_TRUE(ZevMoCheckLocalizedStringInBundle(bundle, nullptr, nullptr, "Tool"_hx).isNil());
-}
-
-TEST_F(LocalizedStrings, OnlyTheLowByteOfTheFlagCounts) {
-  ZevMoSetCheckingOfLocalizedStrings(256);
-  EXPECT_EQ(ZevMoCheckLocalizedStringInBundle(bundle, "Go"_hx, ""_hx, "Tool"_hx), "Go"_hx);
-  ZevMoSetCheckingOfLocalizedStrings(-1);
-  EXPECT_EQ(ZevMoCheckLocalizedStringInBundle(bundle, "Go"_hx, ""_hx, "Tool"_hx), "!GO"_hx);
+// Each of the two lines waits in the output for the other.
+TEST_F(AspectLog, ByAspectTheLockIsFreeWhileALineIsWritten) {
+  static std::atomic<int> arrived;
+  arrived = 0;
+  const HxLogOutput former = HxSetLogOutput([](const HxString& message) {
+    ++arrived;
+    while (arrived < 2) std::this_thread::yield();
+    EXPECT_TRUE(message.hasPrefix("|  |  "_hx));
+  });
+  MoSetLogIndentLevel(2);
+  std::thread other([] { MoLog(kTopic, 0, "one"_hx); });
+  MoLog(kTopic, 0, "two"_hx);
+  other.join();
+  HxSetLogOutput(former);
+  EXPECT_EQ(arrived, 2);
 }
 
 }  // namespace
