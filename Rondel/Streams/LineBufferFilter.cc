@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/Streams/LineBufferFilter.h"
 
+#include "Rondel/Streams/internal/KeptAlive.h"
 #include "Rondel/Streams/internal/LineEnds.h"
 #include "Rondel/core/internal/Characters.h"
 #include "Rondel/core/internal/Transcode.h"
@@ -32,6 +33,7 @@ HxClass ZevMoLineBufferFilter::classObject() noexcept {
 // The held line has no terminator, so only the input is searched for one, and each unit of it only
 // once. The lines behind the first are made straight from the input.
 void ZevMoLineBufferFilter::streamProcessCharacters(ZevMoStream*, const HxString& characters) {
+  const HxAny alive = internal::keptAlive(this);
   // A consumer may change a mutable string while its lines are being sent.
   HxString input = characters.copy();
   if (_savedStringHasLines) input = takeSavedString().stringByAppendingString(input);
@@ -66,6 +68,7 @@ void ZevMoLineBufferFilter::sendLineByLine(const HxString& input, const Unit* un
   const HxUInteger length = input.length();
   internal::LineEnds<Unit> ends(units, length);
   bool isFirst = !_savedString.isEmpty();
+  const HxObject* consumer = nullptr;
   HxAny alive;
   for (HxUInteger at = ends.next(); at < length; at = ends.next()) {
     if (at < offset) continue;  // the LF of a CR LF
@@ -74,7 +77,10 @@ void ZevMoLineBufferFilter::sendLineByLine(const HxString& input, const Unit* un
         isFirst ? savedStringWith(input, end) : internal::makeString(units + offset, end - offset);
     offset = end;
     isFirst = false;
-    if (alive.object() != streamConsumer()) alive = HxAny(streamConsumer());
+    while (consumer != streamConsumer()) {  // a former one may link another as it goes
+      consumer = streamConsumer();
+      alive = keptConsumer();
+    }
     if (lineStreamConsumer()) lineStreamConsumer()->streamProcessLine(this, line);
   }
 }
@@ -109,6 +115,8 @@ void ZevMoLineBufferFilter::keepRest(const HxString& input, HxUInteger offset) {
 }
 
 void ZevMoLineBufferFilter::streamDidEnd(ZevMoStream* stream) {
+  const HxAny alive = internal::keptAlive(this);
+  if (_savedStringHasLines) streamProcessCharacters(stream, ""_hx);
   if (!_savedString.isEmpty()) streamProcessCharacters(stream, "\n"_hx);
   sendStreamDidEnd();
 }

@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Rondel/core/internal/FlatString.h"
@@ -121,6 +123,26 @@ TEST(LineBufferFilter, EndsAPartialLineWithLFAtTheEnd) {
       EXPECT_EQ(chain.recorder.events, c.events);
     }
   }
+}
+
+TEST(LineBufferFilter, ThePartialLineEndsThroughItsOwnOperation) {
+  class Told final : public ZevMoLineBufferFilter {
+   public:
+    std::vector<std::pair<ZevMoStream*, std::string>> calls;
+    void streamProcessCharacters(ZevMoStream* stream, const HxString& characters) override {
+      calls.emplace_back(stream, characters.toStdString());
+      ZevMoLineBufferFilter::streamProcessCharacters(stream, characters);
+    }
+  };
+  const Ref<ZevMoCharacterStream> source = ZevMoCharacterStream::init();
+  const Ref<Told> filter = makeRef<Told>();
+  source->setCharacterStreamConsumer(filter);
+  source->sendCharacters("a"_hx);
+  source->sendStreamDidEnd();
+  const std::pair<ZevMoStream*, std::string> expected[] = {{source.get(), "a"},
+                                                           {source.get(), "\n"}};
+  EXPECT_TRUE(std::equal(filter->calls.begin(), filter->calls.end(), std::begin(expected),
+                         std::end(expected)));
 }
 
 TEST(LineBufferFilter, AChangeOfCoalescingHoldsFromTheNextChunkOn) {
@@ -301,6 +323,38 @@ TEST(LineBufferFilter, AConsumerMaySendToTheFilterAgain) {
             Events({"line:a\n", "line:nested\n", "line:b\n", "line:rest c \n"}));
 }
 
+TEST(LineBufferFilter, AConsumerThatAnotherOneLinkedAsItWentIsKeptAliveToo) {
+  class Linker final : public HxObject,
+                       public ZevMoLineStreamConsuming,
+                       public ZevMoStreamConsumerRetaining {
+   public:
+    Linker(ZevMoLineStream* stream, Ref<RetainedStreamRecorder> successor)
+        : _stream(stream), _successor(std::move(successor)) {}
+    ~Linker() override { _stream->setLineStreamConsumer(_successor); }
+    void streamProcessLine(ZevMoStream*, const HxString&) override {
+      _stream->setLineStreamConsumer(nullptr);
+    }
+    void streamDidEnd(ZevMoStream*) override {}
+
+   private:
+    ZevMoLineStream* _stream;
+    Ref<RetainedStreamRecorder> _successor;
+  };
+  int destroyed = 0;
+  Chain chain;
+  Events heard;
+  Ref<RetainedStreamRecorder> successor = makeRef<RetainedStreamRecorder>(destroyed);
+  successor->action = [&, self = successor.get()] {
+    chain.filter->setLineStreamConsumer(nullptr);
+    EXPECT_EQ(destroyed, 0) << "alive until its call returns";
+    heard = self->events;
+  };
+  chain.filter->setLineStreamConsumer(makeRef<Linker>(chain.filter.get(), std::move(successor)));
+  chain.send(u"a\nb\nc\n");
+  EXPECT_EQ(heard, Events({"line:b\n"}));
+  EXPECT_EQ(destroyed, 1);
+}
+
 TEST(LineBufferFilter, WhenAConsumerThrowsTheLinesBehindAreKept) {
   for (const char16_t* const held : {u"", u"held "}) {
     Chain chain;
@@ -315,6 +369,36 @@ TEST(LineBufferFilter, WhenAConsumerThrowsTheLinesBehindAreKept) {
     EXPECT_EQ(chain.recorder.events,
               Events({std::string("line:") + first, "line:b\n", "line:cd\n"}));
   }
+}
+
+TEST(LineBufferFilter, TheEndAddsNoLineBehindLinesThatAThrowLeft) {
+  struct {
+    const char16_t* chunk;
+    Events behind;
+  } const cases[] = {
+      {u"a\nb\n", {"line:b\n", "end"}}, {u"a\nb\nc", {"line:b\n", "line:c\n", "end"}},
+      {u"a\nb", {"line:b\n", "end"}},   {u"a\n", {"end"}},
+      {u"a\nb\r", {"line:b\r", "end"}},
+  };
+  for (const auto& c : cases) {
+    Chain chain;
+    chain.recorder.action = [] { throw std::runtime_error("enough"); };
+    EXPECT_THROW(chain.send(c.chunk), std::runtime_error);
+    chain.recorder.action = nullptr;
+    chain.recorder.events.clear();
+    chain.source->sendStreamDidEnd();
+    EXPECT_EQ(chain.recorder.events, c.behind);
+  }
+}
+
+TEST(LineBufferFilter, WhenAConsumerOfJoinedLinesThrowsTheRestIsKept) {
+  Chain chain(true);
+  chain.send(u"held ");
+  chain.recorder.action = [] { throw std::runtime_error("enough"); };
+  EXPECT_THROW(chain.send(u"a\nb\nc"), std::runtime_error);
+  chain.recorder.action = nullptr;
+  chain.send(u"d\n");
+  EXPECT_EQ(chain.recorder.events, Events({"line:held a\nb\n", "line:cd\n"}));
 }
 
 TEST(LineBufferFilter, WhenAConsumerThrowsAtTheEndTheLineIsGone) {
@@ -405,6 +489,42 @@ TEST(LineBufferFilter, AVeryLongLineInManyChunksIsPutTogetherInLinearTime) {
   EXPECT_EQ(counter.lines, 1u);
   EXPECT_EQ(counter.units, kChunks * 65536 + 1);
   EXPECT_LE(test::heapBytesInUse(), before + 65536) << "the room of the long line is given back";
+}
+
+TEST(LineBufferFilter, ALongLineInTinyPiecesIsPutTogetherInLinearTime) {
+  constexpr std::size_t kPieces = 1U << 20U;
+  for (const bool coalesces : {false, true}) {
+    for (const char16_t* const piece : {u"x", u"\u00E9"}) {
+      const HxString text = HxString(std::u16string_view(piece));
+      const Ref<ZevMoLineBufferFilter> filter = ZevMoLineBufferFilter::init();
+      filter->setCoalescesCompleteLines(coalesces);
+      LineCounter counter;
+      filter->setLineStreamConsumer(&counter);
+      const test::AllocationCounter allocations;
+      for (std::size_t i = 0; i < kPieces; ++i) filter->streamProcessCharacters(nullptr, text);
+      filter->streamProcessCharacters(nullptr, "\n"_hx);
+      EXPECT_EQ(counter.units, kPieces + 1);
+      EXPECT_LE(allocations.count(), 100u);
+      EXPECT_LE(allocations.bytes(), 16 * kPieces);
+    }
+  }
+}
+
+TEST(LineBufferFilter, ALineIsNarrowAgainBehindAHeldOneThatWasNot) {
+  class Inspector final : public HxObject, public ZevMoLineStreamConsuming {
+   public:
+    std::vector<bool> isNarrow;
+    void streamProcessLine(ZevMoStream*, const HxString& line) override {
+      isNarrow.push_back(line.asciiView().size() == line.length());
+    }
+    void streamDidEnd(ZevMoStream*) override {}
+  } inspector;
+  const Ref<ZevMoLineBufferFilter> filter = ZevMoLineBufferFilter::init();
+  filter->setLineStreamConsumer(&inspector);
+  for (const HxString& chunk : {"\u00E9"_hx, "\na"_hx, "b\nc"_hx, "\n"_hx}) {
+    filter->streamProcessCharacters(nullptr, chunk);
+  }
+  EXPECT_EQ(inspector.isNarrow, std::vector<bool>({false, true, true}));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "Rondel/Streams/internal/KeptAlive.h"
 #include "Rondel/core/Check.h"
 
 namespace rondel {
@@ -69,8 +70,9 @@ void ZevMoStream::setName(const HxString& name) {
 
 void ZevMoStream::setStreamConsumer(const HxAny& consumer) {
   if (consumer.object() == _streamConsumer) return;
-  // The former consumer may hold the only other share of the new one, or the very handle that was
-  // given; and its destructor may link something in between.
+  // The former consumer may hold the last reference to this stream, the only other share of the new
+  // consumer, or the very handle that was given; and its destructor may link something in between.
+  const HxAny alive = internal::keptAlive(this);
   const HxAny kept(consumer);  // NOLINT(performance-unnecessary-copy-initialization)
   while (_streamConsumer) unlinkConsumer();
   if (kept) linkConsumer(kept.object());
@@ -108,10 +110,16 @@ ZevMoStream* ZevMoStream::sourceStream() noexcept {
   return head;
 }
 
+// A consumer that is owned is surely alive. One that is not may be on its way to its end, and have
+// made this stream send.
+HxAny ZevMoStream::keptConsumer() const noexcept {
+  return _flags.retainConsumer ? HxAny(_streamConsumer) : internal::keptAlive(_streamConsumer);
+}
+
 // A send touches no field after the call: the consumer may have dropped this very stream.
 void ZevMoStream::sendStreamDidEnd() {
   if (!_endConsumer) return;
-  const HxAny alive(_streamConsumer);
+  const HxAny alive = keptConsumer();
   _endConsumer->streamDidEnd(this);
 }
 
@@ -137,7 +145,7 @@ void ZevMoByteStream::streamConsumerDidChange(HxObject* consumer) {
 
 void ZevMoByteStream::sendBytes(const HxData& data) {
   if (!_byteStreamConsumer) return;
-  const HxAny alive(streamConsumer());
+  const HxAny alive = keptConsumer();
   _byteStreamConsumer->streamProcessBytes(this, data);
 }
 
@@ -163,7 +171,7 @@ void ZevMoCharacterStream::streamConsumerDidChange(HxObject* consumer) {
 
 void ZevMoCharacterStream::sendCharacters(const HxString& characters) {
   if (!_characterStreamConsumer) return;
-  const HxAny alive(streamConsumer());
+  const HxAny alive = keptConsumer();
   _characterStreamConsumer->streamProcessCharacters(this, characters);
 }
 
@@ -189,7 +197,7 @@ void ZevMoLineStream::streamConsumerDidChange(HxObject* consumer) {
 
 void ZevMoLineStream::sendLine(const HxString& line) {
   if (!_lineStreamConsumer) return;
-  const HxAny alive(streamConsumer());
+  const HxAny alive = keptConsumer();
   _lineStreamConsumer->streamProcessLine(this, line);
 }
 

@@ -36,7 +36,8 @@
 // Changes during a send. A stream keeps the consumer that it is calling alive until the call
 // returns, so a consumer may unlink itself, relink the chain or drop it. What was sent already is
 // not taken back, and a filter in the middle of a chunk sends the rest of it to the consumer that
-// is linked by then.
+// is linked by then. Destructors may send, too: a source its last data, and a consumer that is
+// linked still may make its stream send to it.
 //
 // Threads: a chain belongs to one thread at a time. There is no lock.
 #pragma once
@@ -126,7 +127,8 @@ class RONDEL_EXPORT ZevMoStream : public HxObject {
   // the upstream stream of the former consumer if that is a stream, and gives up the ownership of
   // it if it was owned. A new consumer is owned as told at the top, and if it is a stream, its
   // upstream stream becomes this one. It is not taken away from another stream that has it as
-  // consumer: both then feed it, and its upstream stream is the one that was linked last.
+  // consumer: both then feed it, its upstream stream is the one that was linked last, and unlinking
+  // either of them clears that. A chain must not be closed to a ring.
   void setStreamConsumer(const HxAny& consumer);
   void setStreamConsumer(HxObject* consumer) { setStreamConsumer(HxAny(consumer)); }
   HxObject* streamConsumer() const noexcept { return _streamConsumer; }
@@ -144,8 +146,10 @@ class RONDEL_EXPORT ZevMoStream : public HxObject {
 
  protected:
   // Called when the consumer has changed, with null when it has gone: where a class with a payload
-  // of its own looks up, once, the interface that it will call.
+  // of its own looks up, once, the interface that it will call. An override calls that of its base.
   virtual void streamConsumerDidChange(HxObject* consumer);
+  // What a send holds while it calls the consumer, so that this lives until the call returns.
+  HxAny keptConsumer() const noexcept;
 
  private:
   void unlinkConsumer();

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "Rondel/Streams/internal/KeptAlive.h"
 #include "Rondel/additions/TextDecoding.h"
 #include "Rondel/core/Check.h"
 
@@ -65,6 +66,7 @@ void ZevMoUTF8DecoderFilter::holdBack(const std::uint8_t* bytes, HxUInteger coun
 
 void ZevMoUTF8DecoderFilter::streamDidEnd(ZevMoStream*) {
   MO_OPERATION("-[ZevMoUTF8DecoderFilter streamDidEnd:]");
+  const HxAny alive = internal::keptAlive(this);
   if (_numBufferedUTF8Bytes != 0) {
     HxUInteger numDecodedBytes = 0;
     const HxString string = initWithPotentiallyMalformedUTF8Bytes(

@@ -55,8 +55,9 @@ class StreamRecorder : public HxObject,
   void note(ZevMoStream* stream, std::string event) {
     events.push_back(std::move(event));
     senders.push_back(stream);
-    // The action may destroy the recorder's owner, but never the recorder in the midst of a call.
-    if (action) action();
+    // The action may destroy the recorder's owner, but never the recorder in the midst of a call;
+    // and it may take itself out.
+    if (const std::function<void()> called = action) called();
   }
 };
 
