@@ -51,6 +51,14 @@ if(RONDEL_BUILD_TESTS)
              ${CMAKE_NM} $<TARGET_OBJECTS:constants> $<TARGET_FILE:rondel_static>)
   endif()
 
+  # tests/memory: only where the library is as fast and as small as in use.
+  if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize|-fprofile-instr")
+    rondel_add_program(stream_memory tests/memory/stream_memory.cc)
+    target_link_libraries(stream_memory PRIVATE rondel_static)
+    add_test(NAME memory.streams COMMAND stream_memory)
+    set_tests_properties(memory.streams PROPERTIES LABELS memory TIMEOUT 300)
+  endif()
+
   # tools/gdb: the printers look at a program whose tables are compiled with all debug information.
   find_program(RONDEL_GDB gdb)
   if(RONDEL_GDB AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
