@@ -10,6 +10,7 @@
 
 #include "Rondel/Streams/LineBufferFilter.h"
 #include "Rondel/Streams/StreamSink.h"
+#include "Rondel/Streams/Task.h"
 #include "Rondel/Streams/UTF8Filters.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/StreamRecorder.h"
@@ -141,6 +142,15 @@ TEST(StreamChain, SinkEndsAChainOfUnwantedOutput) {
   const Ref<ZevMoByteStream> head = chainTo(ZevMoStreamSink::streamSink().get());
   head->sendBytes(dataOf("a\nb"));
   head->sendStreamDidEnd();
+}
+
+TEST(StreamChain, ATaskIsOnlyReferredToAndHasNoUpstream) {
+  const Ref<ZevMoByteStream> head = ZevMoByteStream::init();
+  const Ref<ZevMoTask> task = ZevMoTask::init();
+  head->setByteStreamConsumer(task);
+  EXPECT_TRUE(task->isUniquelyReferenced());
+  EXPECT_EQ(task->byteStream()->upstreamStream(), nullptr);
+  head->setByteStreamConsumer(nullptr);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -50,8 +51,13 @@ TEST(StreamLogger, ReportsEveryEvent) {
   f.logger->streamProcessBytes(f.stream.get(), nullptr);
   f.logger->streamProcessCharacters(f.stream.get(), "some 'text'"_hx);
   f.logger->streamProcessLine(f.stream.get(), "a line\n"_hx);
-  const char* const messages[] = {"EndOfStream", "empty HxData", "empty HxData",
-                                  "chars->'some 'text''", "line->'a line\n'"};
+  f.logger->streamProcessLine(f.stream.get(), "100%, 5%@ and %s"_hx);
+  f.logger->streamProcessCharacters(f.stream.get(), nullptr);
+  f.logger->streamProcessLine(f.stream.get(), nullptr);
+  const char* const messages[] = {"EndOfStream",      "empty HxData",
+                                  "empty HxData",     "chars->'some 'text''",
+                                  "line->'a line\n'", "line->'100%, 5%@ and %s'",
+                                  "chars->'(null)'",  "line->'(null)'"};
   ASSERT_EQ(f.log.messages().size(), std::size(messages));
   for (std::size_t i = 0; i < std::size(messages); ++i) {
     EXPECT_EQ(bodyOf(f.log.messages()[i]), expectedBody(f.stream.get(), messages[i]));
@@ -120,6 +126,16 @@ TEST(StreamLogger, NumbersTheReportsOfAllLoggersTogether) {
   EXPECT_EQ(numberOf(f.log.messages()[2]), numberOf(f.log.messages()[0]) + 2);
 }
 
+// In a process of its own, where no logger has reported yet.
+TEST(StreamLogger, NumbersBeginAtZero) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto report = [] {
+    ZevMoStreamLogger::init()->streamDidEnd(nullptr);
+    std::_Exit(0);
+  };
+  EXPECT_EXIT(report(), testing::ExitedWithCode(0), "Stream Logger\n  0: stream:");
+}
+
 TEST(StreamLogger, NumbersArePaddedToThreeAndWidenAtAThousand) {
   Fixture f;
   do f.logger->streamDidEnd(f.stream.get());
@@ -134,13 +150,15 @@ TEST(StreamLogger, NumbersArePaddedToThreeAndWidenAtAThousand) {
 TEST(StreamLogger, SurvivesANullStream) {
   Fixture f;
   f.logger->streamDidEnd(nullptr);
-  EXPECT_EQ(bodyOf(f.log.messages()[0]).find("stream:"), 0u);
+  EXPECT_EQ(bodyOf(f.log.messages()[0]), "stream:(nil)/src:(nil)\nEndOfStream\n----\n");
 }
 
 TEST(StreamLogger, IsNotOwnedByTheStreamItIsLinkedUnder) {
   Fixture f;
   f.stream->setByteStreamConsumer(f.logger);
   EXPECT_TRUE(f.logger->isUniquelyReferenced());
+  EXPECT_FALSE(
+      HxAny(f.logger).conformsToProtocol(protocolOf<ZevMoStreamConsumerRetaining>("mark")));
   f.stream->setByteStreamConsumer(nullptr);
 }
 

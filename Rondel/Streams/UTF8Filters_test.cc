@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -138,7 +140,7 @@ TEST(UTF8BufferFilter, FEBehindALeadByteStartsASequenceOfItsOwn) {
         "bytes:\xFE"
         "1234"}},
       {"and finished by continuations", {"\xE2\xFE\x80\x80"}, {"bytes:\xE2\xFE\x80\x80"}},
-      {"four bytes held", {"\xF0\xFF\x80\x80", "\x80"}, {"bytes:\xF0", "bytes:\xFF\x80\x80\x80"}},
+      {"three bytes held", {"\xF0\xFF\x80\x80", "\x80"}, {"bytes:\xF0", "bytes:\xFF\x80\x80\x80"}},
   });
 }
 
@@ -205,6 +207,15 @@ TEST(UTF8DecoderFilter, SendsWhatItHoldsAsMalformedAtTheEnd) {
   });
 }
 
+// The count of what is held is left alone there: nothing is meant to follow.
+TEST(UTF8DecoderFilter, ASecondEndSendsWhatIsHeldAgain) {
+  Chain<ZevMoUTF8DecoderFilter> chain;
+  chain.source->sendBytes(dataOf("\xC3"));
+  chain.source->sendStreamDidEnd();
+  chain.source->sendStreamDidEnd();
+  EXPECT_EQ(chain.recorder.events, Events({"chars:", "chars:\\303", "end", "chars:\\303", "end"}));
+}
+
 TEST(UTF8DecoderFilter, EveryCutGivesTheTextOfOnePiece) {
   const std::string inputs[] = {
       "plain",
@@ -238,7 +249,9 @@ TEST(UTF8DecoderFilter, NilDataFailsItsCheckAndCountsAsEmpty) {
   Chain<ZevMoUTF8DecoderFilter> chain;
   const test::FailureRecorder recorder;
   chain.source->sendBytes(nullptr);
-  ASSERT_FALSE(recorder.failures().empty());
+  // The decoder's own check hears of the bytes that are not there.
+  ASSERT_EQ(recorder.failures().size(), 2u);
+  EXPECT_EQ(recorder.failures()[1].message, "Assertion failed: bytes != ((void*)0)");
   const auto& failure = recorder.failures()[0];
   EXPECT_EQ(failure.receiver, chain.filter.get());
   EXPECT_EQ(failure.function, "-[ZevMoUTF8DecoderFilter stream:processBytes:]");
@@ -246,6 +259,16 @@ TEST(UTF8DecoderFilter, NilDataFailsItsCheckAndCountsAsEmpty) {
             "utf8Data should be an instance inheriting from HxData, but it is nil");
   EXPECT_EQ(failure.condition, "(utf8Data) != nil");
   EXPECT_EQ(chain.recorder.events, Events({"chars:"}));
+}
+
+TEST(UTF8DecoderFilter, EmptyDataPassesEveryCheck) {
+  const test::FailureRecorder recorder;
+  Chain<ZevMoUTF8DecoderFilter> chain;
+  chain.source->sendBytes(HxData::data());
+  chain.source->sendBytes(dataOf("\xC3"));
+  chain.source->sendBytes(HxMutableData::data());
+  chain.source->sendStreamDidEnd();
+  EXPECT_TRUE(recorder.failures().empty());
 }
 
 TEST(UTF8DecoderFilter, NilDataBehindAHeldTailLeavesTheTailHeld) {
@@ -267,6 +290,40 @@ TEST(UTF8DecoderFilter, ANullStreamFailsItsCheckAndTheDataIsDecoded) {
             "stream should be an instance inheriting from ZevMoStream, but it is nil");
   EXPECT_EQ(recorder.failures()[0].condition, "(stream) != nil");
   EXPECT_EQ(chain.recorder.events, Events({"chars:x"}));
+}
+
+// ---- Consumers that interfere
+
+template <class Filter>
+Events eventsWhenTheFirstCall(const std::function<void(Chain<Filter>&)>& interferes) {
+  Chain<Filter> chain;
+  chain.recorder.action = [&] {
+    chain.recorder.action = nullptr;
+    interferes(chain);
+  };
+  try {
+    chain.source->sendBytes(dataOf("a\xE2\x82"));
+  } catch (const std::runtime_error&) {
+    chain.recorder.events.push_back("raised");
+  }
+  chain.source->sendBytes(dataOf("\xAC."));
+  return chain.recorder.events;
+}
+
+TEST(UTF8Filters, WhatIsHeldOutlivesAConsumerThatThrows) {
+  const auto throws = [](auto&) { throw std::runtime_error("enough"); };
+  EXPECT_EQ(eventsWhenTheFirstCall<ZevMoUTF8DecoderFilter>(throws),
+            Events({"chars:a", "raised", "chars:\xE2\x82\xAC."}));
+  EXPECT_EQ(eventsWhenTheFirstCall<ZevMoUTF8BufferFilter>(throws),
+            Events({"bytes:a", "raised", "bytes:\xE2\x82\xAC."}));
+}
+
+TEST(UTF8Filters, WhatIsHeldComesBeforeWhatAConsumerSends) {
+  const auto sends = [](auto& chain) { chain.source->sendBytes(dataOf("\xAC!")); };
+  EXPECT_EQ(eventsWhenTheFirstCall<ZevMoUTF8DecoderFilter>(sends),
+            Events({"chars:a", "chars:\xE2\x82\xAC!", "chars:\\254."}));
+  EXPECT_EQ(eventsWhenTheFirstCall<ZevMoUTF8BufferFilter>(sends),
+            Events({"bytes:a", "bytes:\xE2\x82\xAC!", "bytes:\xAC."}));
 }
 
 // ---- ZevMoUTF8EncoderFilter
