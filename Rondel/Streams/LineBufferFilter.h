@@ -16,7 +16,7 @@
 //
 // The filter bears ZevMoStreamConsumerRetaining: the stream that feeds it owns it. Each line is one
 // new string. When a consumer throws, the lines that it was sent are gone, and the rest of the
-// chunk is kept and goes out with the next one.
+// chunk is kept and goes out with the next one, or at the end.
 //
 // Threads: see Stream.h. There is no lock.
 #pragma once
