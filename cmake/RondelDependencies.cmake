@@ -4,8 +4,7 @@
 set(RONDEL_DEPENDENCIES
   "ICU 72 COMPONENTS uc"
   "EXPAT 2.5"
-  "absl"
   "Threads")
-set(RONDEL_DEPENDENCY_TARGETS ICU::uc EXPAT::EXPAT absl::flat_hash_map Threads::Threads)
+set(RONDEL_DEPENDENCY_TARGETS ICU::uc EXPAT::EXPAT Threads::Threads)
 # The same for pkg-config.
-set(RONDEL_PKGCONFIG_REQUIRES "icu-uc >= 72, expat >= 2.5, absl_flat_hash_map")
+set(RONDEL_PKGCONFIG_REQUIRES "icu-uc >= 72, expat >= 2.5")

@@ -59,12 +59,12 @@ if(RONDEL_BUILD_TESTS)
     set_tests_properties(memory.streams PROPERTIES LABELS memory TIMEOUT 300)
   endif()
 
-  # tools/gdb: the printers look at a program whose tables are compiled with all debug information.
+  # tools/gdb: the printers look at a program compiled with all debug information.
   find_program(RONDEL_GDB gdb)
   if(RONDEL_GDB AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
-    rondel_add_program(gdb_subject tools/gdb/subject.cc Rondel/core/Dictionary.cc Rondel/core/Set.cc)
+    rondel_add_program(gdb_subject tools/gdb/subject.cc)
     target_compile_options(gdb_subject PRIVATE -g -O0)
-    target_link_libraries(gdb_subject PRIVATE rondel_static ${RONDEL_DEPENDENCY_TARGETS})
+    target_link_libraries(gdb_subject PRIVATE rondel_static)
     add_test(NAME gdb_printers
              COMMAND ${PROJECT_SOURCE_DIR}/tools/gdb/test_printers.py ${RONDEL_GDB} $<TARGET_FILE:gdb_subject>)
     set_tests_properties(gdb_printers PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 120)

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/core/Dictionary.h"
 
-#include <absl/container/flat_hash_map.h>
-
 #include <algorithm>
 #include <new>
 #include <vector>
@@ -12,7 +10,7 @@
 #include "Rondel/core/internal/ArrayStorage.h"
 #include "Rondel/core/internal/DeferredDrop.h"
 #include "Rondel/core/internal/Describe.h"
-#include "Rondel/core/internal/ObjectKeys.h"
+#include "Rondel/core/internal/ObjectTable.h"
 
 namespace rondel {
 
@@ -22,7 +20,7 @@ namespace internal {
 // sees it.
 class DictionaryStorage final : public HxDictionaryObject, private DropLink {
  public:
-  using Table = absl::flat_hash_map<HxAny, HxAny, KeyHash, KeyEqual>;
+  using Entry = ObjectTable::Entry;
 
   explicit DictionaryStorage(bool isMutable, std::uint32_t flags = 0) noexcept
       : HxDictionaryObject(kBuiltIn | flags | (isMutable ? kMutable : 0)) {}
@@ -34,18 +32,16 @@ class DictionaryStorage final : public HxDictionaryObject, private DropLink {
 
   HxClass hxClass() const noexcept override;
   HxUInteger count() const noexcept override { return _table.size(); }
-  HxAny objectForKey(const HxAny& key) const override {
-    const auto found = _table.find(key);
-    return found == _table.end() ? HxAny() : found->second;
-  }
-  const HxObject* borrowObjectForKey(const HxAny& key, HxAny&) const override {
-    const auto found = _table.find(key);
-    return found == _table.end() ? nullptr : found->second.object();
-  }
+  HxAny objectForKey(const HxAny& key) const override { return HxAny(valueOf(key.object())); }
   Ref<HxEnumerator> keyEnumerator() const override;
   HxAny copy() const override;
 
-  const Table& table() const noexcept { return _table; }
+  // Borrowed; null when the key is absent.
+  const HxObject* valueOf(const HxObject* key) const {
+    const Entry* found = _table.find(key);
+    return found ? found->value.object() : nullptr;
+  }
+  const ObjectTable& table() const noexcept { return _table; }
   // Grows by one whenever a key is added or removed: what was found before is in another place now.
   HxUInteger generation() const noexcept { return _generation; }
 
@@ -64,9 +60,13 @@ class DictionaryStorage final : public HxDictionaryObject, private DropLink {
   }
 
  private:
-  Table _table;
+  ObjectTable _table;
   HxUInteger _generation = 0;
 };
+
+const HxObject* storedObject(const HxObject& dictionary, const HxObject& key) {
+  return static_cast<const DictionaryStorage&>(dictionary).valueOf(&key);
+}
 
 namespace {
 
@@ -89,21 +89,24 @@ class StorageEnumerator final : public HxEnumerator {
         _generation(dictionary->generation()) {}
 
   HxAny nextObject() override {
-    const DictionaryStorage::Table::value_type* entry = nextEntry();
-    return entry ? entry->first : HxAny();
+    const ObjectTable::Entry* entry = nextEntry();
+    return entry ? entry->key : HxAny();
   }
-  const DictionaryStorage::Table::value_type* nextEntry() {
+  const ObjectTable::Entry* nextEntry() {
     if (_generation != _dictionary->generation()) {
       HxException::raise(HxInternalInconsistencyException,
                          "-[HxEnumerator nextObject]: the dictionary was changed meanwhile"_hx);
     }
-    return _next == _dictionary->table().end() ? nullptr : &*_next++;
+    if (_next == _dictionary->table().end()) return nullptr;
+    const ObjectTable::Entry& entry = *_next;
+    ++_next;
+    return &entry;
   }
 
  private:
   HxAny _owner;
   const DictionaryStorage* _dictionary;
-  DictionaryStorage::Table::const_iterator _next;
+  ObjectTable::Iterator _next;
   HxUInteger _generation;
 };
 
@@ -129,25 +132,20 @@ HxAny DictionaryStorage::copy() const {
 }
 
 void DictionaryStorage::set(const HxAny& object, const HxAny& key) {
-  HxAny keptKey = ObjectBits::isFlatString(key.object()) ? key : key.copy();
-  const auto [entry, isNew] = _table.try_emplace(std::move(keptKey), object);
-  if (isNew) {
-    ++_generation;
-  } else {
-    // The old value is let go of when the table is in order again.
-    const HxAny old = std::exchange(entry->second, object);
-  }
+  const auto [entry, isNew] =
+      _table.insert(ObjectBits::isFlatString(key.object()) ? key : key.copy());
+  if (isNew) ++_generation;
+  // The old value is let go of when the table is in order again.
+  const HxAny old = std::exchange(entry->value, object);
 }
 
 void DictionaryStorage::remove(const HxAny& key) {
-  const auto found = _table.find(key);
-  if (found == _table.end()) return;
-  const auto removed = _table.extract(found);
-  ++_generation;
+  const Entry removed = _table.extract(key.object());
+  if (removed.key) ++_generation;
 }
 
 void DictionaryStorage::removeAll() {
-  Table removed;
+  ObjectTable removed;
   removed.swap(_table);
   ++_generation;
 }
@@ -160,7 +158,8 @@ void DictionaryStorage::addAll(const HxDictionaryObject& other) {
       ++_generation;
       return;
     }
-    for (const auto& [key, value] : storage->_table) set(value, key);
+    reserve(count() + other.count());
+    for (const Entry& entry : storage->_table) set(entry.value, entry.key);
     return;
   }
   reserve(count() + other.count());
@@ -174,7 +173,6 @@ void DictionaryStorage::addAll(const HxDictionaryObject& other) {
 
 using internal::ArrayBuilder;
 using internal::DictionaryStorage;
-using internal::equalObjects;
 
 namespace {
 
@@ -227,21 +225,14 @@ HxClass HxMutableDictionary::classObject() noexcept {
   return HxClass(&info);
 }
 
-const HxObject* HxDictionaryObject::borrowObjectForKey(const HxAny& key, HxAny& keeper) const {
-  keeper = objectForKey(key);
-  return keeper.object();
-}
-
 bool HxDictionaryObject::isEqual(const HxObject& other) const {
   if (this == &other) return true;
   if (other.typeID() != HxTypeID::dictionary) return false;
-  const auto& dictionary = static_cast<const HxDictionaryObject&>(other);
+  const HxDictionary dictionary(HxAny::Unchecked{}, HxAny(&other));
   if (count() != dictionary.count()) return false;
-  HxAny keeper;
   HxDictionary::Iterator end;
   for (HxDictionary::Iterator entry(this); !(entry == end); ++entry) {
-    const HxObject* value = dictionary.borrowObjectForKey(entry->key, keeper);
-    if (!value || !equalObjects(entry->value.object(), value)) return false;
+    if (!entry->value.isEqual(*dictionary.borrowObjectForKey(entry->key))) return false;
   }
   return true;
 }
@@ -354,7 +345,7 @@ HxDictionary::Iterator& HxDictionary::Iterator::operator++() {
   const auto* dictionary = static_cast<const HxDictionaryObject*>(_dictionary.object());
   if (internal::builtIn(dictionary)) {
     const auto* entry = static_cast<internal::StorageEnumerator*>(_keys.get())->nextEntry();
-    _entry = entry ? Entry{entry->first, entry->second} : Entry{};
+    _entry = entry ? Entry{entry->key, entry->value} : Entry{};
   } else {
     _entry.key = _keys->nextObject();
     _entry.value = _entry.key ? dictionary->objectForKey(_entry.key) : HxAny();

@@ -23,7 +23,39 @@ namespace rondel {
 class HxMutableDictionary;
 namespace internal {
 class DictionaryStorage;
-}
+// The value in a built-in dictionary, still owned by it; null when the key is absent.
+RONDEL_EXPORT const HxObject* storedObject(const HxObject& dictionary, const HxObject& key);
+}  // namespace internal
+
+// A value that somebody else keeps alive, as a handle of type H to read it with.
+//
+//   if (const auto size = sizes.borrowObjectForKey<HxNumber>(name)) sum += size->integerValue();
+template <std::derived_from<HxAny> H>
+class HxBorrowed {
+ public:
+  // Nil when the object is null or of another kind.
+  explicit HxBorrowed(const HxObject* object) noexcept
+      : _handle(HxAny::Unchecked{},
+                HxAny::adopt(H::canHold(object) ? const_cast<HxObject*>(object) : nullptr)),
+        _isKept(false) {}
+  // One that it has to keep alive itself.
+  explicit HxBorrowed(H handle) noexcept : _handle(std::move(handle)), _isKept(true) {}
+  HxBorrowed(const HxBorrowed&) = delete;
+  HxBorrowed& operator=(const HxBorrowed&) = delete;
+  ~HxBorrowed() {
+    if (_isKept) _handle.~H();
+  }
+
+  const H& operator*() const noexcept { return _handle; }
+  const H* operator->() const noexcept { return &_handle; }
+  explicit operator bool() const noexcept { return bool(_handle); }
+
+ private:
+  union {
+    H _handle;
+  };
+  bool _isKept;
+};
 
 // Hands out objects one after the other.
 class RONDEL_EXPORT HxEnumerator : public HxObject {
@@ -43,9 +75,6 @@ class RONDEL_EXPORT HxDictionaryObject : public HxObject {
   virtual HxUInteger count() const = 0;
   // The value, nil when the key is absent.
   virtual HxAny objectForKey(const HxAny& key) const = 0;
-  // The value without a reference taken, good until the dictionary changes or goes; null when the
-  // key is absent. An optional fast road: as it stands it keeps the value alive through `keeper`.
-  virtual const HxObject* borrowObjectForKey(const HxAny& key, HxAny& keeper) const;
   // Every key once. The enumerator keeps what it needs alive.
   virtual Ref<HxEnumerator> keyEnumerator() const = 0;
 
@@ -102,18 +131,22 @@ class RONDEL_EXPORT HxDictionary : public HxAny {
   bool isEmpty() const { return count() == 0; }
   // Nil when the key is absent or nil.
   HxAny objectForKey(const HxAny& key) const {
-    return _object && key ? dictionaryObject()->objectForKey(key) : HxAny();
+    if (!_object || !key) return HxAny();
+    return isBuiltIn() ? HxAny(internal::storedObject(*_object, *key.object()))
+                       : dictionaryObject()->objectForKey(key);
   }
   // The same as a handle of type H, nil when the value is of another kind.
   template <std::derived_from<HxAny> H>
   H objectForKey(const HxAny& key) const {
     return as<H>(objectForKey(key));
   }
-  // The same without a reference taken, for look-ups in a loop: good until the dictionary changes
-  // or goes, and for dictionaries of one's own class until `keeper` does. Null when the key is
-  // absent.
-  const HxObject* borrowObjectForKey(const HxAny& key, HxAny& keeper) const {
-    return _object && key ? dictionaryObject()->borrowObjectForKey(key, keeper) : nullptr;
+  // The same without counting a reference where that can be done, for look-ups in a loop: good
+  // until the dictionary is changed or goes.
+  template <std::derived_from<HxAny> H = HxAny>
+  HxBorrowed<H> borrowObjectForKey(const HxAny& key) const {
+    if (!_object || !key) return HxBorrowed<H>(nullptr);
+    if (!isBuiltIn()) return HxBorrowed<H>(objectForKey<H>(key));
+    return HxBorrowed<H>(internal::storedObject(*_object, *key.object()));
   }
   HxArray allKeys() const;
   HxArray allValues() const;
@@ -153,6 +186,7 @@ class RONDEL_EXPORT HxDictionary : public HxAny {
   Iterator end() const noexcept { return Iterator(); }
 
  protected:
+  bool isBuiltIn() const noexcept { return (bitsOf(_object) & kBuiltIn) != 0; }
   const HxDictionaryObject* dictionaryObject() const noexcept {
     return static_cast<const HxDictionaryObject*>(_object);
   }

@@ -99,10 +99,11 @@ TYPED_TEST(AnyDictionary, FindsNumbersByValue) {
 }
 
 TYPED_TEST(AnyDictionary, LendsItsValues) {
-  HxAny keeper;
-  EXPECT_EQ(this->two.borrowObjectForKey("a"_hx, keeper), this->two.objectForKey("a"_hx).object());
-  EXPECT_EQ(this->two.borrowObjectForKey("c"_hx, keeper), nullptr);
-  EXPECT_EQ(this->two.borrowObjectForKey(nullptr, keeper), nullptr);
+  EXPECT_EQ(shown(*this->two.borrowObjectForKey("a"_hx)), "1");
+  EXPECT_FALSE(this->two.template borrowObjectForKey<HxNumber>("a"_hx).operator bool());
+  EXPECT_EQ(this->two.template borrowObjectForKey<HxString>("a"_hx)->length(), 1U);
+  EXPECT_FALSE(this->two.borrowObjectForKey("c"_hx).operator bool());
+  EXPECT_FALSE(this->two.borrowObjectForKey(nullptr).operator bool());
 }
 
 TYPED_TEST(AnyDictionary, ListsItsKeysAndItsValues) {
@@ -367,12 +368,11 @@ TEST(MutableDictionary, MayBeChangedByAnObjectThatItLetsGoOf) {
 
 TEST(Dictionary, NilAnswersZeroToEverything) {
   const HxDictionary dictionary;
-  HxAny keeper;
   EXPECT_EQ(dictionary.count(), 0U);
   EXPECT_TRUE(dictionary.isEmpty());
   EXPECT_TRUE(dictionary.objectForKey("a"_hx).isNil());
   EXPECT_TRUE(dictionary.objectForKey<HxString>("a"_hx).isNil());
-  EXPECT_EQ(dictionary.borrowObjectForKey("a"_hx, keeper), nullptr);
+  EXPECT_FALSE(dictionary.borrowObjectForKey("a"_hx).operator bool());
   EXPECT_TRUE(dictionary.allKeys().isNil());
   EXPECT_TRUE(dictionary.allValues().isNil());
   EXPECT_TRUE(dictionary.keyEnumerator().isNil());

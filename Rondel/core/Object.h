@@ -220,6 +220,7 @@ class RONDEL_EXPORT HxAny {
   }
   template <class T>
   HxAny(const Ref<T>& reference) noexcept;  // NOLINT: every reference is an HxAny
+  HxAny(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
 
   constexpr HxAny(const HxAny& other) noexcept : HxAny(other._object) {}
   constexpr HxAny(HxAny&& other) noexcept : _object(std::exchange(other._object, nullptr)) {}
@@ -236,6 +237,8 @@ class RONDEL_EXPORT HxAny {
     if (!std::is_constant_evaluated() && _object) _object->release();
   }
   void swap(HxAny& other) noexcept { std::swap(_object, other._object); }
+  // Whether a handle of this type can be had on the object; what as<> asks.
+  static constexpr bool canHold(const HxObject* object) noexcept { return object != nullptr; }
 
   // Takes over the reference that the caller holds.
   static HxAny adopt(HxObject* object) noexcept {

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/core/Set.h"
 
-#include <absl/container/flat_hash_set.h>
-
 #include <algorithm>
 #include <new>
 #include <vector>
@@ -12,7 +10,7 @@
 #include "Rondel/core/internal/ArrayStorage.h"
 #include "Rondel/core/internal/DeferredDrop.h"
 #include "Rondel/core/internal/Describe.h"
-#include "Rondel/core/internal/ObjectKeys.h"
+#include "Rondel/core/internal/ObjectTable.h"
 
 namespace rondel {
 
@@ -21,7 +19,7 @@ namespace {
 // What stands behind every set.
 class SetStorage final : public HxObject, private internal::DropLink {
  public:
-  using Table = absl::flat_hash_set<HxAny, internal::KeyHash, internal::KeyEqual>;
+  using Member = internal::ObjectTable::Entry;
 
   explicit SetStorage(bool isMutable) noexcept
       : HxObject(HxTypeID::set, isMutable ? kMutable : 0) {}
@@ -41,7 +39,8 @@ class SetStorage final : public HxObject, private internal::DropLink {
     });
   }
 
-  Table table;
+  // Values are nil.
+  internal::ObjectTable table;
 };
 
 SetStorage* storageOf(const HxAny& set) noexcept { return static_cast<SetStorage*>(set.object()); }
@@ -69,16 +68,18 @@ HxClass SetStorage::hxClass() const noexcept {
 bool SetStorage::isEqual(const HxObject& other) const {
   if (this == &other) return true;
   if (other.typeID() != HxTypeID::set) return false;
-  const Table& theirs = static_cast<const SetStorage&>(other).table;
-  return table.size() == theirs.size() &&
-         std::all_of(table.begin(), table.end(),
-                     [&](const HxAny& object) { return theirs.contains(object); });
+  const internal::ObjectTable& theirs = static_cast<const SetStorage&>(other).table;
+  if (table.size() != theirs.size()) return false;
+  for (const Member& member : table) {
+    if (!theirs.find(member.key.object())) return false;
+  }
+  return true;
 }
 
 // A sum, since the order is open.
 HxUInteger SetStorage::hash() const {
   HxUInteger hash = table.size();
-  for (const HxAny& object : table) hash += internal::elementHash(object.object());
+  for (const Member& member : table) hash += internal::elementHash(member.key.object());
   return hash;
 }
 
@@ -86,7 +87,7 @@ HxUInteger SetStorage::hash() const {
 HxString SetStorage::description() const {
   std::vector<HxString> lines;
   lines.reserve(table.size());
-  for (const HxAny& object : table) lines.push_back(internal::nestedDescription(object));
+  for (const Member& member : table) lines.push_back(internal::nestedDescription(member.key));
   std::sort(lines.begin(), lines.end());
   HxMutableString text = HxMutableString::stringWithString("{("_hx);
   for (const HxString& line : lines) {
@@ -127,15 +128,14 @@ HxUInteger HxSet::count() const { return _object ? storageOf(*this)->table.size(
 
 HxAny HxSet::member(const HxAny& object) const {
   if (!_object || !object) return nullptr;
-  const SetStorage::Table& table = storageOf(*this)->table;
-  const auto found = table.find(object);
-  return found == table.end() ? HxAny() : *found;
+  const SetStorage::Member* found = storageOf(*this)->table.find(object.object());
+  return found ? found->key : HxAny();
 }
 
 HxArray HxSet::allObjects() const {
   if (!_object) return nullptr;
   internal::ArrayBuilder result(count());
-  for (const HxAny& object : storageOf(*this)->table) result.append(object);
+  for (const auto& member : storageOf(*this)->table) result.append(member.key);
   return result.finish();
 }
 
@@ -161,15 +161,13 @@ void HxMutableSet::addObjectsFromArray(const HxArray& array) {
 
 void HxMutableSet::removeObject(const HxAny& object) {
   if (!_object || !object) return;
-  SetStorage::Table& table = storageOf(*this)->table;
-  const auto found = table.find(object);
-  if (found == table.end()) return;
-  const auto removed = table.extract(found);  // let go of when the table is in order again
+  // Let go of when the table is in order again.
+  const SetStorage::Member removed = storageOf(*this)->table.extract(object.object());
 }
 
 void HxMutableSet::removeAllObjects() {
   if (!_object) return;
-  SetStorage::Table removed;
+  internal::ObjectTable removed;
   removed.swap(storageOf(*this)->table);
 }
 

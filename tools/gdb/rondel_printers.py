@@ -9,7 +9,7 @@
 
 Strings of every built-in kind, numbers, arrays, dictionaries and sets are shown; of other objects the class and the
 address. Nothing is called in the program, so core files work as well. The library may be compiled without debug
-information, since its objects are read as they lie in memory; only the entries of dictionaries and sets need it.
+information, since its objects are read as they lie in memory.
 """
 import re
 import struct
@@ -32,6 +32,9 @@ BUFFER = (16, "QQQ")  # narrow text, wide text, length
 NUMBER_KIND = (16, "B")
 NUMBER_VALUE = 24
 ARRAY = (32, "QQ")  # objects, count
+TABLE = (32, "QQ")  # of dictionaries and sets: entries, capacity
+ENTRY_SIZE = 24
+ENTRY = (0, "QQQ")  # key, hash, value
 
 
 def read(address, place):
@@ -78,24 +81,6 @@ def number_text(address):
     return str(value).lower() if kind == 0 else str(value)
 
 
-def slots(table):
-    """The places in use of a flat hash table, as gdb values; None when this table is built otherwise."""
-    try:
-        control, places, capacity = table["ctrl_"], table["slots_"], int(table["capacity_"])
-        return [places[i] for i in range(capacity) if int(control[i].cast(gdb.lookup_type("signed char"))) >= 0]
-    except gdb.error:
-        return None
-
-
-def slots_of(address, kind):
-    """The same for the table of a built-in dictionary or set; None also when its class is not known to gdb."""
-    try:
-        storage = gdb.Value(address).cast(gdb.lookup_type(kind).pointer()).dereference()
-        return slots(storage["_table" if kind.endswith("DictionaryStorage") else "table"])
-    except gdb.error:
-        return None
-
-
 class TextPrinter:
     """An object that is shown as one text."""
 
@@ -131,6 +116,15 @@ def array_children(address):
     return [handle[i] for i in range(count)]
 
 
+def entries(address):
+    """The keys and values of a dictionary or set, a pair each."""
+    places, capacity = read(address, TABLE)
+    handle = gdb.lookup_type("rondel::HxAny").pointer()
+    for place in range(places, places + capacity * ENTRY_SIZE, ENTRY_SIZE):
+        if read(place, ENTRY)[1] != 0:
+            yield gdb.Value(place).cast(handle).dereference(), gdb.Value(place + 16).cast(handle).dereference()
+
+
 def object_printer(address):
     if address == 0:
         return TextPrinter("nil")
@@ -145,13 +139,10 @@ def object_printer(address):
         return TextPrinter(number_text(address))
     if kind == "ArrayStorage":
         return CollectionPrinter("HxArray", array_children(address), "array")
-    if kind in ("DictionaryStorage", "SetStorage"):
-        places = slots_of(address, name)
-        if places is not None and kind == "SetStorage":
-            return CollectionPrinter("HxSet", places, "array")
-        if places is not None:
-            pairs = [place["value"] for place in places]
-            return CollectionPrinter("HxDictionary", [part for p in pairs for part in (p["first"], p["second"])], "map")
+    if kind == "SetStorage":
+        return CollectionPrinter("HxSet", [key for key, _ in entries(address)], "array")
+    if kind == "DictionaryStorage":
+        return CollectionPrinter("HxDictionary", [part for entry in entries(address) for part in entry], "map")
     return TextPrinter("%s at %#x" % (name or "object", address))
 
 

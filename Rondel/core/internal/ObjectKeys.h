@@ -57,14 +57,4 @@ inline HxUInteger elementHash(const HxObject* object) {
   }
 }
 
-// For tables of handles that are never nil.
-struct KeyHash {
-  std::size_t operator()(const HxAny& key) const { return tableHash(key.object()); }
-};
-struct KeyEqual {
-  bool operator()(const HxAny& a, const HxAny& b) const {
-    return equalObjects(a.object(), b.object());
-  }
-};
-
 }  // namespace rondel::internal

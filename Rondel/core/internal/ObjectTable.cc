@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/core/internal/ObjectTable.h"
+
+#include <algorithm>
+#include <bit>
+
+namespace rondel::internal {
+
+ObjectTable::ObjectTable(const ObjectTable& other) {
+  if (other.empty()) return;
+  _places = std::make_unique<Entry[]>(other._capacity);
+  _capacity = other._capacity;
+  std::copy_n(other._places.get(), _capacity, _places.get());
+  _count = other._count;
+}
+
+std::pair<ObjectTable::Entry*, bool> ObjectTable::insert(HxAny key) {
+  const std::size_t hash = hashOf(key.object());
+  if (_count != 0) {
+    if (const Entry* found = find(key.object(), hash)) return {const_cast<Entry*>(found), false};
+  }
+  reserve(_count + 1);
+  Entry* const entry = freePlace(hash);
+  entry->key = std::move(key);
+  entry->hash = hash;
+  ++_count;
+  return {entry, true};
+}
+
+// The entries behind the gap move up where their searches started before it, so that none ends too
+// early.
+ObjectTable::Entry ObjectTable::extract(const HxObject* key) {
+  const Entry* const found = find(key);
+  if (!found) return {};
+  auto gap = static_cast<std::size_t>(found - _places.get());
+  Entry taken = std::exchange(_places[gap], Entry());
+  for (std::size_t i = wrapped(gap + 1); _places[i].hash != 0; i = wrapped(i + 1)) {
+    if (wrapped(i - _places[i].hash) < wrapped(i - gap)) continue;
+    _places[gap] = std::exchange(_places[i], Entry());
+    gap = i;
+  }
+  --_count;
+  return taken;
+}
+
+void ObjectTable::reserve(std::size_t count) {
+  if (count * 3 <= _capacity * 2) return;
+  ObjectTable larger;
+  larger._capacity = std::bit_ceil(std::max(kLeastCapacity, count + count / 2 + 1));
+  larger._places = std::make_unique<Entry[]>(larger._capacity);
+  for (std::size_t i = 0; i < _capacity; ++i) {
+    if (_places[i].hash != 0) *larger.freePlace(_places[i].hash) = std::move(_places[i]);
+  }
+  larger._count = std::exchange(_count, 0);
+  swap(larger);
+}
+
+ObjectTable::Entry* ObjectTable::freePlace(std::size_t hash) noexcept {
+  std::size_t i = wrapped(hash);
+  while (_places[i].hash != 0) i = wrapped(i + 1);
+  return &_places[i];
+}
+
+}  // namespace rondel::internal

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+//
+// The hash table of dictionaries and sets: open addressing with linear probing, at most two thirds
+// full. The hash lies in the entry, so that most searches touch one line of the table and the key
+// in question, whose address needs no comparison to be known.
+//
+//   ObjectTable table;
+//   table.insert(key).first->value = value;
+//   if (const ObjectTable::Entry* entry = table.find(key.object())) ...
+//
+// Keys are never nil. What their hash or isEqual raises passes through and leaves the table as it
+// was; those two must not change the table.
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include "Rondel/core/internal/ObjectKeys.h"
+
+namespace rondel::internal {
+
+class ObjectTable {
+ public:
+  struct Entry {
+    HxAny key;
+    std::size_t hash = 0;  // 0 where there is no entry
+    HxAny value;
+  };
+
+  ObjectTable() noexcept = default;
+  ObjectTable(const ObjectTable& other);
+  ObjectTable& operator=(const ObjectTable& other) {
+    ObjectTable(other).swap(*this);
+    return *this;
+  }
+  ~ObjectTable() = default;
+  void swap(ObjectTable& other) noexcept {
+    std::swap(_places, other._places);
+    std::swap(_capacity, other._capacity);
+    std::swap(_count, other._count);
+  }
+
+  std::size_t size() const noexcept { return _count; }
+  bool empty() const noexcept { return _count == 0; }
+
+  // Null when there is none.
+  const Entry* find(const HxObject* key) const {
+    return _count == 0 ? nullptr : find(key, hashOf(key));
+  }
+  // The entry of this key, a new one with a nil value when there was none, and whether it is new.
+  std::pair<Entry*, bool> insert(HxAny key);
+  // Takes the entry of this key out; an empty one when there is none.
+  Entry extract(const HxObject* key);
+  // Room for this many entries in all.
+  void reserve(std::size_t count);
+
+  class Iterator {
+   public:
+    Iterator(const Entry* place, const Entry* end) noexcept : _place(place), _end(end) {
+      skipFree();
+    }
+    const Entry& operator*() const noexcept { return *_place; }
+    const Entry* operator->() const noexcept { return _place; }
+    Iterator& operator++() noexcept {
+      ++_place;
+      skipFree();
+      return *this;
+    }
+    friend bool operator==(const Iterator& a, const Iterator& b) noexcept {
+      return a._place == b._place;
+    }
+
+   private:
+    void skipFree() noexcept {
+      while (_place != _end && _place->hash == 0) ++_place;
+    }
+    const Entry* _place;
+    const Entry* _end;
+  };
+  Iterator begin() const noexcept { return {_places.get(), endOfPlaces()}; }
+  Iterator end() const noexcept { return {endOfPlaces(), endOfPlaces()}; }
+
+ private:
+  // Never 0.
+  static std::size_t hashOf(const HxObject* key) { return tableHash(key) | kUsed; }
+  const Entry* endOfPlaces() const noexcept { return _places.get() + _capacity; }
+  // Where a search goes on, and for a hash, where it starts.
+  std::size_t wrapped(std::size_t index) const noexcept { return index & (_capacity - 1); }
+
+  const Entry* find(const HxObject* key, std::size_t hash) const {
+    for (std::size_t i = wrapped(hash);; i = wrapped(i + 1)) {
+      const Entry& entry = _places[i];
+      if (entry.hash == hash) {
+        // Whoever looks for a key wants its value, which comes from memory while keys are compared.
+        __builtin_prefetch(entry.value.object());
+        if (equalObjects(entry.key.object(), key)) return &entry;
+      }
+      if (entry.hash == 0) return nullptr;
+    }
+  }
+  Entry* freePlace(std::size_t hash) noexcept;
+
+  static constexpr std::size_t kUsed = std::size_t{1} << 63;
+  static constexpr std::size_t kLeastCapacity = 4;
+
+  std::unique_ptr<Entry[]> _places;
+  std::size_t _capacity = 0;  // a power of two, or 0
+  std::size_t _count = 0;
+};
+
+}  // namespace rondel::internal

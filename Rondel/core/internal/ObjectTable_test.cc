@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/core/internal/ObjectTable.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+#include <stdexcept>
+
+#include "Rondel/core/Number.h"
+#include "Rondel/core/String.h"
+
+namespace rondel::internal {
+namespace {
+
+// A key whose hash is chosen, and which may refuse to be compared.
+class Key final : public HxObject {
+ public:
+  Key(int name, HxUInteger hash) : _name(name), _hash(hash) {}
+  bool isEqual(const HxObject& other) const override {
+    if (refusesToCompare) throw std::runtime_error("no");
+    return static_cast<const Key&>(other)._name == _name;
+  }
+  HxUInteger hash() const override { return _hash; }
+
+  inline static bool refusesToCompare = false;
+
+ private:
+  int _name;
+  HxUInteger _hash;
+};
+
+HxAny key(int name, HxUInteger hash) { return makeRef<Key>(name, hash); }
+HxAny number(int value) { return HxNumber::numberWithInt(value); }
+int valueOf(const ObjectTable& table, const HxAny& key) {
+  const ObjectTable::Entry* entry = table.find(key.object());
+  return entry ? as<HxNumber>(entry->value).intValue() : -1;
+}
+void put(ObjectTable& table, const HxAny& key, int value) {
+  table.insert(key).first->value = number(value);
+}
+
+TEST(ObjectTable, AnEmptyOneFindsNothing) {
+  ObjectTable table;
+  EXPECT_TRUE(table.empty());
+  EXPECT_EQ(table.find(number(1).object()), nullptr);
+  EXPECT_TRUE(table.extract(number(1).object()).key.isNil());
+  EXPECT_TRUE(table.begin() == table.end());
+}
+
+TEST(ObjectTable, TellsWhetherAKeyIsNew) {
+  ObjectTable table;
+  EXPECT_TRUE(table.insert("a"_hx).second);
+  EXPECT_FALSE(table.insert(HxString(u"a")).second);
+  EXPECT_EQ(table.size(), 1u);
+}
+
+TEST(ObjectTable, KeysOfOneHashAreToldApart) {
+  ObjectTable table;
+  for (int i = 0; i < 50; ++i) put(table, key(i, 7), i);
+  EXPECT_EQ(table.size(), 50u);
+  for (int i = 0; i < 50; ++i) EXPECT_EQ(valueOf(table, key(i, 7)), i);
+  EXPECT_EQ(valueOf(table, key(50, 7)), -1);
+}
+
+TEST(ObjectTable, RemovingOneKeyHidesNoOther) {
+  for (int removed = 0; removed < 20; ++removed) {
+    ObjectTable table;
+    for (int i = 0; i < 20; ++i) put(table, key(i, 7), i);
+    EXPECT_EQ(as<HxNumber>(table.extract(key(removed, 7).object()).value).intValue(), removed);
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(valueOf(table, key(i, 7)), i == removed ? -1 : i);
+  }
+}
+
+// Few places, many removals: runs of entries that wrap around the end of the table.
+TEST(ObjectTable, AgreesWithAMapWhateverIsAddedAndRemoved) {
+  std::mt19937 random(5);
+  ObjectTable table;
+  std::map<int, int> model;
+  for (int step = 0; step < 20000; ++step) {
+    const int name = static_cast<int>(random() % 40);
+    if (random() % 2 == 0) {
+      put(table, number(name), step);
+      model[name] = step;
+    } else {
+      EXPECT_EQ(table.extract(number(name).object()).key.isNil(), model.erase(name) == 0);
+    }
+    ASSERT_EQ(table.size(), model.size());
+    for (int i = 0; i < 40; ++i) {
+      ASSERT_EQ(valueOf(table, number(i)), model.count(i) ? model[i] : -1) << "step " << step;
+    }
+  }
+}
+
+TEST(ObjectTable, WalksOverEveryEntryOnce) {
+  ObjectTable table;
+  for (int i = 0; i < 1000; ++i) put(table, number(i), i);
+  std::map<int, int> seen;
+  for (const ObjectTable::Entry& entry : table) ++seen[as<HxNumber>(entry.key).intValue()];
+  EXPECT_EQ(seen.size(), 1000u);
+  for (const auto& [name, times] : seen) EXPECT_EQ(times, 1) << name;
+}
+
+TEST(ObjectTable, ACopyIsOfItsOwn) {
+  ObjectTable table;
+  put(table, "a"_hx, 1);
+  ObjectTable copy = table;
+  put(copy, "a"_hx, 2);
+  put(copy, "b"_hx, 3);
+  EXPECT_EQ(valueOf(table, "a"_hx), 1);
+  EXPECT_EQ(table.size(), 1u);
+  copy = table;
+  EXPECT_EQ(valueOf(copy, "a"_hx), 1);
+  EXPECT_EQ(copy.size(), 1u);
+}
+
+TEST(ObjectTable, IsAsItWasAfterAKeyRaised) {
+  ObjectTable table;
+  put(table, key(1, 7), 1);
+  Key::refusesToCompare = true;
+  EXPECT_THROW(table.insert(key(2, 7)), std::runtime_error);
+  EXPECT_THROW(table.extract(key(1, 7).object()), std::runtime_error);
+  Key::refusesToCompare = false;
+  EXPECT_EQ(table.size(), 1u);
+  EXPECT_EQ(valueOf(table, key(1, 7)), 1);
+  EXPECT_EQ(valueOf(table, key(2, 7)), -1);
+}
+
+// Adding one table's entries to another in the order of the walk must not pile them up.
+TEST(ObjectTable, EntriesInTheOrderOfAWalkSpreadInASmallerTable) {
+  ObjectTable source;
+  constexpr int kCount = 100000;
+  for (int i = 0; i < kCount; ++i) put(source, number(i), i);
+  ObjectTable target;
+  for (const ObjectTable::Entry& entry : source)
+    target.insert(entry.key).first->value = entry.value;
+  EXPECT_EQ(target.size(), source.size());
+}
+
+}  // namespace
+}  // namespace rondel::internal
