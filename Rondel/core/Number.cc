@@ -15,17 +15,15 @@ namespace rondel {
 
 namespace {
 
-// What stands behind every number.
-class NumberObject final : public HxObject {
+// The operations of numbers on what Number.h shows of them.
+class NumberObject final : public internal::NumberValue {
  public:
-  enum class Kind : std::uint8_t { boolean, signedInteger, unsignedInteger, real };
-
-  constexpr NumberObject(Kind kind, std::int64_t value) noexcept : NumberObject(kind, value, 0) {}
+  constexpr NumberObject(Kind numberKind, std::int64_t value) noexcept
+      : NumberValue(numberKind, value) {}
   static constexpr NumberObject immortal(Kind kind, std::int64_t value) noexcept {
     return NumberObject(kind, value, kImmortal);
   }
-  explicit NumberObject(double value) noexcept
-      : HxObject(HxTypeID::number), _kind(Kind::real), _real(value) {}
+  explicit NumberObject(double value) noexcept : NumberValue(value) {}
   constexpr ~NumberObject() override {}  // NOLINT: written out for constants, as with strings
 
   HxClass hxClass() const noexcept override { return HxNumber::classObject(); }
@@ -39,26 +37,15 @@ class NumberObject final : public HxObject {
     return other.typeID() == HxTypeID::number ? order(static_cast<const NumberObject&>(other))
                                               : HxObject::compare(other);
   }
-
-  Kind kind() const noexcept { return _kind; }
-  // The bits of an integer or a boolean.
-  std::int64_t integer() const noexcept { return _integer; }
-  double real() const noexcept { return _real; }
   // Neither a real nor below 0.
   bool isNatural() const noexcept {
-    return _kind != Kind::real && (_kind == Kind::unsignedInteger || _integer >= 0);
+    return kind != Kind::real && (kind == Kind::unsignedInteger || integer >= 0);
   }
 
  private:
-  constexpr NumberObject(Kind kind, std::int64_t value, std::uint32_t flags) noexcept
-      : HxObject(HxTypeID::number, flags), _kind(kind), _integer(value) {}
+  constexpr NumberObject(Kind numberKind, std::int64_t value, std::uint32_t flags) noexcept
+      : NumberValue(numberKind, value, flags) {}
   HxComparisonResult order(const NumberObject& other) const noexcept;
-
-  Kind _kind;
-  union {
-    std::int64_t _integer;
-    double _real;
-  };
 };
 using Kind = NumberObject::Kind;
 
@@ -97,28 +84,28 @@ HxComparisonResult orderRealAndInteger(double real, const NumberObject& number) 
   if (real < (isNatural ? 0 : -kTwoTo63)) return HxOrderedAscending;
   const HxComparisonResult whole =
       isNatural
-          ? orderOf(static_cast<std::uint64_t>(real), static_cast<std::uint64_t>(number.integer()))
-          : orderOf(static_cast<std::int64_t>(real), number.integer());
+          ? orderOf(static_cast<std::uint64_t>(real), static_cast<std::uint64_t>(number.integer))
+          : orderOf(static_cast<std::int64_t>(real), number.integer);
   return whole != HxOrderedSame ? whole : orderOf(real, std::trunc(real));
 }
 
 HxComparisonResult NumberObject::order(const NumberObject& other) const noexcept {
-  if (_kind == Kind::real && other._kind == Kind::real) return orderOfReals(_real, other._real);
-  if (_kind == Kind::real) return orderRealAndInteger(_real, other);
-  if (other._kind == Kind::real) return reversed(orderRealAndInteger(other._real, *this));
+  if (kind == Kind::real && other.kind == Kind::real) return orderOfReals(real, other.real);
+  if (kind == Kind::real) return orderRealAndInteger(real, other);
+  if (other.kind == Kind::real) return reversed(orderRealAndInteger(other.real, *this));
   if (isNatural() != other.isNatural()) return orderOf(isNatural(), other.isNatural());
-  return orderOf(static_cast<std::uint64_t>(_integer), static_cast<std::uint64_t>(other._integer));
+  return orderOf(static_cast<std::uint64_t>(integer), static_cast<std::uint64_t>(other.integer));
 }
 
 // Of a whole real, the hash of the integer that is equal to it.
 HxUInteger NumberObject::hash() const {
-  if (_kind != Kind::real) return static_cast<HxUInteger>(_integer);
-  if (std::isnan(_real)) return 0;
-  if (_real == std::trunc(_real) && _real >= -kTwoTo63 && _real < kTwoTo64) {
-    return _real < 0 ? static_cast<HxUInteger>(static_cast<std::int64_t>(_real))
-                     : static_cast<HxUInteger>(_real);
+  if (kind != Kind::real) return static_cast<HxUInteger>(integer);
+  if (std::isnan(real)) return 0;
+  if (real == std::trunc(real) && real >= -kTwoTo63 && real < kTwoTo64) {
+    return real < 0 ? static_cast<HxUInteger>(static_cast<std::int64_t>(real))
+                    : static_cast<HxUInteger>(real);
   }
-  return std::bit_cast<std::uint64_t>(_real);
+  return std::bit_cast<std::uint64_t>(real);
 }
 
 HxString NumberObject::description() const {
@@ -126,9 +113,9 @@ HxString NumberObject::description() const {
   char* const first = text.data();
   char* const last = first + text.size();
   const std::to_chars_result end =
-      _kind == Kind::real ? std::to_chars(first, last, _real)
-      : isNatural()       ? std::to_chars(first, last, static_cast<std::uint64_t>(_integer))
-                          : std::to_chars(first, last, _integer);
+      kind == Kind::real ? std::to_chars(first, last, real)
+      : isNatural()      ? std::to_chars(first, last, static_cast<std::uint64_t>(integer))
+                         : std::to_chars(first, last, integer);
   return HxString(std::string_view(first, static_cast<std::size_t>(end.ptr - first)));
 }
 
@@ -192,45 +179,38 @@ HxNumber HxNumber::numberWithBool(bool value) { return share(sharedNumbers.boole
 int HxNumber::intValue() const noexcept {
   if (!_object) return 0;
   const NumberObject& number = numberOf(*this);
-  if (number.kind() != Kind::real) return static_cast<int>(number.integer());
+  if (number.kind != Kind::real) return static_cast<int>(number.integer);
   constexpr double kTwoTo31 = 2147483648.0;
-  return saturated<int>(number.real(), kTwoTo31);
+  return saturated<int>(number.real, kTwoTo31);
 }
 
-HxInteger HxNumber::integerValue() const noexcept {
-  if (!_object) return 0;
-  const NumberObject& number = numberOf(*this);
-  return number.kind() == Kind::real ? saturated<HxInteger>(number.real(), kTwoTo63)
-                                     : number.integer();
+HxInteger HxNumber::roundedTowardsZero() const noexcept {
+  return saturated<HxInteger>(number().real, kTwoTo63);
 }
 
-HxUInteger HxNumber::unsignedIntegerValue() const noexcept {
-  if (!_object) return 0;
-  const NumberObject& number = numberOf(*this);
-  return number.kind() == Kind::real ? saturated<HxUInteger>(number.real(), kTwoTo64)
-                                     : static_cast<HxUInteger>(number.integer());
+HxUInteger HxNumber::roundedTowardsZeroUnsigned() const noexcept {
+  return saturated<HxUInteger>(number().real, kTwoTo64);
 }
 
 double HxNumber::doubleValue() const noexcept {
   if (!_object) return 0;
   const NumberObject& number = numberOf(*this);
-  if (number.kind() == Kind::real) return number.real();
-  return number.isNatural() ? static_cast<double>(static_cast<HxUInteger>(number.integer()))
-                            : static_cast<double>(number.integer());
+  if (number.kind == Kind::real) return number.real;
+  return number.isNatural() ? static_cast<double>(static_cast<HxUInteger>(number.integer))
+                            : static_cast<double>(number.integer);
 }
 
 bool HxNumber::boolValue() const noexcept {
   if (!_object) return false;
   const NumberObject& number = numberOf(*this);
-  return number.kind() == Kind::real ? number.real() < 0 || number.real() > 0
-                                     : number.integer() != 0;
+  return number.kind == Kind::real ? number.real < 0 || number.real > 0 : number.integer != 0;
 }
 
 bool HxNumber::isBoolean() const noexcept {
-  return _object && numberOf(*this).kind() == Kind::boolean;
+  return _object && numberOf(*this).kind == Kind::boolean;
 }
 
-bool HxNumber::isReal() const noexcept { return _object && numberOf(*this).kind() == Kind::real; }
+bool HxNumber::isReal() const noexcept { return _object && numberOf(*this).kind == Kind::real; }
 
 HxString HxNumber::stringValue() const { return description(); }
 

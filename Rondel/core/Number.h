@@ -15,6 +15,28 @@
 
 namespace rondel {
 
+namespace internal {
+
+// What stands behind every number.
+struct NumberValue : HxObject {
+  enum class Kind : std::uint8_t { boolean, signedInteger, unsignedInteger, real };
+
+  const Kind kind;
+  union {
+    const std::int64_t integer;  // the bits of an integer or a boolean
+    const double real;
+  };
+
+ protected:
+  constexpr NumberValue(Kind numberKind, std::int64_t value, std::uint32_t flags = 0) noexcept
+      : HxObject(HxTypeID::number, flags), kind(numberKind), integer(value) {}
+  explicit NumberValue(double value) noexcept
+      : HxObject(HxTypeID::number), kind(Kind::real), real(value) {}
+  constexpr ~NumberValue() override {}  // NOLINT: written out for constants
+};
+
+}  // namespace internal
+
 class RONDEL_EXPORT HxNumber : public HxAny {
  public:
   constexpr HxNumber() noexcept = default;
@@ -35,8 +57,14 @@ class RONDEL_EXPORT HxNumber : public HxAny {
   // The value as another kind. Integers wrap as in C; a real is cut towards zero and saturates, NaN
   // gives 0 and false. Every other value but 0 is true.
   int intValue() const noexcept;
-  HxInteger integerValue() const noexcept;
-  HxUInteger unsignedIntegerValue() const noexcept;
+  HxInteger integerValue() const noexcept {
+    if (!_object) return 0;
+    return isInteger() ? number().integer : roundedTowardsZero();
+  }
+  HxUInteger unsignedIntegerValue() const noexcept {
+    if (!_object) return 0;
+    return isInteger() ? static_cast<HxUInteger>(number().integer) : roundedTowardsZeroUnsigned();
+  }
   double doubleValue() const noexcept;
   bool boolValue() const noexcept;
   // The kind that it was made with.
@@ -45,6 +73,16 @@ class RONDEL_EXPORT HxNumber : public HxAny {
   // Decimal text; 1 and 0 for booleans; the shortest text that reads back as the same value for
   // reals.
   HxString stringValue() const;
+
+ private:
+  using Kind = internal::NumberValue::Kind;
+  // Of numbers that are not nil.
+  const internal::NumberValue& number() const noexcept {
+    return *static_cast<const internal::NumberValue*>(_object);
+  }
+  bool isInteger() const noexcept { return number().kind != Kind::real; }
+  HxInteger roundedTowardsZero() const noexcept;
+  HxUInteger roundedTowardsZeroUnsigned() const noexcept;
 };
 
 }  // namespace rondel
