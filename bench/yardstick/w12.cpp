@@ -37,8 +37,29 @@ HxMutableDictionary dictionary(std::size_t n) {
   return m;
 }
 
-U get(const HxDictionary& m, const HxString& key) {
+U borrowed(const HxDictionary& m, const HxString& key) {
+  return m.borrowObjectForKey<HxNumber>(key)->unsignedIntegerValue();
+}
+U shared(const HxDictionary& m, const HxString& key) {
   return m.objectForKey<HxNumber>(key).unsignedIntegerValue();
+}
+
+template <U get(const HxDictionary&, const HxString&)>
+U lookUpAll() {
+  static const HxDictionary m = dictionary(kStrings);
+  U n = 0;
+  const auto& b = strings(true);
+  for (std::size_t k = 0; k < kLookups; ++k) n += get(m, b[words().order[k]]);
+  return n;
+}
+template <U get(const HxDictionary&, const HxString&)>
+U lookUpThousand() {
+  static const HxDictionary m = dictionary(1000);
+  U n = 0;
+  const auto& b = strings(true);
+  for (std::size_t k = 0; k < 1000; ++k)
+    for (std::size_t i = 0; i < 1000; ++i) n += get(m, b[i]);
+  return n;
 }
 
 BENCH_ROWS(w12_rondel) {
@@ -77,29 +98,17 @@ BENCH_ROWS(w12_rondel) {
       },
       "kept in the string after the first time");
   insert().rondel(
-      "rondel", [] { return get(dictionary(kStrings), strings(false)[kStrings / 2]); },
+      "rondel", [] { return shared(dictionary(kStrings), strings(false)[kStrings / 2]); },
       "values are objects");
+  // Each once as a loop would read the values, and once with a handle that shares each of them.
   lookup().rondel(
-      "rondel",
-      [] {
-        static const HxDictionary m = dictionary(kStrings);
-        U n = 0;
-        const auto& b = strings(true);
-        for (std::size_t k = 0; k < kLookups; ++k) n += get(m, b[words().order[k]]);
-        return n;
-      },
-      "values are objects");
+      "rondel", [] { return lookUpAll<borrowed>(); }, "values are objects");
+  lookup().rondel(
+      "rondel_shared", [] { return lookUpAll<shared>(); }, "and counted");
   lookup_small().rondel(
-      "rondel",
-      [] {
-        static const HxDictionary m = dictionary(1000);
-        U n = 0;
-        const auto& b = strings(true);
-        for (std::size_t k = 0; k < 1000; ++k)
-          for (std::size_t i = 0; i < 1000; ++i) n += get(m, b[i]);
-        return n;
-      },
-      "values are objects");
+      "rondel", [] { return lookUpThousand<borrowed>(); }, "values are objects");
+  lookup_small().rondel(
+      "rondel_shared", [] { return lookUpThousand<shared>(); }, "and counted");
   concat().rondel("rondel", [] {
     U n = 0;
     const auto& a = strings(false);
