@@ -4,6 +4,7 @@
 // bounds, Unicode and paths have files of their own.
 #include "Rondel/core/String.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -423,8 +424,20 @@ HxString HxString::stringByAppendingString(const HxString& string) const {
 }
 
 HxString HxString::concatenate(const HxString* const* parts, HxUInteger count) {
+  const std::span all(parts, count);
+  const bool areNarrow = std::all_of(all.begin(), all.end(), [](const HxString* part) {
+    return part->isNil() || part->isFlatNarrow();
+  });
+  HxUInteger length = 0;
+  for (const HxString* part : all) length += part->asciiView().size();
+  if (areNarrow && length <= internal::FlatString::kMaximumLength) {
+    internal::FlatString* const string = internal::FlatString::makeNarrow(length);
+    char* out = string->narrow();
+    for (const HxString* part : all) out = internal::appendBytes(out, part->asciiView());
+    return HxString(Unchecked{}, HxAny::adopt(string));
+  }
   HxMutableString text = HxMutableString::string();
-  for (HxUInteger i = 0; i < count; ++i) text.appendString(*parts[i]);
+  for (const HxString* part : all) text.appendString(*part);
   return text.copy();
 }
 

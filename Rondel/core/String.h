@@ -164,9 +164,7 @@ class RONDEL_EXPORT HxString : public HxAny {
   // The characters where they lie, when the string is flat and all ASCII; an empty view with a null
   // pointer otherwise.
   std::string_view asciiView() const noexcept {
-    return _object && (bitsOf(_object) & kFlatNarrow)
-               ? std::string_view(flat()->narrow(), flat()->flatLength())
-               : std::string_view();
+    return isFlatNarrow() ? flat()->narrowView() : std::string_view();
   }
 
   // Leading decimal number behind any whitespace, with a sign; 0 if there is none; saturates at the
@@ -256,13 +254,14 @@ class RONDEL_EXPORT HxString : public HxAny {
   // All parts in one new string, made with one allocation; nil parts add nothing.
   template <std::derived_from<HxString>... Strings>
   static HxString stringByConcatenating(const Strings&... strings) {
-    const bool areNarrow = ((strings.isNil() || strings.asciiView().data()) && ...);
-    const HxUInteger length = (strings.asciiView().size() + ...);
-    if (areNarrow && length <= internal::FlatString::kMaximumLength) {
-      internal::FlatString* const string = internal::FlatString::makeNarrow(length);
-      char* out = string->narrow();
-      ((out = internal::appendBytes(out, strings.asciiView())), ...);
-      return HxString(Unchecked{}, HxAny::adopt(string));
+    if ((strings.isFlatNarrow() && ...)) {
+      const HxUInteger length = (strings.flat()->flatLength() + ...);
+      if (length <= internal::FlatString::kMaximumLength) {
+        internal::FlatString* const string = internal::FlatString::makeNarrow(length);
+        char* out = string->narrow();
+        ((out = internal::appendBytes(out, strings.flat()->narrowView())), ...);
+        return HxString(Unchecked{}, HxAny::adopt(string));
+      }
     }
     const HxString* const parts[] = {&strings...};
     return concatenate(parts, sizeof...(strings));
@@ -324,6 +323,9 @@ class RONDEL_EXPORT HxString : public HxAny {
   HxString stringByResolvingSymlinksInPath() const;
 
  protected:
+  // Of any string, nil too.
+  bool isFlatNarrow() const noexcept { return _object && (bitsOf(_object) & kFlatNarrow) != 0; }
+  // Of strings that are not nil.
   bool isFlat() const noexcept { return (bitsOf(_object) & (kFlatNarrow | kFlatWide)) != 0; }
   const internal::FlatString* flat() const noexcept {
     return static_cast<const internal::FlatString*>(_object);

@@ -127,15 +127,6 @@ class RONDEL_EXPORT HxStringObject : public HxObject {
 
 namespace internal {
 
-// Whether two runs are the same. Most texts are a few words long: a loop over words beats a call.
-inline bool sameBytes(const char* a, const char* b, std::size_t n) noexcept {
-  if (n < 8 || n > 64) return std::memcmp(a, b, n) == 0;
-  std::uint64_t difference = loadBytes(a + n - 8, 8) ^ loadBytes(b + n - 8, 8);
-  for (std::size_t i = 0; i + 8 < n; i += 8)
-    difference |= loadBytes(a + i, 8) ^ loadBytes(b + i, 8);
-  return difference == 0;
-}
-
 // Copies the bytes and gives the place behind them. A single one, often a separator, is not worth a
 // call.
 inline char* appendBytes(char* out, std::string_view bytes) noexcept {
@@ -180,6 +171,7 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
   const HxUniChar* wide() const noexcept { return reinterpret_cast<const HxUniChar*>(this + 1); }
   char* narrow() noexcept { return reinterpret_cast<char*>(this + 1); }
   HxUniChar* wide() noexcept { return reinterpret_cast<HxUniChar*>(this + 1); }
+  std::string_view narrowView() const noexcept { return {narrow(), _length}; }
   HxUInteger flatLength() const noexcept { return _length; }
   // Computed on first use and kept; two threads that race compute the same.
   std::uint32_t flatHash() const noexcept {
