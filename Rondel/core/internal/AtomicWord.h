@@ -38,6 +38,10 @@ class AtomicWord {
   // Adds one to a word that is not zero; false when it is.
   bool incrementUnlessZero() noexcept {
     std::uint32_t value = loadRelaxed();
+    if (isSingleThreaded()) {
+      if (value != 0) storeRelaxed(value + 1);
+      return value != 0;
+    }
     while (value != 0) {
       if (__atomic_compare_exchange_n(&_value, &value, value + 1, true, __ATOMIC_ACQUIRE,
                                       __ATOMIC_RELAXED)) {
