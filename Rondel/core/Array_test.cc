@@ -12,14 +12,12 @@
 #include "Rondel/core/Number.h"
 #include "Rondel/core/Set.h"
 #include "Rondel/core/String.h"
-#include "Rondel/core/internal/ArrayStorage.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/Collections.h"
 
 namespace rondel {
 namespace {
 
-using internal::ArrayBuilder;
 using test::AllocationCounter;
 using test::messageOf;
 using test::openArray;
@@ -587,46 +585,6 @@ TEST(Array, WideAndDeepIsDroppedWhole) {
     EXPECT_FALSE(leaf->isUniquelyReferenced());
   }
   EXPECT_TRUE(leaf->isUniquelyReferenced());
-}
-
-// ---- The builder ------------------------------------------------------------------------------
-
-TEST(ArrayBuilder, MakesAnArrayOfKnownSizeInOneAllocation) {
-  const AllocationCounter counter;
-  ArrayBuilder builder(3);
-  builder.append("a"_hx);
-  builder.append(HxAny());
-  builder.append(HxString("b"_hx));
-  const HxArray array = builder.finish();
-  EXPECT_EQ(counter.count(), 1U);
-  EXPECT_EQ(joined(array), "a b");
-  EXPECT_TRUE(as<HxMutableArray>(array).isNil());
-}
-
-TEST(ArrayBuilder, GrowsBeyondWhatWasReserved) {
-  ArrayBuilder builder(1);
-  for (int i = 0; i < 100; ++i) builder.append(number(i));
-  EXPECT_EQ(builder.count(), 100U);
-  const HxArray array = builder.finish();
-  EXPECT_EQ(array.count(), 100U);
-  EXPECT_EQ(shown(array.lastObject()), "99");
-}
-
-TEST(ArrayBuilder, IsEmptyAfterwardsAndMakesAnEmptyArray) {
-  ArrayBuilder builder;
-  builder.append("a"_hx);
-  EXPECT_EQ(joined(builder.finish()), "a");
-  EXPECT_EQ(builder.count(), 0U);
-  EXPECT_EQ(builder.finish().count(), 0U);
-}
-
-TEST(ArrayBuilder, DropsWhatWasNotFinished) {
-  const auto object = makeRef<Listener>();
-  {
-    ArrayBuilder builder;
-    for (int i = 0; i < 10; ++i) builder.append(object);
-  }
-  EXPECT_TRUE(object->isUniquelyReferenced());
 }
 
 }  // namespace

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Property lists for tests, and the bytes that they are read from and written to.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+
+#include "Rondel/core/Data.h"
+#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/Error.h"
+#include "Rondel/core/PropertyList.h"
+
+namespace rondel::test {
+
+inline HxData bytesOf(std::string_view bytes) {
+  return HxData::dataWithBytes(bytes.data(), bytes.size());
+}
+
+inline std::string stringOf(const HxData& bytes) {
+  return std::string(reinterpret_cast<const char*>(bytes.bytes()), bytes.length());
+}
+
+// A list that must be sound.
+inline HxAny listOf(std::string_view utf8) {
+  HxError error;
+  const HxAny list = HxPropertyListWithString(HxString(utf8), &error);
+  EXPECT_TRUE(list) << utf8 << "\n" << error.localizedDescription().toStdString();
+  return list;
+}
+
+inline HxDictionary entry(const HxAny& value, const HxString& key) {
+  return HxDictionary::dictionaryWithObject(value, key);
+}
+
+inline std::string inXML(std::string_view value) {
+  return "<?xml version=\"1.0\"?>\n<plist version=\"1.0\">" + std::string(value) + "</plist>";
+}
+
+}  // namespace rondel::test
