@@ -216,7 +216,7 @@ const State kStates[] = {
 };
 
 TEST(TaskDropping, InEachStateManyTimes) {
-  constexpr int kDrops = RONDEL_IS_SANITIZED ? 50 : 250;
+  constexpr int kDrops = RONDEL_IS_SANITIZED ? 100 : 1000;
   for (const State& state : kStates) {
     SCOPED_TRACE(state.name);
     for (int i = 0; i < kDrops; ++i) {
