@@ -38,7 +38,8 @@ void tellOfInterrupt(int) {
   [[maybe_unused]] const auto written = write(interruptDescriptor, &byte, 1);
 }
 
-// The program as a shell would find it: a name without a slash along PATH.
+// The program as a shell would find it: a name without a slash along PATH, and nil when it is not
+// there.
 HxString findProgram(const HxString& name) {
   if (name.rangeOfString("/"_hx).length > 0) return name;
   const HxString path =
@@ -52,7 +53,7 @@ HxString findProgram(const HxString& name) {
       return candidate;
     }
   }
-  return name;
+  return nullptr;
 }
 
 HxString withoutTerminator(const HxString& line) {
@@ -100,14 +101,18 @@ int BuildLog::run() {
   return status;
 }
 
+bool BuildLog::failToStart(const HxString& format, const HxString& what) {
+  taskFailureMessage(nullptr, HxString::stringWithFormat(format, what));
+  return false;
+}
+
 bool BuildLog::prepare() {
+  const HxString name = _options.command.objectAtIndex<HxString>(0);
+  const HxString program = findProgram(name);
+  if (!program) return failToStart("cannot find %@ along PATH"_hx, name);
   if (_options.inputPath) {
     _input = HxData::initWithContentsOfFile(_options.inputPath);
-    if (!_input) {
-      taskFailureMessage(nullptr,
-                         HxString::stringWithFormat("cannot read %@"_hx, _options.inputPath));
-      return false;
-    }
+    if (!_input) return failToStart("cannot read %@"_hx, _options.inputPath);
     _task->performWritesInBackground();
   } else {
     const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
@@ -119,7 +124,7 @@ bool BuildLog::prepare() {
   decoder->setCharacterStreamConsumer(lines);
   _task->byteStream()->setByteStreamConsumer(decoder);
   _task->setDelegate(this);
-  _task->setTaskPath(findProgram(_options.command.objectAtIndex<HxString>(0)));
+  _task->setTaskPath(program);
   _task->setTaskArguments(_options.command.subarrayWithRange({1, _options.command.count() - 1}));
   _task->setTaskCurrentDirectory(_options.directory);
   return true;

@@ -28,6 +28,7 @@ class BuildLog final : public rondel::HxObject,
   static constexpr int kCannotRun = 127;  // as a shell says it
 
   bool prepare();
+  bool failToStart(const rondel::HxString& format, const rondel::HxString& what);
   void sendInput();
   void watchInterrupts();
   void interrupted(const rondel::HxNotification&);

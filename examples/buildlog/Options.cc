@@ -11,20 +11,20 @@ using namespace rondel;
 
 namespace {
 
-bool complain(const char* what) {
-  std::fprintf(stderr,
-               "buildlog: %s; usage: buildlog [--quiet] [--directory DIR] [--input FILE] "
-               "(--command \"ONE STRING\" | -- COMMAND [ARG...])\n",
-               what);
+constexpr char kUsage[] =
+    "usage: buildlog [--quiet] [--directory DIR] [--input FILE] "
+    "(--command \"ONE STRING\" | -- COMMAND [ARG...])";
+
+// `word` is the one that is wrong, empty when none is.
+bool complain(const char* what, const char* word = "") {
+  std::fprintf(stderr, "buildlog: %s%s; %s\n", what, word, kUsage);
   return false;
 }
 
 constexpr option kOptions[] = {
-    {"quiet", no_argument, nullptr, 'q'},
-    {"directory", required_argument, nullptr, 'd'},
-    {"input", required_argument, nullptr, 'i'},
-    {"command", required_argument, nullptr, 'c'},
-    {nullptr, 0, nullptr, 0},
+    {"quiet", no_argument, nullptr, 'q'},       {"directory", required_argument, nullptr, 'd'},
+    {"input", required_argument, nullptr, 'i'}, {"command", required_argument, nullptr, 'c'},
+    {"help", no_argument, nullptr, 'h'},        {nullptr, 0, nullptr, 0},
 };
 
 // Bytes of the command line as text; those that are not UTF-8 are taken as ISO 8859-1.
@@ -39,13 +39,21 @@ HxArray wordsOf(char** words, int count) {
   return result;
 }
 
+// The command, in one string or in what is left of the words.
+bool readCommand(const HxString& string, char** words, int count, Options& options) {
+  if (string && count > 0) return complain("a command is given twice");
+  options.command = string ? arrayByParsingAsCommandLineArguments(string) : wordsOf(words, count);
+  return options.command.isEmpty() ? complain("no command is given") : true;
+}
+
 }  // namespace
 
 bool readOptions(int argc, char** argv, Options& options) {
   HxString command;
   opterr = 0;
-  for (int letter; (letter = getopt_long(argc, argv, "+:", kOptions, nullptr)) != -1;) {
-    switch (letter) {
+  for (;;) {
+    const char* const word = argv[optind];
+    switch (getopt_long(argc, argv, "+:", kOptions, nullptr)) {
       case 'q':
         options.isQuiet = true;
         break;
@@ -58,14 +66,16 @@ bool readOptions(int argc, char** argv, Options& options) {
       case 'c':
         command = textOf(optarg);
         break;
+      case 'h':
+        return options.wantsHelp = true;
       case ':':
-        return complain("an option lacks its value");
+        return complain("an option lacks its value: ", word);
+      case '?':
+        return complain("unknown option: ", word);
       default:
-        return complain("unknown option");
+        return readCommand(command, argv + optind, argc - optind, options);
     }
   }
-  if (command && optind < argc) return complain("a command is given twice");
-  options.command = command ? arrayByParsingAsCommandLineArguments(command)
-                            : wordsOf(argv + optind, argc - optind);
-  return options.command.isEmpty() ? complain("no command is given") : true;
 }
+
+void printHelp() { std::puts(kUsage); }
