@@ -144,7 +144,7 @@ TEST_F(TaskLaunchFailure, ArgumentsThatAreNoText) {
   const Ref<ZevMoTask> task = taskAtPath("/bin/true", recorder);
   task->setTaskArguments(HxArray::arrayWithObject(HxNumber::numberWithInt(1)));
   expectFailure(*task, recorder, "HxInvalidArgumentException",
-                "an argument cannot be handed to the system: (null)");
+                "an argument cannot be handed to the system: 1, which is no string");
 }
 
 TEST_F(TaskLaunchFailure, NilForEveryArgumentOfTheLaunch) {

@@ -39,12 +39,12 @@ HxArray commonModes() { return HxArray::arrayWithObject(HxRunLoopCommonModes); }
 // Texts in the form in which the system takes a list of them.
 class TextList {
  public:
-  // `what` is for the message when the text cannot be handed over.
-  void add(const HxString& text, const char* what) {
+  // `what` and `given` are for the message when the text cannot be handed over.
+  void add(const HxString& text, const char* what, const HxAny& given) {
     HxCString bytes = text.UTF8String();
     if (bytes.isNull() || std::strlen(bytes.c_str()) != bytes.length()) {
-      HxException::raise(HxInvalidArgumentException, "%s cannot be handed to the system: %@"_hx,
-                         what, text);
+      HxException::raise(HxInvalidArgumentException, "%s cannot be handed to the system: %@%s"_hx,
+                         what, given, given && !text ? ", which is no string" : "");
     }
     _texts.push_back(std::move(bytes));
   }
@@ -64,24 +64,25 @@ class TextList {
 
 TextList argumentList(const HxString& path, const HxArray& arguments) {
   TextList list;
-  list.add(path, "the launch path");
-  for (const HxAny& argument : arguments) list.add(as<HxString>(argument), "an argument");
+  list.add(path, "the launch path", path);
+  for (const HxAny& argument : arguments) {
+    list.add(as<HxString>(argument), "an argument", argument);
+  }
   return list;
 }
 
 TextList environmentList(const HxDictionary& environment) {
   TextList list;
   for (const auto& [name, value] : environment) {
-    const auto text = as<HxString>(value);
-    list.add(text ? HxString::stringWithFormat("%@=%@"_hx, name, text) : HxString(),
-             "an environment variable");
+    const auto text = HxString::stringWithFormat("%@=%@"_hx, name, value);
+    list.add(as<HxString>(value) ? text : HxString(), "an environment variable", text);
   }
   return list;
 }
 
 TextList directoryList(const HxString& directory) {
   TextList list;
-  if (directory) list.add(directory, "the directory");
+  if (directory) list.add(directory, "the directory", directory);
   return list;
 }
 

@@ -104,7 +104,14 @@ TEST(ProcessFailure, TextsThatTheSystemCannotTakeRaise) {
   }
   const auto number = taskOf("/bin/true");
   number->setArguments(HxArray::arrayWithObject(HxNumber::numberWithInt(1)));
-  EXPECT_TRUE(failureOf(number).starts_with(name + "an argument cannot be handed"));
+  EXPECT_EQ(failureOf(number),
+            name + "an argument cannot be handed to the system: 1, which is no string");
+  const auto numbered = taskOf("/bin/true");
+  numbered->setEnvironment(
+      HxDictionary::dictionaryWithEntries({{"A"_hx, HxNumber::numberWithInt(1)}}));
+  EXPECT_EQ(
+      failureOf(numbered),
+      name + "an environment variable cannot be handed to the system: A=1, which is no string");
 }
 
 TEST(ProcessFailure, ClosedStandardFileFailsTheLaunch) {
