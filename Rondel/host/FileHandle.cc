@@ -10,6 +10,7 @@
 
 #include "Rondel/core/Dictionary.h"
 #include "Rondel/core/Exception.h"
+#include "Rondel/core/internal/DataStorage.h"
 #include "Rondel/host/NotificationCenter.h"
 #include "Rondel/host/internal/RunLoopSource.h"
 #include "Rondel/host/linux/Event.h"
@@ -24,13 +25,12 @@ using internal::systemCalls;
 namespace {
 
 constexpr std::size_t kChunkSize = 64 * 1024;
-// Less than this is handed out as a copy of its own size, so that who keeps it keeps no more.
-constexpr std::size_t kSmallChunk = 16 * 1024;
 // A pipe that always holds a whole chunk is read on without asking the run loop, so many times.
 constexpr int kReadsInOneTurn = 8;
-// After so many whole chunks in a row a pipe gets more room, which saves the writer its waits.
+// After so many whole chunks in a row a pipe gets more room, and is read by as much at a time: that
+// saves both sides waits and calls, and still fits the caches.
 constexpr int kChunksBeforeGrowth = 8;
-constexpr int kGrownPipeSize = 1024 * 1024;
+constexpr std::size_t kLargeChunkSize = 256 * 1024;
 
 // How often a wait looks whether the handle was closed where the system refuses to tell it.
 constexpr int kMillisecondsBetweenLooks = 50;
@@ -43,12 +43,21 @@ constexpr int kLastStandardFile = 2;
 }
 
 // Bytes read, 0 at the end, or -1 with errno set; never EINTR.
-ssize_t readOnce(int descriptor, void* buffer) {
+ssize_t readOnce(int descriptor, void* buffer, std::size_t size) {
   ssize_t count;
   do {
-    count = systemCalls.read(descriptor, buffer, kChunkSize);
+    count = systemCalls.read(descriptor, buffer, size);
   } while (count < 0 && errno == EINTR);
   return count;
+}
+
+// What a read has left in a buffer for it. Little is handed out as a copy of its own size, so that
+// who keeps it keeps no more.
+HxData readBytes(HxMutableData& buffer, std::size_t length) {
+  constexpr std::size_t kLeastPart = 4;
+  if (length < buffer.length() / kLeastPart) return HxData::dataWithBytes(buffer.bytes(), length);
+  buffer.setLength(length);
+  return buffer;
 }
 
 }  // namespace
@@ -64,7 +73,8 @@ struct HxFileHandle::Inside {
   bool isNonBlocking = false;        // because we made it so
 
   HxMutableData buffer;  // of the background read
-  int wholeChunks = 0;   // in a row
+  std::size_t chunkSize = kChunkSize;
+  int wholeChunks = 0;  // in a row
 
   void makeNonBlocking();
   void waitFor(short events, const Ref<SharedDescriptor>& open, const char* purpose);
@@ -183,7 +193,7 @@ bool HxFileHandle::descriptorIsReady(HxObject& object) {
     HxNotificationCenter::defaultCenter()->postNotification(
         HxFileHandleReadCompletionNotification, HxAny(&handle),
         HxDictionary::dictionaryWithObject(data, HxFileHandleNotificationDataItem));
-    if (!canReadOn || length < kChunkSize || !source->isArmedNow()) break;
+    if (!canReadOn || length < inside.chunkSize || !source->isArmedNow()) break;
   }
   return handled;
 }
@@ -199,28 +209,22 @@ Ref<RunLoopSource> HxFileHandle::Inside::currentSource(Ref<SharedDescriptor>& op
 
 // One read; false when there was nothing after all. Empty data at the end and after an error.
 bool HxFileHandle::Inside::readChunk(const Ref<SharedDescriptor>& open, HxData& data) {
-  if (!buffer || !buffer.object()->isUniquelyReferenced()) {
-    buffer = HxMutableData::initWithCapacity(kChunkSize);  // somebody has kept the last one
-  }
-  buffer.setLengthUninitialized(kChunkSize);
-  const ssize_t count = open ? readOnce(open->number(), buffer.mutableBytes()) : 0;
+  internal::prepareForReading(buffer, chunkSize);
+  const ssize_t count = open ? readOnce(open->number(), buffer.mutableBytes(), chunkSize) : 0;
   if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return false;
   const std::size_t length = count > 0 ? static_cast<std::size_t>(count) : 0;
-  if (length < kSmallChunk) {
-    data = HxData::dataWithBytes(buffer.bytes(), length);
-  } else {
-    buffer.setLength(length);
-    data = buffer;
-  }
+  data = readBytes(buffer, length);
   if (length == 0) buffer = nullptr;
-  wholeChunks = length == kChunkSize ? wholeChunks + 1 : 0;
-  if (wholeChunks == kChunksBeforeGrowth) growPipe(open->number());
+  wholeChunks = length == chunkSize ? wholeChunks + 1 : 0;
+  if (wholeChunks == kChunksBeforeGrowth && chunkSize < kLargeChunkSize) growPipe(open->number());
   return true;
 }
 
 void HxFileHandle::Inside::growPipe(int number) {
   const std::scoped_lock held(lock);
-  if (isNonBlocking) systemCalls.fcntl(number, F_SETPIPE_SZ, kGrownPipeSize);  // or not, if refused
+  if (!isNonBlocking) return;
+  const int size = systemCalls.fcntl(number, F_SETPIPE_SZ, static_cast<int>(kLargeChunkSize));
+  if (size > 0) chunkSize = kLargeChunkSize;  // else the system has none to spare
 }
 
 // ---- Reading and writing at once --------------------------------------------------------------
@@ -246,18 +250,15 @@ Ref<SharedDescriptor> HxFileHandle::Inside::endOfWaits(const Ref<SharedDescripto
 HxData HxFileHandle::availableData() {
   static constexpr const char* kPurpose = "cannot read from";
   const Ref<SharedDescriptor> descriptor = openDescriptor(kPurpose, false);
-  HxMutableData chunk = HxMutableData::initWithCapacity(kChunkSize);
-  chunk.setLengthUninitialized(kChunkSize);
-  ssize_t count = readOnce(descriptor->number(), chunk.mutableBytes());
+  HxMutableData buffer;
+  internal::prepareForReading(buffer, kChunkSize);
+  ssize_t count = readOnce(descriptor->number(), buffer.mutableBytes(), kChunkSize);
   while (count < 0 && errno == EAGAIN) {
     _inside->waitFor(POLLIN, descriptor, kPurpose);
-    count = readOnce(descriptor->number(), chunk.mutableBytes());
+    count = readOnce(descriptor->number(), buffer.mutableBytes(), kChunkSize);
   }
   if (count < 0 && errno != EIO) raiseFailure(kPurpose, descriptor->number(), errno);
-  const std::size_t length = count > 0 ? static_cast<std::size_t>(count) : 0;
-  if (length < kSmallChunk) return HxData::dataWithBytes(chunk.bytes(), length);
-  chunk.setLength(length);
-  return chunk;
+  return readBytes(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
 }
 
 HxData HxFileHandle::readDataToEndOfFile() {

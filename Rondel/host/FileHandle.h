@@ -58,12 +58,13 @@ class RONDEL_EXPORT HxFileHandle final : public HxObject {
 
   // ---- Reading in the background
 
-  // Asks for one read. When bytes are there, at most 64 KiB of them are read and
+  // Asks for one read. When bytes are there, some of them are read and
   // HxFileHandleReadCompletionNotification is posted to the default center, on this thread, by a
   // pass of its run loop in one of these modes (an array of mode names; nil or empty means the
-  // default mode). At the end of the file,
-  // after a read error and on a closed handle the data is empty; the hang-up of a terminal (EIO) is
-  // an end. The read after it has to be asked for again, usually by the observer.
+  // default mode). They are at most 64 KiB, or 256 KiB of a pipe of HxPipe that has been full for a
+  // while. At the end of the file, after a read error and on a closed handle the data is empty; the
+  // hang-up of a terminal (EIO) is an end. The read after it has to be asked for again, usually by
+  // the observer.
   //
   // There is one read at a time: asking again while one is due changes its modes. The handle is not
   // kept alive by it; dropping or closing the handle takes the read back, and nothing is posted.

@@ -85,6 +85,18 @@ std::string pattern(std::size_t length) {
   return text;
 }
 
+constexpr HxUInteger kChunk = 64 * 1024;
+constexpr HxUInteger kLargeChunk = 256 * 1024;
+constexpr int kChunksBeforeLargeOnes = 8;
+
+// What one pass gives of a pipe that is filled up once more.
+void fillAndRead(const Ref<HxFileHandle>& writing, const Ref<Reader>& reader, HxUInteger length) {
+  writing->writeData(bytes(pattern(length)));
+  const int before = reader->chunks;
+  while (reader->chunks == before && runOnce()) {
+  }
+}
+
 class FileHandle : public testing::Test {
  protected:
   FileHandle() : pipe(HxPipe::init()) {
@@ -224,7 +236,7 @@ TEST_F(FileHandle, LongStreamArrivesWhole) {
   readToEnd(reader);
   writer.join();
   EXPECT_EQ(reader->text, text);
-  for (const HxUInteger size : reader->sizes) EXPECT_LE(size, 65536u);
+  for (const HxUInteger size : reader->sizes) EXPECT_LE(size, kLargeChunk);
 }
 
 TEST_F(FileHandle, KeptDataIsNotWrittenOver) {
@@ -243,6 +255,34 @@ TEST_F(FileHandle, KeptDataIsNotWrittenOver) {
     kept.append(reinterpret_cast<const char*>(data.bytes()), data.length());
   }
   EXPECT_EQ(kept, text);
+}
+
+TEST_F(FileHandle, PipeThatIsAlwaysFullIsReadByMoreAtATime) {
+  const auto reader = makeRef<Reader>(reading);
+  reading->readInBackgroundAndNotify();
+  for (int i = 0; i < kChunksBeforeLargeOnes; ++i) fillAndRead(writing, reader, kChunk);
+  EXPECT_EQ(reader->chunks, kChunksBeforeLargeOnes);
+  fillAndRead(writing, reader, kLargeChunk);
+  EXPECT_EQ(reader->sizes.back(), kLargeChunk);
+  EXPECT_EQ(reader->chunks, kChunksBeforeLargeOnes + 1);
+}
+
+TEST_F(FileHandle, KeptDataIsNotWrittenOverWhenReadsBecomeLarger) {
+  const auto reader = makeRef<Reader>(reading);
+  reader->keepsData = true;
+  reading->readInBackgroundAndNotify();
+  for (int i = 0; i < kChunksBeforeLargeOnes; ++i) fillAndRead(writing, reader, kChunk);
+  for (int i = 0; i < 3; ++i) fillAndRead(writing, reader, kLargeChunk);
+  for (const HxData& data : reader->kept) EXPECT_EQ(data, bytes(pattern(data.length())));
+}
+
+TEST_F(FileHandle, PipeThatCannotGrowIsReadOnAsBefore) {
+  const test::SystemCallsKept kept;
+  const auto reader = makeRef<Reader>(reading);
+  reading->readInBackgroundAndNotify();
+  test::failCall<&SystemCalls::fcntl>(1, EPERM, 1000);
+  for (int i = 0; i < 20; ++i) fillAndRead(writing, reader, kChunk);
+  for (const HxUInteger size : reader->sizes) EXPECT_EQ(size, kChunk);
 }
 
 TEST_F(FileHandle, BusyPipeDoesNotStarveTheOthers) {
