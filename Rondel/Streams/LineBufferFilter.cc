@@ -4,7 +4,7 @@
 #include "Rondel/Streams/internal/KeptAlive.h"
 #include "Rondel/Streams/internal/LineEnds.h"
 #include "Rondel/core/internal/Characters.h"
-#include "Rondel/core/internal/Transcode.h"
+#include "Rondel/core/internal/ReusedString.h"
 
 namespace rondel {
 
@@ -70,11 +70,13 @@ void ZevMoLineBufferFilter::sendLineByLine(const HxString& input, const Unit* un
   bool isFirst = !_savedString.isEmpty();
   const HxObject* consumer = nullptr;
   HxAny alive;
+  HxString first;
+  internal::ReusedString other;
   for (HxUInteger at = ends.next(); at < length; at = ends.next()) {
     if (at < offset) continue;  // the LF of a CR LF
     const HxUInteger end = at + internal::lineTerminatorLength(units, at, length);
-    const HxString line =
-        isFirst ? savedStringWith(input, end) : internal::makeString(units + offset, end - offset);
+    const HxString& line =
+        isFirst ? first = savedStringWith(input, end) : other.make(units + offset, end - offset);
     offset = end;
     isFirst = false;
     while (consumer != streamConsumer()) {  // a former one may link another as it goes

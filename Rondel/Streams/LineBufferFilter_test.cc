@@ -425,20 +425,95 @@ class LineCounter final : public HxObject, public ZevMoLineStreamConsuming {
   void streamDidEnd(ZevMoStream*) override {}
 };
 
-TEST(LineBufferFilter, ALineCostsOneAllocation) {
+// Keeps them all, in room that is there.
+class LineKeeper final : public HxObject, public ZevMoLineStreamConsuming {
+ public:
+  explicit LineKeeper(std::size_t room) { lines.reserve(room); }
+  std::vector<HxString> lines;
+  void streamProcessLine(ZevMoStream*, const HxString& line) override { lines.push_back(line); }
+  void streamDidEnd(ZevMoStream*) override {}
+};
+
+std::u16string thousandLines() {
   std::u16string chunk;
   for (int i = 0; i < 1000; ++i) chunk += u"a line of some twenty-five\n";
+  return chunk;
+}
+
+TEST(LineBufferFilter, ALineThatIsKeptCostsOneAllocation) {
   for (const char16_t* const tail : {u"", u"\u00E9"}) {
-    const HxString text = HxString(std::u16string_view(chunk + tail));
+    const HxString text = HxString(std::u16string_view(thousandLines() + tail));
+    const Ref<ZevMoLineBufferFilter> filter = ZevMoLineBufferFilter::init();
+    LineKeeper keeper(1000);
+    filter->setLineStreamConsumer(&keeper);
+    const test::AllocationCounter allocations;
+    filter->streamProcessCharacters(nullptr, text);
+    EXPECT_EQ(keeper.lines.size(), 1000u);
+    EXPECT_GE(allocations.count(), 1000u);
+    EXPECT_LE(allocations.count(), 1008u);
+  }
+}
+
+TEST(LineBufferFilter, LinesThatNobodyKeepsShareABlock) {
+  for (const char16_t* const tail : {u"", u"\u00E9"}) {
+    const HxString text = HxString(std::u16string_view(thousandLines() + tail));
     const Ref<ZevMoLineBufferFilter> filter = ZevMoLineBufferFilter::init();
     LineCounter counter;
     filter->setLineStreamConsumer(&counter);
     const test::AllocationCounter allocations;
     filter->streamProcessCharacters(nullptr, text);
     EXPECT_EQ(counter.lines, 1000u);
-    EXPECT_GE(allocations.count(), 1000u);
-    EXPECT_LE(allocations.count(), 1008u);
+    EXPECT_LE(allocations.count(), 8u);
   }
+}
+
+TEST(LineBufferFilter, LinesThatAreKeptStayAsTheyAre) {
+  // Now and then a line is kept, among others that are let go.
+  class Chooser final : public HxObject, public ZevMoLineStreamConsuming {
+   public:
+    std::vector<HxString> kept;
+    std::vector<std::string> texts;
+    void streamProcessLine(ZevMoStream*, const HxString& line) override {
+      if (++_number % 3 != 0) return;
+      kept.push_back(line);
+      texts.push_back(line.toStdString());
+    }
+    void streamDidEnd(ZevMoStream*) override {}
+
+   private:
+    int _number = 0;
+  } chooser;
+  const Ref<ZevMoLineBufferFilter> filter = ZevMoLineBufferFilter::init();
+  filter->setLineStreamConsumer(&chooser);
+  for (int i = 0; i < 1000; ++i) {
+    const std::string length(static_cast<std::size_t>(i % 170), 'x');
+    const std::string text = std::to_string(i) + length + (i % 7 ? "\n" : "\u00E9\n");
+    filter->streamProcessCharacters(nullptr, HxString(text + text + text + text));
+  }
+  ASSERT_EQ(chooser.kept.size(), 1333u);
+  for (std::size_t i = 0; i < chooser.kept.size(); ++i) {
+    EXPECT_EQ(chooser.kept[i].toStdString(), chooser.texts[i]);
+    EXPECT_EQ(chooser.kept[i].hash(), HxString(chooser.texts[i]).hash());
+  }
+}
+
+TEST(LineBufferFilter, ALineStaysAsItIsWhileOthersAreSentFromWithin) {
+  class Nester final : public HxObject, public ZevMoLineStreamConsuming {
+   public:
+    ZevMoLineBufferFilter* filter = nullptr;
+    std::vector<std::string> after;
+    void streamProcessLine(ZevMoStream*, const HxString& line) override {
+      if (line.hasPrefix("outer"_hx)) filter->streamProcessCharacters(nullptr, "in 1\nin 2\n"_hx);
+      after.push_back(line.toStdString());
+    }
+    void streamDidEnd(ZevMoStream*) override {}
+  } nester;
+  const Ref<ZevMoLineBufferFilter> filter = ZevMoLineBufferFilter::init();
+  nester.filter = filter.get();
+  filter->setLineStreamConsumer(&nester);
+  filter->streamProcessCharacters(nullptr, "outer 1\nouter 2\n"_hx);
+  EXPECT_EQ(nester.after, std::vector<std::string>(
+                              {"in 1\n", "in 2\n", "outer 1\n", "in 1\n", "in 2\n", "outer 2\n"}));
 }
 
 TEST(LineBufferFilter, ALineInSmallPiecesCostsNoMoreThanItsPieces) {

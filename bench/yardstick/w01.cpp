@@ -81,7 +81,8 @@ std::uint64_t spawn() {
 BENCH_ROWS(w01_rondel) {
   w01::bulk().rondel("rondel_task_stream", bulk);
   w01::bulk_one_cpu().rondel("rondel_task_stream", w01::on_one_cpu(bulk));
-  w01::lines().rondel("rondel_task_decoder_line_filter", lines, "a new string for each line");
+  w01::lines().rondel("rondel_task_decoder_line_filter", lines,
+                      "a string for each line; nobody keeps one, so they share a block");
   w01::spawn().rondel("rondel_task", spawn, "with a delegate, two pipes and a run loop");
 }
 

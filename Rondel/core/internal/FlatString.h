@@ -147,7 +147,10 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
   // else sees it; wide text must hold at least one unit that is not ASCII. The reference is the
   // caller's.
   static FlatString* makeNarrow(HxUInteger length) {
-    void* block = allocate(sizeof(FlatString) + length + 1);
+    return makeNarrowIn(allocate(sizeof(FlatString) + length + 1), length);
+  }
+  // The same in a block with the room for it: a new one, or that of a string of before.
+  static FlatString* makeNarrowIn(void* block, HxUInteger length) noexcept {
     auto* string = new (block) FlatString(static_cast<std::uint32_t>(length), kFlatNarrow);
     string->narrow()[length] = '\0';
     return string;
