@@ -47,7 +47,7 @@ class CommandLineSplitter {
   HxArray split() {
     while (_at < _end) {
       const Unit* const run = _at;
-      _at = ordinaryEnd(_at);
+      _at = _quote ? internal::quotedEnd(_at, _end, _quote) : ordinaryEnd(_at);
       _word.append(run, static_cast<HxUInteger>(_at - run));
       if (_at < _end) takeSpecial(_at++);
     }
@@ -63,15 +63,11 @@ class CommandLineSplitter {
     if (*c == '\\') {
       takeQuoting(c);
       if (_at < _end) _word.append(_at++, 1);  // whatever it is
-    } else if (*c == '"' && !_inSingleQuotes) {
-      _inDoubleQuotes = !_inDoubleQuotes;
+    } else if ((*c == '"' || *c == '\'') && (!_quote || *c == _quote)) {
+      _quote = _quote ? Unit() : *c;
       _sawQuote = true;
       takeQuoting(c);
-    } else if (*c == '\'' && !_inDoubleQuotes) {
-      _inSingleQuotes = !_inSingleQuotes;
-      _sawQuote = true;
-      takeQuoting(c);
-    } else if (_whitespace.contains(*c) && !_inDoubleQuotes && !_inSingleQuotes) {
+    } else if (!_quote && _whitespace.contains(*c)) {
       endWord();
     } else {
       _word.append(c, 1);
@@ -90,7 +86,7 @@ class CommandLineSplitter {
     _sawQuote = false;
   }
 
-  // The first unit from `at` on that takes a row of its own.
+  // The first unit from `at` on, outside quotes, that takes a row of its own.
   const Unit* ordinaryEnd(const Unit* at) const noexcept {
     at = internal::plainEnd(at, _end);
     if constexpr (sizeof(Unit) > 1) {
@@ -104,8 +100,7 @@ class CommandLineSplitter {
   const Unit* _at;
   const Unit* const _end;
   const bool _preservesQuotes;
-  bool _inDoubleQuotes = false;
-  bool _inSingleQuotes = false;
+  Unit _quote = 0;  // the one that opened the quotes we are in
   bool _sawQuote = false;
   Word<Unit, kWordUnitsOnStack> _word;
   ArrayBuilder _words;

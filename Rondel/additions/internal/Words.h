@@ -70,6 +70,36 @@ const Unit* plainEnd(const Unit* at, const Unit* end) noexcept {
   return at;
 }
 
+#ifdef __SSE2__
+// One bit for each byte of the 16 at `at` that belongs to a unit that ends quoted text.
+inline unsigned quotedEndMask(const char* at, char quote) noexcept {
+  const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(
+      _mm_cmpeq_epi8(units, _mm_set1_epi8(quote)), _mm_cmpeq_epi8(units, _mm_set1_epi8('\\')))));
+}
+inline unsigned quotedEndMask(const HxUniChar* at, HxUniChar quote) noexcept {
+  const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+  return static_cast<unsigned>(_mm_movemask_epi8(
+      _mm_or_si128(_mm_cmpeq_epi16(units, _mm_set1_epi16(static_cast<short>(quote))),
+                   _mm_cmpeq_epi16(units, _mm_set1_epi16('\\')))));
+}
+#endif
+
+// The first unit of [at, end) that is the quote or a backslash, `end` when there is none.
+template <class Unit>
+const Unit* quotedEnd(const Unit* at, const Unit* end, Unit quote) noexcept {
+#ifdef __SSE2__
+  constexpr std::ptrdiff_t kUnits = 16 / sizeof(Unit);
+  for (; end - at >= kUnits; at += kUnits) {
+    if (const unsigned mask = quotedEndMask(at, quote)) {
+      return at + static_cast<std::size_t>(std::countr_zero(mask)) / sizeof(Unit);
+    }
+  }
+#endif
+  while (at < end && *at != quote && *at != Unit('\\')) ++at;
+  return at;
+}
+
 // How many words a text of this length is likely to have, for the first size of the array; at least
 // one, and bounded, for texts of few long words.
 constexpr HxUInteger likelyWordCount(HxUInteger length) noexcept {
