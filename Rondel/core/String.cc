@@ -16,6 +16,7 @@
 #include "Rondel/core/internal/BufferString.h"
 #include "Rondel/core/internal/Characters.h"
 #include "Rondel/core/internal/RangeCheck.h"
+#include "Rondel/core/internal/TextPieces.h"
 
 namespace rondel {
 
@@ -64,33 +65,86 @@ HxClass HxMutableString::classObject() noexcept {
 
 namespace {
 
-bool haveSameUnits(const Characters& a, const Characters& b) {
-  if (a.length() != b.length()) return false;
-  return a.visit([&](auto* left, HxUInteger length) {
-    return b.visit([&](auto* right, HxUInteger) {
-      if constexpr (std::is_same_v<decltype(left), decltype(right)>) {
-        return length == 0 || std::memcmp(left, right, length * sizeof(*left)) == 0;
-      } else {
-        for (HxUInteger i = 0; i < length; ++i) {
-          if (HxUniChar{static_cast<std::make_unsigned_t<std::remove_cvref_t<decltype(left[i])>>>(
-                  left[i])} != static_cast<HxUniChar>(right[i])) {
-            return false;
-          }
-        }
-        return true;
-      }
-    });
-  });
+using internal::TextPieces;
+
+HxUniChar unitOf(char ascii) { return static_cast<unsigned char>(ascii); }
+HxUniChar unitOf(HxUniChar unit) { return unit; }
+
+template <class Left, class Right>
+bool areSame(const Left* left, const Right* right, HxUInteger count) {
+  if constexpr (std::is_same_v<Left, Right>) {
+    return std::memcmp(left, right, count * sizeof(Left)) == 0;
+  } else {
+    for (HxUInteger i = 0; i < count; ++i) {
+      if (unitOf(left[i]) != unitOf(right[i])) return false;
+    }
+    return true;
+  }
 }
 
-// The same for a text however it is stored.
-std::uint32_t hashOfUnits(const HxUniChar* units, HxUInteger length) {
-  if (!internal::isASCII(units, length)) {
-    return internal::hashOfBytes(reinterpret_cast<const char*>(units), length * sizeof(HxUniChar));
+// Two texts of the same length.
+bool haveSameUnits(const HxStringObject& a, const HxStringObject& b, HxUInteger length) {
+  TextPieces left(a);
+  TextPieces right(b);
+  bool isSame = true;
+  internal::forEachPiece({0, length}, [&](HxRange piece) {
+    isSame = left.visit(piece, [&](auto* units) {
+      return right.visit(piece, [&](auto* others) { return areSame(units, others, piece.length); });
+    });
+    return isSame;
+  });
+  return isSame;
+}
+
+bool isASCII(TextPieces& text, HxUInteger length) {
+  bool isASCII = true;
+  internal::forEachPiece({0, length}, [&](HxRange piece) {
+    return isASCII = text.visit(
+               piece, [&](auto* units) { return internal::isASCII(units, piece.length); });
+  });
+  return isASCII;
+}
+
+// hashOfBytes for text in pieces.
+class PieceHash {
+ public:
+  explicit PieceHash(HxUInteger byteCount) : _left(byteCount), _hash(internal::hashStart(_left)) {}
+
+  // Each piece but the last is of a multiple of 16 bytes.
+  void add(const char* bytes, HxUInteger count) {
+    const char* const end = bytes + count;
+    for (; bytes < end && _left > 16; bytes += 16, _left -= 16) {
+      _hash = internal::hashBlock(_hash, bytes);
+    }
+    if (bytes < end) _hash = internal::hashEnd(_hash, bytes, _left);
   }
-  std::string narrow(length, '\0');
-  internal::narrowUnits(units, length, narrow.data());
-  return internal::hashOfBytes(narrow.data(), length);
+  HxUInteger result() const { return _hash; }
+
+ private:
+  HxUInteger _left;
+  std::uint64_t _hash;
+};
+
+// Of a text that is not stored as the hash wants it: wide units that may all be ASCII.
+HxUInteger hashOfPieces(TextPieces& text, HxUInteger length) {
+  static_assert(TextPieces::kUnits % 16 == 0);
+  const bool isNarrow = isASCII(text, length);
+  PieceHash hash(isNarrow ? length : length * sizeof(HxUniChar));
+  internal::forEachPiece({0, length}, [&](HxRange piece) {
+    text.visit(piece, [&](auto* units) {
+      char narrow[TextPieces::kUnits];
+      if constexpr (sizeof(*units) == 1) {
+        hash.add(units, piece.length);
+      } else if (isNarrow) {
+        internal::narrowUnits(units, piece.length, narrow);
+        hash.add(narrow, piece.length);
+      } else {
+        hash.add(reinterpret_cast<const char*>(units), piece.length * sizeof(HxUniChar));
+      }
+    });
+    return true;
+  });
+  return hash.result();
 }
 
 }  // namespace
@@ -98,13 +152,17 @@ std::uint32_t hashOfUnits(const HxUniChar* units, HxUInteger length) {
 bool HxStringObject::isEqual(const HxObject& other) const {
   if (this == &other) return true;
   if (other.typeID() != HxTypeID::string) return false;
-  return haveSameUnits(Characters(this), Characters(static_cast<const HxStringObject*>(&other)));
+  const auto& string = static_cast<const HxStringObject&>(other);
+  const HxUInteger count = length();
+  return count == string.length() && haveSameUnits(*this, string, count);
 }
 
 HxUInteger HxStringObject::hash() const {
-  const Characters text(this);
-  return text.isNarrow() ? internal::hashOfBytes(text.narrow(), text.length())
-                         : hashOfUnits(text.wide(), text.length());
+  TextPieces text(*this);
+  const HxUInteger count = length();
+  if (count == 0) return internal::hashOfBytes("", 0);
+  if (const char* const narrow = text.run().narrow) return internal::hashOfBytes(narrow, count);
+  return hashOfPieces(text, count);
 }
 
 HxString HxStringObject::description() const { return handleOf(this); }

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
 // Searching for text and for characters.
+#include <algorithm>
+
 #include "Rondel/core/CharacterSet.h"
 #include "Rondel/core/String.h"
 #include "Rondel/core/internal/Characters.h"
 #include "Rondel/core/internal/RangeCheck.h"
+#include "Rondel/core/internal/TextPieces.h"
 #include "Rondel/core/internal/TextSearch.h"
 
 namespace rondel {
@@ -59,35 +62,64 @@ HxRange HxString::rangeOfCharacterFromSet(const HxCharacterSet& set,
 
 namespace {
 
-// The index of the member that is wanted, HxNotFound when there is none.
-HxUInteger indexOfMember(const Characters& text, const HxCharacterSetObject& set,
-                         HxStringCompareOptions options, HxRange range) {
-  const bool isBackwards = (options & HxBackwardsSearch) != 0;
-  if (range.length == 0) return HxNotFound;
-  if (options & HxAnchoredSearch) {
-    const HxUInteger at = isBackwards ? HxMaxRange(range) - 1 : range.location;
-    return set.contains(text[at]) ? at : HxNotFound;
-  }
-  if (isBackwards) {
-    for (HxUInteger at = HxMaxRange(range); at-- > range.location;) {
-      if (set.contains(text[at])) return at;
-    }
-    return HxNotFound;
-  }
-  for (HxUInteger at = range.location; at < HxMaxRange(range); ++at) {
-    if (set.contains(text[at])) return at;
+using internal::TextPieces;
+
+HxUniChar unitOf(char ascii) { return static_cast<unsigned char>(ascii); }
+HxUniChar unitOf(HxUniChar unit) { return unit; }
+
+// The index of the first member in a range; HxNotFound when there is none.
+HxUInteger firstMember(TextPieces& text, const HxCharacterSetObject& set, HxRange range) {
+  HxUInteger found = HxNotFound;
+  internal::forEachPiece(range, [&](HxRange piece) {
+    return text.visit(piece, [&](auto* units) {
+      HxUInteger i = 0;
+      while (i < piece.length && !set.contains(unitOf(units[i]))) ++i;
+      if (i < piece.length) found = piece.location + i;
+      return i == piece.length;
+    });
+  });
+  return found;
+}
+
+HxUInteger lastMember(TextPieces& text, const HxCharacterSetObject& set, HxRange range) {
+  while (range.length > 0) {
+    const HxUInteger count = std::min(range.length, TextPieces::kUnits);
+    const HxRange piece{HxMaxRange(range) - count, count};
+    const HxUInteger end = text.visit(piece, [&](auto* units) {
+      HxUInteger i = count;
+      while (i > 0 && !set.contains(unitOf(units[i - 1]))) --i;
+      return i;
+    });
+    if (end > 0) return piece.location + end - 1;
+    range.length -= count;
   }
   return HxNotFound;
+}
+
+// The index of the member that is wanted.
+HxUInteger indexOfMember(const HxStringObject& string, const HxCharacterSetObject& set,
+                         HxStringCompareOptions options, HxRange range) {
+  const bool isBackwards = (options & HxBackwardsSearch) != 0;
+  if ((options & HxAnchoredSearch) != 0 && range.length > 0) {
+    range = {isBackwards ? HxMaxRange(range) - 1 : range.location, 1};
+  }
+  TextPieces text(string);
+  return isBackwards ? lastMember(text, set, range) : firstMember(text, set, range);
 }
 
 }  // namespace
 
 HxRange HxString::rangeOfCharacterFromSet(const HxCharacterSet& set, HxStringCompareOptions options,
                                           HxRange range) const {
-  if (!_object) return kNotFoundRange;
+  return _object ? stringObject()->rangeOfCharacterFromSet(set, options, range) : kNotFoundRange;
+}
+
+HxRange HxStringObject::rangeOfCharacterFromSet(const HxCharacterSet& set,
+                                                HxStringCompareOptions options,
+                                                HxRange range) const {
   internal::checkRange("-[HxString rangeOfCharacterFromSet:options:range:]", range, length());
   if (!set) return kNotFoundRange;
-  const HxUInteger at = indexOfMember(Characters(*this), *set.setObject(), options, range);
+  const HxUInteger at = indexOfMember(*this, *set.setObject(), options, range);
   return at == HxNotFound ? kNotFoundRange : HxRange{at, 1};
 }
 

@@ -16,6 +16,7 @@
 
 namespace rondel {
 
+class HxCharacterSet;
 class HxStringObject;
 
 namespace internal {
@@ -48,14 +49,17 @@ constexpr std::uint64_t loadBytes(const Byte* p, std::size_t n) noexcept {
   return value;
 }
 
-constexpr std::uint32_t hashOfBytes(const char* p, std::size_t n) noexcept {
-  constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15U;
-  constexpr std::uint64_t kSecret = 0xD6E8FEB86659FD93U;
-  std::uint64_t h = kSecret ^ n;
-  std::size_t left = n;
-  for (; left > 16; p += 16, left -= 16) {
-    h = foldedProduct(loadBytes(p, 8) ^ kMultiplier, loadBytes(p + 8, 8) ^ h);
-  }
+// The steps of hashOfBytes, for text that comes in pieces: the start with the number of bytes, a
+// block of 16 bytes as long as more than 16 are left, and the end with what is left then.
+constexpr std::uint64_t kHashMultiplier = 0x9E3779B97F4A7C15U;
+
+constexpr std::uint64_t hashStart(std::size_t n) noexcept { return 0xD6E8FEB86659FD93U ^ n; }
+
+constexpr std::uint64_t hashBlock(std::uint64_t h, const char* p) noexcept {
+  return foldedProduct(loadBytes(p, 8) ^ kHashMultiplier, loadBytes(p + 8, 8) ^ h);
+}
+
+constexpr std::uint32_t hashEnd(std::uint64_t h, const char* p, std::size_t left) noexcept {
   std::uint64_t a = 0;
   std::uint64_t b = 0;
   if (left >= 8) {
@@ -69,8 +73,15 @@ constexpr std::uint32_t hashOfBytes(const char* p, std::size_t n) noexcept {
         static_cast<std::uint64_t>(static_cast<unsigned char>(p[left / 2])) << 8 |
         static_cast<std::uint64_t>(static_cast<unsigned char>(p[left - 1]));
   }
-  h = foldedProduct(a ^ kMultiplier, b ^ h);
+  h = foldedProduct(a ^ kHashMultiplier, b ^ h);
   return static_cast<std::uint32_t>(h ^ (h >> 32)) | 1U;
+}
+
+constexpr std::uint32_t hashOfBytes(const char* p, std::size_t n) noexcept {
+  std::uint64_t h = hashStart(n);
+  std::size_t left = n;
+  for (; left > 16; p += 16, left -= 16) h = hashBlock(h, p);
+  return hashEnd(h, p, left);
 }
 
 }  // namespace internal
@@ -110,10 +121,14 @@ class RONDEL_EXPORT HxStringObject : public HxObject {
     const HxUniChar* wide = nullptr;
   };
   virtual Contiguous contiguousCharacters() const { return {}; }
+  // What stands behind the operations of this name of the handle, which has not checked the range.
+  virtual HxRange rangeOfCharacterFromSet(const HxCharacterSet& set, HxStringCompareOptions options,
+                                          HxRange range) const;
 
-  // By code units, whatever the classes of the two strings are.
-  bool isEqual(const HxObject& other) const final;
-  HxUInteger hash() const final;
+  // By code units, whatever the classes of the two strings are. A class may only be faster at these
+  // two: the answers must be the same.
+  bool isEqual(const HxObject& other) const override;
+  HxUInteger hash() const override;
   HxComparisonResult compare(const HxObject& other) const final;
   HxString description() const override;
   HxAny copy() const override;
