@@ -230,16 +230,18 @@ TEST(StringSearch, FindsCharactersOfASet) {
   const HxCharacterSet set = HxCharacterSet::characterSetWithCharactersInString(",;\u00e9"_hx);
   for (const TextForm form : kTextForms) {
     const HxString text = makeText(form, u"a,b;\u00e9d");
-    EXPECT_EQ(text.rangeOfCharacterFromSet(set), HxMakeRange(1, 1)) << nameOf(form);
-    EXPECT_EQ(text.rangeOfCharacterFromSet(set, kBackwards), HxMakeRange(4, 1));
-    EXPECT_EQ(text.rangeOfCharacterFromSet(set, 0, {2, 4}), HxMakeRange(3, 1));
-    EXPECT_EQ(text.rangeOfCharacterFromSet(set, kBackwards, {0, 3}), HxMakeRange(1, 1));
+    const auto at = [form](HxUInteger index) { return HxRange{locationOf(form) + index, 1}; };
+    EXPECT_EQ(text.rangeOfCharacterFromSet(set), at(1)) << nameOf(form);
+    EXPECT_EQ(text.rangeOfCharacterFromSet(set, kBackwards), at(4));
+    EXPECT_EQ(text.rangeOfCharacterFromSet(set, 0, {2, 4}), at(3));
+    EXPECT_EQ(text.rangeOfCharacterFromSet(set, kBackwards, {0, 3}), at(1));
     EXPECT_EQ(text.rangeOfCharacterFromSet(set, 0, {2, 1}), kNotFoundRange);
     EXPECT_EQ(text.rangeOfCharacterFromSet(set, 0, {1, 0}), kNotFoundRange);
     EXPECT_EQ(text.rangeOfCharacterFromSet(set, kAnchored), kNotFoundRange);
-    EXPECT_EQ(text.rangeOfCharacterFromSet(set, kAnchored, {1, 2}), HxMakeRange(1, 1));
-    EXPECT_EQ(text.rangeOfCharacterFromSet(set, kAnchored | kBackwards, {0, 4}), HxMakeRange(3, 1));
-    EXPECT_EQ(raisedBy([&] { text.rangeOfCharacterFromSet(set, 0, {3, 4}); }), HxRangeException);
+    EXPECT_EQ(text.rangeOfCharacterFromSet(set, kAnchored, {1, 2}), at(1));
+    EXPECT_EQ(text.rangeOfCharacterFromSet(set, kAnchored | kBackwards, {0, 4}), at(3));
+    const HxRange beyond{3, unitsBehind(form) + 4};
+    EXPECT_EQ(raisedBy([&] { text.rangeOfCharacterFromSet(set, 0, beyond); }), HxRangeException);
   }
 }
 

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <ostream>
 
+#include "Rondel/additions/ReusableSubstring.h"
+
 namespace rondel::test {
 
 namespace {
@@ -58,6 +60,22 @@ HxString makeWidenedBuffer(std::u16string_view units) {
   return text;
 }
 
+HxString makeView(TextForm realForm, std::u16string_view before, std::u16string_view units,
+                  std::u16string_view behind) {
+  std::u16string real(before);
+  real.append(units).append(behind);
+  return ZevCheapReusableSubstring::initWithRealString(makeText(realForm, real),
+                                                       {before.size(), units.size()});
+}
+
+// What stands around the part in its real string: a mark would join the part's last unit.
+constexpr std::u16string_view kBefore = u"<a\n";
+constexpr std::u16string_view kBehind = u"z>";
+constexpr std::u16string_view kWideBefore = u"<\u00e9\n";
+constexpr std::u16string_view kWideBehind = u"\u0301>";
+static_assert(kBefore.size() == kUnitsBeforeView && kWideBefore.size() == kUnitsBeforeView);
+static_assert(kBehind.size() == kUnitsBehindView && kWideBehind.size() == kUnitsBehindView);
+
 }  // namespace
 
 const char* nameOf(TextForm form) {
@@ -74,6 +92,12 @@ const char* nameOf(TextForm form) {
       return "contiguousWide";
     case TextForm::contiguous:
       return "contiguous";
+    case TextForm::view:
+      return "view";
+    case TextForm::wideView:
+      return "wideView";
+    case TextForm::primitivesView:
+      return "primitivesView";
   }
   return "unknown";
 }
@@ -95,6 +119,12 @@ HxString makeText(TextForm form, std::u16string_view units) {
     case TextForm::contiguous:
       return isASCII(units) ? HxString(makeRef<NarrowText>(units))
                             : HxString(makeRef<ContiguousText>(units));
+    case TextForm::view:
+      return makeView(TextForm::flat, kBefore, units, kBehind);
+    case TextForm::wideView:
+      return makeView(TextForm::flat, kWideBefore, units, kWideBehind);
+    case TextForm::primitivesView:
+      return makeView(TextForm::primitives, kWideBefore, units, kWideBehind);
   }
   return nullptr;
 }

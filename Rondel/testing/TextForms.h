@@ -23,11 +23,23 @@ enum class TextForm {
   primitives,      // a class of ours with the three operations alone
   contiguousWide,  // a class of ours that shows its units, two bytes each
   contiguous,      // a class of ours that shows its units, one byte each when all are ASCII
+  view,            // a part of a flat string with ASCII around it
+  wideView,        // a part of a flat string with characters around it that are not ASCII
+  primitivesView,  // a part of a string of the class with the three operations alone
 };
+
+// Where the text begins in the string that rangeOfCharacterFromSet of this form answers for, and
+// how many units that string has behind it.
+inline constexpr HxUInteger kUnitsBeforeView = 3;
+inline constexpr HxUInteger kUnitsBehindView = 2;
+constexpr bool isView(TextForm form) { return form >= TextForm::view; }
+constexpr HxUInteger locationOf(TextForm form) { return isView(form) ? kUnitsBeforeView : 0; }
+constexpr HxUInteger unitsBehind(TextForm form) { return isView(form) ? kUnitsBehindView : 0; }
 
 inline constexpr TextForm kTextForms[] = {
     TextForm::flat,       TextForm::buffer,         TextForm::widenedBuffer,
     TextForm::primitives, TextForm::contiguousWide, TextForm::contiguous,
+    TextForm::view,       TextForm::wideView,       TextForm::primitivesView,
 };
 
 // For names of tests and messages.

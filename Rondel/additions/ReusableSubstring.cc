@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/additions/ReusableSubstring.h"
+
+#include <cstring>
+
+namespace rondel {
+
+namespace {
+
+class View final : public HxStringObject {
+ public:
+  HxClass hxClass() const noexcept override { return ZevCheapReusableSubstring::classObject(); }
+
+  void setRealString(const HxString& realString, HxRange subrange) {
+    if (_realString.object() != realString.object()) _realString = realString;
+    _realStringLength = realString.length();
+    _subrange = subrange;
+    _hashValueValid = false;
+  }
+
+  HxUInteger length() const override { return _realString ? _subrange.length : 0; }
+  HxUniChar characterAtIndex(HxUInteger index) const override {
+    return _realString.characterAtIndex(index + _subrange.location);
+  }
+  void getCharacters(HxUniChar* buffer, HxRange range) const override {
+    _realString.getCharacters(buffer, inRealString(range));
+  }
+  Contiguous contiguousCharacters() const override;
+  HxRange rangeOfCharacterFromSet(const HxCharacterSet& set, HxStringCompareOptions options,
+                                  HxRange range) const override {
+    return _realString.rangeOfCharacterFromSet(set, options, inRealString(range));
+  }
+
+  bool isEqual(const HxObject& other) const override;
+  HxUInteger hash() const override;
+
+ private:
+  HxRange inRealString(HxRange range) const {
+    return {range.location + _subrange.location, range.length};
+  }
+
+  HxString _realString;
+  HxUInteger _realStringLength = 0;
+  HxRange _subrange;
+  mutable HxUInteger _hashValue = 0;
+  mutable bool _hashValueValid = false;
+};
+
+// Where the part lies in the real string. Nowhere when it is not, or perhaps no longer, in there:
+// then the text is asked for through the real string, which checks the range and raises.
+HxStringObject::Contiguous View::contiguousCharacters() const {
+  if (!_realString || _realString.length() != _realStringLength) return {};
+  if (!HxRangeFits(_subrange, _realStringLength)) return {};
+  Contiguous run = static_cast<const HxStringObject*>(_realString.object())->contiguousCharacters();
+  if (run.narrow) run.narrow += _subrange.location;
+  if (run.wide) run.wide += _subrange.location;
+  return run;
+}
+
+bool View::isEqual(const HxObject& other) const {
+  if (this == &other) return true;
+  if (other.typeID() != HxTypeID::string) return false;
+  const auto& string = static_cast<const HxStringObject&>(other);
+  if (length() != string.length()) return false;
+  const char* const ours = contiguousCharacters().narrow;
+  const char* const others = string.contiguousCharacters().narrow;
+  if (ours && others) return std::memcmp(ours, others, length()) == 0;
+  return HxStringObject::isEqual(other);
+}
+
+HxUInteger View::hash() const {
+  if (!_hashValueValid) {
+    _hashValue = HxStringObject::hash();
+    _hashValueValid = true;
+  }
+  return _hashValue;
+}
+
+}  // namespace
+
+HxClass ZevCheapReusableSubstring::classObject() noexcept {
+  static const HxClassInfo info{"ZevCheapReusableSubstring", HxStringObject::classObject().info(),
+                                [] { return HxAny(makeRef<View>()); }};
+  return HxClass(&info);
+}
+
+bool ZevCheapReusableSubstring::canHold(const HxObject* object) noexcept {
+  return HxString::canHold(object) && object->hxClass() == classObject();
+}
+
+ZevCheapReusableSubstring ZevCheapReusableSubstring::initWithRealString(const HxString& realString,
+                                                                        HxRange subrange) {
+  ZevCheapReusableSubstring view(Unchecked{}, makeRef<View>());
+  view.setRealString(realString, subrange);
+  return view;
+}
+
+void ZevCheapReusableSubstring::setRealString(const HxString& realString, HxRange subrange) {
+  if (_object) static_cast<View*>(_object)->setRealString(realString, subrange);
+}
+
+}  // namespace rondel
