@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "Rondel/additions/StringListCache.h"
 #include "Rondel/additions/internal/Words.h"
 #include "Rondel/core/Check.h"
 #include "Rondel/core/internal/ArrayStorage.h"
@@ -90,17 +91,25 @@ const HxArray& sharedEmptyList() {
 
 constexpr HxUInteger kTextBytesOnStack = 512;
 
-HxArray splitBytesOf(const HxString& text) {
-  if (const char* const ascii = text.asciiView().data()) {
-    return MoSplitWhitespaceSeparatedComponents(ascii, std::strlen(ascii), nullptr);
+// The text ends at its first NUL, which stands at bytes[length] or before. One that is found in its
+// whole length has none in it, so that the end is looked for only to split.
+HxArray listOfBytes(const char* bytes, std::size_t length) {
+  if (HxArray list = MoLookupVantorSpecificStringListInCache(bytes, length, nullptr)) return list;
+  const std::size_t end = std::strlen(bytes);
+  return end < length ? listOfBytes(bytes, end)
+                      : MoSplitWhitespaceSeparatedComponents(bytes, length, nullptr);
+}
+
+HxArray listOf(const HxString& text) {
+  if (const std::string_view ascii = text.asciiView(); ascii.data()) {
+    return listOfBytes(ascii.data(), ascii.size());
   }
   char stack[kTextBytesOnStack];
   if (text.getFileSystemRepresentation(stack, sizeof stack)) {
-    return MoSplitWhitespaceSeparatedComponents(stack, std::strlen(stack), nullptr);
+    return listOfBytes(stack, std::strlen(stack));
   }
   const HxCString bytes = text.fileSystemRepresentation();
-  if (bytes.isNull()) return nullptr;
-  return MoSplitWhitespaceSeparatedComponents(bytes, std::strlen(bytes), nullptr);
+  return bytes.isNull() ? HxArray() : listOfBytes(bytes, bytes.length());
 }
 
 }  // namespace
@@ -108,7 +117,7 @@ HxArray splitBytesOf(const HxString& text) {
 HxArray arrayByParsingAsStringList(const HxString& text) {
   if (!text) return nullptr;
   MO_ADDITION(text, "-[HxString(MoStringList) arrayByParsingAsStringList]");
-  HxArray stringList = splitBytesOf(text);
+  HxArray stringList = listOf(text);
   MoCheckArray(stringList);
   return stringList;
 }

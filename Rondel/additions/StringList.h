@@ -26,7 +26,9 @@
 
 namespace rondel {
 
-// The elements of the list. ASCII text is split as it stands; text with any other character is
+// The elements of the list. The lists that occur most are split once for the whole process
+// (StringListCache.h): each gives one array, shared by all callers; other text gives a new array
+// at every call. ASCII text is split as it stands; text with any other character is
 // split in its file-system form, so that its elements come back canonically decomposed. The text
 // ends at its first NUL. Empty text gives an empty array that is shared by all callers, nil gives
 // nil. Text that has no file-system form (a lone surrogate) gives nil behind a failed check

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/additions/StringListCache.h"
+
+#include <cstring>
+#include <string_view>
+
+#include "Rondel/additions/StringList.h"
+#include "Rondel/additions/internal/StringListTable.h"
+
+namespace rondel {
+
+namespace {
+
+using internal::kLongestStringList;
+using internal::kShortestStringList;
+using internal::kStringListSlots;
+using Hash = internal::_VNHashVantorStringListValueForGlobalCache;
+
+struct Table {
+  constexpr Table() {
+    for (const char* const text : internal::kStringLists) {
+      const auto length = static_cast<unsigned>(std::string_view(text).size());
+      VantorStringListRow& row = rows[Hash::hash(text, length)];
+      if (row.key) throw "two texts in one slot";  // while compiling: an error of the compiler
+      row.key = text;
+    }
+  }
+  VantorStringListRow rows[kStringListSlots];
+};
+
+constinit Table table;
+
+VantorStringListRow* findRow(const char* bytes, std::size_t length) noexcept {
+  if (!bytes || length < kShortestStringList || length > kLongestStringList) return nullptr;
+  const unsigned slot = Hash::hash(bytes, static_cast<unsigned>(length));
+  if (slot >= kStringListSlots) return nullptr;
+  VantorStringListRow& row = table.rows[slot];
+  if (!row.key || row.key[0] != bytes[0]) return nullptr;
+  const bool isSame = std::strncmp(bytes + 1, row.key + 1, length - 1) == 0;
+  return isSame && row.key[length] == '\0' ? &row : nullptr;
+}
+
+[[gnu::noinline]] void fill(VantorStringListRow& row, const char* bytes, std::size_t length) {
+  HxError error;
+  const HxArray list = MoSplitWhitespaceSeparatedComponents(bytes, length, &error);
+  row.store(list, error);
+}
+
+// Keeps the object alive for good and gives it.
+HxObject* immortalized(const HxAny& any) noexcept {
+  if (any) any.object()->retain();
+  return any.object();
+}
+
+}  // namespace
+
+VantorStringListRow& internal::stringListRow(unsigned slot) noexcept { return table.rows[slot]; }
+
+void VantorStringListRow::store(const HxArray& array, const HxError& error) noexcept {
+  HxObject* none = nullptr;
+  if (__atomic_compare_exchange_n(&_value, &none, array.object(), false, __ATOMIC_SEQ_CST,
+                                  __ATOMIC_SEQ_CST)) {
+    immortalized(array);
+  } else {
+    // Only here, and not where the array is stored: that is wanted.
+    __atomic_store_n(&_error, immortalized(error), __ATOMIC_SEQ_CST);
+  }
+}
+
+VantorStringListRow* _VNLookupVantorStringListValueInGlobalCache(const char* bytes,
+                                                                 std::int32_t length) noexcept {
+  return length < 0 ? nullptr : findRow(bytes, static_cast<std::size_t>(length));
+}
+
+HxArray MoLookupVantorSpecificStringListInCache(const char* bytes, std::size_t length,
+                                                HxError* error) {
+  if (length == 0) return HxArray::array();
+  VantorStringListRow* const row = findRow(bytes, length);
+  if (!row) return nullptr;
+  HxArray list = row->value();
+  if (!list) {
+    fill(*row, bytes, length);
+    list = row->value();
+  }
+  if (error) *error = row->error();
+  return list;
+}
+
+}  // namespace rondel
