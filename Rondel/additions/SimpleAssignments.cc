@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/additions/SimpleAssignments.h"
+
+#include "Rondel/additions/Quoting.h"
+#include "Rondel/core/Array.h"
+#include "Rondel/core/Bundle.h"
+#include "Rondel/core/CharacterSet.h"
+#include "Rondel/core/Check.h"
+
+namespace rondel {
+
+namespace {
+
+// A message for the user with the table that it is looked up in.
+struct Message {
+  HxString format;
+  HxString table;
+};
+constexpr Message kNoAssignment{"String '%@' isn't a valid variable assignment"_hx, "RondelKit"_hx};
+// The name of this table is spelt otherwise than that of the other: that is wanted, translations
+// depend on it.
+constexpr Message kNoName{"'%@' isn't a valid variable name"_hx, "RondlKit"_hx};
+
+HxString localized(const Message& message, const HxString& subject) {
+  const HxBundle bundle = HxBundle::bundleWithIdentifier(HxRondelBundleIdentifier);
+  return HxString::stringWithFormat(
+      bundle.localizedStringForKey(message.format, ""_hx, message.table), subject);
+}
+
+bool isLetter(HxUniChar unit) {
+  return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z') || unit == u'_';
+}
+
+// U+FFFF stands for the end of the text.
+bool isLegalName(const HxString& name) {
+  constexpr HxUniChar kEnd = 0xFFFF;
+  for (HxUInteger i = 0; i < name.length(); ++i) {
+    const HxUniChar unit = name.characterAtIndex(i);
+    if (unit == kEnd) return true;
+    const bool isDigit = unit >= u'0' && unit <= u'9';
+    if (!isLetter(unit) && (!isDigit || i == 0)) return false;
+  }
+  return !name.isEmpty();
+}
+
+HxString trimmed(const HxString& text) {
+  return text.stringByTrimmingCharactersInSet(HxCharacterSet::whitespaceCharacterSet());
+}
+
+HxString withoutSemicolon(const HxString& value) {
+  const HxUInteger length = value.length();
+  if (length == 0 || value.characterAtIndex(length - 1) != u';') return value;
+  return trimmed(value.substringToIndex(length - 1));
+}
+
+// Reads one assignment; gives what is wrong with it, or null.
+const Message* readLine(const HxString& line, HxMutableDictionary& entries, HxString& subject) {
+  const HxRange sign = line.rangeOfString("="_hx, HxLiteralSearch);
+  if (sign.length == 0) {
+    subject = line;
+    return trimmed(line).isEmpty() ? nullptr : &kNoAssignment;
+  }
+  subject = trimmed(line.substringToIndex(sign.location));
+  if (!isLegalName(subject)) return &kNoName;
+  entries.setObject(withoutSemicolon(trimmed(line.substringFromIndex(HxMaxRange(sign)))), subject);
+  return nullptr;
+}
+
+bool canBeWritten(const HxDictionary& entries, const HxAny& key) {
+  return isLegalName(as<HxString>(key)) && HxString::canHold(entries.objectForKey(key).object());
+}
+
+}  // namespace
+
+HxMutableDictionary dictionaryByParsingAsSimpleAssignmentsAndGetLocalizedErrorString(
+    const HxString& text, HxString* errorString) {
+  if (!text) return nullptr;
+  HxMutableDictionary entries = HxMutableDictionary::dictionary();
+  HxString subject;
+  const HxUInteger length = text.length();
+  for (HxUInteger at = 0; at < length;) {
+    HxUInteger start = 0;
+    HxUInteger contentsEnd = 0;
+    text.getLineStart(&start, &at, &contentsEnd, {at, 0});
+    if (contentsEnd == start) continue;
+    const HxString line = text.substringWithRange({start, contentsEnd - start});
+    if (const Message* const fault = readLine(line, entries, subject)) {
+      if (errorString) *errorString = localized(*fault, subject);
+      return nullptr;
+    }
+  }
+  return entries;
+}
+
+HxString stringByConcatenatingEntriesAsLinesOfSimpleAssignments(const HxDictionary& entries) {
+  if (!entries) return nullptr;
+  MO_ADDITION(entries,
+              "-[HxDictionary(MoSimpleAssignments) "
+              "stringByConcatenatingEntriesAsLinesOfSimpleAssignments]");
+  HxArray keys = entries.allKeys();
+  for (const HxAny& key : keys) {
+    if (!canBeWritten(entries, key)) return nullptr;
+  }
+  const HxUInteger count = keys.count();
+  keys = keys.sortedArrayUsingSelector(HxSelector("compare:"));
+  MoAssertWithMessageText(keys.count() == count, "[keys count] == count",
+                          "sorting the key array changed the number of items!"_hx);
+  HxMutableString lines = HxMutableString::string();
+  for (const HxAny& key : keys) {
+    MoCheckInstance(key, HxString);
+    const HxString value = entries.objectForKey<HxString>(key);
+    lines.appendFormat("%@ = %@\n"_hx, key, stringByQuotingIfNeeded(value));
+  }
+  return lines.copy();
+}
+
+}  // namespace rondel
