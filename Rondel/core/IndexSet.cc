@@ -98,8 +98,13 @@ HxAny IndexSetStorage::copy() const {
 
 HxAny IndexSetStorage::mutableCopy() const { return makeSet(*this, true); }
 
-// Ranges that touch the new one become one with it.
+// Ranges that touch the new one become one with it. Sets are mostly filled in ascending order,
+// which takes no search.
 void IndexSetStorage::add(HxRange range) {
+  if (ranges.empty() || HxMaxRange(ranges.back()) < range.location) {
+    ranges.push_back(range);
+    return;
+  }
   const auto first = std::partition_point(ranges.begin(), ranges.end(), [&](HxRange other) {
     return HxMaxRange(other) < range.location;
   });
