@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/additions/SimpleAssignments.h"
 
+#include "Rondel/additions/Identifiers.h"
 #include "Rondel/additions/Quoting.h"
+#include "Rondel/additions/Whitespace.h"
 #include "Rondel/core/Array.h"
 #include "Rondel/core/Bundle.h"
-#include "Rondel/core/CharacterSet.h"
 #include "Rondel/core/Check.h"
 
 namespace rondel {
@@ -27,30 +28,10 @@ HxString localized(const Message& message, const HxString& subject) {
       bundle.localizedStringForKey(message.format, ""_hx, message.table), subject);
 }
 
-bool isLetter(HxUniChar unit) {
-  return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z') || unit == u'_';
-}
-
-// U+FFFF stands for the end of the text.
-bool isLegalName(const HxString& name) {
-  constexpr HxUniChar kEnd = 0xFFFF;
-  for (HxUInteger i = 0; i < name.length(); ++i) {
-    const HxUniChar unit = name.characterAtIndex(i);
-    if (unit == kEnd) return true;
-    const bool isDigit = unit >= u'0' && unit <= u'9';
-    if (!isLetter(unit) && (!isDigit || i == 0)) return false;
-  }
-  return !name.isEmpty();
-}
-
-HxString trimmed(const HxString& text) {
-  return text.stringByTrimmingCharactersInSet(HxCharacterSet::whitespaceCharacterSet());
-}
-
 HxString withoutSemicolon(const HxString& value) {
   const HxUInteger length = value.length();
   if (length == 0 || value.characterAtIndex(length - 1) != u';') return value;
-  return trimmed(value.substringToIndex(length - 1));
+  return stringByRemovingLeadingAndTrailingWhitespace(value.substringToIndex(length - 1));
 }
 
 // Reads one assignment; gives what is wrong with it, or null.
@@ -58,16 +39,19 @@ const Message* readLine(const HxString& line, HxMutableDictionary& entries, HxSt
   const HxRange sign = line.rangeOfString("="_hx, HxLiteralSearch);
   if (sign.length == 0) {
     subject = line;
-    return trimmed(line).isEmpty() ? nullptr : &kNoAssignment;
+    return stringByRemovingLeadingAndTrailingWhitespace(line).isEmpty() ? nullptr : &kNoAssignment;
   }
-  subject = trimmed(line.substringToIndex(sign.location));
-  if (!isLegalName(subject)) return &kNoName;
-  entries.setObject(withoutSemicolon(trimmed(line.substringFromIndex(HxMaxRange(sign)))), subject);
+  subject = stringByRemovingLeadingAndTrailingWhitespace(line.substringToIndex(sign.location));
+  if (!isLegalCIdentifier(subject)) return &kNoName;
+  entries.setObject(withoutSemicolon(stringByRemovingLeadingAndTrailingWhitespace(
+                        line.substringFromIndex(HxMaxRange(sign)))),
+                    subject);
   return nullptr;
 }
 
 bool canBeWritten(const HxDictionary& entries, const HxAny& key) {
-  return isLegalName(as<HxString>(key)) && HxString::canHold(entries.objectForKey(key).object());
+  return isLegalCIdentifier(as<HxString>(key)) &&
+         HxString::canHold(entries.objectForKey(key).object());
 }
 
 }  // namespace
