@@ -26,8 +26,8 @@ namespace rondel {
 //   '    &apos;
 RONDEL_EXPORT HxString stringByEscapingForXML(const HxString& text);
 
-// The receiver itself, with its entities as they are. Code that depends on this expects to undo
-// escapes on its own; wanted as it stands.
+// The receiver itself, its entities as they are. Wanted: what callers pass has come through a
+// parser, which has undone the escapes.
 RONDEL_EXPORT HxString stringByUnescapingFromXML(const HxString& text);
 
 // Each "%" doubled, so that the text stands for itself in a format.

@@ -9,12 +9,12 @@
 // Two notions of whitespace, different on purpose:
 //
 //   Operations with "Deleting" or "delete" in their name, and the one with "Runs", mean the four
-//   characters TAB, LF, CR and U+0020 and no others, as the source code of tools is written.
+//   characters TAB, LF, CR and U+0020 and no others: what separates words in source text.
 //   Operations with "Removing" mean the sets of Unicode, as people type: whitespaceCharacterSet, or
 //   with line ends whitespaceAndNewlineCharacterSet.
 //
-// So a vertical tab, a form feed and a no-break space are kept by the first and removed by the
-// second, if they are told of line ends.
+// So a no-break space is kept by the first and removed by the second, and so is a vertical tab if
+// line ends are removed.
 //
 // Results. Deleting makes a mutable copy and changes that; removing gives the receiver itself
 // when there is nothing to remove. Nil gives nil, and nothing happens to a nil mutable string. A
