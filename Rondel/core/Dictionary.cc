@@ -10,6 +10,7 @@
 #include "Rondel/core/internal/ArrayStorage.h"
 #include "Rondel/core/internal/DeferredDrop.h"
 #include "Rondel/core/internal/Describe.h"
+#include "Rondel/core/internal/DictionaryText.h"
 #include "Rondel/core/internal/ObjectTable.h"
 
 namespace rondel {
@@ -66,6 +67,12 @@ class DictionaryStorage final : public HxDictionaryObject, private DropLink {
 
 const HxObject* storedObject(const HxObject& dictionary, const HxObject& key) {
   return static_cast<const DictionaryStorage&>(dictionary).valueOf(&key);
+}
+
+const HxObject* storedObjectForText(const HxObject& dictionary, std::string_view ascii) {
+  const ObjectTable::Entry* found =
+      static_cast<const DictionaryStorage&>(dictionary).table().findText(ascii);
+  return found ? found->value.object() : nullptr;
 }
 
 namespace {

@@ -4,6 +4,9 @@
 #include <algorithm>
 #include <bit>
 
+#include "Rondel/core/String.h"
+#include "Rondel/core/internal/Transcode.h"
+
 namespace rondel::internal {
 
 ObjectTable::ObjectTable(const ObjectTable& other) {
@@ -12,6 +15,17 @@ ObjectTable::ObjectTable(const ObjectTable& other) {
   _capacity = other._capacity;
   std::copy_n(other._places.get(), _capacity, _places.get());
   _count = other._count;
+}
+
+const ObjectTable::Entry* ObjectTable::findText(std::string_view ascii) const {
+  if (_count == 0) return nullptr;
+  const std::size_t hash = (hashOfBytes(ascii.data(), ascii.size()) >> 1) | kUsed;
+  return findWith(hash, [ascii](const HxObject* kept) {
+    if (ObjectBits::isFlatString(kept)) {
+      return flatString(kept)->isNarrow() && flatString(kept)->narrowView() == ascii;
+    }
+    return kept->isEqual(*makeString(ascii.data(), ascii.size()).object());
+  });
 }
 
 std::pair<ObjectTable::Entry*, bool> ObjectTable::insert(HxAny key) {

@@ -13,6 +13,7 @@
 #pragma once
 
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include "Rondel/core/internal/ObjectKeys.h"
@@ -47,6 +48,8 @@ class ObjectTable {
   const Entry* find(const HxObject* key) const {
     return _count == 0 ? nullptr : find(key, hashOf(key));
   }
+  // The same for a key that is a string of these ASCII characters.
+  const Entry* findText(std::string_view ascii) const;
   // The entry of this key, a new one with a nil value when there was none, and whether it is new.
   std::pair<Entry*, bool> insert(HxAny key);
   // Takes the entry of this key out; an empty one when there is none.
@@ -88,12 +91,16 @@ class ObjectTable {
   std::size_t wrapped(std::size_t index) const noexcept { return index & (_capacity - 1); }
 
   const Entry* find(const HxObject* key, std::size_t hash) const {
+    return findWith(hash, [key](const HxObject* kept) { return equalObjects(kept, key); });
+  }
+  template <class IsKey>
+  const Entry* findWith(std::size_t hash, const IsKey& isKey) const {
     for (std::size_t i = wrapped(hash);; i = wrapped(i + 1)) {
       const Entry& entry = _places[i];
       if (entry.hash == hash) {
         // Whoever looks for a key wants its value, which comes from memory while keys are compared.
         __builtin_prefetch(entry.value.object());
-        if (equalObjects(entry.key.object(), key)) return &entry;
+        if (isKey(entry.key.object())) return &entry;
       }
       if (entry.hash == 0) return nullptr;
     }

@@ -55,6 +55,26 @@ TEST(ObjectTable, TellsWhetherAKeyIsNew) {
   EXPECT_EQ(table.size(), 1u);
 }
 
+TEST(ObjectTable, FindsStringsByTheirCharacters) {
+  ObjectTable table;
+  EXPECT_EQ(table.findText("a"), nullptr);
+  for (const HxString& text : {""_hx, "a"_hx, "name"_hx, "a name of some length"_hx}) {
+    put(table, text, static_cast<int>(text.length()));
+    const ObjectTable::Entry* entry = table.findText(text.asciiView());
+    ASSERT_NE(entry, nullptr);
+    EXPECT_EQ(as<HxNumber>(entry->value).intValue(), static_cast<int>(text.length()));
+  }
+  EXPECT_EQ(table.findText("nam"), nullptr);
+  EXPECT_EQ(table.findText("names"), nullptr);
+}
+
+TEST(ObjectTable, FindsStringsOfOtherKindsByTheirCharacters) {
+  ObjectTable table;
+  put(table, HxMutableString::stringWithString("name"_hx), 4);
+  EXPECT_NE(table.findText("name"), nullptr);
+  EXPECT_EQ(table.findText("other"), nullptr);
+}
+
 TEST(ObjectTable, KeysOfOneHashAreToldApart) {
   ObjectTable table;
   for (int i = 0; i < 50; ++i) put(table, key(i, 7), i);

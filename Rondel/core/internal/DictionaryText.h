@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+//
+// Look-ups in built-in dictionaries by text that is no string yet, for those who cut keys out of a
+// longer text.
+#pragma once
+
+#include <string_view>
+
+#include "Rondel/core/Object.h"
+
+namespace rondel::internal {
+
+// The value for a key of these ASCII characters, still owned by the dictionary; null when it is
+// absent.
+RONDEL_EXPORT const HxObject* storedObjectForText(const HxObject& dictionary,
+                                                  std::string_view ascii);
+
+}  // namespace rondel::internal
