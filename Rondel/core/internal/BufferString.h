@@ -5,6 +5,8 @@
 // put in are ASCII, wide from then on.
 #pragma once
 
+#include <cstring>
+
 #include "Rondel/core/String.h"
 
 namespace rondel::internal {
@@ -26,6 +28,19 @@ class RONDEL_EXPORT BufferString final : public HxStringObject {
   HxAny copy() const override;
 
   void reserve(HxUInteger capacity);
+  // Puts text at the end: ASCII, or any units.
+  void append(const char* bytes, HxUInteger length) {
+    if (_wide || length > _capacity - _length) return replaceWithBytes({_length, 0}, bytes, length);
+    if (length > 0) std::memcpy(_narrow + _length, bytes, length);
+    _length += length;
+  }
+  void append(const HxUniChar* units, HxUInteger length) {
+    if (!_wide || length > _capacity - _length) {
+      return replaceWithUnits({_length, 0}, units, length);
+    }
+    if (length > 0) std::memcpy(_wide + _length, units, length * sizeof(HxUniChar));
+    _length += length;
+  }
   // Replaces a range that fits by the text, which may be part of this very string.
   void replace(HxRange range, const HxString& string);
   void replaceWithUnits(HxRange range, const HxUniChar* units, HxUInteger length);
