@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+//
+// Text that is read from its front and grows there. With the text that is done beside it, this is a
+// string that is edited in place at a moving point, without moving what stands behind the point.
+//
+// At first it is a view of somebody else's characters; what is put in front makes it a copy.
+#pragma once
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "Rondel/core/internal/ASCII.h"
+
+namespace rondel::internal {
+
+// A run of units at the end of a block, with room before it.
+template <class Unit>
+class FrontRun {
+ public:
+  FrontRun() noexcept = default;
+  FrontRun(const Unit* units, HxUInteger length) noexcept : _units(units), _length(length) {}
+  FrontRun(const FrontRun&) = delete;
+  FrontRun& operator=(const FrontRun&) = delete;
+  ~FrontRun() { std::free(_block); }
+
+  const Unit* units() const noexcept { return _units; }
+  HxUInteger length() const noexcept { return _length; }
+
+  void drop(HxUInteger count) noexcept {
+    _units += count;
+    _length -= count;
+  }
+  // Adds so many units in front, which the caller writes.
+  Unit* addFront(HxUInteger count) {
+    const HxUInteger room = _block ? static_cast<HxUInteger>(_units - _block) : 0;
+    if (count > room) grow(count);
+    Unit* const front = _block + (_units - _block) - count;
+    _units = front;
+    _length += count;
+    return front;
+  }
+
+ private:
+  void grow(HxUInteger count) {
+    constexpr HxUInteger kMost = HxNotFound / sizeof(Unit) / 2;
+    if (count > kMost - _length) throw std::bad_alloc();
+    const HxUInteger capacity = (_length + count) * 2;
+    auto* const block = static_cast<Unit*>(std::malloc(capacity * sizeof(Unit)));
+    if (!block) throw std::bad_alloc();
+    Unit* const units = block + (capacity - _length);
+    if (_length > 0) std::memcpy(units, _units, _length * sizeof(Unit));
+    std::free(_block);
+    _block = block;
+    _units = units;
+  }
+
+  Unit* _block = nullptr;
+  const Unit* _units = nullptr;
+  HxUInteger _length = 0;
+};
+
+class UnreadText {
+ public:
+  // The characters must live as long as this.
+  UnreadText(const char* ascii, HxUInteger length) noexcept
+      : _narrow(ascii, length), _isWide(false) {}
+  UnreadText(const HxUniChar* units, HxUInteger length) noexcept
+      : _wide(units, length), _isWide(true) {}
+
+  HxUInteger length() const noexcept { return _isWide ? _wide.length() : _narrow.length(); }
+  // `visitor` gets the units, bytes if all of them are ASCII, and their number.
+  template <class Visitor>
+  decltype(auto) visit(Visitor&& visitor) const {
+    return _isWide ? visitor(_wide.units(), _wide.length())
+                   : visitor(_narrow.units(), _narrow.length());
+  }
+
+  void drop(HxUInteger count) noexcept { _isWide ? _wide.drop(count) : _narrow.drop(count); }
+  void addFront(const char* ascii, HxUInteger length) {
+    if (_isWide) {
+      widenBytes(ascii, length, _wide.addFront(length));
+    } else {
+      std::memcpy(_narrow.addFront(length), ascii, length);
+    }
+  }
+  void addFront(const HxUniChar* units, HxUInteger length) {
+    widen();
+    std::memcpy(_wide.addFront(length), units, length * sizeof(HxUniChar));
+  }
+
+ private:
+  void widen() {
+    if (_isWide) return;
+    widenBytes(_narrow.units(), _narrow.length(), _wide.addFront(_narrow.length()));
+    _isWide = true;
+  }
+
+  FrontRun<char> _narrow;
+  FrontRun<HxUniChar> _wide;
+  bool _isWide;
+};
+
+}  // namespace rondel::internal
