@@ -23,6 +23,7 @@
 #include "Rondel/additions/Substrings.h"
 #include "Rondel/additions/TextDecoding.h"
 #include "Rondel/additions/UserDefaultsAdditions.h"
+#include "Rondel/additions/VariableExpansion.h"
 #include "Rondel/additions/Whitespace.h"
 #include "Rondel/core/Array.h"
 #include "Rondel/core/AspectLog.h"
