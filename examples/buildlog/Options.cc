@@ -4,16 +4,18 @@
 #include <getopt.h>
 
 #include <cstdio>
+#include <string>
 
 #include "Rondel/additions/CommandLine.h"
+#include "Settings.h"
 
 using namespace rondel;
 
 namespace {
 
 constexpr char kUsage[] =
-    "usage: buildlog [--quiet] [--directory DIR] [--input FILE] "
-    "(--command \"ONE STRING\" | -- COMMAND [ARG...])";
+    "usage: buildlog [--quiet] [--directory DIR] [--input FILE] [--settings FILE] "
+    "[-D NAME=VALUE] (--command \"ONE STRING\" | -- COMMAND [ARG...])";
 
 // `word` is the one that is wrong, empty when none is.
 bool complain(const char* what, const char* word = "") {
@@ -22,9 +24,13 @@ bool complain(const char* what, const char* word = "") {
 }
 
 constexpr option kOptions[] = {
-    {"quiet", no_argument, nullptr, 'q'},       {"directory", required_argument, nullptr, 'd'},
-    {"input", required_argument, nullptr, 'i'}, {"command", required_argument, nullptr, 'c'},
-    {"help", no_argument, nullptr, 'h'},        {nullptr, 0, nullptr, 0},
+    {"quiet", no_argument, nullptr, 'q'},
+    {"directory", required_argument, nullptr, 'd'},
+    {"input", required_argument, nullptr, 'i'},
+    {"command", required_argument, nullptr, 'c'},
+    {"settings", required_argument, nullptr, 's'},
+    {"help", no_argument, nullptr, 'h'},
+    {nullptr, 0, nullptr, 0},
 };
 
 // Bytes of the command line as text; those that are not UTF-8 are taken as ISO 8859-1.
@@ -33,16 +39,39 @@ HxString textOf(const char* bytes) {
   return text ? text : HxString::stringWithCString(bytes, HxHaldenOSRomanStringEncoding);
 }
 
-HxArray wordsOf(char** words, int count) {
+HxMutableArray wordsOf(char** words, int count) {
   HxMutableArray result = HxMutableArray::array();
   for (int i = 0; i < count; ++i) result.addObject(textOf(words[i]));
   return result;
 }
 
+// False after one line on standard error, unless the problem is nil.
+bool isFine(const HxString& problem) {
+  if (problem) std::fprintf(stderr, "buildlog: %s\n", problem.toStdString().c_str());
+  return !problem;
+}
+
+// With the references of each in place of what they stand for.
+bool expandAll(HxMutableArray& texts, const Settings& settings) {
+  for (HxUInteger i = 0; !settings.isEmpty() && i < texts.count(); ++i) {
+    const HxString text = texts.objectAtIndex<HxString>(i);
+    if (const HxString name = settings.settingInCircle(text)) {
+      return isFine(HxString::stringWithFormat("setting %@ refers to itself"_hx, name));
+    }
+    texts.replaceObjectAtIndex(i, settings.expand(text));
+  }
+  return true;
+}
+
 // The command, in one string or in what is left of the words.
-bool readCommand(const HxString& string, char** words, int count, Options& options) {
+bool readCommand(const HxString& string, char** words, int count, const Settings& settings,
+                 Options& options) {
   if (string && count > 0) return complain("a command is given twice");
-  options.command = string ? arrayByParsingAsCommandLineArguments(string) : wordsOf(words, count);
+  HxMutableArray texts = wordsOf(words, count);
+  texts.addObject(string);
+  if (!expandAll(texts, settings)) return false;
+  options.command =
+      string ? arrayByParsingAsCommandLineArguments(texts.objectAtIndex<HxString>(0)) : texts;
   return options.command.isEmpty() ? complain("no command is given") : true;
 }
 
@@ -50,10 +79,11 @@ bool readCommand(const HxString& string, char** words, int count, Options& optio
 
 bool readOptions(int argc, char** argv, Options& options) {
   HxString command;
+  Settings settings;
   opterr = 0;
   for (;;) {
     const char* const word = argv[optind];
-    switch (getopt_long(argc, argv, "+:", kOptions, nullptr)) {
+    switch (getopt_long(argc, argv, "+:D:", kOptions, nullptr)) {
       case 'q':
         options.isQuiet = true;
         break;
@@ -66,6 +96,12 @@ bool readOptions(int argc, char** argv, Options& options) {
       case 'c':
         command = textOf(optarg);
         break;
+      case 's':
+        if (!isFine(settings.readFile(textOf(optarg)))) return false;
+        break;
+      case 'D':
+        if (!isFine(settings.define(textOf(optarg)))) return false;
+        break;
       case 'h':
         return options.wantsHelp = true;
       case ':':
@@ -73,7 +109,7 @@ bool readOptions(int argc, char** argv, Options& options) {
       case '?':
         return complain("unknown option: ", word);
       default:
-        return readCommand(command, argv + optind, argc - optind, options);
+        return readCommand(command, argv + optind, argc - optind, settings, options);
     }
   }
 }

@@ -2,9 +2,13 @@
 //
 // buildlog: runs a command and shows its output line by line, numbered and timed.
 //
-//   buildlog [--quiet] [--directory DIR] [--input FILE] (--command "ONE STRING" | -- COMMAND
-//   [ARG...])
+//   buildlog [--quiet] [--directory DIR] [--input FILE] [--settings FILE] [-D NAME=VALUE]
+//            (--command "ONE STRING" | -- COMMAND [ARG...])
 //   buildlog --help
+//
+// With settings, references like $(NAME) in the command stand for their values, before ONE STRING
+// is split; what is not set is empty. A settings file holds lines like NAME = VALUE; later files
+// win over earlier ones, and -D over all of them.
 //
 // A COMMAND without a slash is looked up along PATH. One with a slash and no root, like FILE,
 // starts from where buildlog was called, not from DIR.
