@@ -7,6 +7,7 @@
 #include <string>
 
 #include "Rondel/core/Number.h"
+#include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/TextForms.h"
 #include "Rondel/testing/Texts.h"
 
@@ -139,6 +140,13 @@ TEST(Identifiers, AreMangledInLongText) {
   }
 }
 
+TEST(Identifiers, ManglingShortASCIITakesTheResultAloneFromTheHeap) {
+  const HxString text(std::u16string(63, u'-'));
+  const test::AllocationCounter allocations;
+  const HxString mangled = stringByManglingToLegalCIdentifier(text);
+  EXPECT_EQ(allocations.count(), 1U);
+}
+
 TEST(Identifiers, EveryASCIICharacterIsKeptOrReplaced) {
   for (char16_t unit = 0; unit < 0x80; ++unit) {
     const std::u16string text = {u'x', unit};
@@ -187,8 +195,10 @@ const Naming kNamings[] = {
     {" Target "_hx, " Target "_hx, "Target"_hx},
     {"a1b"_hx, "a1b"_hx, "a1b 1"_hx},
     {"\u4E2D1"_hx, "\u4E2D1"_hx, "\u4E2D 2"_hx},
-    {"a\u0661"_hx, "a\u0661"_hx, "a\u0661 1"_hx},  // a digit, and none of ASCII
-    {"7"_hx, "7"_hx, "7 1"_hx},                    // the first character is in no run
+    {"a\u0661"_hx, "a\u0661"_hx, "a\u0661 1"_hx},    // a digit, and none of ASCII
+    {"a\u00A03"_hx, "a\u00A03"_hx, "a\u00A0 4"_hx},  // the stem loses whitespace of the four
+    {"\nTarget"_hx, "Other"_hx, "\nTarget"_hx},      // line ends are kept around a name
+    {"7"_hx, "7"_hx, "7 1"_hx},                      // the first character is in no run
     {"x2147483647"_hx, "x2147483647"_hx, "x 2147483648"_hx},
     {"x99999999999"_hx, "x99999999999"_hx, "x 2147483648"_hx},
 };
@@ -253,6 +263,8 @@ const Versions kVersions[] = {
     {""_hx, ""_hx, HxOrderedSame},
     {""_hx, "1"_hx, HxOrderedAscending},
     {"1..2"_hx, "1.1.2"_hx, HxOrderedAscending},
+    {"1."_hx, "1"_hx, HxOrderedAscending},  // an empty part is there, and is below "0"
+    {"1.02"_hx, "1.2.0"_hx, HxOrderedSame},
     {"18446744073709551617"_hx, "18446744073709551616"_hx, HxOrderedDescending},
 };
 

@@ -226,6 +226,8 @@ const LinesAndCharacters kLinesToCharacters[] = {
     {u"ab\n", {0, 1}, {0, 3}},
     {u"ab\n", {0, 2}, {0, 0}},
     {u"ab\n", {1, 1}, kNotFoundRange},
+    {u"ab\n", {1, 0}, kNotFoundRange},
+    {u"ab", {1, 0}, kNotFoundRange},
     // Empty text has one line.
     {u"", {0, 0}, {0, 0}},
     {u"", {0, 1}, {0, 0}},
@@ -343,9 +345,23 @@ TEST(Lines, ATextCanBeInsertedIntoItself) {
 }
 
 TEST(Lines, InsertingAtALineThatIsNotThereRaises) {
-  HxMutableString text = "a\nb"_hx.mutableCopy();
-  EXPECT_EQ(raisedBy([&] { insertStringAtLine(text, "x"_hx, 2); }), HxRangeException);
-  EXPECT_EQ(text, "a\nb"_hx);
+  for (const HxString& lines : {"a\nb"_hx, "a\nb\n"_hx}) {
+    HxMutableString text = lines.mutableCopy();
+    EXPECT_EQ(raisedBy([&] { insertStringAtLine(text, "x"_hx, 2); }), HxRangeException);
+    EXPECT_EQ(text, lines);
+  }
+}
+
+// The terminator at the very end belongs to the last line, and no other line starts behind it.
+TEST(Lines, TheNumberOfLinesIsTheFirstLineThatIsNotThere) {
+  forEachText(u"a\n\r", 5, [](const std::u16string& units) {
+    const HxString text(units);
+    const HxUInteger count = numberOfLines(text);
+    EXPECT_EQ(HxMaxRange(characterRangeForLineRange(text, {count - 1, 1})), units.size());
+    EXPECT_EQ(characterRangeForLineRange(text, {count, 0}), kNotFoundRange);
+    EXPECT_EQ(lineRangeForCharacterRange(text, {units.size(), 0}), (HxRange{count - 1, 1}));
+    return !testing::Test::HasFailure();
+  });
 }
 
 TEST(Lines, InsertingNilRaises) {

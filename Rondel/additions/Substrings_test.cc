@@ -8,6 +8,7 @@
 #include <string>
 
 #include "Rondel/core/Number.h"
+#include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/FailureRecorder.h"
 #include "Rondel/testing/TextForms.h"
 #include "Rondel/testing/Texts.h"
@@ -185,6 +186,8 @@ const Marked kMarked[] = {
     {u"1\r\n2=3\r\n4", u"=", u"3\r\n4", u"3\r", u"1\r\n2", u"2"},
     {u"1\r2\u20283=4\r5", u"=", u"4\r5", u"4\r5", u"1\r2\u20283", u"1\r2\u20283"},  // LF alone
     {u"a\u4E2D\nb\u00E9c", u"\u00E9", u"c", u"c", u"a\u4E2D\nb", u"b"},
+    // A mark on a line end does not hide it.
+    {u"1\n\u0301=2\n\u0301", u"=", u"2\n\u0301", u"2", u"1\n\u0301", u"\u0301"},
     {u"a", u"=", {}, {}, {}, {}},
     {u"", u"=", {}, {}, {}, {}},
     {u"a", u"", {}, {}, {}, {}},
@@ -332,6 +335,14 @@ TEST(Substrings, DifferencesOfLongTexts) {
     EXPECT_EQ(differenceOf(makeText(form, text), makeText(form, other)), (HxRange{1000, 5}));
     EXPECT_EQ(differenceOf(makeText(form, other), makeText(form, text)), (HxRange{1000, 3}));
   }
+}
+
+TEST(Substrings, DifferencesTakeNothingFromTheHeap) {
+  const HxString text(std::u16string(512, u'\u4E2D'));
+  const HxString other(std::u16string(512, u'a'));
+  const test::AllocationCounter allocations;
+  EXPECT_EQ(differenceOf(text, other), (HxRange{0, 512}));
+  EXPECT_EQ(allocations.count(), 0U);
 }
 
 TEST(Substrings, APartOfTheOtherTextCanBeCompared) {

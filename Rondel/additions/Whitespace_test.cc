@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <string>
 
+#include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/TextForms.h"
 #include "Rondel/testing/Texts.h"
 
@@ -190,6 +191,16 @@ TEST(Whitespace, AllCharactersOfASetAreDeleted) {
     EXPECT_EQ(unitsOf(text), expected);
     return !testing::Test::HasFailure();
   });
+}
+
+TEST(Whitespace, DeletingFromShortTextTakesTheResultAloneFromTheHeap) {
+  const HxCharacterSet set = HxCharacterSet::characterSetWithCharactersInString("x"_hx);
+  for (const char16_t unit : {u'a', u'\u4E2D'}) {
+    HxMutableString text = HxString(std::u16string(31, unit) + u"x").mutableCopy();
+    const test::AllocationCounter allocations;
+    deleteAllCharactersInSet(text, set);
+    EXPECT_EQ(allocations.count(), 1U);
+  }
 }
 
 TEST(Whitespace, ANilSetHoldsNothing) {
