@@ -20,7 +20,7 @@ class View final : public HxStringObject {
 
   HxUInteger length() const override { return _realString ? _subrange.length : 0; }
   HxUniChar characterAtIndex(HxUInteger index) const override {
-    return _realString.characterAtIndex(index + _subrange.location);
+    return _realString.characterAtIndex(inRealString(index));
   }
   void getCharacters(HxUniChar* buffer, HxRange range) const override {
     _realString.getCharacters(buffer, inRealString(range));
@@ -35,8 +35,13 @@ class View final : public HxStringObject {
   HxUInteger hash() const override;
 
  private:
-  HxRange inRealString(HxRange range) const {
-    return {range.location + _subrange.location, range.length};
+  // Beyond the end of any string where the sum is too large for a number.
+  HxUInteger inRealString(HxUInteger index) const noexcept {
+    const HxUInteger sum = index + _subrange.location;
+    return sum < index ? UINTPTR_MAX : sum;
+  }
+  HxRange inRealString(HxRange range) const noexcept {
+    return {inRealString(range.location), range.length};
   }
 
   HxString _realString;

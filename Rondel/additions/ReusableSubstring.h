@@ -19,9 +19,9 @@
 //
 // - The real string must not change while it is viewed. The view keeps a hash of what it saw. Text
 //   that a mutable string has lost raises HxRangeException when it is asked for.
-// - A view in a collection must not be aimed anew, since its text and its hash change. Dictionaries
-//   and sets are safe as far as keys go, which they copy; an array keeps the view itself. Keep
-//   copies.
+// - A view in a collection must not be aimed anew, since its text and its hash change. The
+//   dictionaries of this library copy their keys and are safe; sets, arrays and the values of a
+//   dictionary are the view itself. Keep copies.
 // - A view must not be aimed at itself.
 //
 // Nil. On a nil handle every operation gives zero, as for any string. A view of nil has no

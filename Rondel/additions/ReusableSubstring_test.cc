@@ -84,6 +84,27 @@ TEST(ReusableSubstring, AKeyStaysWhatItWasWhenTheViewIsAimedAnew) {
   EXPECT_TRUE(numbers.objectForKey(view).isNil());
 }
 
+TEST(ReusableSubstring, EveryWayToMakeADictionaryCopiesTheKey) {
+  const HxString real = "one two"_hx;
+  const auto keyOf = [](const HxDictionary& made) { return made.allKeys().objectAtIndex(0); };
+  ZevCheapReusableSubstring view = viewOf(real, {0, 3});
+  HxMutableDictionary added = HxMutableDictionary::dictionary();
+  added.addEntriesFromDictionary(HxDictionary::dictionaryWithObject("1"_hx, view));
+  const HxDictionary all[] = {HxDictionary::dictionaryWithObject("1"_hx, view),
+                              HxDictionary::dictionaryWithEntries({{view, "1"_hx}}), added};
+  view.setRealString(real, {4, 3});
+  for (const HxDictionary& made : all) {
+    EXPECT_EQ(keyOf(made), HxAny("one"_hx));
+    EXPECT_TRUE(as<ZevCheapReusableSubstring>(keyOf(made)).isNil());
+  }
+}
+
+TEST(ReusableSubstring, SetsAndArraysHoldTheViewItself) {
+  const ZevCheapReusableSubstring view = viewOf("one two"_hx, {0, 3});
+  EXPECT_EQ(HxSet::initWithObjects({view}).member("one"_hx).object(), view.object());
+  EXPECT_EQ(HxArray::arrayWithObject(view).objectAtIndex(0).object(), view.object());
+}
+
 TEST(ReusableSubstring, ANewRangeOfTheSameStringHasTheHashOfTheNewText) {
   const HxString real = "one two"_hx;
   ZevCheapReusableSubstring view = viewOf(real, {0, 3});
@@ -166,6 +187,19 @@ TEST(ReusableSubstring, TheEndOfTheRangeOfASearchIsNotHeldToTheView) {
             HxRangeException);
 }
 
+TEST(ReusableSubstring, AllElseIsHeldToTheView) {
+  for (const TextForm form : kTextForms) {
+    ZevCheapReusableSubstring view = viewOf(makeText(form, u"ab cd; ef"), {3, 2});
+    HxUniChar buffer[2];
+    view.getCharacters(buffer, {1, 1});
+    EXPECT_EQ(buffer[0], u'd') << nameOf(form);
+    EXPECT_EQ(view.characterAtIndex(0), u'c') << nameOf(form);
+    EXPECT_EQ(raisedBy([&] { view.characterAtIndex(2); }), HxRangeException) << nameOf(form);
+    EXPECT_EQ(raisedBy([&] { view.getCharacters(buffer, {1, 2}); }), HxRangeException);
+    EXPECT_EQ(raisedBy([&] { view.substringWithRange({1, 2}); }), HxRangeException);
+  }
+}
+
 // ---- Aiming -------------------------------------------------------------------------------------
 
 TEST(ReusableSubstring, HoldsTheRealStringUntilItIsAimedAtAnother) {
@@ -240,6 +274,69 @@ TEST(ReusableSubstring, ARealStringThatHasLostTheTextRaises) {
   EXPECT_EQ(raisedBy([&] { view.UTF8String(); }), HxRangeException);
   view.setRealString(real, {0, 3});
   EXPECT_EQ(view, "one"_hx);
+}
+
+TEST(ReusableSubstring, ALocationBeyondAllNumbersIsNotTakenForOneAtTheStart) {
+  constexpr HxUInteger kLast = ~HxUInteger{0};
+  ZevCheapReusableSubstring view = viewOf("abcde"_hx, {kLast, 4});
+  HxUniChar buffer[4];
+  EXPECT_EQ(raisedBy([&] { view.characterAtIndex(1); }), HxRangeException);
+  EXPECT_EQ(raisedBy([&] { view.getCharacters(buffer, {1, 3}); }), HxRangeException);
+  view.setRealString("abcde"_hx, {2, 3});
+  EXPECT_EQ(raisedBy([&] {
+              view.rangeOfCharacterFromSet(setOf("a"_hx), 0, {kLast - 1, 1});
+            }),
+            HxRangeException);
+}
+
+TEST(ReusableSubstring, ARealStringThatHasGrownOrWidenedBehindThePartStillShowsIt) {
+  for (const HxString& added : {" three"_hx, "\u00e9"_hx, HxString(std::string(5000, 'x'))}) {
+    HxMutableString real = HxMutableString::stringWithString("one two"_hx);
+    const ZevCheapReusableSubstring view = viewOf(real, {4, 3});
+    real.appendString(added);
+    EXPECT_EQ(view.hash(), ("two"_hx).hash());
+    EXPECT_TRUE(view.isEqualToString("two"_hx));
+    EXPECT_EQ(unitsOf(view), u"two");
+  }
+}
+
+TEST(ReusableSubstring, AStringMayBeGivenAViewOfItself) {
+  HxMutableString text = HxMutableString::stringWithString("one two"_hx);
+  ZevCheapReusableSubstring view = viewOf(text, {4, 3});
+  for (int i = 0; i < 6; ++i) {
+    const HxUInteger length = text.length();
+    view.setRealString(text, {0, length});
+    text.appendString(view);
+    EXPECT_EQ(text.length(), 2 * length);
+  }
+  view.setRealString(text, {4, 3});
+  text.insertString(view, 0);
+  view.setRealString(text, {0, 3});
+  EXPECT_EQ(view, "two"_hx);
+  text.setString(view);
+  EXPECT_EQ(text, "two"_hx);
+}
+
+TEST(ReusableSubstring, WhatMakesANewStringMakesAPlainOne) {
+  const HxString view = viewOf("x ABC/D x"_hx, {2, 5});
+  const HxString made[] = {
+      view.copy(),
+      HxString::stringWithString(view),
+      view.substringWithRange({0, 5}),
+      view.substringFromIndex(0),
+      view.substringToIndex(5),
+      view.uppercaseString(),
+      view.stringByAppendingString(""_hx),
+      view.decomposedStringWithCanonicalMapping(),
+      view.stringByStandardizingPath(),
+      view.stringByReplacingOccurrencesOfString("y"_hx, "z"_hx, 0, {0, 5}),
+      as<HxString>(view.componentsSeparatedByString("y"_hx).objectAtIndex(0)),
+      HxString::stringWithFormat("%@"_hx, view),
+  };
+  for (const HxString& string : made) {
+    EXPECT_EQ(string, "ABC/D"_hx) << &string - made;
+    EXPECT_TRUE(as<ZevCheapReusableSubstring>(string).isNil()) << &string - made;
+  }
 }
 
 TEST(ReusableSubstring, ViewsTheViewsOfOthers) {
