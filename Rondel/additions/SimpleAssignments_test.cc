@@ -7,6 +7,7 @@
 #include <map>
 #include <string>
 
+#include "Rondel/additions/ReusableSubstring.h"
 #include "Rondel/core/Array.h"
 #include "Rondel/core/Number.h"
 #include "Rondel/testing/FailureRecorder.h"
@@ -170,6 +171,17 @@ TEST(SimpleAssignments, EveryClassOfStringIsRead) {
   }
 }
 
+TEST(SimpleAssignments, ALineThatAViewIsOfIsNotKept) {
+  auto line = ZevCheapReusableSubstring::initWithRealString("A=1 B=2"_hx, {0, 3});
+  const HxMutableDictionary entries = parsed(line);
+  HxString message;
+  line.setRealString("A=1 B=2"_hx, {2, 3});
+  EXPECT_TRUE(parsed(line, &message).isNil());
+  line.setRealString("A=1 B=2"_hx, {4, 3});
+  EXPECT_EQ(entriesOf(entries), (Entries{{"A", "1"}}));
+  EXPECT_EQ(message, "String '1 B' isn't a valid variable assignment"_hx);
+}
+
 TEST(SimpleAssignments, ValuesAndNamesArePlainStringsThatOutliveTheText) {
   HxMutableString text = HxMutableString::stringWithString("A = one"_hx);
   const HxMutableDictionary entries = parsed(text);
@@ -275,7 +287,15 @@ TEST(SimpleAssignments, PlainWordsComeBackAsTheyWere) {
   EXPECT_EQ(entriesOf(parsed(written(entries))), entriesOf(entries));
 }
 
-// A dictionary that hands out its keys otherwise than it should.
+TEST(SimpleAssignments, EveryClassOfValueIsWritten) {
+  for (const TextForm form : kTextForms) {
+    const HxDictionary entries = HxDictionary::dictionaryWithEntries(
+        {{"A"_hx, makeText(form, u"y z")}, {"B"_hx, makeText(form, u"caf\u00E9")}});
+    EXPECT_EQ(written(entries), HxString("A = \"y z\"\nB = caf\u00E9\n")) << nameOf(form);
+  }
+}
+
+// A dictionary of another class, which hands out its keys in the order that it is told.
 class Odd final : public HxDictionaryObject {
  public:
   explicit Odd(HxArray keys) : _keys(std::move(keys)) {}
