@@ -13,6 +13,7 @@
 #include "Rondel/additions/StringList.h"
 #include "Rondel/additions/internal/StringListTable.h"
 #include "Rondel/testing/AllocationCounter.h"
+#include "Rondel/testing/TextForms.h"
 #include "Rondel/testing/Texts.h"
 
 namespace rondel {
@@ -259,9 +260,10 @@ TEST(StringListCache, IsAskedByTheParserOfStringListsForEveryClassOfString) {
     const HxString text{std::string_view(slot.key)};
     const HxArray shared = listOf(slot.key);
     EXPECT_EQ(arrayByParsingAsStringList(text).object(), shared.object()) << slot.key;
-    EXPECT_EQ(arrayByParsingAsStringList(text.mutableCopy()).object(), shared.object());
-    const HxString open = test::openString(test::charactersOf(text));
-    EXPECT_EQ(arrayByParsingAsStringList(open).object(), shared.object());
+    for (const test::TextForm form : test::kTextForms) {
+      const HxString same = test::makeText(form, test::charactersOf(text));
+      EXPECT_EQ(arrayByParsingAsStringList(same).object(), shared.object()) << test::nameOf(form);
+    }
   }
   EXPECT_NE(arrayByParsingAsStringList("i387"_hx).object(),
             arrayByParsingAsStringList("i387"_hx).object());
