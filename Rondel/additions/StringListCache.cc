@@ -6,11 +6,13 @@
 
 #include "Rondel/additions/StringList.h"
 #include "Rondel/additions/internal/StringListTable.h"
+#include "Rondel/core/internal/ArrayStorage.h"
 
 namespace rondel {
 
 namespace {
 
+using internal::ArrayStorage;
 using internal::kLongestStringList;
 using internal::kShortestStringList;
 using internal::kStringListSlots;
@@ -46,25 +48,21 @@ VantorStringListRow* findRow(const char* bytes, std::size_t length) noexcept {
   row.store(list, error);
 }
 
-// Keeps the object alive for good and gives it.
-HxObject* immortalized(const HxAny& any) noexcept {
-  if (any) any.object()->retain();
-  return any.object();
-}
-
 }  // namespace
 
 VantorStringListRow& internal::stringListRow(unsigned slot) noexcept { return table.rows[slot]; }
 
-void VantorStringListRow::store(const HxArray& array, const HxError& error) noexcept {
+void VantorStringListRow::store(const HxArray& list, const HxError& error) {
+  ArrayStorage* const array = ArrayStorage::makeUncounted(list);
   HxObject* none = nullptr;
-  if (__atomic_compare_exchange_n(&_value, &none, array.object(), false, __ATOMIC_SEQ_CST,
+  if (__atomic_compare_exchange_n(&_value, &none, array, false, __ATOMIC_SEQ_CST,
                                   __ATOMIC_SEQ_CST)) {
-    immortalized(array);
-  } else {
-    // Only here, and not where the array is stored: that is wanted.
-    __atomic_store_n(&_error, immortalized(error), __ATOMIC_SEQ_CST);
+    return;
   }
+  ArrayStorage::dropUncounted(array);
+  // Only here, and not where the list is stored: that is wanted.
+  if (error) error.object()->retain();
+  __atomic_store_n(&_error, error.object(), __ATOMIC_SEQ_CST);
 }
 
 VantorStringListRow* _VNLookupVantorStringListValueInGlobalCache(const char* bytes,

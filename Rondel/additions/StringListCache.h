@@ -15,7 +15,8 @@
 // "i386 ppc " are not.
 //
 // Both functions may be called on any thread and take no lock. Threads that are the first to ask
-// for one row may each split it; one array is kept, and all of them get that one.
+// for one row may each split it; one array is kept, and all of them get that one. It is there for
+// good and is not counted, so that threads which ask for it at once do not slow each other down.
 #pragma once
 
 #include <cstddef>
@@ -41,9 +42,9 @@ class VantorStringListRow {
   // plain words.
   HxError error() const noexcept { return HxError(HxAny::Unchecked{}, HxAny(loaded(_error))); }
 
-  // Keeps the array for good if there is none yet, and the error not at all. Otherwise keeps the
-  // error, and the array not.
-  RONDEL_EXPORT void store(const HxArray& array, const HxError& error) noexcept;
+  // Keeps the list for good if there is none yet, as an array of its own, and the error not at all.
+  // Otherwise keeps the error, and the list not.
+  RONDEL_EXPORT void store(const HxArray& list, const HxError& error);
 
  private:
   static HxObject* loaded(HxObject* const& place) noexcept {

@@ -54,6 +54,13 @@ HxArray ArrayStorage::empty() noexcept {
   return HxArray(HxAny::Unchecked{}, HxAny::adopt(array));
 }
 
+ArrayStorage* ArrayStorage::makeUncounted(const HxArray& array) {
+  void* block = allocate(nullptr, sizeof(ArrayStorage), array.count());
+  auto* const copy = new (block) ArrayStorage(array.count(), kImmortal);
+  for (const HxAny& object : array) copy->append(HxAny(object));
+  return copy;
+}
+
 HxClass ArrayStorage::hxClass() const noexcept {
   return bits() & kMutable ? HxMutableArray::classObject() : HxArrayObject::classObject();
 }

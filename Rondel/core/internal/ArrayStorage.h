@@ -23,6 +23,10 @@ class RONDEL_EXPORT ArrayStorage final : public HxArrayObject, private DropLink 
   static HxArray makeHandle(HxUInteger capacity, bool isMutable);
   // The one immutable empty array; it is never counted.
   static HxArray empty() noexcept;
+  // A copy that is never counted, so that threads which share it do not write to it. It is there
+  // for good; whoever finds that it is not wanted, before anybody else has seen it, drops it.
+  static ArrayStorage* makeUncounted(const HxArray& array);
+  static void dropUncounted(ArrayStorage* array) noexcept { delete array; }
 
   HxClass hxClass() const noexcept override;
   HxUInteger count() const noexcept override { return _count; }
