@@ -24,10 +24,15 @@ using internal::VariableReference;
 
 // ---- Finding ----------------------------------------------------------------------------------
 
+// Its end may wrap around.
+bool liesIn(HxRange range, HxUInteger length) noexcept {
+  return range.location <= length && HxMaxRange(range) <= length;
+}
+
 bool checkSearchRange(const HxString& text, HxRange searchRange) {
   MO_ADDITION(text, internal::ScannerOperation::kName);
   const HxUInteger length = text.length();
-  const bool liesInText = searchRange.location <= length && HxMaxRange(searchRange) <= length;
+  const bool liesInText = liesIn(searchRange, length);
   MoAssertWithMessageText(liesInText,
                           "searchRange.location <= [self length] && "
                           "searchRange.location+searchRange.length <= [self length]",
@@ -204,6 +209,13 @@ class Expansion {
   UnreadText _unread;
 };
 
+// The result is what is searched, so it is what fails the check.
+HxMutableString copyThatFails(const HxString& text, HxRange range) {
+  HxMutableString result = text.mutableCopy();
+  checkSearchRange(result, range);
+  return result;
+}
+
 }  // namespace
 
 HxMutableString MO_stringByExpandingVariables(const HxString& text,
@@ -212,12 +224,14 @@ HxMutableString MO_stringByExpandingVariables(const HxString& text,
   MO_ADDITION(text, internal::ExpanderOperation::kName);
   if (!text) return nullptr;
   MoCheckInstance(expansionDict, HxDictionary);
-  if (!checkSearchRange(text, range)) return text.mutableCopy();
+  if (!liesIn(range, text.length())) return copyThatFails(text, range);
+  // A description or a dictionary of somebody's own may change or give up the text meanwhile.
+  const HxString original = text.copy();
   const auto expand = [&](const auto* units, HxUInteger length) {
-    return Expansion(text, units, length, expansionDict, range, options).run();
+    return Expansion(original, units, length, expansionDict, range, options).run();
   };
-  const std::string_view ascii = text.asciiView();
-  return ascii.data() ? expand(ascii.data(), ascii.size()) : Characters(text).visit(expand);
+  const std::string_view ascii = original.asciiView();
+  return ascii.data() ? expand(ascii.data(), ascii.size()) : Characters(original).visit(expand);
 }
 
 HxMutableString MO_stringByExpandingVariables(const HxString& text,

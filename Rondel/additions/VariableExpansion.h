@@ -28,7 +28,8 @@
 // That is not what a shell does; the guide docs/guides/variable-expansion.md tells the differences.
 //
 // Bad input does not fail. Nil text gives nil, false or nothing. All of this may be called on any
-// thread; the dictionary must not change meanwhile.
+// thread; the dictionary must not change meanwhile. A description or a dictionary of one's own may
+// expand text itself, and may change the text that is being expanded: the expansion has its own.
 #pragma once
 
 #include "Rondel/core/Array.h"

@@ -298,6 +298,56 @@ TEST(VariableExpansion, WhatADescriptionRaisesPassesThrough) {
   EXPECT_EQ(test::heapBytesInUse(), before);
 }
 
+TEST(VariableExpansion, ADescriptionMayExpandTextItself) {
+  class Expanding final : public HxObject {
+   public:
+    HxString description() const override {
+      return MO_stringByExpandingVariables("<$(B)>"_hx, variables(), kRescan);
+    }
+  };
+  const HxDictionary values =
+      HxDictionary::dictionaryWithEntries({{"E"_hx, makeRef<Expanding>()}, {"B"_hx, "$(E)-$E"_hx}});
+  EXPECT_EQ(expanded("$(B)|$(B)"_hx, values, kRescan), "<xy>-<xy>|<xy>-<xy>");
+}
+
+TEST(VariableExpansion, TheTextMayBeChangedOnceTheExpansionHasBegun) {
+  class Changing final : public HxObject {
+   public:
+    explicit Changing(HxMutableString& text) : _text(text) {}
+    HxString description() const override {
+      _text.setString(HxString(std::u16string(10000, u'\u4E2D')));
+      return "v"_hx;
+    }
+
+   private:
+    HxMutableString& _text;
+  };
+  for (const char16_t* start : {u"a", u"\u00e9"}) {
+    const std::u16string units = start + std::u16string(u"$(V)b$(V)c");
+    HxMutableString text = HxMutableString::stringWithString(HxString(units));
+    const HxDictionary values = HxDictionary::dictionaryWithObject(makeRef<Changing>(text), "V"_hx);
+    EXPECT_EQ(charactersOf(MO_stringByExpandingVariables(text, values, kRescan)),
+              start + std::u16string(u"vbvc"));
+  }
+}
+
+TEST(VariableExpansion, TheTextMayBeGivenUpOnceTheExpansionHasBegun) {
+  class GivingUp final : public HxObject {
+   public:
+    explicit GivingUp(HxString& text) : _text(text) {}
+    HxString description() const override {
+      _text = nullptr;
+      return "v"_hx;
+    }
+
+   private:
+    HxString& _text;
+  };
+  HxString text(std::string("a text that lies on the heap: $(V)$(V)"));
+  const HxDictionary values = HxDictionary::dictionaryWithObject(makeRef<GivingUp>(text), "V"_hx);
+  EXPECT_EQ(expanded(text, values), "a text that lies on the heap: vv");
+}
+
 // ---- Keeping undefined references ---------------------------------------------------------------
 
 TEST(VariableExpansion, AKeptReferenceMovesTheEndOfTheSearchByWhereTheSearchBegan) {
@@ -436,8 +486,11 @@ TEST(VariableExpansion, ARangeOutsideTheTextIsAFailedCheck) {
     HxRange name{7, 7};
     EXPECT_FALSE(_getVariableNameRange(text, &name, nullptr, nullptr, range));
     EXPECT_EQ(name, HxMakeRange(7, 7));
-    EXPECT_EQ(MO_stringByExpandingVariables(text, variables(), range, 0), text);
+    const HxMutableString result = MO_stringByExpandingVariables(text, variables(), range, 0);
+    EXPECT_EQ(result, text);
     ASSERT_EQ(failures.failures().size(), 2U);
+    EXPECT_EQ(failures.failures()[0].receiver, text.object());
+    EXPECT_EQ(failures.failures()[1].receiver, result.object());  // where it would have searched
     for (const FailureRecorder::Failure& failure : failures.failures()) {
       EXPECT_EQ(failure.message,
                 "searchRange=" + HxStringFromRange(range).toStdString() + ", self.length=2");
@@ -448,7 +501,6 @@ TEST(VariableExpansion, ARangeOutsideTheTextIsAFailedCheck) {
       EXPECT_EQ(failure.function,
                 "-[HxString(MoVariableExpansion) _getVariableNameRange:openDelimiterRange:"
                 "closeDelimiterRange:ofFirstVariableReferenceInRange:]");
-      EXPECT_EQ(failure.receiver, text.object());
     }
   }
 }
@@ -468,6 +520,15 @@ TEST(VariableExpansion, ANilDictionaryIsAFailedCheckAndDefinesNothing) {
   EXPECT_EQ(failure.function,
             "-[HxString(MoVariableExpansion) MO_stringByExpandingVariables:inRange:options:]");
   EXPECT_EQ(failure.receiver, text.object());
+}
+
+TEST(VariableExpansion, TheDictionaryIsCheckedBeforeTheRange) {
+  FailureRecorder failures;
+  EXPECT_EQ(MO_stringByExpandingVariables("$A"_hx, nullptr, {1, 2}, 0), "$A"_hx);
+  EXPECT_EQ(
+      failures.messages(),
+      (Texts{"expansionDict should be an instance inheriting from HxDictionary, but it is nil",
+             "searchRange={1, 2}, self.length=2"}));
 }
 
 TEST(VariableExpansion, NilTextGivesNilFalseOrNothing) {
@@ -721,21 +782,35 @@ TEST(VariableExpansion, IsAsTheRulesTellForShortWideTexts) {
   });
 }
 
-TEST(VariableExpansion, IsAsTheRulesTellForEveryRange) {
-  const HxDictionary dictionary = kModelValues.dictionary();
-  for (std::uint32_t seed = 0; seed < 300; ++seed) {
-    const std::u16string units = test::randomText(u"$$$()'\\Ab-", 12, seed);
-    for (HxUInteger start = 0; start <= 12; ++start) {
-      for (HxUInteger end = 0; end <= 12; ++end) {  // in front of the start too
-        for (HxUInteger options = 0; options < 4; ++options) {
-          ASSERT_EQ(charactersOf(MO_stringByExpandingVariables(HxString(units), dictionary,
-                                                               {start, end - start}, options)),
-                    ExpansionModel::expand(units, kModelValues, start, end - start,
-                                           (options & kKeep) != 0, (options & kRescan) != 0))
-              << HxString(units).toStdString() << " " << start << " to " << end << ", " << options;
-        }
+// Values with references, and with parts that the text completes to some. All that C to E put in
+// are A and b, so there is an end to it.
+const Values kNestedValues{{{u"A", u"b"},
+                            {u"C", u"$(A"},
+                            {u"D", u"$"},
+                            {u"E", u"'\u4E2D$A\\"},
+                            {u"Ab", u"a value that is longer than its reference"}}};
+
+void expectAsTheModelInEveryRange(const std::u16string& units, const Values& values,
+                                  const HxDictionary& dictionary) {
+  for (HxUInteger start = 0; start <= units.size(); ++start) {
+    for (HxUInteger end = 0; end <= units.size(); ++end) {  // in front of the start too
+      for (HxUInteger options = 0; options < 4; ++options) {
+        ASSERT_EQ(charactersOf(MO_stringByExpandingVariables(HxString(units), dictionary,
+                                                             {start, end - start}, options)),
+                  ExpansionModel::expand(units, values, start, end - start, (options & kKeep) != 0,
+                                         (options & kRescan) != 0))
+            << HxString(units).toStdString() << " " << start << " to " << end << ", " << options;
       }
     }
+  }
+}
+
+TEST(VariableExpansion, IsAsTheRulesTellForEveryRange) {
+  const HxDictionary plain = kModelValues.dictionary();
+  const HxDictionary nested = kNestedValues.dictionary();
+  for (std::uint32_t seed = 0; seed < 300 && !HasFatalFailure(); ++seed) {
+    expectAsTheModelInEveryRange(test::randomText(u"$$$()'\\Ab-", 12, seed), kModelValues, plain);
+    expectAsTheModelInEveryRange(test::randomText(u"$$$$()ACDEb", 14, seed), kNestedValues, nested);
   }
 }
 
