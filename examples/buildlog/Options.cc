@@ -53,12 +53,10 @@ bool isFine(const HxString& problem) {
 
 // With the references of each in place of what they stand for.
 bool expandAll(HxMutableArray& texts, const Settings& settings) {
-  for (HxUInteger i = 0; !settings.isEmpty() && i < texts.count(); ++i) {
-    const HxString text = texts.objectAtIndex<HxString>(i);
-    if (const HxString name = settings.settingInCircle(text)) {
-      return isFine(HxString::stringWithFormat("setting %@ refers to itself"_hx, name));
-    }
-    texts.replaceObjectAtIndex(i, settings.expand(text));
+  for (HxUInteger i = 0; settings.areGiven() && i < texts.count(); ++i) {
+    HxString text = texts.objectAtIndex<HxString>(i);
+    if (!isFine(settings.expand(text))) return false;
+    texts.replaceObjectAtIndex(i, text);
   }
   return true;
 }

@@ -1,16 +1,43 @@
 // SPDX-License-Identifier: MIT
 #include "Settings.h"
 
-#include <vector>
+#include <utility>
 
 #include "Rondel/additions/Identifiers.h"
 #include "Rondel/additions/SimpleAssignments.h"
 #include "Rondel/additions/TextDecoding.h"
 #include "Rondel/additions/VariableExpansion.h"
-#include "Rondel/core/Array.h"
-#include "Rondel/core/Set.h"
+#include "Rondel/core/Exception.h"
 
 using namespace rondel;
+
+namespace {
+
+// Settings for the expansion of one text, which raises once they have been asked for more than any
+// command can hold. Looking for circles would not do: values and the text behind them can make
+// references together, which none of the values shows.
+class CountedSettings final : public HxDictionaryObject {
+ public:
+  explicit CountedSettings(HxDictionary settings) : _settings(std::move(settings)) {}
+
+  HxUInteger count() const override { return _settings.count(); }
+  HxAny objectForKey(const HxAny& key) const override {
+    const HxString value = _settings.objectForKey<HxString>(key);
+    const HxUInteger cost = value.length() + 1;
+    if (cost > _left) {
+      HxException::raise(HxInvalidArgumentException, "setting %@ expands without end"_hx, key);
+    }
+    _left -= cost;
+    return value;
+  }
+  Ref<HxEnumerator> keyEnumerator() const override { return _settings.keyEnumerator(); }
+
+ private:
+  const HxDictionary _settings;
+  mutable HxUInteger _left = HxUInteger{1} << 22;
+};
+
+}  // namespace
 
 HxString Settings::readFile(const HxString& path) {
   const HxString text =
@@ -21,6 +48,7 @@ HxString Settings::readFile(const HxString& path) {
       dictionaryByParsingAsSimpleAssignmentsAndGetLocalizedErrorString(text, &problem);
   if (!settings) return problem;
   _read.addEntriesFromDictionary(settings);
+  _areGiven = true;
   return nullptr;
 }
 
@@ -34,6 +62,7 @@ HxString Settings::define(const HxString& assignment) {
     return HxString::stringWithFormat("not NAME=VALUE: %@"_hx, assignment);
   }
   _defined.setObject(assignment.substringFromIndex(equals.location + 1), name);
+  _areGiven = true;
   return nullptr;
 }
 
@@ -43,34 +72,12 @@ HxDictionary Settings::all() const {
   return all;
 }
 
-HxString Settings::expand(const HxString& text) const {
-  return MO_stringByExpandingVariables(text, all(), MoExpansionRescanExpansions).copy();
-}
-
-// Walks the references depth first, along a path of names that are not done with yet.
-HxString Settings::settingInCircle(const HxString& text) const {
-  struct Step {
-    HxString name;
-    HxArray references;
-    HxUInteger next = 0;
-  };
-  const HxDictionary values = all();
-  std::vector<Step> path = {{nullptr, namesOfExpandableVariables(text)}};
-  HxMutableSet onPath = HxMutableSet::set();
-  HxMutableSet done = HxMutableSet::set();
-  while (!path.empty()) {
-    Step& step = path.back();
-    if (step.next == step.references.count()) {
-      onPath.removeObject(step.name);
-      done.addObject(step.name);
-      path.pop_back();
-      continue;
-    }
-    const HxString name = step.references.objectAtIndex<HxString>(step.next++);
-    if (onPath.containsObject(name)) return name;
-    if (done.containsObject(name)) continue;
-    onPath.addObject(name);
-    path.push_back({name, namesOfExpandableVariables(values.objectForKey<HxString>(name))});
+HxString Settings::expand(HxString& text) const {
+  try {
+    const HxDictionary values(makeRef<CountedSettings>(all()));
+    text = MO_stringByExpandingVariables(text, values, MoExpansionRescanExpansions).copy();
+    return nullptr;
+  } catch (const HxException& exception) {
+    return exception.reason();
   }
-  return nullptr;
 }

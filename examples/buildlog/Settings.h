@@ -13,16 +13,16 @@ class Settings {
   // Takes one NAME=VALUE, which wins over all files. Nil, or what is wrong with it.
   rondel::HxString define(const rondel::HxString& assignment);
 
-  bool isEmpty() const { return _read.isEmpty() && _defined.isEmpty(); }
-  // The text with all references replaced, also those in values; what is not set is empty.
-  rondel::HxString expand(const rondel::HxString& text) const;
-  // A setting that the text needs and whose value leads back to itself, so that there would be no
-  // end of expanding it; nil when there is none.
-  rondel::HxString settingInCircle(const rondel::HxString& text) const;
+  // Whether a file was read or a setting defined, even if the file was empty.
+  bool areGiven() const { return _areGiven; }
+  // Puts what they stand for in place of all references in the text, also of those in values; what
+  // is not set is empty. Nil, or what is wrong: values that lead back to themselves have no end.
+  rondel::HxString expand(rondel::HxString& text) const;
 
  private:
   rondel::HxDictionary all() const;
 
+  bool _areGiven = false;
   rondel::HxMutableDictionary _read = rondel::HxMutableDictionary::dictionary();
   rondel::HxMutableDictionary _defined = rondel::HxMutableDictionary::dictionary();
 };
