@@ -176,6 +176,11 @@ TEST(VariableExpansion, TheResultIsANewMutableStringAlsoWhenNothingIsReplaced) {
   EXPECT_EQ(text, "plain"_hx);
 }
 
+TEST(VariableExpansion, TheOptionsAreTheLowestTwoBits) {
+  EXPECT_EQ(MoExpansionKeepUndefinedReferences, 1U);
+  EXPECT_EQ(MoExpansionRescanExpansions, 2U);
+}
+
 TEST(VariableExpansion, OptionBitsWithoutAMeaningDoNothing) {
   EXPECT_EQ(expanded("$(B)$(C)"_hx, variables(), ~(kKeep | kRescan)), "$(A)y");
 }
@@ -424,6 +429,14 @@ TEST(VariableExpansion, AnOpenReferenceInARescannedValueEndsTheSearch) {
   const HxDictionary values =
       HxDictionary::dictionaryWithEntries({{"A"_hx, "x"_hx}, {"O"_hx, "${"_hx}});
   EXPECT_EQ(expanded("$(O) $(A)"_hx, values, kRescan), "${ $(A)");
+}
+
+TEST(VariableExpansion, AnEndMarkInARescannedValueEndsTheSearch) {
+  const HxDictionary values = HxDictionary::dictionaryWithEntries(
+      {{"A"_hx, "x"_hx}, {"E"_hx, "a\uFFFFb"_hx}, {"W"_hx, "\u4E2D"_hx}});
+  EXPECT_EQ(expanded("$(A)$(E)$(A)"_hx, values, kRescan), "xa\uFFFFb$(A)");
+  EXPECT_EQ(expanded("$(W)$(E)$(A)"_hx, values, kRescan), "\u4E2Da\uFFFFb$(A)");
+  EXPECT_EQ(expanded("$(A)$(E)$(A)"_hx, values), "xa\uFFFFbx");
 }
 
 TEST(VariableExpansion, RescanningGoesDeep) {
