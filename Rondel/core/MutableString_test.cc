@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "Rondel/core/String.h"
+#include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/Raised.h"
 #include "Rondel/testing/TextForms.h"
 
@@ -59,6 +60,34 @@ TEST(MutableString, GrowsUnitByUnit) {
     expected += unit;
   }
   EXPECT_EQ(unitsOf(text), expected);
+}
+
+TEST(MutableString, RoomForShortTextLiesInTheSameBlock) {
+  const AllocationCounter counter;
+  HxMutableString text = HxMutableString::initWithCapacity(20);
+  text.appendString("12345678901234567890"_hx);
+  EXPECT_EQ(counter.count(), 1U);
+}
+
+TEST(MutableString, OutgrowsItsOwnRoom) {
+  for (const HxUInteger capacity : {1U, 20U, 512U, 513U}) {
+    for (const HxString& more : {"more"_hx, "\u4E2D"_hx, HxString(std::string(2000, 'm'))}) {
+      HxMutableString text = HxMutableString::initWithCapacity(capacity);
+      const std::string filled(capacity, 'x');
+      text.appendString(HxString(filled));
+      text.appendString(more);
+      text.insertString(more, 0);
+      EXPECT_EQ(text.toStdString(), more.toStdString() + filled + more.toStdString());
+    }
+  }
+}
+
+TEST(MutableString, WidensWithRoomOfItsOwn) {
+  HxMutableString text = HxMutableString::initWithCapacity(100);
+  text.appendString("\u00e9"_hx);
+  text.appendString("a"_hx);
+  text.deleteCharactersInRange({0, 1});
+  EXPECT_EQ(text, "a"_hx);
 }
 
 TEST(MutableString, Inserts) {

@@ -521,9 +521,7 @@ BufferString* bufferOf(const HxMutableString& string) noexcept {
 HxMutableString HxMutableString::string() { return initWithCapacity(0); }
 
 HxMutableString HxMutableString::initWithCapacity(HxUInteger capacity) {
-  Ref<BufferString> buffer = makeRef<BufferString>(true);
-  buffer->reserve(capacity);
-  return HxMutableString(Unchecked{}, buffer);
+  return HxMutableString(Unchecked{}, BufferString::makeMutable(capacity));
 }
 
 HxMutableString HxMutableString::stringWithString(const HxString& string) {

@@ -21,12 +21,30 @@ Unit* resized(Unit* units, HxUInteger capacity) {
 }
 
 constexpr HxUInteger kLeastCapacity = 32;
+// What a string that outgrows its own room leaves unused is no more than this.
+constexpr HxUInteger kMostOwnRoom = 512;
 
 }  // namespace
 
 BufferString::~BufferString() {
-  std::free(_narrow);
+  freeNarrow();
   std::free(_wide);
+}
+
+Ref<BufferString> BufferString::makeMutable(HxUInteger capacity) {
+  if (capacity == 0 || capacity > kMostOwnRoom) {
+    Ref<BufferString> string = makeRef<BufferString>(true);
+    string->reserve(capacity);
+    return string;
+  }
+  auto* const string = new (Room{capacity}) BufferString(true);
+  string->_narrow = string->ownRoom();
+  string->_capacity = capacity;
+  return Ref<BufferString>::adopt(string);
+}
+
+void BufferString::freeNarrow() noexcept {
+  if (_narrow != ownRoom()) std::free(_narrow);
 }
 
 template <class Unit>
@@ -69,6 +87,10 @@ void BufferString::reserve(HxUInteger capacity) {
   if (capacity <= _capacity) return;
   if (_wide) {
     _wide = resized(_wide, capacity);
+  } else if (_narrow == ownRoom()) {
+    char* const narrow = resized<char>(nullptr, capacity);
+    std::memcpy(narrow, _narrow, _length);
+    _narrow = narrow;
   } else {
     _narrow = resized(_narrow, capacity);
   }
@@ -78,7 +100,7 @@ void BufferString::reserve(HxUInteger capacity) {
 void BufferString::widen() {
   HxUniChar* wide = resized<HxUniChar>(nullptr, std::max(_capacity, kLeastCapacity));
   widenBytes(_narrow, _length, wide);
-  std::free(_narrow);
+  freeNarrow();
   _narrow = nullptr;
   _wide = wide;
   _capacity = std::max(_capacity, kLeastCapacity);

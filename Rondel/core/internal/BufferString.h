@@ -14,6 +14,8 @@ namespace rondel::internal {
 class RONDEL_EXPORT BufferString final : public HxStringObject {
  public:
   explicit BufferString(bool isMutable) noexcept : HxStringObject(isMutable ? kMutable : 0) {}
+  // A mutable one with room for `capacity` units; room for a short text lies in the same block.
+  static Ref<BufferString> makeMutable(HxUInteger capacity);
   ~BufferString() override;
 
   // An immutable string of any length.
@@ -47,7 +49,21 @@ class RONDEL_EXPORT BufferString final : public HxStringObject {
   // ASCII only.
   void replaceWithBytes(HxRange range, const char* bytes, HxUInteger length);
 
+  static void* operator new(std::size_t size) { return ::operator new(size); }
+  static void operator delete(void* block) noexcept { ::operator delete(block); }
+
  private:
+  struct Room {
+    HxUInteger bytes;
+  };
+  static void* operator new(std::size_t size, Room room) {
+    return ::operator new(size + room.bytes);
+  }
+  static void operator delete(void* block, Room) noexcept { ::operator delete(block); }
+  // Behind this object, in its block. Only a string that was made with room has any.
+  char* ownRoom() noexcept { return reinterpret_cast<char*>(this + 1); }
+  void freeNarrow() noexcept;
+
   template <class Unit>
   Unit* openGap(Unit*& units, HxRange range, HxUInteger length);
   void widen();
