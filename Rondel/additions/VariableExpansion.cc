@@ -41,17 +41,16 @@ bool checkSearchRange(const HxString& text, HxRange searchRange) {
   return liesInText;
 }
 
-// Of a range whose end has wrapped around nothing is left.
-HxUInteger lengthFrom(HxUInteger location, HxRange range) noexcept {
-  const HxUInteger end = HxMaxRange(range);
-  return end > location ? end - location : 0;
+// The end of a range whose length has wrapped around is in front of its start.
+HxUInteger lengthBetween(HxUInteger start, HxUInteger end) noexcept {
+  return end > start ? end - start : 0;
 }
 
 // In a range that lies in the text.
 bool findReference(const HxString& text, HxRange searchRange, VariableReference& found) {
   const auto& string = static_cast<const HxStringObject&>(*text.object());
   const HxUInteger start = searchRange.location;
-  const HxUInteger length = lengthFrom(start, searchRange);
+  const HxUInteger length = lengthBetween(start, HxMaxRange(searchRange));
   const auto [narrow, wide] = string.contiguousCharacters();
   if (narrow) return internal::findReference(RunReader(narrow + start, length, start), found);
   if (wide) return internal::findReference(RunReader(wide + start, length, start), found);
@@ -110,7 +109,8 @@ class Expansion {
         _values(values),
         _keepsUndefined((options & MoExpansionKeepUndefinedReferences) != 0),
         _rescans((options & MoExpansionRescanExpansions) != 0),
-        _search(range),
+        _searchStart(range.location),
+        _searchEnd(HxMaxRange(range)),
         _result(HxMutableString::initWithCapacity(length + length / 4 + kLeastRoom)),
         _done(static_cast<BufferString*>(_result.object())),
         _unread(units, length) {
@@ -118,8 +118,8 @@ class Expansion {
   }
 
   HxMutableString run() {
-    VariableReference found;
-    while (findNext(found)) expand(found);
+    while (_unread.visit([&](const auto* units, HxUInteger) { return expandRun(units); })) {
+    }
     finish(_unread.length());
     return std::move(_result);
   }
@@ -129,67 +129,85 @@ class Expansion {
 
   // Where the unread text starts in the result.
   HxUInteger position() const noexcept { return _done->length(); }
+  HxRange search() const noexcept { return {_searchStart, _searchEnd - _searchStart}; }
 
-  bool findNext(VariableReference& found) {
-    const HxUInteger length = lengthFrom(position(), _search);
-    const bool isFound = _unread.visit([&](const auto* units, HxUInteger) {
-      return internal::findReference(RunReader(units, length, position()), found);
-    });
-    if (!isFound) return false;
-    internal::assertScannedReference(_text, _search, found);
-    internal::assertReferenceToExpand(_text, _search, found);
-    return true;
-  }
-
-  void expand(const VariableReference& found) {
-    const BorrowedValue value = _unread.visit([&](const auto* units, HxUInteger) {
-      return valueOf(units + (found.name.location - position()), found.name.length, _values);
-    });
-    const HxRange reference = found.wholeRange();
-    if (const HxBorrowed<HxString> string(value->object()); string) {
-      replace(reference, *string);
-    } else if (const HxString description = value->description()) {
-      replace(reference, description);
-    } else if (_keepsUndefined) {
-      keep(reference);
-    } else {
-      replace(reference, ""_hx);
+  // Expands what the unread text holds, as long as nothing is put in front of it and the end of the
+  // search stays. False when there are no more references.
+  template <class Unit>
+  bool expandRun(const Unit* const units) {
+    RunReader in(units, lengthBetween(position(), _searchEnd), position());
+    const Unit* unread = units;
+    VariableReference found;
+    while (internal::findReference(in, found)) {
+      internal::assertScannedReference(_text, search(), found);
+      internal::assertReferenceToExpand(_text, search(), found);
+      const Unit* const name = in.place() - found.name.length;
+      const Unit* const start = name - found.openDelimiter.length;
+      in.pass(found.closeDelimiter.length);
+      const auto length = static_cast<HxUInteger>(in.place() - start);
+      const BorrowedValue value = valueOf(name, found.name.length, _values);
+      _done->append(unread, static_cast<HxUInteger>(start - unread));
+      const std::string_view ascii = asciiToPutIn(*value);
+      if (!ascii.data()) {
+        _unread.drop(static_cast<HxUInteger>(start - units));
+        expand({found.openDelimiter.location, length}, *value);
+        return true;
+      }
+      _done->append(ascii.data(), ascii.size());
+      moveSearch({found.openDelimiter.location, length}, ascii.size());
+      in.shiftOffsets(ascii.size() - length);
+      unread = in.place();
     }
+    _unread.drop(static_cast<HxUInteger>(unread - units));
+    return false;
   }
 
-  // The end of the search moves, unless the search began at 0: wanted, see the header. It may wrap
-  // around.
-  void keep(HxRange reference) {
-    const HxUInteger end = HxMaxRange(reference);
-    finish(end - position());
-    _search = {end, _search.length - end};
+  // The replacement, if it can be put in at once: if the search would find nothing to stop at in
+  // it. Null when that takes a longer look.
+  std::string_view asciiToPutIn(const HxAny& value) const noexcept {
+    if (!value) return _keepsUndefined ? std::string_view() : ""_hx.asciiView();
+    const HxBorrowed<HxString> string(value.object());
+    const std::string_view ascii = string->asciiView();
+    return !_rescans || isPassedOver(ascii.data(), ascii.size()) ? ascii : std::string_view();
+  }
+  template <class Unit>
+  static bool isPassedOver(const Unit* units, HxUInteger length) noexcept {
+    return internal::firstStart(units, units, units + length) == units + length;
   }
 
-  void replace(HxRange reference, const HxString& replacement) {
-    finish(reference.location - position());
+  // The reference is where the unread text starts.
+  void expand(HxRange reference, const HxAny& value) {
+    const HxBorrowed<HxString> string(value.object());
+    const HxString description = string ? nullptr : value.description();
+    if (!string && !description && _keepsUndefined) return keep(reference);
     _unread.drop(reference.length);
-    if (const std::string_view ascii = replacement.asciiView(); ascii.data()) {
-      putIn(reference, ascii.data(), ascii.size());
-    } else {
-      Characters(replacement).visit([&](const auto* units, HxUInteger length) {
-        putIn(reference, units, length);
-      });
-    }
+    Characters(string ? *string : description).visit([&](const auto* units, HxUInteger length) {
+      putIn(reference, units, length);
+    });
   }
 
-  // A replacement in which the search would find nothing to stop at is done at once. The end of the
-  // search stays on the same text.
+  // The end of the search moves to where its length tells, counted from the start of the text:
+  // wanted, see the header.
+  void keep(HxRange reference) {
+    finish(reference.length);
+    _searchEnd -= _searchStart;
+    _searchStart = HxMaxRange(reference);
+  }
+
   template <class Unit>
   void putIn(HxRange reference, const Unit* units, HxUInteger length) {
-    const Unit* const end = units + length;
-    if (_rescans && internal::firstStart(units, units, end) != end) {
-      _unread.addFront(units, length);
-    } else {
+    if (!_rescans || isPassedOver(units, length)) {
       _done->append(units, length);
+    } else {
+      _unread.addFront(units, length);
     }
-    const HxUInteger searchEnd = HxMaxRange(_search) - reference.length + length;
-    _search.location = reference.location + (_rescans ? 0 : length);
-    _search.length = searchEnd - _search.location;
+    moveSearch(reference, length);
+  }
+
+  // Behind the replacement, or to its start. The end of the search stays on the same text.
+  void moveSearch(HxRange reference, HxUInteger length) noexcept {
+    _searchStart = reference.location + (_rescans ? 0 : length);
+    _searchEnd += length - reference.length;
   }
 
   // The next `count` units of the unread text are done.
@@ -202,8 +220,9 @@ class Expansion {
   const HxDictionary& _values;
   const bool _keepsUndefined;
   const bool _rescans;
-  // In the result. Where it starts may be done already.
-  HxRange _search;
+  // In the result. Where it starts may be done already; the end may be in front of that.
+  HxUInteger _searchStart;
+  HxUInteger _searchEnd;
   HxMutableString _result;
   BufferString* const _done;  // what stands behind it
   UnreadText _unread;

@@ -22,7 +22,9 @@ class FrontRun {
   FrontRun(const Unit* units, HxUInteger length) noexcept : _units(units), _length(length) {}
   FrontRun(const FrontRun&) = delete;
   FrontRun& operator=(const FrontRun&) = delete;
-  ~FrontRun() { std::free(_block); }
+  ~FrontRun() {
+    if (_block) std::free(_block);
+  }
 
   const Unit* units() const noexcept { return _units; }
   HxUInteger length() const noexcept { return _length; }

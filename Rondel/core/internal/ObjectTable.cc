@@ -17,15 +17,8 @@ ObjectTable::ObjectTable(const ObjectTable& other) {
   _count = other._count;
 }
 
-const ObjectTable::Entry* ObjectTable::findText(std::string_view ascii) const {
-  if (_count == 0) return nullptr;
-  const std::size_t hash = (hashOfBytes(ascii.data(), ascii.size()) >> 1) | kUsed;
-  return findWith(hash, [ascii](const HxObject* kept) {
-    if (ObjectBits::isFlatString(kept)) {
-      return flatString(kept)->isNarrow() && flatString(kept)->narrowView() == ascii;
-    }
-    return kept->isEqual(*makeString(ascii.data(), ascii.size()).object());
-  });
+bool ObjectTable::isOpenText(const HxObject* kept, std::string_view ascii) {
+  return kept->isEqual(*makeString(ascii.data(), ascii.size()).object());
 }
 
 std::pair<ObjectTable::Entry*, bool> ObjectTable::insert(HxAny key) {

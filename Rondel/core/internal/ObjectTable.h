@@ -49,7 +49,11 @@ class ObjectTable {
     return _count == 0 ? nullptr : find(key, hashOf(key));
   }
   // The same for a key that is a string of these ASCII characters.
-  const Entry* findText(std::string_view ascii) const;
+  const Entry* findText(std::string_view ascii) const {
+    if (_count == 0) return nullptr;
+    const std::size_t hash = (hashOfBytes(ascii.data(), ascii.size()) >> 1) | kUsed;
+    return findWith(hash, [ascii](const HxObject* kept) { return isText(kept, ascii); });
+  }
   // The entry of this key, a new one with a nil value when there was none, and whether it is new.
   std::pair<Entry*, bool> insert(HxAny key);
   // Takes the entry of this key out; an empty one when there is none.
@@ -106,6 +110,12 @@ class ObjectTable {
     }
   }
   Entry* freePlace(std::size_t hash) noexcept;
+
+  static bool isText(const HxObject* kept, std::string_view ascii) {
+    if (!ObjectBits::isFlatString(kept)) return isOpenText(kept, ascii);
+    return flatString(kept)->isNarrow() && flatString(kept)->narrowView() == ascii;
+  }
+  static bool isOpenText(const HxObject* kept, std::string_view ascii);
 
   static constexpr std::size_t kUsed = std::size_t{1} << 63;
   static constexpr std::size_t kLeastCapacity = 4;
