@@ -42,7 +42,9 @@ void ArrayStorage::operator delete(ArrayStorage* array, std::destroying_delete_t
   });
 }
 
+// There is room for one object at least: no other block can lie where it is.
 HxArray ArrayStorage::makeHandle(HxUInteger capacity, bool isMutable) {
+  capacity = std::max<HxUInteger>(capacity, 1);
   void* block = allocate(nullptr, sizeof(ArrayStorage), capacity);
   return HxArray(HxAny::Unchecked{},
                  HxAny::adopt(new (block) ArrayStorage(capacity, isMutable ? kMutable : 0)));

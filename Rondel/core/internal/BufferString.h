@@ -49,7 +49,8 @@ class RONDEL_EXPORT BufferString final : public HxStringObject {
   // ASCII only.
   void replaceWithBytes(HxRange range, const char* bytes, HxUInteger length);
 
-  static void* operator new(std::size_t size) { return ::operator new(size); }
+  // A byte more, so that no other block can lie where the room of its own would be.
+  static void* operator new(std::size_t size) { return ::operator new(size + 1); }
   static void operator delete(void* block) noexcept { ::operator delete(block); }
 
  private:
