@@ -51,7 +51,7 @@ class UserDefaultsAdditions : public testing::Test {
   const test::TemporaryDirectory folder;
   const Ref<HxUserDefaults> defaults =
       internal::UserDefaultsStore::makeDefaults({hx(folder.path()), "tool"_hx, nullptr});
-  const Ref<HxUserDefaults> none;
+  const Ref<HxUserDefaults> none = nullptr;
 };
 
 // ---- registerDefaultsOfContentsOfFile
