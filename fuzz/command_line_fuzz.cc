@@ -5,24 +5,18 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
 #include "Rondel/additions/CommandLine.h"
 #include "Rondel/additions/StringList.h"
 #include "Rondel/core/Check.h"
+#include "fuzz/support.h"
 
 using namespace rondel;
+using fuzz::require;
 
 namespace {
-
-void require(bool isTrue, const char* what) {
-  if (isTrue) return;
-  std::fprintf(stderr, "not true: %s\n", what);
-  std::abort();
-}
 
 // The grammars agree on ASCII without NUL in which no backslash stands inside single quotes or at
 // the end; but for elements without characters, which a list drops.

@@ -6,24 +6,18 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
 #include "Rondel/additions/CommandLine.h"
 #include "Rondel/additions/Quoting.h"
 #include "Rondel/additions/StringList.h"
+#include "fuzz/support.h"
 
 using namespace rondel;
+using fuzz::require;
 
 namespace {
-
-void require(bool isTrue, const char* what) {
-  if (isTrue) return;
-  std::fprintf(stderr, "not true: %s\n", what);
-  std::abort();
-}
 
 std::u16string unitsOf(const HxString& string) {
   std::u16string units(string.length(), u'\0');

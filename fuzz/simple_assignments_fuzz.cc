@@ -6,26 +6,19 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <map>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "Rondel/additions/Quoting.h"
 #include "Rondel/additions/SimpleAssignments.h"
 #include "Rondel/core/CharacterSet.h"
+#include "fuzz/support.h"
 
 using namespace rondel;
+using fuzz::require;
 
 namespace {
-
-void require(bool isTrue, const char* what) {
-  if (isTrue) return;
-  std::fprintf(stderr, "not true: %s\n", what);
-  std::abort();
-}
 
 using Units = std::u16string;
 using Entries = std::map<Units, Units>;
@@ -124,14 +117,7 @@ bool hasUnit(const Entries& entries, char16_t unit) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  HxString text(std::string_view(reinterpret_cast<const char*>(data), size));
-  if (!text) {
-    Units units(size / 2, u'\0');
-    for (std::size_t i = 0; i < units.size(); ++i) {
-      units[i] = static_cast<char16_t>(data[2 * i] << 8 | data[2 * i + 1]);
-    }
-    text = HxString(std::u16string_view(units));
-  }
+  const HxString text = fuzz::textFrom(data, size);
   HxString message;
   const HxMutableDictionary entries = read(text, &message);
   Units expectedMessage;

@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,17 +15,13 @@
 #include "Rondel/additions/VariableExpansion.h"
 #include "Rondel/core/Check.h"
 #include "Rondel/testing/ExpansionModel.h"
+#include "fuzz/support.h"
 
 using namespace rondel;
+using fuzz::require;
 using test::ExpansionModel;
 
 namespace {
-
-void require(bool isTrue, const char* what) {
-  if (isTrue) return;
-  std::fprintf(stderr, "not true: %s\n", what);
-  std::abort();
-}
 
 std::u16string unitsOf(const HxString& string) {
   std::u16string units(string.length(), u'\0');

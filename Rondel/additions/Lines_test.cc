@@ -10,6 +10,7 @@
 
 #include "Rondel/core/AssertionHandler.h"
 #include "Rondel/core/Exception.h"
+#include "Rondel/testing/Collections.h"
 #include "Rondel/testing/FailureRecorder.h"
 #include "Rondel/testing/Raised.h"
 #include "Rondel/testing/TextForms.h"
@@ -22,6 +23,7 @@ using test::FailureRecorder;
 using test::forEachText;
 using test::kTextForms;
 using test::makeText;
+using test::messageOf;
 using test::raisedBy;
 using test::randomText;
 using test::TextForm;
@@ -29,17 +31,6 @@ using test::unitsOf;
 using testing::ElementsAre;
 
 using Offsets = std::vector<HxUInteger>;
-
-// The name and the reason of what the call raises.
-template <class Call>
-std::string messageOf(Call&& call) {
-  try {
-    call();
-  } catch (const HxException& exception) {
-    return exception.what();
-  }
-  return {};
-}
 
 Offsets offsetsOf(const HxIndexSet& set) {
   Offsets offsets;

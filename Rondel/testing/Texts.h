@@ -2,7 +2,7 @@
 #pragma once
 
 // Texts for tests: what an array of strings holds, every short text over an alphabet, and random
-// ones.
+// ones. Collections.h, which comes with it, has strings of a class of one's own.
 
 #include <cstdint>
 #include <random>
@@ -11,6 +11,7 @@
 
 #include "Rondel/core/Array.h"
 #include "Rondel/core/String.h"
+#include "Rondel/testing/Collections.h"
 
 namespace rondel::test {
 
@@ -34,23 +35,6 @@ inline std::vector<std::u16string> charactersOf(const HxArray& array) {
   std::vector<std::u16string> texts;
   for (const HxAny& object : array) texts.push_back(charactersOf(as<HxString>(object)));
   return texts;
-}
-
-/// A string of a class that has the three primitives and nothing else.
-inline HxString openString(std::u16string text) {
-  class OpenString final : public HxStringObject {
-   public:
-    explicit OpenString(std::u16string text) : _text(std::move(text)) {}
-    HxUInteger length() const override { return _text.size(); }
-    HxUniChar characterAtIndex(HxUInteger index) const override { return _text[index]; }
-    void getCharacters(HxUniChar* buffer, HxRange range) const override {
-      _text.copy(buffer, range.length, range.location);
-    }
-
-   private:
-    std::u16string _text;
-  };
-  return HxString::stringWithObject(makeRef<OpenString>(std::move(text)));
 }
 
 /// Calls `visit` with every text of at most `longest` units of the alphabet, until it gives false.
