@@ -106,6 +106,30 @@ TYPED_TEST(AnyDictionary, LendsItsValues) {
   EXPECT_FALSE(this->two.borrowObjectForKey(nullptr).operator bool());
 }
 
+TEST(Dictionary, LendsWithoutCounting) {
+  HxMutableDictionary dictionary = HxMutableDictionary::dictionary();
+  dictionary.setObject(HxMutableString::stringWithString("v"_hx), "a"_hx);
+  const auto value = dictionary.borrowObjectForKey("a"_hx);
+  ASSERT_TRUE(value.operator bool());
+  EXPECT_TRUE(value->object()->isUniquelyReferenced());
+}
+
+// One of one's own class may make its values as they are asked for.
+TEST(Dictionary, KeepsALentValueThatNobodyElseKeeps) {
+  class Maker final : public HxDictionaryObject {
+   public:
+    HxUInteger count() const override { return 1; }
+    HxAny objectForKey(const HxAny& key) const override {
+      return HxMutableString::stringWithString(as<HxString>(key));
+    }
+    Ref<HxEnumerator> keyEnumerator() const override { return nullptr; }
+  };
+  const HxDictionary dictionary(makeRef<Maker>());
+  const auto value = dictionary.borrowObjectForKey<HxString>("made"_hx);
+  EXPECT_EQ(*value, "made"_hx);
+  EXPECT_TRUE(value->object()->isUniquelyReferenced());
+}
+
 TYPED_TEST(AnyDictionary, ListsItsKeysAndItsValues) {
   EXPECT_EQ(sorted(this->two.allKeys()), "a b");
   EXPECT_EQ(sorted(this->two.allValues()), "1 2");
