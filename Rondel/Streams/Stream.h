@@ -43,8 +43,8 @@
 #pragma once
 
 #include "Rondel/core/Data.h"
-#include "Rondel/core/Object.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel {
 

@@ -6,8 +6,8 @@
 
 #include "Rondel/Streams/internal/TaskWriter.h"
 #include "Rondel/core/Date.h"
-#include "Rondel/core/Exception.h"
 #include "Rondel/core/Log.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/host/Architecture.h"
 #include "Rondel/host/FileHandle.h"
 #include "Rondel/host/FileManager.h"

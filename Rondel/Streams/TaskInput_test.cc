@@ -8,7 +8,7 @@
 #include <csignal>
 
 #include "Rondel/Streams/Task.h"
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/host/FileHandle.h"
 #include "Rondel/testing/ResourceListener.h"
 #include "Rondel/testing/SystemCallFailures.h"

@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "Rondel/Streams/Task.h"
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/host/FileHandle.h"
 #include "Rondel/host/RunLoop.h"
 #include "Rondel/testing/Places.h"

@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "Rondel/core/Check.h"
-#include "Rondel/core/Exception.h"
 #include "Rondel/core/internal/Characters.h"
 #include "Rondel/core/internal/LineScan.h"
+#include "Rondel/core/object/Exception.h"
 
 namespace rondel {
 

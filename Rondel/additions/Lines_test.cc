@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "Rondel/core/AssertionHandler.h"
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/testing/Collections.h"
 #include "Rondel/testing/FailureRecorder.h"
 #include "Rondel/testing/Raised.h"

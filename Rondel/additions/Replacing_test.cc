@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <string>
 
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/Raised.h"
 #include "Rondel/testing/TextForms.h"

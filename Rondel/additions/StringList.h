@@ -21,8 +21,8 @@
 #include <cstddef>
 
 #include "Rondel/core/Array.h"
-#include "Rondel/core/Error.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/object/Error.h"
 
 namespace rondel {
 

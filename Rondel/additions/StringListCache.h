@@ -22,7 +22,7 @@
 #include <cstddef>
 
 #include "Rondel/core/Array.h"
-#include "Rondel/core/Error.h"
+#include "Rondel/core/object/Error.h"
 
 namespace rondel {
 

@@ -15,10 +15,10 @@
 #include "Rondel/core/Data.h"
 #include "Rondel/core/Date.h"
 #include "Rondel/core/Dictionary.h"
-#include "Rondel/core/Exception.h"
 #include "Rondel/core/Log.h"
 #include "Rondel/core/Number.h"
 #include "Rondel/core/internal/UserDefaultsStore.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/testing/LogRecorder.h"
 #include "Rondel/testing/Places.h"
 

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 
 namespace rondel {
 

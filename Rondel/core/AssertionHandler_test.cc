@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "Rondel/core/Check.h"
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/testing/FailureRecorder.h"
 
 namespace rondel {

@@ -10,12 +10,12 @@
 #include <memory>
 
 #include "Rondel/core/Array.h"
-#include "Rondel/core/Error.h"
 #include "Rondel/core/Log.h"
 #include "Rondel/core/PropertyList.h"
 #include "Rondel/core/internal/BundleObject.h"
 #include "Rondel/core/internal/Languages.h"
 #include "Rondel/core/internal/PropertyListForms.h"
+#include "Rondel/core/object/Error.h"
 
 namespace rondel {
 

@@ -10,7 +10,7 @@
 // named sets are made once and shared; an immutable set may be used on any thread.
 #pragma once
 
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel {
 

@@ -11,7 +11,7 @@
 #include "Rondel/core/String.h"
 #include "Rondel/core/internal/DataStorage.h"
 #include "Rondel/core/internal/FileContents.h"
-#include "Rondel/core/internal/RangeCheck.h"
+#include "Rondel/core/object/internal/RangeCheck.h"
 
 namespace rondel {
 

@@ -14,7 +14,7 @@
 
 #include <span>
 
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel {
 

@@ -10,7 +10,7 @@
 // with a steady clock once they are taken.
 #pragma once
 
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel {
 

@@ -5,13 +5,13 @@
 #include <new>
 #include <vector>
 
-#include "Rondel/core/Exception.h"
 #include "Rondel/core/String.h"
 #include "Rondel/core/internal/ArrayStorage.h"
-#include "Rondel/core/internal/DeferredDrop.h"
-#include "Rondel/core/internal/Describe.h"
 #include "Rondel/core/internal/DictionaryText.h"
 #include "Rondel/core/internal/ObjectTable.h"
+#include "Rondel/core/object/Exception.h"
+#include "Rondel/core/object/internal/DeferredDrop.h"
+#include "Rondel/core/object/internal/Describe.h"
 
 namespace rondel {
 

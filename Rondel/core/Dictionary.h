@@ -16,7 +16,7 @@
 
 #include <initializer_list>
 
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel {
 

@@ -45,7 +45,7 @@
 
 #include <type_traits>
 
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel {
 

@@ -10,7 +10,7 @@
 // HxNotFound or does nothing.
 #pragma once
 
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel {
 

@@ -11,7 +11,7 @@
 // integers and booleans are shared and cost no allocation.
 #pragma once
 
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel {
 

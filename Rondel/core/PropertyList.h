@@ -49,7 +49,7 @@
 // The lists that are read are immutable throughout. All functions may be used on any thread.
 #pragma once
 
-#include "Rondel/core/Error.h"
+#include "Rondel/core/object/Error.h"
 
 namespace rondel {
 

@@ -8,9 +8,9 @@
 #include "Rondel/core/Array.h"
 #include "Rondel/core/String.h"
 #include "Rondel/core/internal/ArrayStorage.h"
-#include "Rondel/core/internal/DeferredDrop.h"
-#include "Rondel/core/internal/Describe.h"
 #include "Rondel/core/internal/ObjectTable.h"
+#include "Rondel/core/object/internal/DeferredDrop.h"
+#include "Rondel/core/object/internal/Describe.h"
 
 namespace rondel {
 

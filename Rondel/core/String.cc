@@ -15,8 +15,8 @@
 #include "Rondel/core/Number.h"
 #include "Rondel/core/internal/BufferString.h"
 #include "Rondel/core/internal/Characters.h"
-#include "Rondel/core/internal/RangeCheck.h"
 #include "Rondel/core/internal/TextPieces.h"
+#include "Rondel/core/object/internal/RangeCheck.h"
 
 namespace rondel {
 

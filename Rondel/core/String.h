@@ -32,8 +32,8 @@
 #include <string_view>
 
 #include "Rondel/core/Format.h"
-#include "Rondel/core/Object.h"
 #include "Rondel/core/internal/FlatString.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel {
 

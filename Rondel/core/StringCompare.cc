@@ -8,7 +8,7 @@
 #include "Rondel/core/String.h"
 #include "Rondel/core/internal/Characters.h"
 #include "Rondel/core/internal/ComposedText.h"
-#include "Rondel/core/internal/RangeCheck.h"
+#include "Rondel/core/object/internal/RangeCheck.h"
 
 namespace rondel {
 

@@ -3,7 +3,7 @@
 // Line bounds.
 #include "Rondel/core/String.h"
 #include "Rondel/core/internal/LineScan.h"
-#include "Rondel/core/internal/RangeCheck.h"
+#include "Rondel/core/object/internal/RangeCheck.h"
 
 namespace rondel {
 

@@ -8,8 +8,8 @@
 #include "Rondel/core/String.h"
 #include "Rondel/core/internal/ArrayStorage.h"
 #include "Rondel/core/internal/Characters.h"
-#include "Rondel/core/internal/RangeCheck.h"
 #include "Rondel/core/internal/TextSearch.h"
+#include "Rondel/core/object/internal/RangeCheck.h"
 
 namespace rondel {
 

@@ -6,9 +6,9 @@
 #include "Rondel/core/CharacterSet.h"
 #include "Rondel/core/String.h"
 #include "Rondel/core/internal/Characters.h"
-#include "Rondel/core/internal/RangeCheck.h"
 #include "Rondel/core/internal/TextPieces.h"
 #include "Rondel/core/internal/TextSearch.h"
+#include "Rondel/core/object/internal/RangeCheck.h"
 
 namespace rondel {
 

@@ -8,13 +8,13 @@
 #include "Rondel/core/Bundle.h"
 #include "Rondel/core/Data.h"
 #include "Rondel/core/Dictionary.h"
-#include "Rondel/core/Error.h"
 #include "Rondel/core/Log.h"
 #include "Rondel/core/Number.h"
 #include "Rondel/core/ProcessInfo.h"
 #include "Rondel/core/PropertyList.h"
 #include "Rondel/core/internal/PropertyListForms.h"
 #include "Rondel/core/internal/UserDefaultsStore.h"
+#include "Rondel/core/object/Error.h"
 
 namespace rondel {
 namespace internal {

@@ -13,8 +13,8 @@
 // The table is constant; any thread may read it.
 #pragma once
 
-#include "Rondel/core/Export.h"
-#include "Rondel/core/Types.h"
+#include "Rondel/core/object/Export.h"
+#include "Rondel/core/object/Types.h"
 
 namespace rondel {
 

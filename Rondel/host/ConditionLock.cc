@@ -6,7 +6,7 @@
 #include <mutex>
 #include <utility>
 
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/host/internal/SteadyClock.h"
 
 namespace rondel {

@@ -15,7 +15,7 @@
 #pragma once
 
 #include "Rondel/core/Date.h"
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel {
 

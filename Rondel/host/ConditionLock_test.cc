@@ -5,7 +5,7 @@
 
 #include <thread>
 
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 
 namespace rondel {
 namespace {

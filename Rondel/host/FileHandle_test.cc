@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/host/NotificationCenter.h"
 #include "Rondel/host/Pipe.h"
 #include "Rondel/host/Process.h"

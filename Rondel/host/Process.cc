@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/host/NotificationCenter.h"
 #include "Rondel/host/Timer.h"
 #include "Rondel/host/internal/RunLoopSource.h"

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <utility>
 
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/host/Thread.h"
 #include "Rondel/host/Timer.h"
 #include "Rondel/host/internal/RunLoopInside.h"

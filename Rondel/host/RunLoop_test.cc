@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/host/Timer.h"
 #include "Rondel/host/internal/RunLoopSource.h"
 #include "Rondel/host/internal/SteadyClock.h"

@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/host/internal/ThreadStart.h"
 
 namespace rondel {

@@ -10,7 +10,7 @@
 // short. A thread whose work raises something ends the process, as everywhere in C++.
 #pragma once
 
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 #include "Rondel/host/internal/Closure.h"
 
 namespace rondel {

@@ -7,7 +7,7 @@
 #include <atomic>
 #include <thread>
 
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/host/ConditionLock.h"
 #include "Rondel/testing/SystemCallFailures.h"
 

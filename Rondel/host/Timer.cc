@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <mutex>
 
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/host/internal/RunLoopInside.h"
 
 namespace rondel {

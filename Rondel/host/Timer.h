@@ -14,7 +14,7 @@
 // the call may be under way at that moment.
 #pragma once
 
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel {
 

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/host/RunLoop.h"
 
 namespace rondel {

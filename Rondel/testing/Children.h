@@ -11,7 +11,7 @@
 #include <string_view>
 #include <thread>
 
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/host/NotificationCenter.h"
 #include "Rondel/host/Process.h"
 #include "Rondel/host/RunLoop.h"

@@ -16,8 +16,8 @@
 
 #include "Rondel/core/Array.h"
 #include "Rondel/core/Dictionary.h"
-#include "Rondel/core/Exception.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/object/Exception.h"
 
 namespace rondel::test {
 

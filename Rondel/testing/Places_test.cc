@@ -11,7 +11,7 @@ namespace rondel::test {
 namespace {
 
 TEST(Places, SourcePathLeadsIntoTheTree) {
-  EXPECT_TRUE(std::filesystem::is_regular_file(sourcePath("Rondel/core/Version.h")));
+  EXPECT_TRUE(std::filesystem::is_regular_file(sourcePath("Rondel/core/object/Version.h")));
 }
 
 TEST(Places, ProgramsAreBuilt) {

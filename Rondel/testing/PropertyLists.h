@@ -10,8 +10,8 @@
 
 #include "Rondel/core/Data.h"
 #include "Rondel/core/Dictionary.h"
-#include "Rondel/core/Error.h"
 #include "Rondel/core/PropertyList.h"
+#include "Rondel/core/object/Error.h"
 
 namespace rondel::test {
 

@@ -5,7 +5,7 @@
 //
 //     EXPECT_EQ(raisedBy([&] { text.characterAtIndex(9); }), HxRangeException);
 
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 
 namespace rondel::test {
 

@@ -7,7 +7,7 @@
 #include "Rondel/additions/SimpleAssignments.h"
 #include "Rondel/additions/TextDecoding.h"
 #include "Rondel/additions/VariableExpansion.h"
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 
 using namespace rondel;
 

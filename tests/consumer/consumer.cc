@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "Rondel/core/Version.h"
+#include "Rondel/core/object/Version.h"
 
 int main() {
   char built[32];

@@ -5,7 +5,7 @@
 //   const HxAny alive = keptAlive(this);
 #pragma once
 
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel::internal {
 

@@ -4,7 +4,7 @@
 #include <csignal>
 #include <utility>
 
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/host/Thread.h"
 
 namespace rondel::internal {

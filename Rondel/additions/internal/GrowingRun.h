@@ -7,7 +7,7 @@
 #include <cstring>
 #include <new>
 
-#include "Rondel/core/Types.h"
+#include "Rondel/core/object/Types.h"
 
 namespace rondel::internal {
 

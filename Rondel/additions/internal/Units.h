@@ -3,7 +3,7 @@
 // Bytes of ASCII and UTF-16 units read alike, for templates over both.
 #pragma once
 
-#include "Rondel/core/Types.h"
+#include "Rondel/core/object/Types.h"
 
 namespace rondel::internal {
 

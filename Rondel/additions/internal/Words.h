@@ -7,7 +7,7 @@
 #include <bit>
 
 #include "Rondel/additions/internal/GrowingRun.h"
-#include "Rondel/core/Types.h"
+#include "Rondel/core/object/Types.h"
 
 #ifdef __SSE2__
 #include <emmintrin.h>

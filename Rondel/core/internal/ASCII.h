@@ -4,7 +4,7 @@
 // All functions are pure and may be called on any thread.
 #pragma once
 
-#include "Rondel/core/Types.h"
+#include "Rondel/core/object/Types.h"
 
 namespace rondel::internal {
 

@@ -10,7 +10,7 @@
 #include <new>
 
 #include "Rondel/core/Array.h"
-#include "Rondel/core/internal/DeferredDrop.h"
+#include "Rondel/core/object/internal/DeferredDrop.h"
 
 namespace rondel::internal {
 

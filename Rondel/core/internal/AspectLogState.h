@@ -3,7 +3,7 @@
 // A look behind aspect logging, for its tests.
 #pragma once
 
-#include "Rondel/core/Types.h"
+#include "Rondel/core/object/Types.h"
 
 namespace rondel::internal {
 

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "Rondel/core/Dictionary.h"
-#include "Rondel/core/Error.h"
+#include "Rondel/core/object/Error.h"
 
 namespace rondel::internal {
 

@@ -6,7 +6,7 @@
 
 #include <string_view>
 
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel::internal {
 

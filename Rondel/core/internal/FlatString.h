@@ -12,7 +12,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel {
 

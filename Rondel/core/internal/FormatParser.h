@@ -6,7 +6,7 @@
 
 #include <type_traits>
 
-#include "Rondel/core/Types.h"
+#include "Rondel/core/object/Types.h"
 
 namespace rondel::internal {
 

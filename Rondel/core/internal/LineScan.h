@@ -19,7 +19,7 @@
 
 #include <bit>
 
-#include "Rondel/core/Types.h"
+#include "Rondel/core/object/Types.h"
 
 namespace rondel::internal {
 

@@ -4,8 +4,8 @@
 // elements and nearly all keys are.
 #pragma once
 
-#include "Rondel/core/Object.h"
 #include "Rondel/core/internal/FlatString.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel::internal {
 

@@ -5,8 +5,8 @@
 // any thread.
 #pragma once
 
-#include "Rondel/core/Types.h"
 #include "Rondel/core/internal/ASCII.h"
+#include "Rondel/core/object/Types.h"
 
 namespace rondel {
 class HxString;

@@ -12,7 +12,7 @@
 
 #include <span>
 
-#include "Rondel/core/Types.h"
+#include "Rondel/core/object/Types.h"
 
 namespace rondel::internal {
 

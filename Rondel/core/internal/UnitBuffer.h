@@ -9,7 +9,7 @@
 #include <new>
 #include <stdexcept>
 
-#include "Rondel/core/Types.h"
+#include "Rondel/core/object/Types.h"
 
 namespace rondel::internal {
 

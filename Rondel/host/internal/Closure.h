@@ -6,7 +6,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel::internal {
 

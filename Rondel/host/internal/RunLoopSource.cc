@@ -6,7 +6,7 @@
 #include <cstring>
 #include <utility>
 
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/host/internal/RunLoopInside.h"
 
 namespace rondel {

@@ -4,7 +4,7 @@
 // So a number cannot be closed, and come to mean another file, while somebody is about to use it.
 #pragma once
 
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel::internal {
 

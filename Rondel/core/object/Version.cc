@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Version.h"
+#include "Rondel/core/object/Version.h"
 
 #define RONDEL_TEXT_OF_VALUE(value) #value
 #define RONDEL_TEXT_OF(macro) RONDEL_TEXT_OF_VALUE(macro)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/internal/RangeCheck.h"
+#include "Rondel/core/object/internal/RangeCheck.h"
 
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 
 namespace rondel::internal {
 

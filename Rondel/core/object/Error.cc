@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Error.h"
+#include "Rondel/core/object/Error.h"
 
 #include <cstring>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "Rondel/core/Export.h"
+#include "Rondel/core/object/Export.h"
 
 // Which Rondel this is: for a tool's `--version` text or a bug report.
 //

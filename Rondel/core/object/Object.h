@@ -22,9 +22,9 @@
 #include <typeindex>  // for std::hash: the smallest header that has it
 #include <utility>
 
-#include "Rondel/core/Export.h"
-#include "Rondel/core/Types.h"
-#include "Rondel/core/internal/AtomicWord.h"
+#include "Rondel/core/object/Export.h"
+#include "Rondel/core/object/Types.h"
+#include "Rondel/core/object/internal/AtomicWord.h"
 
 namespace rondel {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Types.h"
+#include "Rondel/core/object/Types.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Version.h"
+#include "Rondel/core/object/Version.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 // Bounds checks of the value types: a comparison while they pass, HxRangeException when they fail.
 #pragma once
 
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 
 namespace rondel::internal {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Exception.h"
+#include "Rondel/core/object/Exception.h"
 
 #include <string>
 

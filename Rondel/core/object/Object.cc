@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 
 #include <cstring>
 #include <mutex>
 #include <string>
 #include <unordered_set>
 
-#include "Rondel/core/Exception.h"
 #include "Rondel/core/Number.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/object/Exception.h"
 
 namespace rondel {
 

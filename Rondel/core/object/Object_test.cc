@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Object.h"
+#include "Rondel/core/object/Object.h"
 
 #include <gtest/gtest.h>
 
@@ -12,11 +12,11 @@
 #include "Rondel/core/Data.h"
 #include "Rondel/core/Date.h"
 #include "Rondel/core/Dictionary.h"
-#include "Rondel/core/Error.h"
 #include "Rondel/core/IndexSet.h"
 #include "Rondel/core/Number.h"
 #include "Rondel/core/Set.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/object/Error.h"
 #include "Rondel/testing/Collections.h"
 #include "Rondel/testing/Raised.h"
 

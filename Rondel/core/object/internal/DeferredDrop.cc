@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/internal/DeferredDrop.h"
+#include "Rondel/core/object/internal/DeferredDrop.h"
 
 namespace rondel::internal {
 
