@@ -10,7 +10,7 @@
 #include <csignal>
 
 #include "Rondel/Streams/Task.h"
-#include "Rondel/core/ProcessInfo.h"
+#include "Rondel/core/system/ProcessInfo.h"
 #include "Rondel/testing/Places.h"
 #include "Rondel/testing/SystemCallFailures.h"
 #include "Rondel/testing/TaskRecorder.h"

@@ -5,12 +5,12 @@
 #include "Rondel/additions/internal/VariableScanner.h"
 #include "Rondel/core/Check.h"
 #include "Rondel/core/Log.h"
-#include "Rondel/core/ProcessInfo.h"
 #include "Rondel/core/internal/ArrayStorage.h"
 #include "Rondel/core/internal/BufferString.h"
 #include "Rondel/core/internal/Characters.h"
 #include "Rondel/core/internal/DictionaryText.h"
 #include "Rondel/core/internal/ObjectKeys.h"
+#include "Rondel/core/system/ProcessInfo.h"
 
 namespace rondel {
 

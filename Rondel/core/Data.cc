@@ -10,8 +10,8 @@
 
 #include "Rondel/core/String.h"
 #include "Rondel/core/internal/DataStorage.h"
-#include "Rondel/core/internal/FileContents.h"
 #include "Rondel/core/object/internal/RangeCheck.h"
+#include "Rondel/core/system/internal/FileContents.h"
 
 namespace rondel {
 

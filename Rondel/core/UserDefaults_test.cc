@@ -23,11 +23,11 @@
 #include "Rondel/core/Dictionary.h"
 #include "Rondel/core/Log.h"
 #include "Rondel/core/Number.h"
-#include "Rondel/core/ProcessInfo.h"
 #include "Rondel/core/PropertyList.h"
 #include "Rondel/core/Set.h"
 #include "Rondel/core/internal/UserDefaultsStore.h"
 #include "Rondel/core/object/Error.h"
+#include "Rondel/core/system/ProcessInfo.h"
 #include "Rondel/testing/LogRecorder.h"
 #include "Rondel/testing/Places.h"
 

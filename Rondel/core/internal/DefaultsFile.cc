@@ -11,7 +11,7 @@
 
 #include "Rondel/core/Data.h"
 #include "Rondel/core/PropertyList.h"
-#include "Rondel/core/internal/Descriptor.h"
+#include "Rondel/core/system/internal/Descriptor.h"
 
 namespace rondel::internal {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/internal/FileContents.h"
+#include "Rondel/core/system/internal/FileContents.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -15,7 +15,7 @@
 
 #include "Rondel/core/String.h"
 #include "Rondel/core/internal/DataStorage.h"
-#include "Rondel/core/internal/Descriptor.h"
+#include "Rondel/core/system/internal/Descriptor.h"
 
 namespace rondel::internal {
 

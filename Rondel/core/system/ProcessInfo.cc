@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/ProcessInfo.h"
+#include "Rondel/core/system/ProcessInfo.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -9,7 +9,7 @@
 
 #include "Rondel/core/Array.h"
 #include "Rondel/core/Dictionary.h"
-#include "Rondel/core/internal/Descriptor.h"
+#include "Rondel/core/system/internal/Descriptor.h"
 
 namespace rondel {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/ProcessInfo.h"
+#include "Rondel/core/system/ProcessInfo.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
