@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "Rondel/core/Data.h"
 #include "Rondel/core/PropertyList.h"
+#include "Rondel/core/values/Data.h"
 
 namespace {
 

@@ -42,9 +42,9 @@
 // Threads: a chain belongs to one thread at a time. There is no lock.
 #pragma once
 
-#include "Rondel/core/Data.h"
 #include "Rondel/core/String.h"
 #include "Rondel/core/object/Object.h"
+#include "Rondel/core/values/Data.h"
 
 namespace rondel {
 

@@ -38,10 +38,10 @@
 
 #include "Rondel/Streams/Stream.h"
 #include "Rondel/core/Array.h"
-#include "Rondel/core/Data.h"
 #include "Rondel/core/Dictionary.h"
-#include "Rondel/core/Number.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/values/Data.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/host/FileHandle.h"
 #include "Rondel/host/Pipe.h"
 #include "Rondel/host/Process.h"

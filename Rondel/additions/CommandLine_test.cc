@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Rondel/additions/StringList.h"
-#include "Rondel/core/Number.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/FailureRecorder.h"
 #include "Rondel/testing/Texts.h"

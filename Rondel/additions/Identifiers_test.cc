@@ -6,7 +6,7 @@
 #include <limits>
 #include <string>
 
-#include "Rondel/core/Number.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/TextForms.h"
 #include "Rondel/testing/Texts.h"

@@ -9,7 +9,7 @@
 
 #include "Rondel/additions/ReusableSubstring.h"
 #include "Rondel/core/Array.h"
-#include "Rondel/core/Number.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/testing/FailureRecorder.h"
 #include "Rondel/testing/Places.h"
 #include "Rondel/testing/TextForms.h"

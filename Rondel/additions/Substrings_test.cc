@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "Rondel/core/Number.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/FailureRecorder.h"
 #include "Rondel/testing/TextForms.h"

@@ -11,8 +11,8 @@
 #include <string_view>
 
 #include "Rondel/additions/TextDecoding.h"
-#include "Rondel/core/Number.h"
 #include "Rondel/core/UserDefaults.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/LogRecorder.h"
 #include "Rondel/testing/Places.h"

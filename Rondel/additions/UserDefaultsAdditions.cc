@@ -5,7 +5,7 @@
 #include "Rondel/core/Check.h"
 #include "Rondel/core/Dictionary.h"
 #include "Rondel/core/Log.h"
-#include "Rondel/core/Number.h"
+#include "Rondel/core/values/Number.h"
 
 namespace rondel {
 namespace {

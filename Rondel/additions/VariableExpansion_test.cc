@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "Rondel/core/Number.h"
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/ExpansionModel.h"
 #include "Rondel/testing/FailureRecorder.h"

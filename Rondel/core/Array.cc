@@ -5,13 +5,13 @@
 #include <vector>
 
 #include "Rondel/core/IndexSet.h"
-#include "Rondel/core/Number.h"
 #include "Rondel/core/String.h"
 #include "Rondel/core/internal/ArrayStorage.h"
 #include "Rondel/core/internal/ObjectKeys.h"
 #include "Rondel/core/object/Exception.h"
 #include "Rondel/core/object/internal/Describe.h"
 #include "Rondel/core/object/internal/RangeCheck.h"
+#include "Rondel/core/values/Number.h"
 
 namespace rondel {
 

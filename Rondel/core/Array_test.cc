@@ -9,9 +9,9 @@
 
 #include "Rondel/core/Dictionary.h"
 #include "Rondel/core/IndexSet.h"
-#include "Rondel/core/Number.h"
 #include "Rondel/core/Set.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/Collections.h"
 

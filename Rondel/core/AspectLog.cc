@@ -11,10 +11,10 @@
 #include "Rondel/core/Check.h"
 #include "Rondel/core/Dictionary.h"
 #include "Rondel/core/Log.h"
-#include "Rondel/core/Number.h"
 #include "Rondel/core/UserDefaults.h"
 #include "Rondel/core/internal/AspectLogState.h"
 #include "Rondel/core/internal/AspectMap.h"
+#include "Rondel/core/values/Number.h"
 
 namespace rondel {
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "Rondel/core/Array.h"
-#include "Rondel/core/Number.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/Collections.h"
 

@@ -6,11 +6,11 @@
 #include <cerrno>
 
 #include "Rondel/core/Array.h"
-#include "Rondel/core/Data.h"
-#include "Rondel/core/Date.h"
 #include "Rondel/core/Dictionary.h"
-#include "Rondel/core/Number.h"
 #include "Rondel/core/internal/PropertyListForms.h"
+#include "Rondel/core/values/Data.h"
+#include "Rondel/core/values/Date.h"
+#include "Rondel/core/values/Number.h"
 
 namespace rondel {
 namespace internal {

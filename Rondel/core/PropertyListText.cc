@@ -2,9 +2,9 @@
 #include <string>
 
 #include "Rondel/core/Array.h"
-#include "Rondel/core/Data.h"
 #include "Rondel/core/Dictionary.h"
 #include "Rondel/core/internal/PropertyListForms.h"
+#include "Rondel/core/values/Data.h"
 
 namespace rondel::internal {
 namespace {

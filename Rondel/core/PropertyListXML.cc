@@ -11,12 +11,12 @@
 #include <vector>
 
 #include "Rondel/core/Array.h"
-#include "Rondel/core/Data.h"
-#include "Rondel/core/Date.h"
 #include "Rondel/core/Dictionary.h"
-#include "Rondel/core/Number.h"
-#include "Rondel/core/internal/Base64.h"
 #include "Rondel/core/internal/PropertyListForms.h"
+#include "Rondel/core/values/Data.h"
+#include "Rondel/core/values/Date.h"
+#include "Rondel/core/values/Number.h"
+#include "Rondel/core/values/internal/Base64.h"
 
 namespace rondel::internal {
 namespace {

@@ -7,10 +7,10 @@
 #include <string>
 
 #include "Rondel/core/Array.h"
-#include "Rondel/core/Data.h"
-#include "Rondel/core/Date.h"
 #include "Rondel/core/Dictionary.h"
-#include "Rondel/core/Number.h"
+#include "Rondel/core/values/Data.h"
+#include "Rondel/core/values/Date.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/testing/Places.h"
 #include "Rondel/testing/PropertyLists.h"
 

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "Rondel/core/Array.h"
-#include "Rondel/core/Number.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/testing/Collections.h"
 
 namespace rondel::test {

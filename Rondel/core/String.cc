@@ -11,12 +11,12 @@
 #include <string>
 #include <type_traits>
 
-#include "Rondel/core/Data.h"
-#include "Rondel/core/Number.h"
 #include "Rondel/core/internal/BufferString.h"
 #include "Rondel/core/internal/Characters.h"
 #include "Rondel/core/internal/TextPieces.h"
 #include "Rondel/core/object/internal/RangeCheck.h"
+#include "Rondel/core/values/Data.h"
+#include "Rondel/core/values/Number.h"
 
 namespace rondel {
 

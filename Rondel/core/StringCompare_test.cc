@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <ostream>
 
-#include "Rondel/core/Number.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/testing/Raised.h"
 #include "Rondel/testing/TextForms.h"
 

@@ -12,9 +12,9 @@
 
 #include "Rondel/core/Array.h"
 #include "Rondel/core/CharacterSet.h"
-#include "Rondel/core/Data.h"
 #include "Rondel/core/internal/BufferString.h"
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/values/Data.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/Raised.h"
 #include "Rondel/testing/TextForms.h"

@@ -6,15 +6,15 @@
 
 #include "Rondel/core/Array.h"
 #include "Rondel/core/Bundle.h"
-#include "Rondel/core/Data.h"
 #include "Rondel/core/Dictionary.h"
 #include "Rondel/core/Log.h"
-#include "Rondel/core/Number.h"
 #include "Rondel/core/PropertyList.h"
 #include "Rondel/core/internal/PropertyListForms.h"
 #include "Rondel/core/internal/UserDefaultsStore.h"
 #include "Rondel/core/object/Error.h"
 #include "Rondel/core/system/ProcessInfo.h"
+#include "Rondel/core/values/Data.h"
+#include "Rondel/core/values/Number.h"
 
 namespace rondel {
 namespace internal {

@@ -14,8 +14,8 @@
 // who locked.
 #pragma once
 
-#include "Rondel/core/Date.h"
 #include "Rondel/core/object/Object.h"
+#include "Rondel/core/values/Date.h"
 
 namespace rondel {
 

@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "Rondel/core/Dictionary.h"
-#include "Rondel/core/internal/DataStorage.h"
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/values/internal/DataStorage.h"
 #include "Rondel/host/NotificationCenter.h"
 #include "Rondel/host/internal/RunLoopSource.h"
 #include "Rondel/host/linux/Event.h"

@@ -24,8 +24,8 @@
 #pragma once
 
 #include "Rondel/core/Array.h"
-#include "Rondel/core/Data.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/values/Data.h"
 
 namespace rondel {
 

@@ -16,7 +16,7 @@
 #include <thread>
 #include <vector>
 
-#include "Rondel/core/Number.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/host/Process.h"
 #include "Rondel/testing/Children.h"
 #include "Rondel/testing/ResourceListener.h"

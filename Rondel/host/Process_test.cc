@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "Rondel/core/Number.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/testing/Children.h"
 #include "Rondel/testing/ResourceListener.h"
 #include "Rondel/testing/SystemCallFailures.h"

@@ -26,8 +26,8 @@
 // What a call raises passes through the pass to the caller of runMode; nothing is lost by that.
 #pragma once
 
-#include "Rondel/core/Date.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/values/Date.h"
 #include "Rondel/host/internal/Closure.h"
 
 namespace rondel {

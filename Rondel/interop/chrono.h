@@ -12,7 +12,7 @@
 
 #include <chrono>
 
-#include "Rondel/core/Date.h"
+#include "Rondel/core/values/Date.h"
 
 namespace rondel {
 

@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "Rondel/core/Array.h"
-#include "Rondel/core/Number.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/testing/TextForms.h"
 
 namespace rondel::test {

@@ -8,10 +8,10 @@
 #include <string>
 #include <string_view>
 
-#include "Rondel/core/Data.h"
 #include "Rondel/core/Dictionary.h"
 #include "Rondel/core/PropertyList.h"
 #include "Rondel/core/object/Error.h"
+#include "Rondel/core/values/Data.h"
 
 namespace rondel::test {
 

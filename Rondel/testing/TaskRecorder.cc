@@ -3,8 +3,8 @@
 
 #include <mutex>
 
-#include "Rondel/core/Date.h"
 #include "Rondel/core/Log.h"
+#include "Rondel/core/values/Date.h"
 #include "Rondel/host/RunLoop.h"
 
 namespace rondel::test {

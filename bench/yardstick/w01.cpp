@@ -4,7 +4,7 @@
 #include "Rondel/Streams/LineBufferFilter.h"
 #include "Rondel/Streams/Task.h"
 #include "Rondel/Streams/UTF8Filters.h"
-#include "Rondel/core/Date.h"
+#include "Rondel/core/values/Date.h"
 #include "Rondel/host/RunLoop.h"
 #include "inputs.hpp"
 

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "Rondel/core/Dictionary.h"
-#include "Rondel/core/Number.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/core/String.h"
 #include "inputs.hpp"
 

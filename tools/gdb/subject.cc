@@ -6,9 +6,9 @@
 #include "Rondel/core/Array.h"
 #include "Rondel/core/CharacterSet.h"
 #include "Rondel/core/Dictionary.h"
-#include "Rondel/core/Number.h"
 #include "Rondel/core/Set.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/values/Number.h"
 
 using namespace rondel;
 

@@ -15,7 +15,7 @@
 
 #include <deque>
 
-#include "Rondel/core/Data.h"
+#include "Rondel/core/values/Data.h"
 #include "Rondel/host/ConditionLock.h"
 #include "Rondel/host/FileHandle.h"
 

@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "Rondel/core/Number.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/testing/AllocationCounter.h"
 
 namespace rondel {

@@ -9,9 +9,9 @@
 #include <cerrno>
 #include <string_view>
 
-#include "Rondel/core/Data.h"
 #include "Rondel/core/PropertyList.h"
 #include "Rondel/core/system/internal/Descriptor.h"
+#include "Rondel/core/values/Data.h"
 
 namespace rondel::internal {
 namespace {

@@ -7,8 +7,8 @@
 #include <random>
 #include <stdexcept>
 
-#include "Rondel/core/Number.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/values/Number.h"
 
 namespace rondel::internal {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "Rondel/core/Data.h"
+#include "Rondel/core/values/Data.h"
 
 namespace rondel {
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <unordered_set>
 
-#include "Rondel/core/Number.h"
 #include "Rondel/core/String.h"
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/values/Number.h"
 
 namespace rondel {
 

@@ -9,14 +9,14 @@
 
 #include "Rondel/core/Array.h"
 #include "Rondel/core/CharacterSet.h"
-#include "Rondel/core/Data.h"
-#include "Rondel/core/Date.h"
 #include "Rondel/core/Dictionary.h"
 #include "Rondel/core/IndexSet.h"
-#include "Rondel/core/Number.h"
 #include "Rondel/core/Set.h"
 #include "Rondel/core/String.h"
 #include "Rondel/core/object/Error.h"
+#include "Rondel/core/values/Data.h"
+#include "Rondel/core/values/Date.h"
+#include "Rondel/core/values/Number.h"
 #include "Rondel/testing/Collections.h"
 #include "Rondel/testing/Raised.h"
 

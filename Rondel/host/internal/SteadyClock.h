@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "Rondel/core/Date.h"
+#include "Rondel/core/values/Date.h"
 
 namespace rondel::internal {
 

@@ -14,8 +14,8 @@
 #include <string>
 
 #include "Rondel/core/String.h"
-#include "Rondel/core/internal/DataStorage.h"
 #include "Rondel/core/system/internal/Descriptor.h"
+#include "Rondel/core/values/internal/DataStorage.h"
 
 namespace rondel::internal {
 

@@ -5,7 +5,7 @@
 
 #include <span>
 
-#include "Rondel/core/Data.h"
+#include "Rondel/core/values/Data.h"
 
 namespace rondel::internal {
 

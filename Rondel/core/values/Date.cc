@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Date.h"
+#include "Rondel/core/values/Date.h"
 
 #include <array>
 #include <bit>

@@ -5,7 +5,7 @@
 
 #include <new>
 
-#include "Rondel/core/Data.h"
+#include "Rondel/core/values/Data.h"
 
 namespace rondel::internal {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/internal/Base64.h"
+#include "Rondel/core/values/internal/Base64.h"
 
 #include <cstdint>
 

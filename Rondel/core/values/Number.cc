@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Number.h"
+#include "Rondel/core/values/Number.h"
 
 #include <array>
 #include <bit>

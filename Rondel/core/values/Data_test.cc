@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Data.h"
+#include "Rondel/core/values/Data.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Data.h"
+#include "Rondel/core/values/Data.h"
 
 #include <sys/mman.h>
 
@@ -9,9 +9,9 @@
 #include <cstring>
 
 #include "Rondel/core/String.h"
-#include "Rondel/core/internal/DataStorage.h"
 #include "Rondel/core/object/internal/RangeCheck.h"
 #include "Rondel/core/system/internal/FileContents.h"
+#include "Rondel/core/values/internal/DataStorage.h"
 
 namespace rondel {
 
