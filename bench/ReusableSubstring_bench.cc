@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "Rondel/additions/ReusableSubstring.h"
-#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/collections/Dictionary.h"
 
 namespace {
 

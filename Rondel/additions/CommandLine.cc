@@ -6,7 +6,7 @@
 #include "Rondel/additions/internal/Words.h"
 #include "Rondel/core/CharacterSet.h"
 #include "Rondel/core/Check.h"
-#include "Rondel/core/internal/ArrayStorage.h"
+#include "Rondel/core/collections/internal/ArrayStorage.h"
 #include "Rondel/core/internal/Characters.h"
 
 namespace rondel {

@@ -8,11 +8,11 @@
 
 #include <string>
 
-#include "Rondel/core/Array.h"
 #include "Rondel/core/CharacterSet.h"
 #include "Rondel/core/Check.h"
-#include "Rondel/core/Dictionary.h"
-#include "Rondel/core/Set.h"
+#include "Rondel/core/collections/Array.h"
+#include "Rondel/core/collections/Dictionary.h"
+#include "Rondel/core/collections/Set.h"
 #include "Rondel/core/object/Exception.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/FailureRecorder.h"

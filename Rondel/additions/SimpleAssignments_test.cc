@@ -8,7 +8,7 @@
 #include <string>
 
 #include "Rondel/additions/ReusableSubstring.h"
-#include "Rondel/core/Array.h"
+#include "Rondel/core/collections/Array.h"
 #include "Rondel/core/values/Number.h"
 #include "Rondel/testing/FailureRecorder.h"
 #include "Rondel/testing/Places.h"

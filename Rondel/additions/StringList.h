@@ -20,8 +20,8 @@
 
 #include <cstddef>
 
-#include "Rondel/core/Array.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/collections/Array.h"
 #include "Rondel/core/object/Error.h"
 
 namespace rondel {

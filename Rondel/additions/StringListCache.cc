@@ -6,7 +6,7 @@
 
 #include "Rondel/additions/StringList.h"
 #include "Rondel/additions/internal/StringListTable.h"
-#include "Rondel/core/internal/ArrayStorage.h"
+#include "Rondel/core/collections/internal/ArrayStorage.h"
 
 namespace rondel {
 

@@ -21,7 +21,7 @@
 
 #include <cstddef>
 
-#include "Rondel/core/Array.h"
+#include "Rondel/core/collections/Array.h"
 #include "Rondel/core/object/Error.h"
 
 namespace rondel {

@@ -3,8 +3,8 @@
 
 #include "Rondel/core/Bundle.h"
 #include "Rondel/core/Check.h"
-#include "Rondel/core/Dictionary.h"
 #include "Rondel/core/Log.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/values/Number.h"
 
 namespace rondel {

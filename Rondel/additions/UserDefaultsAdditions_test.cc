@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "Rondel/core/Array.h"
 #include "Rondel/core/AssertionHandler.h"
 #include "Rondel/core/Bundle.h"
-#include "Rondel/core/Dictionary.h"
 #include "Rondel/core/Log.h"
+#include "Rondel/core/collections/Array.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/internal/UserDefaultsStore.h"
 #include "Rondel/core/object/Exception.h"
 #include "Rondel/core/values/Data.h"

@@ -6,12 +6,12 @@
 #include <mutex>
 #include <utility>
 
-#include "Rondel/core/Array.h"
 #include "Rondel/core/Bundle.h"
 #include "Rondel/core/Check.h"
-#include "Rondel/core/Dictionary.h"
 #include "Rondel/core/Log.h"
 #include "Rondel/core/UserDefaults.h"
+#include "Rondel/core/collections/Array.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/internal/AspectLogState.h"
 #include "Rondel/core/internal/AspectMap.h"
 #include "Rondel/core/values/Number.h"

@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <memory>
 
-#include "Rondel/core/Array.h"
 #include "Rondel/core/Log.h"
 #include "Rondel/core/PropertyList.h"
+#include "Rondel/core/collections/Array.h"
 #include "Rondel/core/internal/BundleObject.h"
 #include "Rondel/core/internal/Languages.h"
 #include "Rondel/core/internal/PropertyListForms.h"

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/internal/BundleObject.h"
 #include "Rondel/core/internal/Languages.h"
 #include "Rondel/testing/LogRecorder.h"

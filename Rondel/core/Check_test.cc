@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "Rondel/core/Array.h"
+#include "Rondel/core/collections/Array.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/FailureRecorder.h"
 

@@ -5,8 +5,8 @@
 
 #include <cerrno>
 
-#include "Rondel/core/Array.h"
-#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/collections/Array.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/internal/PropertyListForms.h"
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Date.h"

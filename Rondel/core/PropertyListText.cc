@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <string>
 
-#include "Rondel/core/Array.h"
-#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/collections/Array.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/internal/PropertyListForms.h"
 #include "Rondel/core/values/Data.h"
 

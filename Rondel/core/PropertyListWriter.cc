@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "Rondel/core/Array.h"
-#include "Rondel/core/Dictionary.h"
 #include "Rondel/core/PropertyList.h"
+#include "Rondel/core/collections/Array.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/internal/PropertyListForms.h"
 #include "Rondel/core/internal/Transcode.h"
 #include "Rondel/core/values/Data.h"

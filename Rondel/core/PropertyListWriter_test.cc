@@ -4,9 +4,9 @@
 #include <limits>
 #include <string>
 
-#include "Rondel/core/Array.h"
-#include "Rondel/core/Dictionary.h"
-#include "Rondel/core/Set.h"
+#include "Rondel/core/collections/Array.h"
+#include "Rondel/core/collections/Dictionary.h"
+#include "Rondel/core/collections/Set.h"
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Date.h"
 #include "Rondel/core/values/Number.h"

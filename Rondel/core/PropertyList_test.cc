@@ -6,8 +6,8 @@
 #include <limits>
 #include <string>
 
-#include "Rondel/core/Array.h"
-#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/collections/Array.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Date.h"
 #include "Rondel/core/values/Number.h"

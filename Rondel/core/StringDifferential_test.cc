@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "Rondel/core/Array.h"
 #include "Rondel/core/CharacterSet.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/collections/Array.h"
 #include "Rondel/testing/TextForms.h"
 
 namespace rondel::test {

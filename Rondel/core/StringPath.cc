@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "Rondel/core/String.h"
-#include "Rondel/core/internal/ArrayStorage.h"
+#include "Rondel/core/collections/internal/ArrayStorage.h"
 #include "Rondel/core/internal/Characters.h"
 
 namespace rondel {

@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <string>
 
-#include "Rondel/core/Array.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/collections/Array.h"
 #include "Rondel/testing/Places.h"
 #include "Rondel/testing/TextForms.h"
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Rondel/core/String.h"
-#include "Rondel/core/internal/ArrayStorage.h"
+#include "Rondel/core/collections/internal/ArrayStorage.h"
 #include "Rondel/core/internal/Characters.h"
 #include "Rondel/core/internal/TextSearch.h"
 #include "Rondel/core/object/internal/RangeCheck.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
-#include "Rondel/core/Array.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/collections/Array.h"
 #include "Rondel/testing/Raised.h"
 #include "Rondel/testing/TextForms.h"
 

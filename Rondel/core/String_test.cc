@@ -10,8 +10,8 @@
 #include <type_traits>
 #include <unordered_set>
 
-#include "Rondel/core/Array.h"
 #include "Rondel/core/CharacterSet.h"
+#include "Rondel/core/collections/Array.h"
 #include "Rondel/core/internal/BufferString.h"
 #include "Rondel/core/object/Exception.h"
 #include "Rondel/core/values/Data.h"

@@ -4,11 +4,11 @@
 #include <cstdlib>
 #include <memory>
 
-#include "Rondel/core/Array.h"
 #include "Rondel/core/Bundle.h"
-#include "Rondel/core/Dictionary.h"
 #include "Rondel/core/Log.h"
 #include "Rondel/core/PropertyList.h"
+#include "Rondel/core/collections/Array.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/internal/PropertyListForms.h"
 #include "Rondel/core/internal/UserDefaultsStore.h"
 #include "Rondel/core/object/Error.h"

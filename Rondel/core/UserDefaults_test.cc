@@ -16,12 +16,12 @@
 #include <thread>
 #include <vector>
 
-#include "Rondel/core/Array.h"
 #include "Rondel/core/Bundle.h"
-#include "Rondel/core/Dictionary.h"
 #include "Rondel/core/Log.h"
 #include "Rondel/core/PropertyList.h"
-#include "Rondel/core/Set.h"
+#include "Rondel/core/collections/Array.h"
+#include "Rondel/core/collections/Dictionary.h"
+#include "Rondel/core/collections/Set.h"
 #include "Rondel/core/internal/UserDefaultsStore.h"
 #include "Rondel/core/object/Error.h"
 #include "Rondel/core/system/ProcessInfo.h"

@@ -8,7 +8,7 @@
 #include <mutex>
 #include <utility>
 
-#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/object/Exception.h"
 #include "Rondel/core/values/internal/DataStorage.h"
 #include "Rondel/host/NotificationCenter.h"

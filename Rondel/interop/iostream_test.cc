@@ -6,7 +6,7 @@
 #include <iomanip>
 #include <sstream>
 
-#include "Rondel/core/Array.h"
+#include "Rondel/core/collections/Array.h"
 #include "Rondel/core/values/Number.h"
 #include "Rondel/testing/TextForms.h"
 

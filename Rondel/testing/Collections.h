@@ -14,9 +14,9 @@
 #include <utility>
 #include <vector>
 
-#include "Rondel/core/Array.h"
-#include "Rondel/core/Dictionary.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/collections/Array.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/object/Exception.h"
 
 namespace rondel::test {

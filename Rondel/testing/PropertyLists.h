@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "Rondel/core/Dictionary.h"
 #include "Rondel/core/PropertyList.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/object/Error.h"
 #include "Rondel/core/values/Data.h"
 

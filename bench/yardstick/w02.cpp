@@ -9,7 +9,7 @@
 
 #include "Rondel/additions/CommandLine.h"
 #include "Rondel/additions/Quoting.h"
-#include "Rondel/core/Array.h"
+#include "Rondel/core/collections/Array.h"
 #include "Rondel/core/String.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include "inputs.hpp"
 
 #include "Rondel/additions/VariableExpansion.h"
-#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/String.h"
 
 namespace {

@@ -2,7 +2,7 @@
 // Rondel's rows among short strings.
 #include <vector>
 
-#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/values/Number.h"
 #include "Rondel/core/String.h"
 #include "inputs.hpp"

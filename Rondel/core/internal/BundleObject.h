@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Rondel/core/Bundle.h"
-#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/collections/Dictionary.h"
 
 namespace rondel::internal {
 

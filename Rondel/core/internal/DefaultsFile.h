@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/object/Error.h"
 
 namespace rondel::internal {

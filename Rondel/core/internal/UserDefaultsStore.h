@@ -9,8 +9,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "Rondel/core/Array.h"
 #include "Rondel/core/UserDefaults.h"
+#include "Rondel/core/collections/Array.h"
 #include "Rondel/core/internal/DefaultsFile.h"
 
 namespace rondel::internal {

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/collections/Dictionary.h"
 
 namespace rondel {
 

@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/testing/Collections.h"
 
 namespace rondel::test {

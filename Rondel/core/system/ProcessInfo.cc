@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <string>
 
-#include "Rondel/core/Array.h"
-#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/collections/Array.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/system/internal/Descriptor.h"
 
 namespace rondel {

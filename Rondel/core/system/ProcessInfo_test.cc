@@ -6,8 +6,8 @@
 
 #include <utility>
 
-#include "Rondel/core/Array.h"
-#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/collections/Array.h"
+#include "Rondel/core/collections/Dictionary.h"
 
 namespace rondel {
 namespace {

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "Rondel/core/String.h"
-#include "Rondel/core/internal/ObjectKeys.h"
+#include "Rondel/core/collections/internal/ObjectKeys.h"
 
 namespace rondel {
 

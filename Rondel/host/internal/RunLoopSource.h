@@ -16,7 +16,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "Rondel/core/Array.h"
+#include "Rondel/core/collections/Array.h"
 #include "Rondel/host/RunLoop.h"
 #include "Rondel/host/internal/SharedDescriptor.h"
 

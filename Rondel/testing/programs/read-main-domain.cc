@@ -6,7 +6,7 @@
 #include <cstdio>
 
 #include "Rondel/additions/UserDefaultsAdditions.h"
-#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/internal/UserDefaultsStore.h"
 
 using namespace rondel;

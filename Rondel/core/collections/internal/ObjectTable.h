@@ -16,7 +16,7 @@
 #include <string_view>
 #include <utility>
 
-#include "Rondel/core/internal/ObjectKeys.h"
+#include "Rondel/core/collections/internal/ObjectKeys.h"
 
 namespace rondel::internal {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/collections/Dictionary.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "Rondel/core/Array.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/collections/Array.h"
 #include "Rondel/core/values/Number.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/Collections.h"

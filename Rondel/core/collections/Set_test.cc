@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Set.h"
+#include "Rondel/core/collections/Set.h"
 
 #include <gtest/gtest.h>
 
-#include "Rondel/core/Array.h"
 #include "Rondel/core/String.h"
+#include "Rondel/core/collections/Array.h"
 #include "Rondel/core/values/Number.h"
 #include "Rondel/testing/Collections.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/internal/ArrayStorage.h"
+#include "Rondel/core/collections/internal/ArrayStorage.h"
 
 #include <gtest/gtest.h>
 

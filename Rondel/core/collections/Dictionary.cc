@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Dictionary.h"
+#include "Rondel/core/collections/Dictionary.h"
 
 #include <algorithm>
 #include <new>
 #include <vector>
 
 #include "Rondel/core/String.h"
-#include "Rondel/core/internal/ArrayStorage.h"
-#include "Rondel/core/internal/DictionaryText.h"
-#include "Rondel/core/internal/ObjectTable.h"
+#include "Rondel/core/collections/internal/ArrayStorage.h"
+#include "Rondel/core/collections/internal/DictionaryText.h"
+#include "Rondel/core/collections/internal/ObjectTable.h"
 #include "Rondel/core/object/Exception.h"
 #include "Rondel/core/object/internal/DeferredDrop.h"
 #include "Rondel/core/object/internal/Describe.h"

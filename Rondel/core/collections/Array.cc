@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Array.h"
+#include "Rondel/core/collections/Array.h"
 
 #include <algorithm>
 #include <vector>
 
-#include "Rondel/core/IndexSet.h"
 #include "Rondel/core/String.h"
-#include "Rondel/core/internal/ArrayStorage.h"
-#include "Rondel/core/internal/ObjectKeys.h"
+#include "Rondel/core/collections/IndexSet.h"
+#include "Rondel/core/collections/internal/ArrayStorage.h"
+#include "Rondel/core/collections/internal/ObjectKeys.h"
 #include "Rondel/core/object/Exception.h"
 #include "Rondel/core/object/internal/Describe.h"
 #include "Rondel/core/object/internal/RangeCheck.h"

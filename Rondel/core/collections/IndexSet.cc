@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/IndexSet.h"
+#include "Rondel/core/collections/IndexSet.h"
 
 #include <algorithm>
 #include <vector>
 
 #include "Rondel/core/String.h"
-#include "Rondel/core/internal/ObjectKeys.h"
+#include "Rondel/core/collections/internal/ObjectKeys.h"
 
 namespace rondel {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/internal/ObjectTable.h"
+#include "Rondel/core/collections/internal/ObjectTable.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/IndexSet.h"
+#include "Rondel/core/collections/IndexSet.h"
 
 #include <gtest/gtest.h>
 

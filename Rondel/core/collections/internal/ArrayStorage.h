@@ -9,7 +9,7 @@
 
 #include <new>
 
-#include "Rondel/core/Array.h"
+#include "Rondel/core/collections/Array.h"
 #include "Rondel/core/object/internal/DeferredDrop.h"
 
 namespace rondel::internal {

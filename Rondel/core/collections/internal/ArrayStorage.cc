@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/internal/ArrayStorage.h"
+#include "Rondel/core/collections/internal/ArrayStorage.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
-#include "Rondel/core/IndexSet.h"
+#include "Rondel/core/collections/IndexSet.h"
 
 namespace rondel::internal {
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Set.h"
+#include "Rondel/core/collections/Set.h"
 
 #include <algorithm>
 #include <new>
 #include <vector>
 
-#include "Rondel/core/Array.h"
 #include "Rondel/core/String.h"
-#include "Rondel/core/internal/ArrayStorage.h"
-#include "Rondel/core/internal/ObjectTable.h"
+#include "Rondel/core/collections/Array.h"
+#include "Rondel/core/collections/internal/ArrayStorage.h"
+#include "Rondel/core/collections/internal/ObjectTable.h"
 #include "Rondel/core/object/internal/DeferredDrop.h"
 #include "Rondel/core/object/internal/Describe.h"
 
