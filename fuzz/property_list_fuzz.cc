@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "Rondel/core/PropertyList.h"
+#include "Rondel/core/propertylist/PropertyList.h"
 #include "Rondel/core/values/Data.h"
 
 namespace {

@@ -7,11 +7,11 @@
 #include <string_view>
 
 #include "Rondel/core/Check.h"
-#include "Rondel/core/UserDefaults.h"
 #include "Rondel/core/internal/ASCII.h"
 #include "Rondel/core/internal/MakeString.h"
 #include "Rondel/core/internal/Transcode.h"
 #include "Rondel/core/internal/UTF8Kernel.h"
+#include "Rondel/core/propertylist/UserDefaults.h"
 
 namespace rondel {
 

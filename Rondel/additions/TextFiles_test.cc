@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "Rondel/additions/TextDecoding.h"
-#include "Rondel/core/UserDefaults.h"
+#include "Rondel/core/propertylist/UserDefaults.h"
 #include "Rondel/core/values/Number.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/LogRecorder.h"

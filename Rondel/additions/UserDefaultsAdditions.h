@@ -10,7 +10,7 @@
 // On a null reference each gives its zero answer. All may be used on any thread.
 #pragma once
 
-#include "Rondel/core/UserDefaults.h"
+#include "Rondel/core/propertylist/UserDefaults.h"
 
 namespace rondel {
 

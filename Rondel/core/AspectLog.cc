@@ -6,14 +6,14 @@
 #include <mutex>
 #include <utility>
 
-#include "Rondel/core/Bundle.h"
 #include "Rondel/core/Check.h"
 #include "Rondel/core/Log.h"
-#include "Rondel/core/UserDefaults.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/internal/AspectLogState.h"
 #include "Rondel/core/internal/AspectMap.h"
+#include "Rondel/core/propertylist/Bundle.h"
+#include "Rondel/core/propertylist/UserDefaults.h"
 #include "Rondel/core/values/Number.h"
 
 namespace rondel {

@@ -11,9 +11,9 @@
 
 #include "Rondel/core/Check.h"
 #include "Rondel/core/Log.h"
-#include "Rondel/core/UserDefaults.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/internal/AspectLogState.h"
+#include "Rondel/core/propertylist/UserDefaults.h"
 #include "Rondel/core/values/Number.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/FailureRecorder.h"

@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-#include "Rondel/core/PropertyList.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/object/Error.h"
+#include "Rondel/core/propertylist/PropertyList.h"
 #include "Rondel/core/values/Data.h"
 
 namespace rondel::test {

@@ -7,7 +7,7 @@
 
 #include "Rondel/additions/UserDefaultsAdditions.h"
 #include "Rondel/core/collections/Dictionary.h"
-#include "Rondel/core/internal/UserDefaultsStore.h"
+#include "Rondel/core/propertylist/internal/UserDefaultsStore.h"
 
 using namespace rondel;
 

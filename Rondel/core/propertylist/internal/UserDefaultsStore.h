@@ -9,9 +9,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "Rondel/core/UserDefaults.h"
 #include "Rondel/core/collections/Array.h"
-#include "Rondel/core/internal/DefaultsFile.h"
+#include "Rondel/core/propertylist/UserDefaults.h"
+#include "Rondel/core/propertylist/internal/DefaultsFile.h"
 
 namespace rondel::internal {
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "Rondel/core/Bundle.h"
 #include "Rondel/core/collections/Dictionary.h"
+#include "Rondel/core/propertylist/Bundle.h"
 
 namespace rondel::internal {
 

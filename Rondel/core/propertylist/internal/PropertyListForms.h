@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "Rondel/core/PropertyList.h"
 #include "Rondel/core/internal/Characters.h"
+#include "Rondel/core/propertylist/PropertyList.h"
 
 namespace rondel::internal {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/PropertyList.h"
+#include "Rondel/core/propertylist/PropertyList.h"
 
 #include <unicode/utf8.h>
 
@@ -7,7 +7,7 @@
 
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
-#include "Rondel/core/internal/PropertyListForms.h"
+#include "Rondel/core/propertylist/internal/PropertyListForms.h"
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Date.h"
 #include "Rondel/core/values/Number.h"

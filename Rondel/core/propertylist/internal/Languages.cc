@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/internal/Languages.h"
+#include "Rondel/core/propertylist/internal/Languages.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/internal/DefaultsFile.h"
+#include "Rondel/core/propertylist/internal/DefaultsFile.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <string_view>
 
-#include "Rondel/core/PropertyList.h"
+#include "Rondel/core/propertylist/PropertyList.h"
 #include "Rondel/core/system/internal/Descriptor.h"
 #include "Rondel/core/values/Data.h"
 

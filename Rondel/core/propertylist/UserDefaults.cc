@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/UserDefaults.h"
+#include "Rondel/core/propertylist/UserDefaults.h"
 
 #include <cstdlib>
 #include <memory>
 
-#include "Rondel/core/Bundle.h"
 #include "Rondel/core/Log.h"
-#include "Rondel/core/PropertyList.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
-#include "Rondel/core/internal/PropertyListForms.h"
-#include "Rondel/core/internal/UserDefaultsStore.h"
 #include "Rondel/core/object/Error.h"
+#include "Rondel/core/propertylist/Bundle.h"
+#include "Rondel/core/propertylist/PropertyList.h"
+#include "Rondel/core/propertylist/internal/PropertyListForms.h"
+#include "Rondel/core/propertylist/internal/UserDefaultsStore.h"
 #include "Rondel/core/system/ProcessInfo.h"
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Number.h"

@@ -3,7 +3,7 @@
 
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
-#include "Rondel/core/internal/PropertyListForms.h"
+#include "Rondel/core/propertylist/internal/PropertyListForms.h"
 #include "Rondel/core/values/Data.h"
 
 namespace rondel::internal {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/UserDefaults.h"
+#include "Rondel/core/propertylist/UserDefaults.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -16,14 +16,14 @@
 #include <thread>
 #include <vector>
 
-#include "Rondel/core/Bundle.h"
 #include "Rondel/core/Log.h"
-#include "Rondel/core/PropertyList.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/collections/Set.h"
-#include "Rondel/core/internal/UserDefaultsStore.h"
 #include "Rondel/core/object/Error.h"
+#include "Rondel/core/propertylist/Bundle.h"
+#include "Rondel/core/propertylist/PropertyList.h"
+#include "Rondel/core/propertylist/internal/UserDefaultsStore.h"
 #include "Rondel/core/system/ProcessInfo.h"
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Date.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Bundle.h"
+#include "Rondel/core/propertylist/Bundle.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "Rondel/core/collections/Dictionary.h"
-#include "Rondel/core/internal/BundleObject.h"
-#include "Rondel/core/internal/Languages.h"
+#include "Rondel/core/propertylist/internal/BundleObject.h"
+#include "Rondel/core/propertylist/internal/Languages.h"
 #include "Rondel/testing/LogRecorder.h"
 #include "Rondel/testing/Places.h"
 

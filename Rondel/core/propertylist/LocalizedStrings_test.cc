@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "Rondel/core/AspectLog.h"
-#include "Rondel/core/Bundle.h"
+#include "Rondel/core/propertylist/Bundle.h"
 #include "Rondel/testing/Places.h"
 
 namespace rondel {

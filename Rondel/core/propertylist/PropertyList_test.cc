@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/PropertyList.h"
+#include "Rondel/core/propertylist/PropertyList.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Bundle.h"
+#include "Rondel/core/propertylist/Bundle.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,12 +10,12 @@
 #include <memory>
 
 #include "Rondel/core/Log.h"
-#include "Rondel/core/PropertyList.h"
 #include "Rondel/core/collections/Array.h"
-#include "Rondel/core/internal/BundleObject.h"
-#include "Rondel/core/internal/Languages.h"
-#include "Rondel/core/internal/PropertyListForms.h"
 #include "Rondel/core/object/Error.h"
+#include "Rondel/core/propertylist/PropertyList.h"
+#include "Rondel/core/propertylist/internal/BundleObject.h"
+#include "Rondel/core/propertylist/internal/Languages.h"
+#include "Rondel/core/propertylist/internal/PropertyListForms.h"
 
 namespace rondel {
 
