@@ -4,8 +4,8 @@
 
 #include <benchmark/benchmark.h>
 
-#include "Rondel/core/AspectLog.h"
-#include "Rondel/core/Log.h"
+#include "Rondel/core/report/AspectLog.h"
+#include "Rondel/core/report/Log.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 
 #include "Rondel/additions/CommandLine.h"
 #include "Rondel/additions/StringList.h"
-#include "Rondel/core/Check.h"
+#include "Rondel/core/report/Check.h"
 #include "fuzz/support.h"
 
 using namespace rondel;

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "Rondel/additions/VariableExpansion.h"
-#include "Rondel/core/Check.h"
+#include "Rondel/core/report/Check.h"
 #include "Rondel/testing/ExpansionModel.h"
 #include "fuzz/support.h"
 

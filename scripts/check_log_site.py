@@ -11,7 +11,7 @@ import sys
 
 TREE = pathlib.Path(__file__).resolve().parent.parent
 SITE = """
-#include "Rondel/core/AspectLog.h"
+#include "Rondel/core/report/AspectLog.h"
 using namespace rondel;
 int expensive();
 void site(int i) { MO_LOG("Topic"_hx, 2, "value %d of %d"_hx, i, expensive()); }

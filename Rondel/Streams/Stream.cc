@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "Rondel/Streams/internal/KeptAlive.h"
-#include "Rondel/core/Check.h"
+#include "Rondel/core/report/Check.h"
 
 namespace rondel {
 

@@ -9,7 +9,7 @@
 #include "Rondel/Streams/LineBufferFilter.h"
 #include "Rondel/Streams/Stream.h"
 #include "Rondel/Streams/UTF8Filters.h"
-#include "Rondel/core/Check.h"
+#include "Rondel/core/report/Check.h"
 #include "Rondel/testing/StreamRecorder.h"
 
 namespace rondel {

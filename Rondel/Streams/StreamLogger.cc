@@ -3,7 +3,7 @@
 
 #include <atomic>
 
-#include "Rondel/core/Log.h"
+#include "Rondel/core/report/Log.h"
 
 namespace rondel {
 

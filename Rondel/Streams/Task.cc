@@ -5,8 +5,8 @@
 #include <mutex>
 
 #include "Rondel/Streams/internal/TaskWriter.h"
-#include "Rondel/core/Log.h"
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/report/Log.h"
 #include "Rondel/core/values/Date.h"
 #include "Rondel/host/Architecture.h"
 #include "Rondel/host/FileHandle.h"

@@ -6,7 +6,7 @@
 
 #include "Rondel/Streams/internal/KeptAlive.h"
 #include "Rondel/additions/TextDecoding.h"
-#include "Rondel/core/Check.h"
+#include "Rondel/core/report/Check.h"
 
 namespace rondel {
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "Rondel/core/AssertionHandler.h"
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/report/AssertionHandler.h"
 #include "Rondel/testing/Collections.h"
 #include "Rondel/testing/FailureRecorder.h"
 #include "Rondel/testing/Raised.h"

@@ -4,9 +4,9 @@
 #include "Rondel/additions/Identifiers.h"
 #include "Rondel/additions/Quoting.h"
 #include "Rondel/additions/Whitespace.h"
-#include "Rondel/core/Check.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/propertylist/Bundle.h"
+#include "Rondel/core/report/Check.h"
 
 namespace rondel {
 

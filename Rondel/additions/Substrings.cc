@@ -4,8 +4,8 @@
 #include <algorithm>
 
 #include "Rondel/additions/internal/Units.h"
-#include "Rondel/core/Check.h"
 #include "Rondel/core/internal/Characters.h"
+#include "Rondel/core/report/Check.h"
 
 namespace rondel {
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/additions/UserDefaultsAdditions.h"
 
-#include "Rondel/core/Check.h"
-#include "Rondel/core/Log.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/propertylist/Bundle.h"
+#include "Rondel/core/report/Check.h"
+#include "Rondel/core/report/Log.h"
 #include "Rondel/core/values/Number.h"
 
 namespace rondel {

@@ -9,13 +9,13 @@
 #include <string>
 #include <vector>
 
-#include "Rondel/core/AssertionHandler.h"
-#include "Rondel/core/Log.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/object/Exception.h"
 #include "Rondel/core/propertylist/Bundle.h"
 #include "Rondel/core/propertylist/internal/UserDefaultsStore.h"
+#include "Rondel/core/report/AssertionHandler.h"
+#include "Rondel/core/report/Log.h"
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Date.h"
 #include "Rondel/core/values/Number.h"

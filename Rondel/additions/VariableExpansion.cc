@@ -3,13 +3,13 @@
 
 #include "Rondel/additions/internal/UnreadText.h"
 #include "Rondel/additions/internal/VariableScanner.h"
-#include "Rondel/core/Check.h"
-#include "Rondel/core/Log.h"
 #include "Rondel/core/collections/internal/ArrayStorage.h"
 #include "Rondel/core/collections/internal/DictionaryText.h"
 #include "Rondel/core/collections/internal/ObjectKeys.h"
 #include "Rondel/core/internal/BufferString.h"
 #include "Rondel/core/internal/Characters.h"
+#include "Rondel/core/report/Check.h"
+#include "Rondel/core/report/Log.h"
 #include "Rondel/core/system/ProcessInfo.h"
 
 namespace rondel {

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "Rondel/core/Check.h"
+#include "Rondel/core/report/Check.h"
 
 namespace rondel::test {
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "Rondel/core/Log.h"
+#include "Rondel/core/report/Log.h"
 
 namespace rondel::test {
 

@@ -3,7 +3,7 @@
 
 #include <mutex>
 
-#include "Rondel/core/Log.h"
+#include "Rondel/core/report/Log.h"
 #include "Rondel/core/values/Date.h"
 #include "Rondel/host/RunLoop.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Rondel's rows among log calls that are switched off.
-#include "Rondel/core/AspectLog.h"
+#include "Rondel/core/report/AspectLog.h"
 #include "inputs.hpp"
 
 using namespace w13;

@@ -9,13 +9,13 @@
 #include <cstdlib>
 #include <memory>
 
-#include "Rondel/core/Log.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/object/Error.h"
 #include "Rondel/core/propertylist/PropertyList.h"
 #include "Rondel/core/propertylist/internal/BundleObject.h"
 #include "Rondel/core/propertylist/internal/Languages.h"
 #include "Rondel/core/propertylist/internal/PropertyListForms.h"
+#include "Rondel/core/report/Log.h"
 
 namespace rondel {
 

@@ -5,8 +5,8 @@
 
 #include <string_view>
 
-#include "Rondel/core/AspectLog.h"
 #include "Rondel/core/propertylist/Bundle.h"
+#include "Rondel/core/report/AspectLog.h"
 #include "Rondel/testing/Places.h"
 
 namespace rondel {

@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <memory>
 
-#include "Rondel/core/Log.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/object/Error.h"
@@ -12,6 +11,7 @@
 #include "Rondel/core/propertylist/PropertyList.h"
 #include "Rondel/core/propertylist/internal/PropertyListForms.h"
 #include "Rondel/core/propertylist/internal/UserDefaultsStore.h"
+#include "Rondel/core/report/Log.h"
 #include "Rondel/core/system/ProcessInfo.h"
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Number.h"

@@ -16,7 +16,6 @@
 #include <thread>
 #include <vector>
 
-#include "Rondel/core/Log.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/collections/Set.h"
@@ -24,6 +23,7 @@
 #include "Rondel/core/propertylist/Bundle.h"
 #include "Rondel/core/propertylist/PropertyList.h"
 #include "Rondel/core/propertylist/internal/UserDefaultsStore.h"
+#include "Rondel/core/report/Log.h"
 #include "Rondel/core/system/ProcessInfo.h"
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Date.h"

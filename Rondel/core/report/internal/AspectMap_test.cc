@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/internal/AspectMap.h"
+#include "Rondel/core/report/internal/AspectMap.h"
 
 #include <gtest/gtest.h>
 

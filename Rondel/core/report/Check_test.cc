@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Check.h"
+#include "Rondel/core/report/Check.h"
 
 #include <gtest/gtest.h>
 

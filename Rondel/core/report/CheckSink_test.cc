@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "Rondel/core/Check.h"
+#include "Rondel/core/report/Check.h"
 #include "Rondel/testing/FailureRecorder.h"
 #include "Rondel/testing/LogRecorder.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/AssertionHandler.h"
+#include "Rondel/core/report/AssertionHandler.h"
 
 #include <utility>
 

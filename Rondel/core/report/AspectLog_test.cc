@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/AspectLog.h"
+#include "Rondel/core/report/AspectLog.h"
 
 #include <gtest/gtest.h>
 
@@ -9,11 +9,11 @@
 #include <thread>
 #include <vector>
 
-#include "Rondel/core/Check.h"
-#include "Rondel/core/Log.h"
 #include "Rondel/core/collections/Dictionary.h"
-#include "Rondel/core/internal/AspectLogState.h"
 #include "Rondel/core/propertylist/UserDefaults.h"
+#include "Rondel/core/report/Check.h"
+#include "Rondel/core/report/Log.h"
+#include "Rondel/core/report/internal/AspectLogState.h"
 #include "Rondel/core/values/Number.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/FailureRecorder.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Log.h"
+#include "Rondel/core/report/Log.h"
 
 #include <errno.h>
 #include <poll.h>

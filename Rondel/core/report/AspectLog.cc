@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/AspectLog.h"
+#include "Rondel/core/report/AspectLog.h"
 
 #include <algorithm>
 #include <atomic>
 #include <mutex>
 #include <utility>
 
-#include "Rondel/core/Check.h"
-#include "Rondel/core/Log.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
-#include "Rondel/core/internal/AspectLogState.h"
-#include "Rondel/core/internal/AspectMap.h"
 #include "Rondel/core/propertylist/Bundle.h"
 #include "Rondel/core/propertylist/UserDefaults.h"
+#include "Rondel/core/report/Check.h"
+#include "Rondel/core/report/Log.h"
+#include "Rondel/core/report/internal/AspectLogState.h"
+#include "Rondel/core/report/internal/AspectMap.h"
 #include "Rondel/core/values/Number.h"
 
 namespace rondel {

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/AssertionHandler.h"
+#include "Rondel/core/report/AssertionHandler.h"
 
 #include <gtest/gtest.h>
 
 #include <thread>
 
-#include "Rondel/core/Check.h"
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/report/Check.h"
 #include "Rondel/testing/FailureRecorder.h"
 
 namespace rondel {

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "Rondel/core/Check.h"
+#include "Rondel/core/report/Check.h"
 
 #include <atomic>
 #include <cstring>
 #include <string>
 
-#include "Rondel/core/AssertionHandler.h"
-#include "Rondel/core/Log.h"
+#include "Rondel/core/report/AssertionHandler.h"
+#include "Rondel/core/report/Log.h"
 
 namespace rondel {
 
