@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <limits>
 #include <string_view>
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 
 #include "Rondel/additions/Quoting.h"
 #include "Rondel/additions/SimpleAssignments.h"
-#include "Rondel/core/CharacterSet.h"
+#include "Rondel/core/text/CharacterSet.h"
 #include "fuzz/support.h"
 
 using namespace rondel;

@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel::fuzz {
 

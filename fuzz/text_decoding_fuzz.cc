@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "Rondel/additions/TextDecoding.h"
-#include "Rondel/core/internal/UTF8Kernel.h"
+#include "Rondel/core/text/internal/UTF8Kernel.h"
 
 namespace {
 

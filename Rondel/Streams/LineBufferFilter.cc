@@ -3,8 +3,8 @@
 
 #include "Rondel/Streams/internal/KeptAlive.h"
 #include "Rondel/Streams/internal/LineEnds.h"
-#include "Rondel/core/internal/Characters.h"
-#include "Rondel/core/internal/ReusedString.h"
+#include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/ReusedString.h"
 
 namespace rondel {
 

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "Rondel/core/internal/FlatString.h"
+#include "Rondel/core/text/internal/FlatString.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/StreamRecorder.h"
 

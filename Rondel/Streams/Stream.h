@@ -42,8 +42,8 @@
 // Threads: a chain belongs to one thread at a time. There is no lock.
 #pragma once
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/object/Object.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Data.h"
 
 namespace rondel {

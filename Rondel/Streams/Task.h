@@ -37,9 +37,9 @@
 #pragma once
 
 #include "Rondel/Streams/Stream.h"
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Number.h"
 #include "Rondel/host/FileHandle.h"

@@ -4,10 +4,10 @@
 #include <string_view>
 
 #include "Rondel/additions/internal/Words.h"
-#include "Rondel/core/CharacterSet.h"
 #include "Rondel/core/collections/internal/ArrayStorage.h"
-#include "Rondel/core/internal/Characters.h"
 #include "Rondel/core/report/Check.h"
+#include "Rondel/core/text/CharacterSet.h"
+#include "Rondel/core/text/internal/Characters.h"
 
 namespace rondel {
 

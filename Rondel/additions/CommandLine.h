@@ -20,8 +20,8 @@
 // Nil text gives nil. Every result is a new array. All of this may be called on any thread.
 #pragma once
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Array.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

@@ -7,8 +7,8 @@
 #include <initializer_list>
 #include <string_view>
 
-#include "Rondel/core/internal/Characters.h"
-#include "Rondel/core/internal/MakeString.h"
+#include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/MakeString.h"
 
 namespace rondel {
 

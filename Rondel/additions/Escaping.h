@@ -11,7 +11,7 @@
 // escaped already: it is escaped once more. Nil gives nil. All of this may be called on any thread.
 #pragma once
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

@@ -6,8 +6,8 @@
 
 #include "Rondel/additions/Whitespace.h"
 #include "Rondel/additions/internal/Units.h"
-#include "Rondel/core/internal/Characters.h"
-#include "Rondel/core/internal/MakeString.h"
+#include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/MakeString.h"
 
 namespace rondel {
 

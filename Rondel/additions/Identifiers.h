@@ -13,9 +13,9 @@
 // Nil text gives false, nil or HxOrderedSame. All of this may be called on any thread.
 #pragma once
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Set.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

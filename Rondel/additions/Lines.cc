@@ -5,10 +5,10 @@
 #include <new>
 #include <utility>
 
-#include "Rondel/core/internal/Characters.h"
-#include "Rondel/core/internal/LineScan.h"
 #include "Rondel/core/object/Exception.h"
 #include "Rondel/core/report/Check.h"
+#include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/LineScan.h"
 
 namespace rondel {
 

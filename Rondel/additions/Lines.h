@@ -19,8 +19,8 @@
 // questions about one text are best answered from its offsets.
 #pragma once
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/IndexSet.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

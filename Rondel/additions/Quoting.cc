@@ -8,8 +8,8 @@
 
 #include "Rondel/additions/internal/TextBuffer.h"
 #include "Rondel/additions/internal/Words.h"
-#include "Rondel/core/CharacterSet.h"
-#include "Rondel/core/internal/Characters.h"
+#include "Rondel/core/text/CharacterSet.h"
+#include "Rondel/core/text/internal/Characters.h"
 
 namespace rondel {
 

@@ -18,8 +18,8 @@
 // Nil text and nil arrays give nil. All of this may be called on any thread.
 #pragma once
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Array.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

@@ -7,7 +7,7 @@
 
 #include "Rondel/additions/CommandLine.h"
 #include "Rondel/additions/StringList.h"
-#include "Rondel/core/CharacterSet.h"
+#include "Rondel/core/text/CharacterSet.h"
 #include "Rondel/core/values/Number.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/Texts.h"

@@ -10,7 +10,7 @@
 // thread; a mutable string belongs to one at a time.
 #pragma once
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

@@ -30,7 +30,7 @@
 // Threads. A view belongs to one thread, also when it is only read: asking for the hash keeps it.
 #pragma once
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

@@ -8,12 +8,12 @@
 
 #include <string>
 
-#include "Rondel/core/CharacterSet.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/collections/Set.h"
 #include "Rondel/core/object/Exception.h"
 #include "Rondel/core/report/Check.h"
+#include "Rondel/core/text/CharacterSet.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/FailureRecorder.h"
 #include "Rondel/testing/Raised.h"

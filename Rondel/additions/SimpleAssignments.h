@@ -24,8 +24,8 @@
 // Both operations may be called on any thread.
 #pragma once
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Dictionary.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

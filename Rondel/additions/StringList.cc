@@ -9,8 +9,8 @@
 #include "Rondel/additions/StringListCache.h"
 #include "Rondel/additions/internal/Words.h"
 #include "Rondel/core/collections/internal/ArrayStorage.h"
-#include "Rondel/core/internal/Characters.h"
 #include "Rondel/core/report/Check.h"
+#include "Rondel/core/text/internal/Characters.h"
 
 namespace rondel {
 

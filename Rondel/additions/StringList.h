@@ -20,9 +20,9 @@
 
 #include <cstddef>
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/object/Error.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

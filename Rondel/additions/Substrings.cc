@@ -4,8 +4,8 @@
 #include <algorithm>
 
 #include "Rondel/additions/internal/Units.h"
-#include "Rondel/core/internal/Characters.h"
 #include "Rondel/core/report/Check.h"
+#include "Rondel/core/text/internal/Characters.h"
 
 namespace rondel {
 

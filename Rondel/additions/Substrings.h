@@ -17,8 +17,8 @@
 // any thread.
 #pragma once
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Array.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

@@ -6,12 +6,12 @@
 #include <cstring>
 #include <string_view>
 
-#include "Rondel/core/internal/ASCII.h"
-#include "Rondel/core/internal/MakeString.h"
-#include "Rondel/core/internal/Transcode.h"
-#include "Rondel/core/internal/UTF8Kernel.h"
 #include "Rondel/core/propertylist/UserDefaults.h"
 #include "Rondel/core/report/Check.h"
+#include "Rondel/core/text/internal/ASCII.h"
+#include "Rondel/core/text/internal/MakeString.h"
+#include "Rondel/core/text/internal/Transcode.h"
+#include "Rondel/core/text/internal/UTF8Kernel.h"
 
 namespace rondel {
 

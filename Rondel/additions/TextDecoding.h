@@ -14,7 +14,7 @@
 // Everything here may be called on any thread; the default encoding is as safe as HxUserDefaults.
 #pragma once
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Data.h"
 
 namespace rondel {

@@ -6,11 +6,11 @@
 #include "Rondel/core/collections/internal/ArrayStorage.h"
 #include "Rondel/core/collections/internal/DictionaryText.h"
 #include "Rondel/core/collections/internal/ObjectKeys.h"
-#include "Rondel/core/internal/BufferString.h"
-#include "Rondel/core/internal/Characters.h"
 #include "Rondel/core/report/Check.h"
 #include "Rondel/core/report/Log.h"
 #include "Rondel/core/system/ProcessInfo.h"
+#include "Rondel/core/text/internal/BufferString.h"
+#include "Rondel/core/text/internal/Characters.h"
 
 namespace rondel {
 

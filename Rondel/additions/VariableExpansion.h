@@ -32,9 +32,9 @@
 // expand text itself, and may change the text that is being expanded: the expansion has its own.
 #pragma once
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

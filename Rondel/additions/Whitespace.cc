@@ -5,7 +5,7 @@
 
 #include "Rondel/additions/internal/GrowingRun.h"
 #include "Rondel/additions/internal/Units.h"
-#include "Rondel/core/internal/Characters.h"
+#include "Rondel/core/text/internal/Characters.h"
 
 namespace rondel {
 

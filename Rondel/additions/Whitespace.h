@@ -23,8 +23,8 @@
 // Threads. All of this may be called on any thread; a mutable string belongs to one at a time.
 #pragma once
 
-#include "Rondel/core/CharacterSet.h"
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/CharacterSet.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

@@ -23,8 +23,8 @@
 // returned, so that its number cannot come to mean another file meanwhile.
 #pragma once
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Array.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Data.h"
 
 namespace rondel {

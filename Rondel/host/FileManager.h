@@ -8,7 +8,7 @@
 // are the same only if their bytes are. Any thread may use a file manager.
 #pragma once
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

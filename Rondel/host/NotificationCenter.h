@@ -18,8 +18,8 @@
 // one posts may be in its call; so remove an observer on the thread on which it is called.
 #pragma once
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Dictionary.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

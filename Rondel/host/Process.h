@@ -26,9 +26,9 @@
 // queries may be called on any.
 #pragma once
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/host/FileHandle.h"
 #include "Rondel/host/Pipe.h"
 

@@ -26,7 +26,7 @@
 // What a call raises passes through the pass to the caller of runMode; nothing is lost by that.
 #pragma once
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Date.h"
 #include "Rondel/host/internal/Closure.h"
 

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel::test {
 namespace {

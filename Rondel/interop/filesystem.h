@@ -14,7 +14,7 @@
 #include <filesystem>
 #include <string>
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

@@ -11,7 +11,7 @@
 #include <ostream>
 #include <string>
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

@@ -14,10 +14,10 @@
 #include <utility>
 #include <vector>
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel::test {
 

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel::test {
 

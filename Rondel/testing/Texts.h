@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Array.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/testing/Collections.h"
 
 namespace rondel::test {

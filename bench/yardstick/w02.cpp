@@ -10,7 +10,7 @@
 #include "Rondel/additions/CommandLine.h"
 #include "Rondel/additions/Quoting.h"
 #include "Rondel/core/collections/Array.h"
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace {
 

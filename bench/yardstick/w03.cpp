@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Rondel's rows of UTF-8 to UTF-16.
 #include "Rondel/additions/TextDecoding.h"
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 #include "inputs.hpp"
 
 using namespace w03;

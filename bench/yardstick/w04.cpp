@@ -7,7 +7,7 @@
 
 #include "Rondel/additions/VariableExpansion.h"
 #include "Rondel/core/collections/Dictionary.h"
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/values/Number.h"
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 #include "inputs.hpp"
 
 using namespace w12;

@@ -14,8 +14,8 @@
 
 #include "Rondel/Streams/LineBufferFilter.h"
 #include "Rondel/Streams/UTF8Filters.h"
-#include "Rondel/core/CharacterSet.h"
 #include "Rondel/core/system/ProcessInfo.h"
+#include "Rondel/core/text/CharacterSet.h"
 #include "Rondel/host/FileHandle.h"
 #include "Rondel/host/Pipe.h"
 #include "Rondel/host/Process.h"

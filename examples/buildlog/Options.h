@@ -3,8 +3,8 @@
 // The command line of buildlog.
 #pragma once
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Array.h"
+#include "Rondel/core/text/String.h"
 
 struct Options {
   rondel::HxArray command;     // the program and its arguments

@@ -3,8 +3,8 @@
 // The settings of buildlog: what references like $(NAME) in the command stand for.
 #pragma once
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Dictionary.h"
+#include "Rondel/core/text/String.h"
 
 class Settings {
  public:

@@ -9,9 +9,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
+#include "Rondel/core/text/String.h"
 
 namespace constants {
 

@@ -3,11 +3,11 @@
 // A program with one value of each kind, for test_printers.py to look at.
 #include <string>
 
-#include "Rondel/core/CharacterSet.h"
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/collections/Set.h"
+#include "Rondel/core/text/CharacterSet.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Number.h"
 
 using namespace rondel;

@@ -9,7 +9,7 @@
 
 #include <algorithm>
 
-#include "Rondel/core/internal/LineScan.h"
+#include "Rondel/core/text/internal/LineScan.h"
 
 namespace rondel::internal {
 

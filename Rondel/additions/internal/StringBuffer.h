@@ -10,7 +10,7 @@
 // it.
 #pragma once
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel::internal {
 

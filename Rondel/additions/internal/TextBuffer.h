@@ -5,8 +5,8 @@
 #pragma once
 
 #include "Rondel/additions/internal/GrowingRun.h"
-#include "Rondel/core/String.h"
-#include "Rondel/core/internal/Characters.h"
+#include "Rondel/core/text/String.h"
+#include "Rondel/core/text/internal/Characters.h"
 
 namespace rondel::internal {
 

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <new>
 
-#include "Rondel/core/internal/ASCII.h"
+#include "Rondel/core/text/internal/ASCII.h"
 
 namespace rondel::internal {
 

@@ -13,8 +13,8 @@
 #include <bit>
 
 #include "Rondel/additions/internal/StringBuffer.h"
-#include "Rondel/core/String.h"
 #include "Rondel/core/report/Check.h"
+#include "Rondel/core/text/String.h"
 
 #ifdef __SSE2__
 #include <emmintrin.h>

@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <vector>
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/IndexSet.h"
 #include "Rondel/core/collections/internal/ArrayStorage.h"
 #include "Rondel/core/collections/internal/ObjectKeys.h"
 #include "Rondel/core/object/Exception.h"
 #include "Rondel/core/object/internal/Describe.h"
 #include "Rondel/core/object/internal/RangeCheck.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Number.h"
 
 namespace rondel {

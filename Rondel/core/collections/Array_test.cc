@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/collections/IndexSet.h"
 #include "Rondel/core/collections/Set.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Number.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/Collections.h"

@@ -5,13 +5,13 @@
 #include <new>
 #include <vector>
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/internal/ArrayStorage.h"
 #include "Rondel/core/collections/internal/DictionaryText.h"
 #include "Rondel/core/collections/internal/ObjectTable.h"
 #include "Rondel/core/object/Exception.h"
 #include "Rondel/core/object/internal/DeferredDrop.h"
 #include "Rondel/core/object/internal/Describe.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Array.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Number.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/Collections.h"

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/internal/ObjectKeys.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

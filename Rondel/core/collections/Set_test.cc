@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Array.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Number.h"
 #include "Rondel/testing/Collections.h"
 

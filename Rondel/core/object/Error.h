@@ -10,7 +10,7 @@
 // must not be read after a success.
 #pragma once
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

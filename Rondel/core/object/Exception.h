@@ -14,8 +14,8 @@
 
 #include <exception>
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Dictionary.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

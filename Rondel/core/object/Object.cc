@@ -6,8 +6,8 @@
 #include <string>
 #include <unordered_set>
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Number.h"
 
 namespace rondel {

@@ -7,13 +7,13 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "Rondel/core/CharacterSet.h"
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/collections/IndexSet.h"
 #include "Rondel/core/collections/Set.h"
 #include "Rondel/core/object/Error.h"
+#include "Rondel/core/text/CharacterSet.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Date.h"
 #include "Rondel/core/values/Number.h"

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <type_traits>
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel::test {
 namespace {

@@ -25,7 +25,7 @@
 // bundle. On nil every operation gives nil. All operations may be used on any thread.
 #pragma once
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

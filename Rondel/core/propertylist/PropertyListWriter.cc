@@ -5,9 +5,9 @@
 
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
-#include "Rondel/core/internal/Transcode.h"
 #include "Rondel/core/propertylist/PropertyList.h"
 #include "Rondel/core/propertylist/internal/PropertyListForms.h"
+#include "Rondel/core/text/internal/Transcode.h"
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Date.h"
 #include "Rondel/core/values/Number.h"

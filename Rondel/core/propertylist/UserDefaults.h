@@ -43,7 +43,7 @@
 // operations may be used on any thread.
 #pragma once
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

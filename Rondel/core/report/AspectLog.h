@@ -27,7 +27,7 @@
 // reported and nothing fails. Nothing is torn down at exit.
 #pragma once
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

@@ -10,7 +10,7 @@
 // Each thread has a handler of its own; at first that is one that raises.
 #pragma once
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

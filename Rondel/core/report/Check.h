@@ -53,7 +53,7 @@
 
 #include <type_traits>
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

@@ -9,7 +9,7 @@
 // text does not encode to the same bytes again. All operations may be used on any thread.
 #pragma once
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

@@ -8,9 +8,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/object/internal/RangeCheck.h"
 #include "Rondel/core/system/internal/FileContents.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/core/values/internal/DataStorage.h"
 
 namespace rondel {

@@ -15,8 +15,8 @@
 #include <string_view>
 #include <thread>
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/Collections.h"
 #include "Rondel/testing/Places.h"

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <ctime>
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

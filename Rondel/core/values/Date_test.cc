@@ -5,7 +5,7 @@
 
 #include <ctime>
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/testing/Collections.h"
 
 namespace rondel::test {

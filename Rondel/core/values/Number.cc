@@ -8,8 +8,8 @@
 #include <limits>
 #include <utility>
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/collections/internal/ObjectKeys.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel {
 

@@ -8,7 +8,7 @@
 #include <limits>
 #include <vector>
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/Collections.h"
 

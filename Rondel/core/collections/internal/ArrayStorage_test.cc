@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Number.h"
 #include "Rondel/testing/AllocationCounter.h"
 

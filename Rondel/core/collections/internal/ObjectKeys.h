@@ -4,8 +4,8 @@
 // elements and nearly all keys are.
 #pragma once
 
-#include "Rondel/core/internal/FlatString.h"
 #include "Rondel/core/object/Object.h"
+#include "Rondel/core/text/internal/FlatString.h"
 
 namespace rondel::internal {
 

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <bit>
 
-#include "Rondel/core/String.h"
-#include "Rondel/core/internal/Transcode.h"
+#include "Rondel/core/text/String.h"
+#include "Rondel/core/text/internal/Transcode.h"
 
 namespace rondel::internal {
 

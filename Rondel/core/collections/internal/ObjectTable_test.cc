@@ -7,7 +7,7 @@
 #include <random>
 #include <stdexcept>
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Number.h"
 
 namespace rondel::internal {

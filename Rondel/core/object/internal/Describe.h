@@ -3,7 +3,7 @@
 // The descriptions of collections.
 #pragma once
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel::internal {
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "Rondel/core/internal/Characters.h"
 #include "Rondel/core/propertylist/PropertyList.h"
+#include "Rondel/core/text/internal/Characters.h"
 
 namespace rondel::internal {
 

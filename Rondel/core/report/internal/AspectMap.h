@@ -9,7 +9,7 @@
 // different aspects and not by the number of changes.
 #pragma once
 
-#include "Rondel/core/String.h"
+#include "Rondel/core/text/String.h"
 
 namespace rondel::internal {
 

@@ -13,8 +13,8 @@
 #include <cstring>
 #include <string>
 
-#include "Rondel/core/String.h"
 #include "Rondel/core/system/internal/Descriptor.h"
+#include "Rondel/core/text/String.h"
 #include "Rondel/core/values/internal/DataStorage.h"
 
 namespace rondel::internal {

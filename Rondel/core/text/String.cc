@@ -1,0 +1,564 @@
+// SPDX-License-Identifier: MIT
+//
+// Making strings, reading them, and what the string classes answer. Searching, comparing, line
+// bounds, Unicode and paths have files of their own.
+#include "Rondel/core/text/String.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <string>
+#include <type_traits>
+
+#include "Rondel/core/object/internal/RangeCheck.h"
+#include "Rondel/core/text/internal/BufferString.h"
+#include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/TextPieces.h"
+#include "Rondel/core/values/Data.h"
+#include "Rondel/core/values/Number.h"
+
+namespace rondel {
+
+using internal::BufferString;
+using internal::Characters;
+using internal::FlatString;
+
+// ---- The string classes -----------------------------------------------------------------------
+
+namespace {
+
+constexpr HxMethod kStringMethods[] = {
+    {"caseInsensitiveCompare:",
+     [](HxObject& self, const HxAny& other) -> HxAny {
+       const HxString text(HxAny::Unchecked{}, HxAny(&self));
+       return HxNumber::numberWithInt(text.caseInsensitiveCompare(as<HxString>(other)));
+     }},
+    {"uppercaseString",
+     [](HxObject& self, const HxAny&) -> HxAny {
+       return HxString(HxAny::Unchecked{}, HxAny(&self)).uppercaseString();
+     }},
+};
+
+HxString handleOf(const HxObject* object) { return HxString(HxAny::Unchecked{}, HxAny(object)); }
+
+}  // namespace
+
+HxClass HxStringObject::classObject() noexcept {
+  static const HxClassInfo info{"HxString", HxObject::classObject().info(),
+                                [] { return HxAny(HxString::string()); }, kStringMethods,
+                                std::size(kStringMethods)};
+  return HxClass(&info);
+}
+
+HxClass FlatString::classObject() noexcept { return HxStringObject::classObject(); }
+
+HxClass BufferString::hxClass() const noexcept {
+  return bits() & kMutable ? HxMutableString::classObject() : HxStringObject::classObject();
+}
+
+HxClass HxMutableString::classObject() noexcept {
+  static const HxClassInfo info{"HxMutableString", HxStringObject::classObject().info(),
+                                [] { return HxAny(HxMutableString::string()); }};
+  return HxClass(&info);
+}
+
+namespace {
+
+using internal::TextPieces;
+
+HxUniChar unitOf(char ascii) { return static_cast<unsigned char>(ascii); }
+HxUniChar unitOf(HxUniChar unit) { return unit; }
+
+template <class Left, class Right>
+bool areSame(const Left* left, const Right* right, HxUInteger count) {
+  if constexpr (std::is_same_v<Left, Right>) {
+    return std::memcmp(left, right, count * sizeof(Left)) == 0;
+  } else {
+    for (HxUInteger i = 0; i < count; ++i) {
+      if (unitOf(left[i]) != unitOf(right[i])) return false;
+    }
+    return true;
+  }
+}
+
+// Two texts of the same length.
+bool haveSameUnits(const HxStringObject& a, const HxStringObject& b, HxUInteger length) {
+  TextPieces left(a);
+  TextPieces right(b);
+  bool isSame = true;
+  internal::forEachPiece({0, length}, [&](HxRange piece) {
+    isSame = left.visit(piece, [&](auto* units) {
+      return right.visit(piece, [&](auto* others) { return areSame(units, others, piece.length); });
+    });
+    return isSame;
+  });
+  return isSame;
+}
+
+bool isASCII(TextPieces& text, HxUInteger length) {
+  bool isASCII = true;
+  internal::forEachPiece({0, length}, [&](HxRange piece) {
+    return isASCII = text.visit(
+               piece, [&](auto* units) { return internal::isASCII(units, piece.length); });
+  });
+  return isASCII;
+}
+
+// hashOfBytes for text in pieces.
+class PieceHash {
+ public:
+  explicit PieceHash(HxUInteger byteCount) : _left(byteCount), _hash(internal::hashStart(_left)) {}
+
+  // Each piece but the last is of a multiple of 16 bytes.
+  void add(const char* bytes, HxUInteger count) {
+    const char* const end = bytes + count;
+    for (; bytes < end && _left > 16; bytes += 16, _left -= 16) {
+      _hash = internal::hashBlock(_hash, bytes);
+    }
+    if (bytes < end) _hash = internal::hashEnd(_hash, bytes, _left);
+  }
+  HxUInteger result() const { return _hash; }
+
+ private:
+  HxUInteger _left;
+  std::uint64_t _hash;
+};
+
+// Of a text that is not stored as the hash wants it: wide units that may all be ASCII.
+HxUInteger hashOfPieces(TextPieces& text, HxUInteger length) {
+  static_assert(TextPieces::kUnits % 16 == 0);
+  const bool isNarrow = isASCII(text, length);
+  PieceHash hash(isNarrow ? length : length * sizeof(HxUniChar));
+  internal::forEachPiece({0, length}, [&](HxRange piece) {
+    text.visit(piece, [&](auto* units) {
+      char narrow[TextPieces::kUnits];
+      if constexpr (sizeof(*units) == 1) {
+        hash.add(units, piece.length);
+      } else if (isNarrow) {
+        internal::narrowUnits(units, piece.length, narrow);
+        hash.add(narrow, piece.length);
+      } else {
+        hash.add(reinterpret_cast<const char*>(units), piece.length * sizeof(HxUniChar));
+      }
+    });
+    return true;
+  });
+  return hash.result();
+}
+
+}  // namespace
+
+bool HxStringObject::isEqual(const HxObject& other) const {
+  if (this == &other) return true;
+  if (other.typeID() != HxTypeID::string) return false;
+  const auto& string = static_cast<const HxStringObject&>(other);
+  const HxUInteger count = length();
+  return count == string.length() && haveSameUnits(*this, string, count);
+}
+
+HxUInteger HxStringObject::hash() const {
+  TextPieces text(*this);
+  const HxUInteger count = length();
+  if (count == 0) return internal::hashOfBytes("", 0);
+  if (const char* const narrow = text.run().narrow) return internal::hashOfBytes(narrow, count);
+  return hashOfPieces(text, count);
+}
+
+HxString HxStringObject::description() const { return handleOf(this); }
+
+HxAny HxStringObject::copy() const {
+  const Characters text(this);
+  return text.visit(
+      [](auto* units, HxUInteger length) -> HxAny { return internal::makeString(units, length); });
+}
+
+HxAny HxStringObject::mutableCopy() const {
+  return HxMutableString::stringWithString(handleOf(this));
+}
+
+// ---- Flat strings -----------------------------------------------------------------------------
+
+void* FlatString::allocate(std::size_t bytes) {
+  void* block = std::malloc(bytes);
+  if (!block) throw std::bad_alloc();
+  return block;
+}
+
+FlatString* FlatString::makeWide(HxUInteger length) {
+  void* block = allocate(sizeof(FlatString) + (length + 1) * sizeof(HxUniChar));
+  auto* string = new (block) FlatString(static_cast<std::uint32_t>(length), kFlatWide);
+  string->wide()[length] = u'\0';
+  return string;
+}
+
+void FlatString::freeBlock(void* block) noexcept { std::free(block); }
+
+void FlatString::getCharacters(HxUniChar* buffer, HxRange range) const {
+  if (isNarrow()) {
+    internal::widenBytes(narrow() + range.location, range.length, buffer);
+  } else if (range.length > 0) {
+    std::memcpy(buffer, wide() + range.location, range.length * sizeof(HxUniChar));
+  }
+}
+
+std::uint32_t FlatString::computeHash() const noexcept {
+  const std::uint32_t hash =
+      internal::hashOfBytes(reinterpret_cast<const char*>(this + 1), byteLength());
+  _hash.storeRelaxed(hash);
+  return hash;
+}
+
+// ---- Making strings ---------------------------------------------------------------------------
+
+HxString::HxString(std::string_view utf8)
+    : HxString(internal::makeStringFromUTF8(utf8.data(), utf8.size())) {}
+
+HxString::HxString(std::u16string_view units)
+    : HxString(internal::makeString(units.data(), units.size())) {}
+
+HxString HxString::string() noexcept { return ""_hx; }
+
+HxString HxString::stringWithString(const HxString& string) { return string.copy(); }
+
+HxString HxString::stringWithUTF8String(const char* bytes) {
+  return bytes ? internal::makeStringFromUTF8(bytes, std::strlen(bytes)) : HxString();
+}
+
+HxString HxString::stringWithCString(const char* bytes, HxStringEncoding encoding) {
+  return bytes ? initWithBytes(bytes, std::strlen(bytes), encoding) : HxString();
+}
+
+HxString HxString::initWithCString(const char* bytes, HxStringEncoding encoding) {
+  return stringWithCString(bytes, encoding);
+}
+
+HxString HxString::stringWithCharacters(const HxUniChar* characters, HxUInteger length) {
+  if (!characters && length > 0) return nullptr;
+  return internal::makeString(characters, length);
+}
+
+HxString HxString::initWithCharacters(const HxUniChar* characters, HxUInteger length) {
+  return stringWithCharacters(characters, length);
+}
+
+namespace {
+
+// A block of the caller's that is freed when told so, also when making the string fails.
+class CallersBlock {
+ public:
+  CallersBlock(void* block, bool freeWhenDone) noexcept : _block(freeWhenDone ? block : nullptr) {}
+  CallersBlock(const CallersBlock&) = delete;
+  CallersBlock& operator=(const CallersBlock&) = delete;
+  ~CallersBlock() { std::free(_block); }
+
+ private:
+  void* _block;
+};
+
+}  // namespace
+
+HxString HxString::initWithCharactersNoCopy(HxUniChar* characters, HxUInteger length,
+                                            bool freeWhenDone) {
+  const CallersBlock block(characters, freeWhenDone);
+  return stringWithCharacters(characters, length);
+}
+
+HxString HxString::initWithBytesNoCopy(void* bytes, HxUInteger length, HxStringEncoding encoding,
+                                       bool freeWhenDone) {
+  const CallersBlock block(bytes, freeWhenDone);
+  return initWithBytes(bytes, length, encoding);
+}
+
+namespace {
+
+HxString stringFromLatin1(const char* bytes, HxUInteger length) {
+  if (internal::isASCII(bytes, length)) return internal::makeString(bytes, length);
+  std::u16string units(length, u'\0');
+  internal::widenBytes(bytes, length, units.data());
+  return internal::makeString(units.data(), length);
+}
+
+// UTF-16 with or without a byte order mark (RFC 2781, section 4.3). Lone surrogates are kept.
+HxString stringFromUTF16(const unsigned char* bytes, HxUInteger length) {
+  if (length % 2 != 0) return nullptr;
+  const bool isLittle = length >= 2 && bytes[0] == 0xFF && bytes[1] == 0xFE;
+  const bool hasMark = isLittle || (length >= 2 && bytes[0] == 0xFE && bytes[1] == 0xFF);
+  const HxUInteger start = hasMark ? 2 : 0;
+  std::u16string units;
+  units.reserve((length - start) / 2);
+  for (HxUInteger i = start; i < length; i += 2) {
+    const unsigned high = bytes[isLittle ? i + 1 : i];
+    const unsigned low = bytes[isLittle ? i : i + 1];
+    units.push_back(static_cast<HxUniChar>(high << 8 | low));
+  }
+  return internal::makeString(units.data(), units.size());
+}
+
+}  // namespace
+
+HxString HxString::initWithBytes(const void* bytes, HxUInteger length, HxStringEncoding encoding) {
+  if (!bytes && length > 0) return nullptr;
+  const char* characters = static_cast<const char*>(bytes);
+  switch (encoding) {
+    case HxASCIIStringEncoding:
+      return internal::isASCII(characters, length) ? internal::makeString(characters, length)
+                                                   : HxString();
+    case HxUTF8StringEncoding:
+      return internal::makeStringFromUTF8(characters, length);
+    case HxUnicodeStringEncoding:
+      return stringFromUTF16(static_cast<const unsigned char*>(bytes), length);
+    case HxHaldenOSRomanStringEncoding:
+      return stringFromLatin1(characters, length);
+    default:
+      return nullptr;
+  }
+}
+
+HxString HxString::initWithData(const HxData& data, HxStringEncoding encoding) {
+  return data ? initWithBytes(data.bytes(), data.length(), encoding) : HxString();
+}
+
+// ---- Reading ----------------------------------------------------------------------------------
+
+HxUniChar HxString::characterAtIndex(HxUInteger index) const {
+  if (!_object) return 0;
+  internal::checkIndex("-[HxString characterAtIndex:]", index, length());
+  return isFlat() ? flat()->characterAtIndex(index) : stringObject()->characterAtIndex(index);
+}
+
+void HxString::getCharacters(HxUniChar* buffer) const {
+  if (_object) stringObject()->getCharacters(buffer, {0, length()});
+}
+
+void HxString::getCharacters(HxUniChar* buffer, HxRange range) const {
+  if (!_object) return;
+  internal::checkRange("-[HxString getCharacters:range:]", range, length());
+  stringObject()->getCharacters(buffer, range);
+}
+
+HxCString::HxCString(const HxAny& owner, const char* bytes, HxUInteger length) noexcept
+    : _owner(owner), _bytes(bytes), _length(length) {}
+
+HxCString::HxCString(HxUInteger length)
+    : _block(static_cast<char*>(::operator new(length + 1))), _bytes(_block), _length(length) {
+  _block[length] = '\0';
+}
+
+HxCString::HxCString(HxCString&& other) noexcept
+    : _owner(std::move(other._owner)),
+      _block(std::exchange(other._block, nullptr)),
+      _bytes(std::exchange(other._bytes, nullptr)),
+      _length(std::exchange(other._length, 0)) {}
+
+HxCString& HxCString::operator=(HxCString&& other) noexcept {
+  _owner.swap(other._owner);
+  std::swap(_block, other._block);
+  std::swap(_bytes, other._bytes);
+  std::swap(_length, other._length);
+  return *this;
+}
+
+HxCString::~HxCString() { ::operator delete(_block); }
+
+HxCString HxString::UTF8String() const {
+  if (!_object) return {};
+  if (isFlat() && flat()->isNarrow()) return {*this, flat()->narrow(), flat()->flatLength()};
+  const Characters text(*this);
+  if (text.isNarrow()) {
+    HxCString result(text.length());
+    std::memcpy(result._block, text.narrow(), text.length());
+    return result;
+  }
+  const HxUInteger bytes = internal::lengthInUTF8(text.wide(), text.length());
+  if (bytes == HxNotFound) return {};
+  HxCString result(bytes);
+  internal::encodeUTF8(text.wide(), text.length(), result._block);
+  return result;
+}
+
+std::string HxString::toStdString() const {
+  const Characters text(*this);
+  if (text.isNarrow()) return std::string(text.narrow(), text.length());
+  std::string bytes(text.length() * 3, '\0');
+  bytes.resize(static_cast<std::size_t>(
+      internal::encodeUTF8(text.wide(), text.length(), bytes.data()) - bytes.data()));
+  return bytes;
+}
+
+namespace {
+
+// One byte a unit, for encodings whose bytes are the first code points; nil when a unit is above
+// `last`.
+HxData dataOfBytes(const Characters& text, HxUniChar last) {
+  HxMutableData data = HxMutableData::data();
+  data.setLengthUninitialized(text.length());
+  std::uint8_t* out = data.mutableBytes();
+  for (HxUInteger i = 0; i < text.length(); ++i) {
+    const HxUniChar unit = text[i];
+    if (unit > last) return nullptr;
+    out[i] = static_cast<std::uint8_t>(unit);
+  }
+  return data;
+}
+
+HxData dataOfUTF16(const Characters& text) {
+  HxMutableData data = HxMutableData::data();
+  data.setLengthUninitialized((text.length() + 1) * sizeof(HxUniChar));
+  auto* units = reinterpret_cast<HxUniChar*>(data.mutableBytes());
+  units[0] = 0xFEFF;
+  if (text.isNarrow()) {
+    internal::widenBytes(text.narrow(), text.length(), units + 1);
+  } else {
+    std::memcpy(units + 1, text.wide(), text.length() * sizeof(HxUniChar));
+  }
+  return data;
+}
+
+HxData dataOfUTF8(const Characters& text) {
+  if (text.isNarrow()) return HxData::dataWithBytes(text.narrow(), text.length());
+  const HxUInteger bytes = internal::lengthInUTF8(text.wide(), text.length());
+  if (bytes == HxNotFound) return nullptr;
+  HxMutableData data = HxMutableData::data();
+  data.setLengthUninitialized(bytes);
+  internal::encodeUTF8(text.wide(), text.length(), reinterpret_cast<char*>(data.mutableBytes()));
+  return data;
+}
+
+}  // namespace
+
+HxData HxString::dataUsingEncoding(HxStringEncoding encoding) const {
+  if (!_object) return nullptr;
+  const Characters text(*this);
+  switch (encoding) {
+    case HxASCIIStringEncoding:
+      return dataOfBytes(text, 0x7F);
+    case HxUTF8StringEncoding:
+      return dataOfUTF8(text);
+    case HxUnicodeStringEncoding:
+      return dataOfUTF16(text);
+    case HxHaldenOSRomanStringEncoding:
+      return dataOfBytes(text, 0xFF);
+    default:
+      return nullptr;
+  }
+}
+
+// ---- New strings from old ---------------------------------------------------------------------
+
+HxString HxString::substringWithRange(HxRange range) const {
+  if (!_object) return nullptr;
+  internal::checkRange("-[HxString substringWithRange:]", range, length());
+  if (isFlat()) {
+    if (range.length == length()) return *this;
+    return flat()->isNarrow()
+               ? internal::makeString(flat()->narrow() + range.location, range.length)
+               : internal::makeString(flat()->wide() + range.location, range.length);
+  }
+  const HxStringObject::Contiguous run = stringObject()->contiguousCharacters();
+  if (run.narrow) return internal::makeString(run.narrow + range.location, range.length);
+  if (run.wide) return internal::makeString(run.wide + range.location, range.length);
+  std::u16string units(range.length, u'\0');
+  stringObject()->getCharacters(units.data(), range);
+  return internal::makeString(units.data(), units.size());
+}
+
+HxString HxString::substringFromIndex(HxUInteger index) const {
+  if (!_object) return nullptr;
+  const HxUInteger end = length();
+  internal::checkRange("-[HxString substringFromIndex:]", {index, 0}, end);
+  return substringWithRange({index, end - index});
+}
+
+HxString HxString::substringToIndex(HxUInteger index) const {
+  if (!_object) return nullptr;
+  internal::checkRange("-[HxString substringToIndex:]", {0, index}, length());
+  return substringWithRange({0, index});
+}
+
+HxString HxString::stringByAppendingString(const HxString& string) const {
+  if (!_object) return nullptr;
+  return stringByConcatenating(*this, string);
+}
+
+HxString HxString::concatenate(const HxString* const* parts, HxUInteger count) {
+  const std::span all(parts, count);
+  const bool areNarrow = std::all_of(all.begin(), all.end(), [](const HxString* part) {
+    return part->isNil() || part->isFlatNarrow();
+  });
+  HxUInteger length = 0;
+  for (const HxString* part : all) length += part->asciiView().size();
+  if (areNarrow && length <= internal::FlatString::kMaximumLength) {
+    internal::FlatString* const string = internal::FlatString::makeNarrow(length);
+    char* out = string->narrow();
+    for (const HxString* part : all) out = internal::appendBytes(out, part->asciiView());
+    return HxString(Unchecked{}, HxAny::adopt(string));
+  }
+  HxMutableString text = HxMutableString::string();
+  for (const HxString* part : all) text.appendString(*part);
+  return text.copy();
+}
+
+HxString HxString::copy() const {
+  if (!_object || isFlat()) return *this;
+  return HxString(Unchecked{}, _object->copy());
+}
+
+HxMutableString HxString::mutableCopy() const {
+  return _object ? HxMutableString::stringWithString(*this) : HxMutableString();
+}
+
+// ---- The mutable form -------------------------------------------------------------------------
+
+namespace {
+
+BufferString* bufferOf(const HxMutableString& string) noexcept {
+  return static_cast<BufferString*>(string.object());
+}
+
+}  // namespace
+
+HxMutableString HxMutableString::string() { return initWithCapacity(0); }
+
+HxMutableString HxMutableString::initWithCapacity(HxUInteger capacity) {
+  return HxMutableString(Unchecked{}, BufferString::makeMutable(capacity));
+}
+
+HxMutableString HxMutableString::stringWithString(const HxString& string) {
+  HxMutableString result = initWithCapacity(string.length());
+  result.appendString(string);
+  return result;
+}
+
+void HxMutableString::appendString(const HxString& string) {
+  if (_object && string) bufferOf(*this)->replace({length(), 0}, string);
+}
+
+void HxMutableString::appendCharacters(const HxUniChar* characters, HxUInteger count) {
+  if (_object && characters && count > 0)
+    bufferOf(*this)->replaceWithUnits({length(), 0}, characters, count);
+}
+
+void HxMutableString::setString(const HxString& string) {
+  replaceCharactersInRange({0, length()}, string);
+}
+
+void HxMutableString::insertString(const HxString& string, HxUInteger index) {
+  if (!_object) return;
+  internal::checkRange("-[HxMutableString insertString:atIndex:]", {index, 0}, length());
+  bufferOf(*this)->replace({index, 0}, string);
+}
+
+void HxMutableString::deleteCharactersInRange(HxRange range) {
+  if (!_object) return;
+  internal::checkRange("-[HxMutableString deleteCharactersInRange:]", range, length());
+  bufferOf(*this)->replaceWithBytes(range, "", 0);
+}
+
+void HxMutableString::replaceCharactersInRange(HxRange range, const HxString& string) {
+  if (!_object) return;
+  internal::checkRange("-[HxMutableString replaceCharactersInRange:withString:]", range, length());
+  bufferOf(*this)->replace(range, string);
+}
+
+}  // namespace rondel

@@ -1,0 +1,412 @@
+// SPDX-License-Identifier: MIT
+//
+// Text: HxString and its mutable form.
+//
+// A string is a sequence of UTF-16 code units. All lengths, indexes and ranges count code units, so
+// a surrogate pair counts as two. HxString is a nil-safe handle, one pointer wide; copying it
+// shares the text and never copies characters.
+//
+//   HxString name = "main.c"_hx;  // a constant: no allocation
+//   HxString path = "src"_hx.stringByAppendingPathComponent(name);
+//   HxString line = HxString::stringWithFormat("%@: %d"_hx, path, 12);
+//   HxString text = HxString(std::string_view(bytes, n));  // nil when the bytes are no UTF-8
+//   if (path.hasSuffix(".c"_hx)) ...
+//
+// Nil. Every operation on a nil string gives zero: length 0, false, nil, an empty answer, and
+// kNotFoundRange for searches. A nil argument is treated as stated with the operation, and never
+// crashes.
+//
+// Errors. An index or a range beyond the end raises HxException with the name HxRangeException.
+// Bytes that are not valid in their encoding give nil. Nothing else fails.
+//
+// Storage. Built-in strings keep one byte a character while all of them are ASCII, else two, behind
+// a header of 24 bytes in one block. Any class derived from HxStringObject works as a string; see
+// internal/FlatString.h for the three operations that it supplies.
+//
+// Threads. An immutable string may be used from any thread; a mutable one belongs to one thread at
+// a time.
+#pragma once
+
+#include <compare>
+#include <iosfwd>
+#include <string_view>
+
+#include "Rondel/core/object/Object.h"
+#include "Rondel/core/text/Format.h"
+#include "Rondel/core/text/internal/FlatString.h"
+
+namespace rondel {
+
+class HxArray;
+class HxCharacterSet;
+class HxData;
+class HxMutableString;
+
+// NUL-terminated bytes made from a string; they live as long as this object (and cost nothing for
+// flat ASCII text, which is shared). Null when the string was nil or does not convert.
+class RONDEL_EXPORT HxCString {
+ public:
+  HxCString() noexcept = default;
+  HxCString(HxCString&& other) noexcept;
+  HxCString& operator=(HxCString&& other) noexcept;
+  HxCString(const HxCString&) = delete;
+  HxCString& operator=(const HxCString&) = delete;
+  ~HxCString();
+
+  const char* c_str() const noexcept { return _bytes; }
+  operator const char*() const noexcept { return _bytes; }  // NOLINT: stands for the bytes
+  // Bytes before the NUL.
+  HxUInteger length() const noexcept { return _length; }
+  std::string_view view() const noexcept {
+    return _bytes ? std::string_view(_bytes, _length) : std::string_view();
+  }
+  bool isNull() const noexcept { return !_bytes; }
+
+ private:
+  friend class HxString;
+  HxCString(const HxAny& owner, const char* bytes, HxUInteger length) noexcept;
+  explicit HxCString(HxUInteger length);  // a heap block of length + 1 bytes
+
+  HxAny _owner;
+  char* _block = nullptr;
+  const char* _bytes = nullptr;
+  HxUInteger _length = 0;
+};
+
+class RONDEL_EXPORT HxString : public HxAny {
+ public:
+  constexpr HxString() noexcept = default;
+  constexpr HxString(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  HxString(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
+  // UTF-8 and UTF-16 text. Bytes that are not valid UTF-8 give nil; UTF-16 units are taken as they
+  // stand.
+  explicit HxString(std::string_view utf8);
+  explicit HxString(std::u16string_view units);
+  // A string of one's own class. Nil gives nil.
+  template <std::derived_from<HxStringObject> T>
+  explicit HxString(const Ref<T>& object) noexcept : HxAny(object) {}
+
+  static bool canHold(const HxObject* object) noexcept {
+    return object && object->typeID() == HxTypeID::string;
+  }
+  // The class of all strings; that of HxMutableString is below it.
+  static HxClass classObject() noexcept { return HxStringObject::classObject(); }
+
+  // ---- Making strings --------------------------------------------------------------------------
+
+  // The empty string.
+  static HxString string() noexcept;
+  // A string with the same text; nil gives nil.
+  static HxString stringWithString(const HxString& string);
+  template <std::derived_from<HxStringObject> T>
+  static HxString stringWithObject(const Ref<T>& object) noexcept {
+    return HxString(object);
+  }
+  // The format with its conversions replaced; see Format.h. A nil format gives nil.
+  template <class... Arguments>
+  static HxString stringWithFormat(const HxString& format, const Arguments&... arguments) {
+    return initWithFormatArguments(format, HxArgumentPack(arguments...));
+  }
+  template <class... Arguments>
+  static HxString initWithFormat(const HxString& format, const Arguments&... arguments) {
+    return initWithFormatArguments(format, HxArgumentPack(arguments...));
+  }
+  static HxString initWithFormatArguments(const HxString& format, HxArguments arguments);
+  // From NUL-terminated UTF-8; null or invalid bytes give nil.
+  static HxString stringWithUTF8String(const char* bytes);
+  // From NUL-terminated bytes in one of the encodings of Types.h; null, invalid bytes and unknown
+  // encodings give nil.
+  static HxString stringWithCString(const char* bytes, HxStringEncoding encoding);
+  static HxString initWithCString(const char* bytes, HxStringEncoding encoding);
+  // From UTF-16 units; null with a length of 0 gives the empty string.
+  static HxString stringWithCharacters(const HxUniChar* characters, HxUInteger length);
+  static HxString initWithCharacters(const HxUniChar* characters, HxUInteger length);
+  // Takes over `characters`, made with malloc, and frees them when done if told so; the text may be
+  // copied at once.
+  static HxString initWithCharactersNoCopy(HxUniChar* characters, HxUInteger length,
+                                           bool freeWhenDone);
+  // From bytes; nil when they are not valid in the encoding.
+  static HxString initWithBytes(const void* bytes, HxUInteger length, HxStringEncoding encoding);
+  static HxString initWithBytesNoCopy(void* bytes, HxUInteger length, HxStringEncoding encoding,
+                                      bool freeWhenDone);
+  static HxString initWithData(const HxData& data, HxStringEncoding encoding);
+
+  // ---- Reading ---------------------------------------------------------------------------------
+
+  HxUInteger length() const {
+    if (!_object) return 0;
+    return isFlat() ? flat()->flatLength() : stringObject()->length();
+  }
+  bool isEmpty() const { return length() == 0; }
+  // The code unit at an index; beyond the end raises HxRangeException. 0 for nil.
+  HxUniChar characterAtIndex(HxUInteger index) const;
+  // Copies all units, or those of a range, to `buffer`, with no terminator. A range beyond the end
+  // raises HxRangeException.
+  void getCharacters(HxUniChar* buffer) const;
+  void getCharacters(HxUniChar* buffer, HxRange range) const;
+  // NUL-terminated UTF-8; null for nil and for text with a lone surrogate. The text's own NULs are
+  // kept and counted in length().
+  HxCString UTF8String() const;
+  // NUL-terminated UTF-8 in canonical decomposition, for file names; null as above.
+  HxCString fileSystemRepresentation() const;
+  // The same into a buffer of `maximumLength` bytes, which may be used up to its end, with nothing
+  // taken from the heap for text of a normal make; false, with the buffer in any state, when the
+  // bytes and their NUL do not fit or there are none.
+  bool getFileSystemRepresentation(char* buffer, HxUInteger maximumLength) const;
+  // The most bytes that fileSystemRepresentation can need, terminator included.
+  HxUInteger maximumFileSystemRepresentationLength() const;
+  // The text as std::string, UTF-8; empty for nil. Lone surrogates become U+FFFD. Include <string>
+  // to call it.
+  std::string toStdString() const;
+  // Bytes in the encoding, nil when the string does not convert (a lone surrogate does not convert
+  // to UTF-8). HxUnicodeStringEncoding writes a byte order mark and the machine's byte order.
+  HxData dataUsingEncoding(HxStringEncoding encoding) const;
+  // The characters where they lie, when the string is flat and all ASCII; an empty view with a null
+  // pointer otherwise.
+  std::string_view asciiView() const noexcept {
+    return isFlatNarrow() ? flat()->narrowView() : std::string_view();
+  }
+
+  // Leading decimal number behind any whitespace, with a sign; 0 if there is none; saturates at the
+  // limits of the type.
+  int intValue() const;
+  HxInteger integerValue() const;
+  // Whether the text begins with Y, y, T, t or a digit from 1 to 9.
+  bool boolValue() const;
+
+  // ---- Comparing -------------------------------------------------------------------------------
+
+  // Same code units in the same order. False when either is nil.
+  bool isEqualToString(const HxString& other) const {
+    if (!_object || !other._object) return false;
+    if (_object == other._object) return true;
+    return isFlat() && other.isFlat() ? flat()->hasSameUnits(*other.flat())
+                                      : _object->isEqual(*other._object);
+  }
+  // Ordering; text that is canonically equivalent is the same unless HxLiteralSearch is given, and
+  // is ordered by the code units of its canonical decomposition. A nil argument sorts first. The
+  // range is of the receiver.
+  HxComparisonResult compare(const HxString& other) const { return compare(other, 0); }
+  HxComparisonResult compare(const HxString& other, HxStringCompareOptions options) const;
+  HxComparisonResult compare(const HxString& other, HxStringCompareOptions options,
+                             HxRange range) const;
+  HxComparisonResult caseInsensitiveCompare(const HxString& other) const {
+    return compare(other, HxCaseInsensitiveSearch);
+  }
+  // By canonical equivalence. An empty argument is a prefix and a suffix of every string; nil is of
+  // none.
+  bool hasPrefix(const HxString& prefix) const;
+  bool hasSuffix(const HxString& suffix) const;
+
+  HxUInteger hash() const {
+    if (!_object) return 0;
+    return isFlat() ? flat()->flatHash() : stringObject()->hash();
+  }
+  bool isEqual(const HxAny& other) const {
+    return canHold(other.object()) && isEqualToString(HxString(Unchecked{}, other));
+  }
+  // As values: two nils are equal.
+  friend bool operator==(const HxString& a, const HxString& b) {
+    return a._object == b._object || a.isEqualToString(b);
+  }
+  // By code units, nil first.
+  friend std::strong_ordering operator<=>(const HxString& a, const HxString& b) {
+    if (!a || !b) return static_cast<bool>(a) <=> static_cast<bool>(b);
+    return a.compare(b, HxLiteralSearch) <=> 0;
+  }
+
+  // ---- Searching -------------------------------------------------------------------------------
+
+  // The first match (the last with HxBackwardsSearch), or kNotFoundRange; an empty or nil argument
+  // finds nothing. Without HxLiteralSearch canonically equivalent text matches, and a match never
+  // ends inside a composed character sequence.
+  HxRange rangeOfString(const HxString& string) const { return rangeOfString(string, 0); }
+  HxRange rangeOfString(const HxString& string, HxStringCompareOptions options) const;
+  HxRange rangeOfString(const HxString& string, HxStringCompareOptions options,
+                        HxRange range) const;
+  // The first code unit in the set, as a range of length 1, or kNotFoundRange.
+  HxRange rangeOfCharacterFromSet(const HxCharacterSet& set) const {
+    return rangeOfCharacterFromSet(set, 0);
+  }
+  HxRange rangeOfCharacterFromSet(const HxCharacterSet& set, HxStringCompareOptions options) const;
+  HxRange rangeOfCharacterFromSet(const HxCharacterSet& set, HxStringCompareOptions options,
+                                  HxRange range) const;
+  // The whole composed character sequence around an index: a base with its marks, or a surrogate
+  // pair.
+  HxRange rangeOfComposedCharacterSequenceAtIndex(HxUInteger index) const;
+  // For the lines that a range touches: the start of the first, the start of the line after the
+  // last, the end of the last line's contents. Each pointer may be null. LF, CR, CR LF, U+0085,
+  // U+2028 and U+2029 end a line.
+  void getLineStart(HxUInteger* start, HxUInteger* end, HxUInteger* contentsEnd,
+                    HxRange range) const;
+  // Split at each occurrence; no occurrence gives an array that holds the receiver alone.
+  HxArray componentsSeparatedByString(const HxString& separator) const;
+
+  // ---- New strings from old --------------------------------------------------------------------
+
+  // A range beyond the end raises HxRangeException; substringFromIndex(length()) is the empty
+  // string.
+  HxString substringWithRange(HxRange range) const;
+  HxString substringFromIndex(HxUInteger index) const;
+  HxString substringToIndex(HxUInteger index) const;
+  // A nil argument appends nothing.
+  HxString stringByAppendingString(const HxString& string) const;
+  // All parts in one new string, made with one allocation; nil parts add nothing.
+  template <std::derived_from<HxString>... Strings>
+  static HxString stringByConcatenating(const Strings&... strings) {
+    if ((strings.isFlatNarrow() && ...)) {
+      const HxUInteger length = (strings.flat()->flatLength() + ...);
+      if (length <= internal::FlatString::kMaximumLength) {
+        internal::FlatString* const string = internal::FlatString::makeNarrow(length);
+        char* out = string->narrow();
+        ((out = internal::appendBytes(out, strings.flat()->narrowView())), ...);
+        return HxString(Unchecked{}, HxAny::adopt(string));
+      }
+    }
+    const HxString* const parts[] = {&strings...};
+    return concatenate(parts, sizeof...(strings));
+  }
+  // The same for a list of strings.
+  static HxString concatenate(const HxString* const* parts, HxUInteger count);
+  template <class... Arguments>
+  HxString stringByAppendingFormat(const HxString& format, const Arguments&... arguments) const {
+    return stringByAppendingString(stringWithFormat(format, arguments...));
+  }
+  HxString stringByReplacingOccurrencesOfString(const HxString& target,
+                                                const HxString& replacement) const;
+  HxString stringByReplacingOccurrencesOfString(const HxString& target, const HxString& replacement,
+                                                HxStringCompareOptions options,
+                                                HxRange range) const;
+  // Unicode default case conversion, independent of the locale.
+  HxString uppercaseString() const;
+  HxString lowercaseString() const;
+  // Unicode normal forms D and C.
+  HxString decomposedStringWithCanonicalMapping() const;
+  HxString precomposedStringWithCanonicalMapping() const;
+  HxString stringByTrimmingCharactersInSet(const HxCharacterSet& set) const;
+
+  // The receiver itself when it is immutable, else an immutable string of the same text.
+  HxString copy() const;
+  HxMutableString mutableCopy() const;
+
+  // ---- As a path -------------------------------------------------------------------------------
+
+  // These know the separator '/' and nothing of the file system, but for the last two. Separators
+  // at the end of a path do not count: the last component of "a/b/" is "b".
+
+  // The component behind the receiver, with exactly one separator between them and none at the end.
+  // A nil or empty component adds nothing; behind an empty receiver the component stands alone.
+  HxString stringByAppendingPathComponent(const HxString& component) const;
+  // The parent; "/" for "/" and for "/a", empty for a path of one component.
+  HxString stringByDeletingLastPathComponent() const;
+  // "/" for the root, empty for the empty string.
+  HxString lastPathComponent() const;
+  // The text behind the last dot of the last component, without the dot; empty if there is none. A
+  // dot that a name begins with does not count.
+  HxString pathExtension() const;
+  // The receiver itself, without separators at its end, when there is no extension.
+  HxString stringByDeletingPathExtension() const;
+  // "/" first for an absolute path, then the components, then "/" once more for a path with a
+  // separator at its end; runs of separators count as one.
+  HxArray pathComponents() const;
+  // The components appended one after the other; empty for nil. What is no string is left out.
+  static HxString pathWithComponents(const HxArray& components);
+  // Whether it begins with "/" or "~".
+  bool isAbsolutePath() const;
+  // "~" and "~user" expanded, "." and empty components dropped, ".." resolved in absolute paths: by
+  // the file system, links followed, where the path exists, else by text alone. Other paths keep
+  // their ".."; a path that vanishes is ".".
+  HxString stringByStandardizingPath() const;
+  // "~" expanded and every symbolic link replaced by what it points to, "." and ".." resolved on
+  // the way. A relative path stays relative. The receiver itself when that cannot be told: when a
+  // component is missing or cannot be reached, or when links lead in a circle.
+  HxString stringByResolvingSymlinksInPath() const;
+
+ protected:
+  // Of any string, nil too.
+  bool isFlatNarrow() const noexcept { return _object && (bitsOf(_object) & kFlatNarrow) != 0; }
+  // Of strings that are not nil.
+  bool isFlat() const noexcept { return (bitsOf(_object) & (kFlatNarrow | kFlatWide)) != 0; }
+  const internal::FlatString* flat() const noexcept {
+    return static_cast<const internal::FlatString*>(_object);
+  }
+  const HxStringObject* stringObject() const noexcept {
+    return static_cast<const HxStringObject*>(_object);
+  }
+
+ private:
+  friend constexpr HxString internalLiteral(const internal::FlatString& object) noexcept;
+};
+
+// The mutable form. The handle shares the text like any other: two handles of one mutable string
+// see the same changes. Mutators do nothing on nil; a nil argument is treated as the empty string.
+// Ranges beyond the end raise HxRangeException.
+class RONDEL_EXPORT HxMutableString : public HxString {
+ public:
+  constexpr HxMutableString() noexcept = default;
+  constexpr HxMutableString(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  HxMutableString(Unchecked, HxAny any) noexcept : HxString(Unchecked{}, std::move(any)) {}
+
+  static bool canHold(const HxObject* object) noexcept {
+    return HxString::canHold(object) && (bitsOf(object) & kMutable) != 0;
+  }
+  static HxClass classObject() noexcept;
+
+  // A new, empty string; with room for `capacity` units.
+  static HxMutableString string();
+  static HxMutableString initWithCapacity(HxUInteger capacity);
+  static HxMutableString stringWithString(const HxString& string);
+  template <class... Arguments>
+  static HxMutableString stringWithFormat(const HxString& format, const Arguments&... arguments) {
+    HxMutableString result = string();
+    result.appendFormat(format, arguments...);
+    return result;
+  }
+
+  void appendString(const HxString& string);
+  // Null appends nothing.
+  void appendCharacters(const HxUniChar* characters, HxUInteger length);
+  template <class... Arguments>
+  void appendFormat(const HxString& format, const Arguments&... arguments) {
+    appendFormatArguments(format, HxArgumentPack(arguments...));
+  }
+  void appendFormatArguments(const HxString& format, HxArguments arguments);
+  void setString(const HxString& string);
+  void insertString(const HxString& string, HxUInteger index);
+  void deleteCharactersInRange(HxRange range);
+  void replaceCharactersInRange(HxRange range, const HxString& string);
+  // Gives the number of replacements.
+  HxUInteger replaceOccurrencesOfString(const HxString& target, const HxString& replacement,
+                                        HxStringCompareOptions options, HxRange range);
+};
+
+// "{2, 3}"
+RONDEL_EXPORT HxString HxStringFromRange(HxRange range);
+
+// The handle of a constant in static storage.
+constexpr HxString internalLiteral(const internal::FlatString& object) noexcept {
+  HxString string;
+  string._object = const_cast<internal::FlatString*>(&object);  // immortal: nothing is counted
+  return string;
+}
+
+// The same, but no constant expression. Clang 14 evaluates every initializer on trial, and crashes
+// where it tells of one that is no constant and passes a literal on, as std::vector{"a"_hx} does.
+inline HxString runningLiteral(const internal::FlatString& object) noexcept {
+  return internalLiteral(object);
+}
+
+inline namespace literals {
+// "text"_hx: an immortal constant, decoded from UTF-8 while compiling; bytes that are no UTF-8 do
+// not compile. No allocation and no counting. A constant with a name is constexpr: then it is ready
+// before any code runs, and no destructor is called at exit.
+//
+//   inline constexpr HxString kSuffix = ".c"_hx;
+template <internal::LiteralText Text>
+requires(Text.isUTF8()) constexpr HxString operator""_hx() noexcept {
+  const internal::FlatString& object = internal::LiteralStorage<Text>::object.header;
+  return std::is_constant_evaluated() ? internalLiteral(object) : runningLiteral(object);
+}
+}  // namespace literals
+
+}  // namespace rondel

@@ -1,0 +1,288 @@
+// SPDX-License-Identifier: MIT
+//
+// Strings as paths.
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Rondel/core/collections/internal/ArrayStorage.h"
+#include "Rondel/core/text/String.h"
+#include "Rondel/core/text/internal/Characters.h"
+
+namespace rondel {
+
+using internal::Characters;
+
+namespace {
+
+constexpr HxUniChar kSeparator = u'/';
+
+// The end of [0, end) without trailing separators; the root's own one stays.
+HxUInteger endWithoutSeparators(const Characters& path, HxUInteger end) {
+  while (end > 1 && path[end - 1] == kSeparator) --end;
+  return end;
+}
+
+HxUInteger startOfComponentEndingAt(const Characters& path, HxUInteger end) {
+  while (end > 0 && path[end - 1] != kSeparator) --end;
+  return end;
+}
+
+// Where the last component lies, and its last dot. A name may begin with a dot without being all
+// extension, so that dot does not count.
+struct LastComponent {
+  explicit LastComponent(const Characters& path)
+      : end(endWithoutSeparators(path, path.length())),
+        start(startOfComponentEndingAt(path, end)),
+        dot(end) {
+    for (HxUInteger i = end; i > start + 1; --i) {
+      if (path[i - 1] != u'.') continue;
+      if (i < end) dot = i - 1;
+      break;
+    }
+  }
+  bool hasExtension() const { return dot < end; }
+  bool isRoot() const { return start == end && end > 0; }
+
+  HxUInteger end;
+  HxUInteger start;
+  HxUInteger dot;  // `end` when there is no extension
+};
+
+}  // namespace
+
+HxString HxString::stringByAppendingPathComponent(const HxString& component) const {
+  if (!_object) return nullptr;
+  const Characters path(*this);
+  const Characters name(component);
+  const HxUInteger end = endWithoutSeparators(path, path.length());
+  const HxUInteger nameEnd = endWithoutSeparators(name, name.length());
+  if (end == 0) return component ? component.substringToIndex(nameEnd) : copy();
+  HxUInteger nameStart = 0;
+  while (nameStart < nameEnd && name[nameStart] == kSeparator) ++nameStart;
+  HxString head = substringToIndex(end);
+  if (nameStart == nameEnd) return head;
+  const HxString tail = component.substringWithRange({nameStart, nameEnd - nameStart});
+  const bool isRoot = path[end - 1] == kSeparator;
+  return isRoot ? stringByConcatenating(head, tail) : stringByConcatenating(head, "/"_hx, tail);
+}
+
+HxString HxString::stringByDeletingLastPathComponent() const {
+  const Characters path(*this);
+  return substringToIndex(endWithoutSeparators(path, LastComponent(path).start));
+}
+
+HxString HxString::lastPathComponent() const {
+  const Characters path(*this);
+  const LastComponent last(path);
+  return last.isRoot() ? substringToIndex(1)
+                       : substringWithRange({last.start, last.end - last.start});
+}
+
+HxString HxString::pathExtension() const {
+  const LastComponent last{Characters(*this)};
+  return last.hasExtension() ? substringWithRange({last.dot + 1, last.end - last.dot - 1})
+                             : substringToIndex(0);
+}
+
+HxString HxString::stringByDeletingPathExtension() const {
+  return substringToIndex(LastComponent{Characters(*this)}.dot);
+}
+
+HxArray HxString::pathComponents() const {
+  if (!_object) return nullptr;
+  const Characters path(*this);
+  internal::ArrayBuilder components;
+  if (path.length() > 0 && path[0] == kSeparator) components.append("/"_hx);
+  HxUInteger end = 0;
+  for (HxUInteger start = 0; start < path.length(); start = end + 1) {
+    end = start;
+    while (end < path.length() && path[end] != kSeparator) ++end;
+    if (end > start) components.append(substringWithRange({start, end - start}));
+  }
+  const LastComponent last(path);
+  const bool endsInName = last.end == path.length();
+  if (!endsInName && !last.isRoot()) components.append("/"_hx);
+  return components.finish();
+}
+
+HxString HxString::pathWithComponents(const HxArray& components) {
+  HxString path = string();
+  for (const HxAny& component : components) {
+    path = path.stringByAppendingPathComponent(as<HxString>(component));
+  }
+  return path;
+}
+
+bool HxString::isAbsolutePath() const {
+  if (length() == 0) return false;
+  const HxUniChar first = characterAtIndex(0);
+  return first == kSeparator || first == u'~';
+}
+
+// ---- Paths and the file system ----------------------------------------------------------------
+
+namespace {
+
+// The home directory of a user, of the current one when the name is empty; nil when there is none.
+HxString homeDirectory(const HxString& user) {
+  if (const char* home = user.isEmpty() ? std::getenv("HOME") : nullptr; home && *home) {
+    return HxString::stringWithUTF8String(home);
+  }
+  const HxCString name = user.UTF8String();
+  if (name.isNull()) return nullptr;
+  passwd entry{};
+  passwd* found = nullptr;
+  std::vector<char> buffer(1024);
+  const auto lookUp = [&] {
+    return user.isEmpty()
+               ? ::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found)
+               : ::getpwnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found);
+  };
+  while (lookUp() == ERANGE) buffer.resize(buffer.size() * 2);
+  return found ? HxString::stringWithUTF8String(found->pw_dir) : HxString();
+}
+
+HxString byExpandingTilde(const HxString& path) {
+  if (!path.hasPrefix("~"_hx)) return path;
+  const HxRange separator = path.rangeOfString("/"_hx, HxLiteralSearch);
+  const HxUInteger end = separator.length > 0 ? separator.location : path.length();
+  const HxString home = homeDirectory(path.substringWithRange({1, end - 1}));
+  return home ? HxString::stringByConcatenating(home, path.substringFromIndex(end)) : path;
+}
+
+// A path that is built component by component, in the file system's bytes.
+class PathBuilder {
+ public:
+  void startAtRoot() { _path = "/"; }
+  bool isAbsolute() const { return _path.starts_with('/'); }
+  const std::string& path() const { return _path; }
+
+  void append(std::string_view name) {
+    if (!_path.empty() && _path != "/") _path += '/';
+    _path += name;
+  }
+  // Goes to the parent. The parent of the root is the root; what a relative path starts from has
+  // a parent that only ".." can name.
+  void removeLast() {
+    if (_path == "/") return;
+    const std::size_t separator = _path.rfind('/');
+    const std::size_t start = separator == std::string::npos ? 0 : separator + 1;
+    if (_path.empty() || _path.compare(start, std::string::npos, "..") == 0) return append("..");
+    _path.resize(start <= 1 ? start : start - 1);
+  }
+
+ private:
+  std::string _path;
+};
+
+// The text of a symbolic link; nothing when it cannot be read.
+std::optional<std::string> targetOfLink(const std::string& path) {
+  std::string target(256, '\0');
+  for (;;) {
+    const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
+    if (length <= 0) return std::nullopt;
+    if (static_cast<std::size_t>(length) < target.size()) {
+      target.resize(static_cast<std::size_t>(length));
+      return target;
+    }
+    target.resize(target.size() * 2);
+  }
+}
+
+// Takes the first component off a path; empty for a separator and at the end.
+std::string takeComponent(std::string& path) {
+  const std::size_t end = std::min(path.find('/'), path.size());
+  std::string name = path.substr(0, end);
+  path.erase(0, end + 1);
+  return name;
+}
+
+// The path with every link followed; nothing when a component is missing or cannot be reached, or
+// when links lead in a circle.
+std::optional<std::string> withLinksFollowed(std::string rest) {
+  constexpr int kMostLinks = 40;
+  PathBuilder done;
+  if (rest.starts_with('/')) done.startAtRoot();
+  for (int links = 0; !rest.empty();) {
+    const std::string name = takeComponent(rest);
+    if (name.empty() || name == ".") continue;
+    if (name == "..") {
+      done.removeLast();
+      continue;
+    }
+    PathBuilder next = done;
+    next.append(name);
+    struct stat status;
+    if (::lstat(next.path().c_str(), &status) != 0) return std::nullopt;
+    if (!S_ISLNK(status.st_mode)) {
+      done = std::move(next);
+      continue;
+    }
+    std::optional<std::string> target = targetOfLink(next.path());
+    if (!target || ++links > kMostLinks) return std::nullopt;
+    if (target->starts_with('/')) done.startAtRoot();
+    rest.insert(0, target->append("/"));
+  }
+  return done.path().empty() ? "." : done.path();
+}
+
+// The same for a string, nil when it cannot be told.
+HxString byFollowingLinks(const HxString& path) {
+  const HxCString bytes = path.UTF8String();
+  if (bytes.isNull() || bytes.view().find('\0') != std::string_view::npos) return nullptr;
+  const std::optional<std::string> result = withLinksFollowed(std::string(bytes.view()));
+  return result ? HxString(std::string_view(*result)) : HxString();
+}
+
+bool hasParentReference(const HxString& path) {
+  return path.pathComponents().containsObject(".."_hx);
+}
+
+// "." and empty components dropped, and ".." with what stands before it in absolute paths.
+HxString tidied(const HxString& path) {
+  const bool isAbsolute = path.hasPrefix("/"_hx);
+  HxMutableArray kept = HxMutableArray::array();
+  for (const HxAny& component : path.pathComponents()) {
+    const HxString name = as<HxString>(component);
+    if (name == "/"_hx || name == "."_hx) continue;
+    if (!isAbsolute || name != ".."_hx) {
+      kept.addObject(name);
+    } else {
+      kept.removeLastObject();
+    }
+  }
+  const HxString text = kept.componentsJoinedByString("/"_hx);
+  if (isAbsolute) return HxString::stringByConcatenating("/"_hx, text);
+  return text.isEmpty() && !path.isEmpty() ? "."_hx : text;
+}
+
+}  // namespace
+
+HxString HxString::stringByStandardizingPath() const {
+  if (!_object) return nullptr;
+  HxString path = byExpandingTilde(*this);
+  // The parent of a folder that was reached through a link is the parent of what the link points
+  // to; text alone decides only where there is no such folder.
+  if (path.hasPrefix("/"_hx) && hasParentReference(path)) {
+    if (const HxString followed = byFollowingLinks(path)) path = followed;
+  }
+  const HxString result = tidied(path);
+  return isEqualToString(result) ? copy() : result;
+}
+
+HxString HxString::stringByResolvingSymlinksInPath() const {
+  if (isEmpty()) return copy();
+  const HxString result = byFollowingLinks(byExpandingTilde(*this));
+  return !result || isEqualToString(result) ? copy() : result;
+}
+
+}  // namespace rondel

@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: MIT
+//
+// Searching for text and for characters.
+#include <algorithm>
+
+#include "Rondel/core/object/internal/RangeCheck.h"
+#include "Rondel/core/text/CharacterSet.h"
+#include "Rondel/core/text/String.h"
+#include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/TextPieces.h"
+#include "Rondel/core/text/internal/TextSearch.h"
+
+namespace rondel {
+
+using internal::Characters;
+using internal::TextSearch;
+
+// ---- Text -------------------------------------------------------------------------------------
+
+HxRange HxString::rangeOfString(const HxString& string, HxStringCompareOptions options) const {
+  return rangeOfString(string, options, {0, length()});
+}
+
+HxRange HxString::rangeOfString(const HxString& string, HxStringCompareOptions options,
+                                HxRange range) const {
+  if (!_object) return kNotFoundRange;
+  internal::checkRange("-[HxString rangeOfString:options:range:]", range, length());
+  const Characters text(*this);
+  const Characters pattern(string);
+  return TextSearch(text, pattern, options).find(range);
+}
+
+namespace {
+
+bool hasAtEnd(const HxString& string, const HxString& part, HxStringCompareOptions end) {
+  if (!string || !part) return false;
+  return part.isEmpty() || string.rangeOfString(part, HxAnchoredSearch | end).length > 0;
+}
+
+}  // namespace
+
+bool HxString::hasPrefix(const HxString& prefix) const {
+  const std::string_view text = asciiView();
+  const std::string_view start = prefix.asciiView();
+  if (text.data() && start.data()) return text.starts_with(start);
+  return hasAtEnd(*this, prefix, 0);
+}
+
+bool HxString::hasSuffix(const HxString& suffix) const {
+  const std::string_view text = asciiView();
+  const std::string_view end = suffix.asciiView();
+  if (text.data() && end.data()) return text.ends_with(end);
+  return hasAtEnd(*this, suffix, HxBackwardsSearch);
+}
+
+// ---- Characters -------------------------------------------------------------------------------
+
+HxRange HxString::rangeOfCharacterFromSet(const HxCharacterSet& set,
+                                          HxStringCompareOptions options) const {
+  return rangeOfCharacterFromSet(set, options, {0, length()});
+}
+
+namespace {
+
+using internal::TextPieces;
+
+HxUniChar unitOf(char ascii) { return static_cast<unsigned char>(ascii); }
+HxUniChar unitOf(HxUniChar unit) { return unit; }
+
+// The index of the first member in a range; HxNotFound when there is none.
+HxUInteger firstMember(TextPieces& text, const HxCharacterSetObject& set, HxRange range) {
+  HxUInteger found = HxNotFound;
+  internal::forEachPiece(range, [&](HxRange piece) {
+    return text.visit(piece, [&](auto* units) {
+      HxUInteger i = 0;
+      while (i < piece.length && !set.contains(unitOf(units[i]))) ++i;
+      if (i < piece.length) found = piece.location + i;
+      return i == piece.length;
+    });
+  });
+  return found;
+}
+
+HxUInteger lastMember(TextPieces& text, const HxCharacterSetObject& set, HxRange range) {
+  while (range.length > 0) {
+    const HxUInteger count = std::min(range.length, TextPieces::kUnits);
+    const HxRange piece{HxMaxRange(range) - count, count};
+    const HxUInteger end = text.visit(piece, [&](auto* units) {
+      HxUInteger i = count;
+      while (i > 0 && !set.contains(unitOf(units[i - 1]))) --i;
+      return i;
+    });
+    if (end > 0) return piece.location + end - 1;
+    range.length -= count;
+  }
+  return HxNotFound;
+}
+
+// The index of the member that is wanted.
+HxUInteger indexOfMember(const HxStringObject& string, const HxCharacterSetObject& set,
+                         HxStringCompareOptions options, HxRange range) {
+  const bool isBackwards = (options & HxBackwardsSearch) != 0;
+  if ((options & HxAnchoredSearch) != 0 && range.length > 0) {
+    range = {isBackwards ? HxMaxRange(range) - 1 : range.location, 1};
+  }
+  TextPieces text(string);
+  return isBackwards ? lastMember(text, set, range) : firstMember(text, set, range);
+}
+
+}  // namespace
+
+HxRange HxString::rangeOfCharacterFromSet(const HxCharacterSet& set, HxStringCompareOptions options,
+                                          HxRange range) const {
+  return _object ? stringObject()->rangeOfCharacterFromSet(set, options, range) : kNotFoundRange;
+}
+
+HxRange HxStringObject::rangeOfCharacterFromSet(const HxCharacterSet& set,
+                                                HxStringCompareOptions options,
+                                                HxRange range) const {
+  internal::checkRange("-[HxString rangeOfCharacterFromSet:options:range:]", range, length());
+  if (!set) return kNotFoundRange;
+  const HxUInteger at = indexOfMember(*this, *set.setObject(), options, range);
+  return at == HxNotFound ? kNotFoundRange : HxRange{at, 1};
+}
+
+HxRange HxString::rangeOfComposedCharacterSequenceAtIndex(HxUInteger index) const {
+  if (!_object) return {};
+  internal::checkIndex("-[HxString rangeOfComposedCharacterSequenceAtIndex:]", index, length());
+  return Characters(*this).visit([index](auto* units, HxUInteger length) {
+    const HxUInteger end = internal::nextSequenceBoundary(units, length, index);
+    const HxUInteger start = internal::previousSequenceBoundary(units, length, end);
+    return HxRange{start, end - start};
+  });
+}
+
+HxString HxString::stringByTrimmingCharactersInSet(const HxCharacterSet& set) const {
+  if (!_object || !set) return copy();
+  const Characters text(*this);
+  HxUInteger start = 0;
+  HxUInteger end = text.length();
+  while (start < end && set.characterIsMember(text[start])) ++start;
+  while (end > start && set.characterIsMember(text[end - 1])) --end;
+  return start == 0 && end == text.length() ? copy() : substringWithRange({start, end - start});
+}
+
+}  // namespace rondel

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+//
+// Composed character sequences, and the keys by which text is compared and searched.
+//
+// A sequence is a base with the marks that follow it (general category M), a run of conjoining
+// Hangul letters that make one syllable, or a surrogate pair. Marks do not join a control character
+// or a line separator. Text may be divided between sequences without changing what it is
+// canonically equivalent to (Unicode Standard, 3.11).
+//
+// The key of a text is what stays the same for all texts that count as equal to it: its normal form
+// D, case-folded when case does not count. Keys are made sequence by sequence.
+#pragma once
+
+#include "Rondel/core/text/internal/UnitBuffer.h"
+
+namespace rondel::internal {
+
+inline constexpr HxUniChar kFirstMark = 0x300;  // no unit below it joins what stands before it
+
+bool isSequenceBoundarySlow(const HxUniChar* units, HxUInteger length, HxUInteger index);
+
+// Whether a sequence begins at `index`; true at both ends of the text.
+inline bool isSequenceBoundary(const HxUniChar* units, HxUInteger length, HxUInteger index) {
+  return index == 0 || index >= length || units[index] < kFirstMark ||
+         isSequenceBoundarySlow(units, length, index);
+}
+inline bool isSequenceBoundary(const char*, HxUInteger, HxUInteger) { return true; }
+
+// The end of the sequence that `index`, which is below `length`, lies in.
+template <class Unit>
+HxUInteger nextSequenceBoundary(const Unit* units, HxUInteger length, HxUInteger index) {
+  do ++index;
+  while (!isSequenceBoundary(units, length, index));
+  return index;
+}
+
+// The start of the sequence that the unit before `index`, which is above 0, lies in.
+template <class Unit>
+HxUInteger previousSequenceBoundary(const Unit* units, HxUInteger length, HxUInteger index) {
+  do --index;
+  while (!isSequenceBoundary(units, length, index));
+  return index;
+}
+
+// What counts as equal.
+struct Equivalence {
+  explicit Equivalence(HxStringCompareOptions options)
+      : canonical((options & HxLiteralSearch) == 0),
+        foldsCase((options & HxCaseInsensitiveSearch) != 0) {}
+
+  // Code units as they stand.
+  bool isExact() const noexcept { return !canonical && !foldsCase; }
+  // The key of an ASCII unit.
+  HxUniChar fold(HxUniChar ascii) const noexcept {
+    return foldsCase && ascii >= u'A' && ascii <= u'Z' ? static_cast<HxUniChar>(ascii + 32) : ascii;
+  }
+
+  bool canonical;
+  bool foldsCase;
+};
+
+// Keys are made of pieces: sequences, or code points where canonical equivalence does not count.
+HxUInteger nextPiece(const HxUniChar* units, HxUInteger length, HxUInteger index,
+                     Equivalence equivalence);
+HxUInteger previousPiece(const HxUniChar* units, HxUInteger length, HxUInteger index,
+                         Equivalence equivalence);
+bool isPieceBoundary(const HxUniChar* units, HxUInteger length, HxUInteger index,
+                     Equivalence equivalence);
+// Appends the key of a text that consists of whole pieces.
+void appendKey(const HxUniChar* units, HxUInteger length, Equivalence equivalence, UnitBuffer& key);
+void appendKey(const char* ascii, HxUInteger length, Equivalence equivalence, UnitBuffer& key);
+bool mayBeginKeySlow(HxUniChar unit, HxUniChar first, Equivalence equivalence);
+// Whether the key of a piece that begins with `unit` can begin with `first`. Often true in vain for
+// units that are rare.
+inline bool mayBeginKey(HxUniChar unit, HxUniChar first, Equivalence equivalence) {
+  return unit < 0x80 ? equivalence.fold(unit) == first : mayBeginKeySlow(unit, first, equivalence);
+}
+
+// Raises what the failure of an ICU function means; too little room for the result is none.
+void checkICUStatus(int status);
+
+// Appends the normal form D or C.
+void appendDecomposed(const HxUniChar* units, HxUInteger length, UnitBuffer& out);
+void appendComposed(const HxUniChar* units, HxUInteger length, UnitBuffer& out);
+// Whether text is known to be in that form already.
+bool isDecomposed(const HxUniChar* units, HxUInteger length);
+bool isComposed(const HxUniChar* units, HxUInteger length);
+
+}  // namespace rondel::internal

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+//
+// A string piece by piece: where it lies, or through a window on the stack. For algorithms that
+// walk a text of any length and any class once, and take nothing from the heap.
+//
+//   TextPieces text(string);
+//   text.visit({at, count}, [](auto* units) { ... });  // const char* (ASCII) or const HxUniChar*
+#pragma once
+
+#include "Rondel/core/text/internal/FlatString.h"
+
+namespace rondel::internal {
+
+class TextPieces {
+ public:
+  // The most units of one piece.
+  static constexpr HxUInteger kUnits = 256;
+
+  explicit TextPieces(const HxStringObject& string)
+      : _string(string), _run(string.contiguousCharacters()) {}
+  TextPieces(const TextPieces&) = delete;
+  TextPieces& operator=(const TextPieces&) = delete;
+
+  // Null and null when the text does not lie in one run.
+  HxStringObject::Contiguous run() const noexcept { return _run; }
+
+  // The units of a range that fits the text, good until the next call.
+  template <class Visitor>
+  decltype(auto) visit(HxRange piece, Visitor&& visitor) {
+    if (_run.narrow) return visitor(_run.narrow + piece.location);
+    if (_run.wide) return visitor(_run.wide + piece.location);
+    _string.getCharacters(_window, piece);
+    return visitor(static_cast<const HxUniChar*>(_window));
+  }
+
+ private:
+  const HxStringObject& _string;
+  const HxStringObject::Contiguous _run;
+  HxUniChar _window[kUnits];
+};
+
+// Calls `visit` with one piece of the range after the other, from its start on, until it gives
+// false.
+template <class Visit>
+void forEachPiece(HxRange range, Visit visit) {
+  while (range.length > 0) {
+    const HxUInteger count = range.length < TextPieces::kUnits ? range.length : TextPieces::kUnits;
+    if (!visit(HxRange{range.location, count})) return;
+    range = {range.location + count, range.length - count};
+  }
+}
+
+}  // namespace rondel::internal

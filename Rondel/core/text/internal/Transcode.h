@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+//
+// From one representation of text to another: ASCII bytes, UTF-16 units and UTF-8 (RFC 3629). The
+// loops beneath are those of ASCII.h and UTF8Kernel.h. All functions are pure and may be called on
+// any thread.
+#pragma once
+
+#include "Rondel/core/object/Types.h"
+#include "Rondel/core/text/internal/ASCII.h"
+
+namespace rondel {
+class HxString;
+}
+
+namespace rondel::internal {
+
+// New strings: from bytes known to be ASCII; from units, stored narrow when all of them are ASCII.
+HxString makeString(const char* ascii, HxUInteger length);
+HxString makeString(const HxUniChar* units, HxUInteger length);
+// From well-formed UTF-8, nil when it is not.
+HxString makeStringFromUTF8(const char* bytes, HxUInteger length);
+
+// One well-formed sequence of UTF-8 (RFC 3629, section 4): its code point and its bytes, 0 when
+// there is none at `bytes`.
+struct UTF8Sequence {
+  std::uint32_t value;
+  HxUInteger length;
+};
+UTF8Sequence readUTF8Sequence(const unsigned char* bytes, HxUInteger left) noexcept;
+// Writes a code point as one or two units and gives their number.
+inline HxUInteger splitIntoUnits(std::uint32_t value, HxUniChar* units) noexcept {
+  if (value < 0x10000) {
+    units[0] = static_cast<HxUniChar>(value);
+    return 1;
+  }
+  units[0] = static_cast<HxUniChar>(0xD7C0 + (value >> 10));
+  units[1] = static_cast<HxUniChar>(0xDC00 + (value & 0x3FF));
+  return 2;
+}
+
+// Bytes that units need in UTF-8, HxNotFound when there is a lone surrogate among them.
+HxUInteger lengthInUTF8(const HxUniChar* units, HxUInteger length) noexcept;
+// Writes UTF-8 and gives the byte behind it. A lone surrogate is written as U+FFFD, three bytes.
+char* encodeUTF8(const HxUniChar* units, HxUInteger length, char* out) noexcept;
+
+}  // namespace rondel::internal

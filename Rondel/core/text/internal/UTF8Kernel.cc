@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+#include "Rondel/core/text/internal/UTF8Kernel.h"
+
+#include "Rondel/core/text/internal/ASCII.h"
+#include "Rondel/core/text/internal/UTF8KernelAVX2.h"
+
+namespace rondel::internal {
+
+// ---- The kernel for every machine
+
+namespace {
+
+// What measure and convert do with the text that they read: count units, or write them.
+struct Counter {
+  HxUInteger units = 0;
+  HxUInteger ascii(const std::uint8_t* p, HxUInteger length) noexcept {
+    const HxUInteger count = lengthOfASCIIPrefix(p, length);
+    units += count;
+    return count;
+  }
+  void unit(std::uint32_t) noexcept { ++units; }
+  void pair(std::uint32_t) noexcept { units += 2; }
+};
+
+struct Writer {
+  HxUniChar* out;
+  HxUInteger ascii(const std::uint8_t* p, HxUInteger length) noexcept {
+    const HxUInteger count = widenASCIIPrefix(p, length, out);
+    out += count;
+    return count;
+  }
+  void unit(std::uint32_t value) noexcept { *out++ = static_cast<HxUniChar>(value); }
+  void pair(std::uint32_t value) noexcept {
+    out[0] = static_cast<HxUniChar>(0xD7C0 + (value >> 10));
+    out[1] = static_cast<HxUniChar>(0xDC00 + (value & 0x3FF));
+    out += 2;
+  }
+};
+
+bool isContinuation(std::uint8_t byte) noexcept { return (byte & 0xC0) == 0x80; }
+
+// Each reads the sequence at `p`, which begins with a lead of its length, and gives the bytes
+// behind it; null when it is not well-formed. The limits on the second byte keep out overlong
+// forms, surrogates and what lies beyond U+10FFFF.
+template <class Target>
+const std::uint8_t* readTwo(const std::uint8_t* p, std::ptrdiff_t left, Target& target) noexcept {
+  if (left < 2 || p[0] < 0xC2 || !isContinuation(p[1])) return nullptr;
+  target.unit((p[0] & 0x1FU) << 6 | (p[1] & 0x3FU));
+  return p + 2;
+}
+
+template <class Target>
+const std::uint8_t* readThree(const std::uint8_t* p, std::ptrdiff_t left, Target& target) noexcept {
+  if (left < 3 || !isContinuation(p[1]) || !isContinuation(p[2])) return nullptr;
+  const std::uint32_t value = (p[0] & 0x0FU) << 12 | (p[1] & 0x3FU) << 6 | (p[2] & 0x3FU);
+  if (value < 0x800 || (value & 0xF800) == 0xD800) return nullptr;
+  target.unit(value);
+  return p + 3;
+}
+
+template <class Target>
+const std::uint8_t* readFour(const std::uint8_t* p, std::ptrdiff_t left, Target& target) noexcept {
+  if (left < 4 || !isContinuation(p[1]) || !isContinuation(p[2]) || !isContinuation(p[3])) {
+    return nullptr;
+  }
+  const std::uint32_t value =
+      (p[0] & 0x0FU) << 18 | (p[1] & 0x3FU) << 12 | (p[2] & 0x3FU) << 6 | (p[3] & 0x3FU);
+  if (value < 0x10000 || value > 0x10FFFF) return nullptr;
+  target.pair(value);
+  return p + 4;
+}
+
+template <class Target>
+const std::uint8_t* walk(const std::uint8_t* p, const std::uint8_t* end, Target& target) noexcept {
+  while (p != end) {
+    if (*p < 0x80) {
+      p += target.ascii(p, static_cast<HxUInteger>(end - p));
+      continue;
+    }
+    const std::uint8_t* next = *p < 0xE0   ? readTwo(p, end - p, target)
+                               : *p < 0xF0 ? readThree(p, end - p, target)
+                                           : readFour(p, end - p, target);
+    if (!next) return p;
+    p = next;
+  }
+  return p;
+}
+
+UTF8Progress measureUTF8(const std::uint8_t* bytes, const std::uint8_t* end) noexcept {
+  Counter counter;
+  const std::uint8_t* stop = walk(bytes, end, counter);
+  return {stop, counter.units};
+}
+
+UTF8Progress convertUTF8(const std::uint8_t* bytes, const std::uint8_t* end,
+                         HxUniChar* out) noexcept {
+  Writer writer{out};
+  const std::uint8_t* stop = walk(bytes, end, writer);
+  return {stop, static_cast<HxUInteger>(writer.out - out)};
+}
+
+}  // namespace
+
+// ---- The choice
+
+namespace {
+
+#if defined(__x86_64__)
+constexpr UTF8Kernel kKernels[] = {
+    {"every machine", measureUTF8, convertUTF8},
+    {"AVX2", measureUTF8WithAVX2, convertUTF8WithAVX2},
+};
+HxUInteger countOfKernels() noexcept { return canRunAVX2() ? 2 : 1; }
+#else
+constexpr UTF8Kernel kKernels[] = {{"every machine", measureUTF8, convertUTF8}};
+constexpr HxUInteger countOfKernels() noexcept { return 1; }
+#endif
+
+}  // namespace
+
+std::span<const UTF8Kernel> availableUTF8Kernels() noexcept {
+  static const HxUInteger count = countOfKernels();
+  return {kKernels, count};
+}
+
+const UTF8Kernel& bestUTF8Kernel() noexcept { return availableUTF8Kernels().back(); }
+
+}  // namespace rondel::internal
