@@ -29,7 +29,7 @@ namespace rondel {
 // a slash, an underscore and a backslash that does not follow another one need none; every other
 // character does.
 //
-// Inside the quotes a character stands as it is, apart from these:
+// Impl the quotes a character stands as it is, apart from these:
 //
 //   "  and  \                      a backslash in front of it
 //   U+0007, 0008, 000B, 000C       \a  \b  \v  \f

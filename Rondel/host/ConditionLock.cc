@@ -12,8 +12,8 @@
 namespace rondel {
 
 // Who holds the lock does not hold the mutex, which guards these fields for a moment only.
-struct HxConditionLock::Inside {
-  explicit Inside(HxInteger initial) : condition(initial) {}
+struct HxConditionLock::Impl {
+  explicit Impl(HxInteger initial) : condition(initial) {}
 
   std::mutex mutex;
   std::condition_variable change;
@@ -34,9 +34,9 @@ struct HxConditionLock::Inside {
   }
 };
 
-HxConditionLock::HxConditionLock(HxInteger condition) : _inside(new Inside(condition)) {}
+HxConditionLock::HxConditionLock(HxInteger condition) : _impl(new Impl(condition)) {}
 
-HxConditionLock::~HxConditionLock() { delete _inside; }
+HxConditionLock::~HxConditionLock() = default;
 
 HxClass HxConditionLock::classObject() noexcept {
   static const HxClassInfo info{"HxConditionLock", HxObject::classObject().info()};
@@ -48,15 +48,15 @@ Ref<HxConditionLock> HxConditionLock::initWithCondition(HxInteger condition) {
 }
 
 void HxConditionLock::lock() {
-  std::unique_lock guard(_inside->mutex);
-  _inside->change.wait(guard, [this] { return !_inside->isHeld; });
-  _inside->isHeld = true;
+  std::unique_lock guard(_impl->mutex);
+  _impl->change.wait(guard, [this] { return !_impl->isHeld; });
+  _impl->isHeld = true;
 }
 
 void HxConditionLock::lockWhenCondition(HxInteger condition) {
-  std::unique_lock guard(_inside->mutex);
-  _inside->change.wait(guard, [&] { return _inside->isFreeWith(condition); });
-  _inside->isHeld = true;
+  std::unique_lock guard(_impl->mutex);
+  _impl->change.wait(guard, [&] { return _impl->isFreeWith(condition); });
+  _impl->isHeld = true;
 }
 
 bool HxConditionLock::lockWhenCondition(HxInteger condition, const HxDate& limit) {
@@ -66,33 +66,33 @@ bool HxConditionLock::lockWhenCondition(HxInteger condition, const HxDate& limit
     return true;
   }
   const std::chrono::steady_clock::time_point end{std::chrono::nanoseconds(deadline)};
-  std::unique_lock guard(_inside->mutex);
-  if (!_inside->change.wait_until(guard, end, [&] { return _inside->isFreeWith(condition); })) {
+  std::unique_lock guard(_impl->mutex);
+  if (!_impl->change.wait_until(guard, end, [&] { return _impl->isFreeWith(condition); })) {
     return false;
   }
-  _inside->isHeld = true;
+  _impl->isHeld = true;
   return true;
 }
 
 bool HxConditionLock::tryLock() {
-  const std::scoped_lock guard(_inside->mutex);
-  return !std::exchange(_inside->isHeld, true);
+  const std::scoped_lock guard(_impl->mutex);
+  return !std::exchange(_impl->isHeld, true);
 }
 
 bool HxConditionLock::tryLockWhenCondition(HxInteger condition) {
-  const std::scoped_lock guard(_inside->mutex);
-  if (!_inside->isFreeWith(condition)) return false;
-  _inside->isHeld = true;
+  const std::scoped_lock guard(_impl->mutex);
+  if (!_impl->isFreeWith(condition)) return false;
+  _impl->isHeld = true;
   return true;
 }
 
-void HxConditionLock::unlock() { _inside->giveBack(nullptr); }
+void HxConditionLock::unlock() { _impl->giveBack(nullptr); }
 
-void HxConditionLock::unlockWithCondition(HxInteger condition) { _inside->giveBack(&condition); }
+void HxConditionLock::unlockWithCondition(HxInteger condition) { _impl->giveBack(&condition); }
 
 HxInteger HxConditionLock::condition() const {
-  const std::scoped_lock guard(_inside->mutex);
-  return _inside->condition;
+  const std::scoped_lock guard(_impl->mutex);
+  return _impl->condition;
 }
 
 }  // namespace rondel

@@ -15,6 +15,7 @@
 #pragma once
 
 #include "Rondel/core/object/Object.h"
+#include "Rondel/core/object/internal/OwnedPointer.h"
 #include "Rondel/core/values/Date.h"
 
 namespace rondel {
@@ -53,8 +54,8 @@ class RONDEL_EXPORT HxConditionLock final : public HxObject {
   explicit HxConditionLock(HxInteger condition);
   ~HxConditionLock() override;
 
-  struct Inside;
-  Inside* const _inside;  // owned
+  struct Impl;
+  const internal::OwnedPointer<Impl> _impl;
 };
 
 }  // namespace rondel

@@ -62,8 +62,8 @@ HxData readBytes(HxMutableData& buffer, std::size_t length) {
 
 }  // namespace
 
-struct HxFileHandle::Inside {
-  Inside(const Ref<SharedDescriptor>& open, bool isOurs) : descriptor(open), isPrivateEnd(isOurs) {}
+struct HxFileHandle::Impl {
+  Impl(const Ref<SharedDescriptor>& open, bool isOurs) : descriptor(open), isPrivateEnd(isOurs) {}
 
   std::mutex lock;                   // of these five
   Ref<SharedDescriptor> descriptor;  // null once closed
@@ -85,12 +85,11 @@ struct HxFileHandle::Inside {
 };
 
 HxFileHandle::HxFileHandle(const Ref<SharedDescriptor>& descriptor, bool isPrivateEnd)
-    : _inside(new Inside(descriptor, isPrivateEnd)) {}
+    : _impl(new Impl(descriptor, isPrivateEnd)) {}
 
 HxFileHandle::~HxFileHandle() {
   closeFile();
   HxNotificationCenter::defaultCenter()->forgetObject(this, HxFileHandleReadCompletionNotification);
-  delete _inside;
 }
 
 HxClass HxFileHandle::classObject() noexcept {
@@ -110,8 +109,8 @@ Ref<HxFileHandle> HxFileHandle::initWithFileDescriptor(int descriptor, bool clos
 }
 
 int HxFileHandle::fileDescriptor() const noexcept {
-  const std::scoped_lock held(_inside->lock);
-  return _inside->descriptor ? _inside->descriptor->number() : -1;
+  const std::scoped_lock held(_impl->lock);
+  return _impl->descriptor ? _impl->descriptor->number() : -1;
 }
 
 void HxFileHandle::closeFile() {
@@ -119,10 +118,10 @@ void HxFileHandle::closeFile() {
   Ref<SharedDescriptor> closing;
   Ref<RunLoopSource> source;
   {
-    const std::scoped_lock held(_inside->lock);
-    std::swap(descriptor, _inside->descriptor);
-    std::swap(closing, _inside->closing);
-    std::swap(source, _inside->source);
+    const std::scoped_lock held(_impl->lock);
+    std::swap(descriptor, _impl->descriptor);
+    std::swap(closing, _impl->closing);
+    std::swap(source, _impl->source);
   }
   const std::uint64_t one = 1;
   if (closing) systemCalls.write(closing->number(), &one, sizeof one);
@@ -131,19 +130,19 @@ void HxFileHandle::closeFile() {
 
 // A share of the descriptor for the time of a call, whose waits closeFile ends if they are ours.
 Ref<SharedDescriptor> HxFileHandle::openDescriptor(const char* purpose, bool waitsAreOurs) const {
-  const std::scoped_lock held(_inside->lock);
-  if (!_inside->descriptor) raiseFailure(purpose, -1, EBADF);
-  if (waitsAreOurs) _inside->makeNonBlocking();
-  return _inside->descriptor;
+  const std::scoped_lock held(_impl->lock);
+  if (!_impl->descriptor) raiseFailure(purpose, -1, EBADF);
+  if (waitsAreOurs) _impl->makeNonBlocking();
+  return _impl->descriptor;
 }
 
 // The descriptor for a child, which finds it as it was made. Null when closed.
 Ref<SharedDescriptor> HxFileHandle::lendToChild() const {
-  const std::scoped_lock held(_inside->lock);
-  if (_inside->isNonBlocking) systemCalls.fcntl(_inside->descriptor->number(), F_SETFL, 0);
-  _inside->isNonBlocking = false;
-  _inside->isPrivateEnd = false;
-  return _inside->descriptor;
+  const std::scoped_lock held(_impl->lock);
+  if (_impl->isNonBlocking) systemCalls.fcntl(_impl->descriptor->number(), F_SETFL, 0);
+  _impl->isNonBlocking = false;
+  _impl->isPrivateEnd = false;
+  return _impl->descriptor;
 }
 
 // ---- Reading in the background ----------------------------------------------------------------
@@ -155,16 +154,16 @@ void HxFileHandle::readInBackgroundAndNotifyForModes(const HxArray& modes) {
   Ref<RunLoopSource> source;
   Ref<RunLoopSource> ofOtherThread;
   {
-    const std::scoped_lock held(_inside->lock);
-    if (_inside->source && _inside->source->loop() != loop) {
-      std::swap(ofOtherThread, _inside->source);
+    const std::scoped_lock held(_impl->lock);
+    if (_impl->source && _impl->source->loop() != loop) {
+      std::swap(ofOtherThread, _impl->source);
     }
-    if (!_inside->source) {
-      _inside->makeNonBlocking();
-      _inside->source = makeRef<RunLoopSource>(loop, _inside->descriptor,
-                                               RunLoopSource::Order::read, this, descriptorIsReady);
+    if (!_impl->source) {
+      _impl->makeNonBlocking();
+      _impl->source = makeRef<RunLoopSource>(loop, _impl->descriptor, RunLoopSource::Order::read,
+                                             this, descriptorIsReady);
     }
-    source = _inside->source;
+    source = _impl->source;
   }
   if (ofOtherThread) ofOtherThread->remove();
   source->arm(modes);
@@ -172,35 +171,34 @@ void HxFileHandle::readInBackgroundAndNotifyForModes(const HxArray& modes) {
 
 // Only what nobody else shares. It lets a turn read on without asking first, and a close end a
 // write that waits. The lock is held.
-void HxFileHandle::Inside::makeNonBlocking() {
+void HxFileHandle::Impl::makeNonBlocking() {
   if (!isPrivateEnd || isNonBlocking || !descriptor) return;
   isNonBlocking = systemCalls.fcntl(descriptor->number(), F_SETFL, O_NONBLOCK) == 0;
 }
 
 bool HxFileHandle::descriptorIsReady(HxObject& object) {
   auto& handle = static_cast<HxFileHandle&>(object);
-  Inside& inside = *handle._inside;
+  Impl& impl = *handle._impl;
   bool handled = false;
   for (int round = 0; round < kReadsInOneTurn; ++round) {
     Ref<SharedDescriptor> descriptor;
     bool canReadOn = false;
-    const Ref<RunLoopSource> source = inside.currentSource(descriptor, canReadOn);
+    const Ref<RunLoopSource> source = impl.currentSource(descriptor, canReadOn);
     HxData data;
-    if (!source || !inside.readChunk(descriptor, data)) break;
+    if (!source || !impl.readChunk(descriptor, data)) break;
     handled = true;
     const HxUInteger length = data.length();
     length > 0 ? source->disarm() : source->park();
     HxNotificationCenter::defaultCenter()->postNotification(
         HxFileHandleReadCompletionNotification, HxAny(&handle),
         HxDictionary::dictionaryWithObject(data, HxFileHandleNotificationDataItem));
-    if (!canReadOn || length < inside.chunkSize || !source->isArmedNow()) break;
+    if (!canReadOn || length < impl.chunkSize || !source->isArmedNow()) break;
   }
   return handled;
 }
 
 // Null when the handle was closed meanwhile.
-Ref<RunLoopSource> HxFileHandle::Inside::currentSource(Ref<SharedDescriptor>& open,
-                                                       bool& canReadOn) {
+Ref<RunLoopSource> HxFileHandle::Impl::currentSource(Ref<SharedDescriptor>& open, bool& canReadOn) {
   const std::scoped_lock held(lock);
   open = descriptor;
   canReadOn = isNonBlocking;
@@ -208,7 +206,7 @@ Ref<RunLoopSource> HxFileHandle::Inside::currentSource(Ref<SharedDescriptor>& op
 }
 
 // One read; false when there was nothing after all. Empty data at the end and after an error.
-bool HxFileHandle::Inside::readChunk(const Ref<SharedDescriptor>& open, HxData& data) {
+bool HxFileHandle::Impl::readChunk(const Ref<SharedDescriptor>& open, HxData& data) {
   internal::prepareForReading(buffer, chunkSize);
   const ssize_t count = open ? readOnce(open->number(), buffer.mutableBytes(), chunkSize) : 0;
   if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return false;
@@ -220,7 +218,7 @@ bool HxFileHandle::Inside::readChunk(const Ref<SharedDescriptor>& open, HxData& 
   return true;
 }
 
-void HxFileHandle::Inside::growPipe(int number) {
+void HxFileHandle::Impl::growPipe(int number) {
   const std::scoped_lock held(lock);
   if (!isNonBlocking) return;
   const int size = systemCalls.fcntl(number, F_SETPIPE_SZ, static_cast<int>(kLargeChunkSize));
@@ -230,8 +228,8 @@ void HxFileHandle::Inside::growPipe(int number) {
 // ---- Reading and writing at once --------------------------------------------------------------
 
 // Until the descriptor is ready for these events. Raises when the handle is closed meanwhile.
-void HxFileHandle::Inside::waitFor(short events, const Ref<SharedDescriptor>& open,
-                                   const char* purpose) {
+void HxFileHandle::Impl::waitFor(short events, const Ref<SharedDescriptor>& open,
+                                 const char* purpose) {
   const Ref<SharedDescriptor> end = endOfWaits(open, purpose);
   pollfd two[] = {{.fd = open->number(), .events = events, .revents = 0},
                   {.fd = end ? end->number() : -1, .events = POLLIN, .revents = 0}};
@@ -239,8 +237,8 @@ void HxFileHandle::Inside::waitFor(short events, const Ref<SharedDescriptor>& op
 }
 
 // What closing makes readable; null when the system has none left.
-Ref<SharedDescriptor> HxFileHandle::Inside::endOfWaits(const Ref<SharedDescriptor>& open,
-                                                       const char* purpose) {
+Ref<SharedDescriptor> HxFileHandle::Impl::endOfWaits(const Ref<SharedDescriptor>& open,
+                                                     const char* purpose) {
   const std::scoped_lock held(lock);
   if (!descriptor) raiseFailure(purpose, open->number(), EBADF);
   if (!closing) closing = internal::makeEvent();
@@ -254,7 +252,7 @@ HxData HxFileHandle::availableData() {
   internal::prepareForReading(buffer, kChunkSize);
   ssize_t count = readOnce(descriptor->number(), buffer.mutableBytes(), kChunkSize);
   while (count < 0 && errno == EAGAIN) {
-    _inside->waitFor(POLLIN, descriptor, kPurpose);
+    _impl->waitFor(POLLIN, descriptor, kPurpose);
     count = readOnce(descriptor->number(), buffer.mutableBytes(), kChunkSize);
   }
   if (count < 0 && errno != EIO) raiseFailure(kPurpose, descriptor->number(), errno);
@@ -281,7 +279,7 @@ void HxFileHandle::writeData(const HxData& data) {
       bytes += count;
       left -= static_cast<std::size_t>(count);
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-      _inside->waitFor(POLLOUT, descriptor, kPurpose);
+      _impl->waitFor(POLLOUT, descriptor, kPurpose);
     } else if (errno != EINTR) {
       raiseFailure(kPurpose, descriptor->number(), errno);
     }

@@ -24,6 +24,7 @@
 #pragma once
 
 #include "Rondel/core/collections/Array.h"
+#include "Rondel/core/object/internal/OwnedPointer.h"
 #include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Data.h"
 
@@ -105,8 +106,8 @@ class RONDEL_EXPORT HxFileHandle final : public HxObject {
   Ref<internal::SharedDescriptor> lendToChild() const;
   static bool descriptorIsReady(HxObject& handle);
 
-  struct Inside;
-  Inside* const _inside;  // owned
+  struct Impl;
+  const internal::OwnedPointer<Impl> _impl;
 };
 
 }  // namespace rondel

@@ -127,7 +127,7 @@ struct StartedChild {
 
 }  // namespace
 
-struct HxTask::Inside {
+struct HxTask::Impl {
   HxString launchPath;
   HxString directory;
   HxArray arguments;
@@ -157,13 +157,12 @@ struct HxTask::Inside {
   void releaseStandardFiles();
 };
 
-HxTask::HxTask() : _inside(new Inside) {}
+HxTask::HxTask() : _impl(new Impl) {}
 
 HxTask::~HxTask() {
-  if (_inside->source) _inside->source->remove();
-  if (_inside->child) Child::adopt(_inside->child);
+  if (_impl->source) _impl->source->remove();
+  if (_impl->child) Child::adopt(_impl->child);
   HxNotificationCenter::defaultCenter()->forgetObject(this, HxTaskDidTerminateNotification);
-  delete _inside;
 }
 
 HxClass HxTask::classObject() noexcept {
@@ -175,54 +174,52 @@ Ref<HxTask> HxTask::init() { return makeRef<HxTask>(); }
 
 // ---- Before the launch ------------------------------------------------------------------------
 
-void HxTask::setLaunchPath(const HxString& path) { _inside->launchPath = path.copy(); }
+void HxTask::setLaunchPath(const HxString& path) { _impl->launchPath = path.copy(); }
 
-void HxTask::setCurrentDirectoryPath(const HxString& path) { _inside->directory = path.copy(); }
+void HxTask::setCurrentDirectoryPath(const HxString& path) { _impl->directory = path.copy(); }
 
-void HxTask::setArguments(const HxArray& arguments) { _inside->arguments = arguments.copy(); }
+void HxTask::setArguments(const HxArray& arguments) { _impl->arguments = arguments.copy(); }
 
 void HxTask::setEnvironment(const HxDictionary& environment) {
-  _inside->environment = environment.copy();
+  _impl->environment = environment.copy();
 }
 
-void HxTask::setStartsNewProcessGroup(bool flag) { _inside->leadsGroup = flag; }
+void HxTask::setStartsNewProcessGroup(bool flag) { _impl->leadsGroup = flag; }
 
-void HxTask::setPreferredArchitectures(const HxArray& cpuTypes) {
-  _inside->architectures = cpuTypes;
-}
+void HxTask::setPreferredArchitectures(const HxArray& cpuTypes) { _impl->architectures = cpuTypes; }
 
 void HxTask::setStandardInput(const Ref<HxPipe>& pipe) {
-  _inside->standardFiles[0] = {pipe ? pipe->fileHandleForReading() : nullptr, true};
+  _impl->standardFiles[0] = {pipe ? pipe->fileHandleForReading() : nullptr, true};
 }
 
 void HxTask::setStandardOutput(const Ref<HxPipe>& pipe) {
-  _inside->standardFiles[1] = {pipe ? pipe->fileHandleForWriting() : nullptr, true};
+  _impl->standardFiles[1] = {pipe ? pipe->fileHandleForWriting() : nullptr, true};
 }
 
 void HxTask::setStandardError(const Ref<HxPipe>& pipe) {
-  _inside->standardFiles[2] = {pipe ? pipe->fileHandleForWriting() : nullptr, true};
+  _impl->standardFiles[2] = {pipe ? pipe->fileHandleForWriting() : nullptr, true};
 }
 
 void HxTask::setStandardInput(const Ref<HxFileHandle>& handle) {
-  _inside->standardFiles[0] = {handle, false};
+  _impl->standardFiles[0] = {handle, false};
 }
 
 void HxTask::setStandardOutput(const Ref<HxFileHandle>& handle) {
-  _inside->standardFiles[1] = {handle, false};
+  _impl->standardFiles[1] = {handle, false};
 }
 
 void HxTask::setStandardError(const Ref<HxFileHandle>& handle) {
-  _inside->standardFiles[2] = {handle, false};
+  _impl->standardFiles[2] = {handle, false};
 }
 
 // ---- Running ----------------------------------------------------------------------------------
 
 void HxTask::launch() {
-  if (_inside->currentChild()) {
+  if (_impl->currentChild()) {
     HxException::raise(HxInvalidArgumentException, "a task can be launched once only"_hx);
   }
   Ref<SharedDescriptor> lent[kStandardFiles];  // stay open until the child has them
-  StartedChild started{_inside->start(lent)};
+  StartedChild started{_impl->start(lent)};
   const Ref<Child> child = started.child;
   const Ref<HxRunLoop> loop = HxRunLoop::currentRunLoop();
   const auto source = makeRef<RunLoopSource>(loop, child->exitDescriptor(),
@@ -235,16 +232,16 @@ void HxTask::launch() {
                        exception.reason());
   }
   {
-    const std::scoped_lock held(_inside->lock);
-    _inside->child = child;
-    _inside->loop = loop;
+    const std::scoped_lock held(_impl->lock);
+    _impl->child = child;
+    _impl->loop = loop;
   }
-  _inside->source = source;
+  _impl->source = source;
   started.child = nullptr;
-  _inside->releaseStandardFiles();
+  _impl->releaseStandardFiles();
 }
 
-Ref<Child> HxTask::Inside::start(Ref<SharedDescriptor> (&lent)[kStandardFiles]) const {
+Ref<Child> HxTask::Impl::start(Ref<SharedDescriptor> (&lent)[kStandardFiles]) const {
   ChildPlan plan;
   TextList argumentTexts = argumentList(launchPath, arguments);
   TextList environmentTexts = environmentList(environment);
@@ -274,7 +271,7 @@ Ref<Child> HxTask::Inside::start(Ref<SharedDescriptor> (&lent)[kStandardFiles]) 
   return started;
 }
 
-void HxTask::Inside::releaseStandardFiles() {
+void HxTask::Impl::releaseStandardFiles() {
   for (StandardFile& file : standardFiles) {
     if (file.handle && file.isPipeEnd) file.handle->closeFile();
     file = {};
@@ -282,53 +279,53 @@ void HxTask::Inside::releaseStandardFiles() {
 }
 
 void HxTask::watchExitAgain(HxTimer&) {
-  if (_inside->source) _inside->source->arm(commonModes());
+  if (_impl->source) _impl->source->arm(commonModes());
 }
 
 bool HxTask::childMayHaveExited(HxObject& object) {
   auto& task = static_cast<HxTask&>(object);
-  Inside& inside = *task._inside;
-  if (inside.child->poll() == Child::State::running) {
-    inside.source->park();
-    inside.source->loop()->addTimer(HxTimer::timerWithTimeInterval<&HxTask::watchExitAgain>(
-                                        kPauseAfterFalseAlarm, &task, nullptr, false),
-                                    HxRunLoopCommonModes);
+  Impl& impl = *task._impl;
+  if (impl.child->poll() == Child::State::running) {
+    impl.source->park();
+    impl.source->loop()->addTimer(HxTimer::timerWithTimeInterval<&HxTask::watchExitAgain>(
+                                      kPauseAfterFalseAlarm, &task, nullptr, false),
+                                  HxRunLoopCommonModes);
     return false;
   }
-  inside.source->remove();
-  inside.source = nullptr;
-  inside.child->dropExitDescriptor();
-  inside.isTold = true;
+  impl.source->remove();
+  impl.source = nullptr;
+  impl.child->dropExitDescriptor();
+  impl.isTold = true;
   HxNotificationCenter::defaultCenter()->postNotification(HxTaskDidTerminateNotification,
                                                           HxAny(&task));
   return true;
 }
 
 bool HxTask::isRunning() const {
-  const Ref<Child> child = _inside->currentChild();
+  const Ref<Child> child = _impl->currentChild();
   return child && child->poll() == Child::State::running;
 }
 
 void HxTask::terminate() {
-  if (const Ref<Child> child = _inside->currentChild()) child->send(SIGTERM);
+  if (const Ref<Child> child = _impl->currentChild()) child->send(SIGTERM);
 }
 
 void HxTask::interrupt() {
-  if (const Ref<Child> child = _inside->currentChild()) child->send(SIGINT);
+  if (const Ref<Child> child = _impl->currentChild()) child->send(SIGINT);
 }
 
 void HxTask::waitUntilExit() {
   const Ref<HxTask> self(this);  // may be dropped by whom the loop calls
   const Ref<HxRunLoop> loop = HxRunLoop::currentRunLoop();
-  if (!_inside->currentChild()) return;
-  if (_inside->launchLoop() != loop) return waitOnOtherThread(loop);
-  while (!_inside->isTold && loop->runMode(HxDefaultRunLoopMode, HxDate::distantFuture())) {
+  if (!_impl->currentChild()) return;
+  if (_impl->launchLoop() != loop) return waitOnOtherThread(loop);
+  while (!_impl->isTold && loop->runMode(HxDefaultRunLoopMode, HxDate::distantFuture())) {
   }
 }
 
 // The notification is the business of the launching thread; here the exit alone counts.
 void HxTask::waitOnOtherThread(const Ref<HxRunLoop>& loop) {
-  const Ref<Child> child = _inside->currentChild();
+  const Ref<Child> child = _impl->currentChild();
   struct Watch {
     Ref<RunLoopSource> source;
     ~Watch() { source->remove(); }
@@ -346,12 +343,12 @@ void HxTask::waitOnOtherThread(const Ref<HxRunLoop>& loop) {
 // ---- Afterwards -------------------------------------------------------------------------------
 
 int HxTask::_platformExitInformation() const {
-  const Ref<Child> child = _inside->currentChild();
+  const Ref<Child> child = _impl->currentChild();
   return child && child->state() == Child::State::exited ? child->waitStatus() : -1;
 }
 
 HxTaskTerminationReason HxTask::terminationReason() const {
-  const Ref<Child> child = _inside->currentChild();
+  const Ref<Child> child = _impl->currentChild();
   const Child::State state = child ? child->state() : Child::State::running;
   if (state == Child::State::running) return HxTaskTerminationReason::none;
   if (state == Child::State::lost) return HxTaskTerminationReason::lost;
@@ -374,7 +371,7 @@ int HxTask::terminationStatus() const {
 }
 
 int HxTask::processIdentifier() const {
-  const Ref<Child> child = _inside->currentChild();
+  const Ref<Child> child = _impl->currentChild();
   return child ? child->number() : 0;
 }
 

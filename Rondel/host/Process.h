@@ -28,6 +28,7 @@
 
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
+#include "Rondel/core/object/internal/OwnedPointer.h"
 #include "Rondel/core/text/String.h"
 #include "Rondel/host/FileHandle.h"
 #include "Rondel/host/Pipe.h"
@@ -122,8 +123,8 @@ class RONDEL_EXPORT HxTask final : public HxObject {
   void watchExitAgain(HxTimer& timer);
   void waitOnOtherThread(const Ref<HxRunLoop>& loop);
 
-  struct Inside;
-  Inside* const _inside;  // owned
+  struct Impl;
+  const internal::OwnedPointer<Impl> _impl;
 };
 
 }  // namespace rondel

@@ -10,7 +10,7 @@
 #include "Rondel/core/object/Exception.h"
 #include "Rondel/host/Thread.h"
 #include "Rondel/host/Timer.h"
-#include "Rondel/host/internal/RunLoopInside.h"
+#include "Rondel/host/internal/RunLoopImpl.h"
 
 namespace rondel {
 
@@ -36,11 +36,11 @@ thread_local HxRunLoop* loopOfThread = nullptr;
 
 // ---- Loops and threads ------------------------------------------------------------------------
 
-HxRunLoop::HxRunLoop() : _inside(new Inside) {}
+HxRunLoop::HxRunLoop() : _impl(new Impl) {}
 
-HxRunLoop::~HxRunLoop() { delete _inside; }
+HxRunLoop::~HxRunLoop() = default;
 
-HxRunLoop::Inside::Inside() {
+HxRunLoop::Impl::Impl() {
   modes = {{.isCommon = true}, {.isCommon = true}};
   modeNumbers = {{HxRunLoopCommonModes, kCommonModes}, {HxDefaultRunLoopMode, kDefaultMode}};
 }
@@ -64,7 +64,7 @@ Ref<HxRunLoop> HxRunLoop::currentRunLoop() {
       thread_local struct Closer {
         Ref<HxRunLoop> loop = makeRef<HxRunLoop>();
         ~Closer() {
-          loop->_inside->close();
+          loop->_impl->close();
           loopOfThread = nullptr;
         }
       } closer;
@@ -74,7 +74,7 @@ Ref<HxRunLoop> HxRunLoop::currentRunLoop() {
   return Ref<HxRunLoop>(loopOfThread);
 }
 
-void HxRunLoop::Inside::close() {
+void HxRunLoop::Impl::close() {
   releaseKept(0);
   std::vector<Slot> droppedSlots;
   std::map<TimerKey, TimerEntry> droppedTimers;
@@ -97,12 +97,12 @@ void HxRunLoop::Inside::close() {
   for (auto& [key, entry] : droppedTimers) entry.timer->invalidate();
 }
 
-bool HxRunLoop::Inside::isOwnThread() const noexcept {
-  return loopOfThread && loopOfThread->_inside == this;
+bool HxRunLoop::Impl::isOwnThread() const noexcept {
+  return loopOfThread && loopOfThread->_impl.get() == this;
 }
 
 // The lock is held.
-void HxRunLoop::Inside::wake() {
+void HxRunLoop::Impl::wake() {
   if (wakeIsDue || isOwnThread() || !poller.isOpen()) return;
   wakeIsDue = true;
   poller.wake();
@@ -112,11 +112,11 @@ void HxRunLoop::Inside::wake() {
 
 void HxRunLoop::addCommonMode(const HxString& mode) {
   if (!mode) return;
-  const std::scoped_lock held(_inside->lock);
-  _inside->modes[_inside->numberOfMode(mode)].isCommon = true;
+  const std::scoped_lock held(_impl->lock);
+  _impl->modes[_impl->numberOfMode(mode)].isCommon = true;
 }
 
-unsigned HxRunLoop::Inside::numberOfMode(const HxString& name) {
+unsigned HxRunLoop::Impl::numberOfMode(const HxString& name) {
   const auto known = modeNumbers.find(name);
   if (known != modeNumbers.end()) return known->second;
   const auto number = static_cast<unsigned>(modes.size());
@@ -126,13 +126,13 @@ unsigned HxRunLoop::Inside::numberOfMode(const HxString& name) {
 }
 
 // Whether what is in these modes takes part when this one runs.
-bool HxRunLoop::Inside::includes(const ModeNumbers& set, unsigned mode) const {
+bool HxRunLoop::Impl::includes(const ModeNumbers& set, unsigned mode) const {
   return std::any_of(set.begin(), set.end(), [&](unsigned one) {
     return one == mode || (one == kCommonModes && modes[mode].isCommon);
   });
 }
 
-bool HxRunLoop::Inside::hasAnythingToWaitFor(unsigned mode) const {
+bool HxRunLoop::Impl::hasAnythingToWaitFor(unsigned mode) const {
   const bool isCommon = modes[mode].isCommon;
   return modes[mode].armedSources > 0 || (isCommon && modes[kCommonModes].armedSources > 0) ||
          (isCommon && !calls.empty()) || nextDeadline(mode) != kForever;
@@ -141,26 +141,26 @@ bool HxRunLoop::Inside::hasAnythingToWaitFor(unsigned mode) const {
 // ---- Running ----------------------------------------------------------------------------------
 
 // Begins with what is kept from outside any turn, and ends with letting it go.
-class HxRunLoop::Inside::Turn {
+class HxRunLoop::Impl::Turn {
  public:
-  Turn(Inside& inside, unsigned mode)
-      : _inside(inside),
-        _mark(inside.depth == 0 ? 0 : inside.kept.size()),
-        _outerMode(std::exchange(inside.runningMode, mode)) {
-    ++_inside.depth;
-    ++_inside.turns;
+  Turn(Impl& impl, unsigned mode)
+      : _impl(impl),
+        _mark(impl.depth == 0 ? 0 : impl.kept.size()),
+        _outerMode(std::exchange(impl.runningMode, mode)) {
+    ++_impl.depth;
+    ++_impl.turns;
   }
   ~Turn() {
-    _inside.releaseKept(_mark);
-    --_inside.depth;
-    const std::scoped_lock held(_inside.lock);
-    _inside.runningMode = _outerMode;
+    _impl.releaseKept(_mark);
+    --_impl.depth;
+    const std::scoped_lock held(_impl.lock);
+    _impl.runningMode = _outerMode;
   }
   Turn(const Turn&) = delete;
   Turn& operator=(const Turn&) = delete;
 
  private:
-  Inside& _inside;
+  Impl& _impl;
   const std::size_t _mark;
   const unsigned _outerMode;
 };
@@ -170,18 +170,18 @@ bool HxRunLoop::runMode(const HxString& mode, const HxDate& limit) {
 }
 
 bool HxRunLoop::runMode(const HxString& mode, std::int64_t deadline) {
-  if (!_inside->isOwnThread() && currentRunLoop().get() != this) {
+  if (!_impl->isOwnThread() && currentRunLoop().get() != this) {
     HxException::raise(HxInternalInconsistencyException,
                        "a run loop can be run on its own thread only"_hx);
   }
   if (!mode) return false;
-  std::unique_lock held(_inside->lock);
-  const unsigned number = _inside->numberOfMode(mode);
-  const bool hasAnything = number != Inside::kCommonModes && _inside->hasAnythingToWaitFor(number);
-  if (hasAnything) _inside->openPoller();
-  const Inside::Turn turn(*_inside, number);
+  std::unique_lock held(_impl->lock);
+  const unsigned number = _impl->numberOfMode(mode);
+  const bool hasAnything = number != Impl::kCommonModes && _impl->hasAnythingToWaitFor(number);
+  if (hasAnything) _impl->openPoller();
+  const Impl::Turn turn(*_impl, number);
   held.unlock();
-  if (hasAnything) _inside->pass(number, deadline);
+  if (hasAnything) _impl->pass(number, deadline);
   return hasAnything;
 }
 
@@ -191,36 +191,36 @@ void HxRunLoop::runUntilDate(const HxDate& limit) { runUntil(internal::steadyTim
 
 void HxRunLoop::runUntil(std::int64_t deadline) {
   struct Run {
-    explicit Run(Inside& loop) : inside(loop) {
-      const std::scoped_lock held(inside.lock);
-      ++inside.runs;
+    explicit Run(Impl& loop) : impl(loop) {
+      const std::scoped_lock held(impl.lock);
+      ++impl.runs;
     }
     ~Run() {
-      const std::scoped_lock held(inside.lock);
-      --inside.runs;
-      inside.stopAsked = false;
+      const std::scoped_lock held(impl.lock);
+      --impl.runs;
+      impl.stopAsked = false;
     }
     bool isToStop() const {
-      const std::scoped_lock held(inside.lock);
-      return inside.stopAsked;
+      const std::scoped_lock held(impl.lock);
+      return impl.stopAsked;
     }
-    Inside& inside;
-  } run(*_inside);
+    Impl& impl;
+  } run(*_impl);
   while (runMode(HxDefaultRunLoopMode, deadline) && !run.isToStop() && steadyNow() < deadline) {
   }
 }
 
 void HxRunLoop::stop() {
-  const std::scoped_lock held(_inside->lock);
-  if (_inside->runs == 0) return;
-  _inside->stopAsked = true;
-  _inside->wake();
+  const std::scoped_lock held(_impl->lock);
+  if (_impl->runs == 0) return;
+  _impl->stopAsked = true;
+  _impl->wake();
 }
 
-void HxRunLoop::retainUntilEndOfTurn(const HxAny& object) { _inside->kept.push_back(object); }
+void HxRunLoop::retainUntilEndOfTurn(const HxAny& object) { _impl->kept.push_back(object); }
 
 // The last ones, until so many are left. What is let go of may keep others.
-void HxRunLoop::Inside::releaseKept(std::size_t left) {
+void HxRunLoop::Impl::releaseKept(std::size_t left) {
   while (kept.size() > left) {
     const HxAny last = std::move(kept.back());
     kept.pop_back();
@@ -228,12 +228,12 @@ void HxRunLoop::Inside::releaseKept(std::size_t left) {
 }
 
 // The lock is held.
-void HxRunLoop::Inside::openPoller() {
+void HxRunLoop::Impl::openPoller() {
   if (!poller.open()) raiseSystemError("a run loop cannot wait"_hx);
 }
 
 // Goes on until a call was made, the deadline came, or nothing is left to wait for.
-void HxRunLoop::Inside::pass(unsigned mode, SteadyTime deadline) {
+void HxRunLoop::Impl::pass(unsigned mode, SteadyTime deadline) {
   bool isOver = false;
   while (!isOver) {
     const std::uint64_t lastNumber = lastTimerNumber();  // what the calls set is for the next pass
@@ -247,13 +247,13 @@ void HxRunLoop::Inside::pass(unsigned mode, SteadyTime deadline) {
   }
 }
 
-std::uint64_t HxRunLoop::Inside::lastTimerNumber() {
+std::uint64_t HxRunLoop::Impl::lastTimerNumber() {
   const std::scoped_lock held(lock);
   return timerNumber;
 }
 
 // Those that are there now; what they ask for in turn comes in the next pass.
-bool HxRunLoop::Inside::makeCalls(unsigned mode) {
+bool HxRunLoop::Impl::makeCalls(unsigned mode) {
   std::unique_lock held(lock);
   if (!modes[mode].isCommon) return false;
   const std::size_t due = calls.size();
@@ -267,7 +267,7 @@ bool HxRunLoop::Inside::makeCalls(unsigned mode) {
   return due > 0;
 }
 
-bool HxRunLoop::Inside::waitAndDispatch(unsigned mode, SteadyTime deadline) {
+bool HxRunLoop::Impl::waitAndDispatch(unsigned mode, SteadyTime deadline) {
   std::array<std::uint64_t, kBatch> numbers;
   std::vector<std::uint64_t> ready;
   {
@@ -289,14 +289,14 @@ bool HxRunLoop::Inside::waitAndDispatch(unsigned mode, SteadyTime deadline) {
 
 // From here on another thread that wants attention has to write again. What was asked for before is
 // found by whatever comes next: no pass waits before it has made the calls that are there.
-void HxRunLoop::Inside::noteWakeUp() {
+void HxRunLoop::Impl::noteWakeUp() {
   const std::scoped_lock held(lock);
   wakeIsDue = false;
 }
 
 // The lock is held. Sources that were taken out because they were ready while a mode ran that is
 // not theirs.
-void HxRunLoop::Inside::watchArmedAgain(unsigned mode) {
+void HxRunLoop::Impl::watchArmedAgain(unsigned mode) {
   std::erase_if(parked, [&](std::uint64_t number) {
     RunLoopSource* const source = find(number);
     if (!source || !source->_armed) return true;
@@ -306,7 +306,7 @@ void HxRunLoop::Inside::watchArmedAgain(unsigned mode) {
   });
 }
 
-bool HxRunLoop::Inside::dispatch(unsigned mode, const std::uint64_t* numbers, std::size_t count) {
+bool HxRunLoop::Impl::dispatch(unsigned mode, const std::uint64_t* numbers, std::size_t count) {
   const std::uint64_t turn = turns;
   bool handled = false;
   for (const auto order : {RunLoopSource::Order::read, RunLoopSource::Order::exit}) {
@@ -323,8 +323,8 @@ bool HxRunLoop::Inside::dispatch(unsigned mode, const std::uint64_t* numbers, st
 }
 
 // Whom to call for a number that the system reported, if anyone.
-Ref<HxObject> HxRunLoop::Inside::targetOf(std::uint64_t number, RunLoopSource::Order order,
-                                          unsigned mode, RunLoopSource::Ready& ready) {
+Ref<HxObject> HxRunLoop::Impl::targetOf(std::uint64_t number, RunLoopSource::Order order,
+                                        unsigned mode, RunLoopSource::Ready& ready) {
   if (number == Poller::kWakeUp) return nullptr;
   const std::scoped_lock held(lock);
   RunLoopSource* const source = find(number);
@@ -342,12 +342,12 @@ Ref<HxObject> HxRunLoop::Inside::targetOf(std::uint64_t number, RunLoopSource::O
 
 // ---- Calls from other threads -----------------------------------------------------------------
 
-void HxRunLoop::Inside::Waiter::wait() {
+void HxRunLoop::Impl::Waiter::wait() {
   std::unique_lock held(lock);
   change.wait(held, [this] { return done; });
 }
 
-void HxRunLoop::Inside::Waiter::finish() {
+void HxRunLoop::Impl::Waiter::finish() {
   const std::scoped_lock held(lock);
   done = true;
   change.notify_all();
@@ -355,15 +355,15 @@ void HxRunLoop::Inside::Waiter::finish() {
 
 void HxRunLoop::enqueue(Ref<Closure> closure, const HxObject* target, bool waitUntilDone) {
   if (waitUntilDone && currentRunLoop().get() == this) return closure->call();
-  Inside::Call call(std::move(closure), target);
-  if (waitUntilDone) call.waiter = std::make_shared<Inside::Waiter>();
-  const std::shared_ptr<Inside::Waiter> waiter = call.waiter;
+  Impl::Call call(std::move(closure), target);
+  if (waitUntilDone) call.waiter = std::make_shared<Impl::Waiter>();
+  const std::shared_ptr<Impl::Waiter> waiter = call.waiter;
   {
-    Inside::Call dropped = std::move(call);  // outlives the lock, if it is not taken
-    const std::scoped_lock held(_inside->lock);
-    if (!_inside->closed) {
-      _inside->calls.push_back(std::move(dropped));
-      _inside->wake();
+    Impl::Call dropped = std::move(call);  // outlives the lock, if it is not taken
+    const std::scoped_lock held(_impl->lock);
+    if (!_impl->closed) {
+      _impl->calls.push_back(std::move(dropped));
+      _impl->wake();
     }
   }
   if (waiter) waiter->wait();
@@ -388,15 +388,15 @@ void HxRunLoop::performSelectorAfterDelay(HxSelector selector, const HxAny& targ
 
 void HxRunLoop::cancelPerformSelectorsWithTarget(const HxObject* target) {
   if (!target) return;
-  std::vector<Inside::Call> droppedCalls;  // outlive the lock
+  std::vector<Impl::Call> droppedCalls;  // outlive the lock
   std::vector<Ref<HxTimer>> droppedTimers;
   {
-    const std::scoped_lock held(_inside->lock);
-    for (auto& call : _inside->calls) {
+    const std::scoped_lock held(_impl->lock);
+    for (auto& call : _impl->calls) {
       if (call.target == target) droppedCalls.push_back(std::move(call));
     }
-    std::erase_if(_inside->calls, [](const Inside::Call& call) { return !call.closure; });
-    for (auto& [key, entry] : _inside->timers) {
+    std::erase_if(_impl->calls, [](const Impl::Call& call) { return !call.closure; });
+    for (auto& [key, entry] : _impl->timers) {
       if (entry.cancelTarget == target) droppedTimers.push_back(entry.timer);
     }
   }

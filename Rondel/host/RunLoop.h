@@ -26,6 +26,7 @@
 // What a call raises passes through the pass to the caller of runMode; nothing is lost by that.
 #pragma once
 
+#include "Rondel/core/object/internal/OwnedPointer.h"
 #include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Date.h"
 #include "Rondel/host/internal/Closure.h"
@@ -128,8 +129,8 @@ class RONDEL_EXPORT HxRunLoop final : public HxObject {
   void enqueueAfterDelay(const Ref<internal::Closure>& call, const HxObject* target,
                          HxTimeInterval seconds);
 
-  struct Inside;
-  Inside* const _inside;  // owned
+  struct Impl;
+  const internal::OwnedPointer<Impl> _impl;
 };
 
 // Calls on the process's first thread; see HxRunLoop::perform.

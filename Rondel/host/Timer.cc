@@ -5,7 +5,7 @@
 #include <mutex>
 
 #include "Rondel/core/object/Exception.h"
-#include "Rondel/host/internal/RunLoopInside.h"
+#include "Rondel/host/internal/RunLoopImpl.h"
 
 namespace rondel {
 
@@ -18,8 +18,8 @@ constexpr HxTimeInterval kShortestInterval = 0.0001;
 
 }  // namespace
 
-struct HxTimer::Inside {
-  Inside(HxObject* object, const HxAny& information) : target(object), userInfo(information) {}
+struct HxTimer::Impl {
+  Impl(HxObject* object, const HxAny& information) : target(object), userInfo(information) {}
 
   std::mutex lock;
   bool isValid = true;
@@ -30,9 +30,9 @@ struct HxTimer::Inside {
 
 HxTimer::HxTimer(HxTimeInterval seconds, HxObject* target, Fire call, const HxAny& userInfo,
                  bool repeats)
-    : _seconds(seconds), _repeats(repeats), _fire(call), _inside(new Inside(target, userInfo)) {}
+    : _seconds(seconds), _repeats(repeats), _fire(call), _impl(new Impl(target, userInfo)) {}
 
-HxTimer::~HxTimer() { delete _inside; }
+HxTimer::~HxTimer() = default;
 
 HxClass HxTimer::classObject() noexcept {
   static const HxClassInfo info{"HxTimer", HxObject::classObject().info()};
@@ -52,13 +52,13 @@ Ref<HxTimer> HxTimer::schedule(const Ref<HxTimer>& timer) {
 }
 
 bool HxTimer::isValid() const noexcept {
-  const std::scoped_lock held(_inside->lock);
-  return _inside->isValid;
+  const std::scoped_lock held(_impl->lock);
+  return _impl->isValid;
 }
 
 HxAny HxTimer::userInfo() const {
-  const std::scoped_lock held(_inside->lock);
-  return _inside->userInfo;
+  const std::scoped_lock held(_impl->lock);
+  return _impl->userInfo;
 }
 
 void HxTimer::invalidate() {
@@ -67,21 +67,21 @@ void HxTimer::invalidate() {
   HxAny userInfo;
   Ref<HxRunLoop> loop;
   {
-    const std::scoped_lock held(_inside->lock);
-    _inside->isValid = false;
-    std::swap(target, _inside->target);
-    userInfo.swap(_inside->userInfo);
-    std::swap(loop, _inside->loop);
+    const std::scoped_lock held(_impl->lock);
+    _impl->isValid = false;
+    std::swap(target, _impl->target);
+    userInfo.swap(_impl->userInfo);
+    std::swap(loop, _impl->loop);
   }
-  if (loop) loop->_inside->removeTimer(*this);
+  if (loop) loop->_impl->removeTimer(*this);
 }
 
 void HxTimer::fire() {
   Ref<HxObject> target;
   {
-    const std::scoped_lock held(_inside->lock);
-    if (!_inside->isValid) return;
-    target = _inside->target;
+    const std::scoped_lock held(_impl->lock);
+    if (!_impl->isValid) return;
+    target = _impl->target;
   }
   struct LastTime {
     HxTimer* timer;
@@ -97,15 +97,15 @@ void HxTimer::fire() {
 void HxRunLoop::addTimer(const Ref<HxTimer>& timer, const HxString& mode) {
   if (!timer || !mode) return;
   {
-    const std::scoped_lock held(timer->_inside->lock);
-    if (!timer->_inside->isValid) return;
-    if (timer->_inside->loop && timer->_inside->loop.get() != this) {
+    const std::scoped_lock held(timer->_impl->lock);
+    if (!timer->_impl->isValid) return;
+    if (timer->_impl->loop && timer->_impl->loop.get() != this) {
       HxException::raise(HxInvalidArgumentException, "a timer can be on one run loop only"_hx);
     }
-    timer->_inside->loop = Ref<HxRunLoop>(this);
+    timer->_impl->loop = Ref<HxRunLoop>(this);
   }
-  const std::scoped_lock held(_inside->lock);
-  _inside->addTimer(timer, _inside->numberOfMode(mode), nullptr);
+  const std::scoped_lock held(_impl->lock);
+  _impl->addTimer(timer, _impl->numberOfMode(mode), nullptr);
 }
 
 void HxRunLoop::enqueueAfterDelay(const Ref<internal::Closure>& call, const HxObject* target,
@@ -115,15 +115,15 @@ void HxRunLoop::enqueueAfterDelay(const Ref<internal::Closure>& call, const HxOb
   };
   // No shortest interval here: a delay of nothing is due in the next pass.
   const Ref<HxTimer> timer = makeRef<HxTimer>(seconds, call.get(), fire, HxAny(), false);
-  timer->_inside->loop = Ref<HxRunLoop>(this);
-  const std::scoped_lock held(_inside->lock);
-  _inside->addTimer(timer, Inside::kDefaultMode, target);
+  timer->_impl->loop = Ref<HxRunLoop>(this);
+  const std::scoped_lock held(_impl->lock);
+  _impl->addTimer(timer, Impl::kDefaultMode, target);
 }
 
 // The lock is held in what follows.
 
-void HxRunLoop::Inside::addTimer(const Ref<HxTimer>& timer, unsigned mode,
-                                 const HxObject* cancelTarget) {
+void HxRunLoop::Impl::addTimer(const Ref<HxTimer>& timer, unsigned mode,
+                               const HxObject* cancelTarget) {
   if (closed) return;
   const auto isIt = [&](const auto& entry) { return entry.second.timer == timer; };
   const auto known = cancelTarget ? timers.end() : std::find_if(timers.begin(), timers.end(), isIt);
@@ -136,7 +136,7 @@ void HxRunLoop::Inside::addTimer(const Ref<HxTimer>& timer, unsigned mode,
   wake();
 }
 
-SteadyTime HxRunLoop::Inside::nextDeadline(unsigned mode) const {
+SteadyTime HxRunLoop::Impl::nextDeadline(unsigned mode) const {
   for (const auto& [key, entry] : timers) {
     if (includes(entry.modes, mode)) return key.deadline;
   }
@@ -145,8 +145,8 @@ SteadyTime HxRunLoop::Inside::nextDeadline(unsigned mode) const {
 
 // The first timer that is due and was set before the pass began. One that repeats is set again, for
 // the first of its times that is still to come.
-Ref<HxTimer> HxRunLoop::Inside::takeDueTimer(unsigned mode, SteadyTime now,
-                                             std::uint64_t lastNumber) {
+Ref<HxTimer> HxRunLoop::Impl::takeDueTimer(unsigned mode, SteadyTime now,
+                                           std::uint64_t lastNumber) {
   for (auto place = timers.begin(); place != timers.end() && place->first.deadline <= now;
        ++place) {
     if (place->first.number > lastNumber || !includes(place->second.modes, mode)) continue;
@@ -166,7 +166,7 @@ Ref<HxTimer> HxRunLoop::Inside::takeDueTimer(unsigned mode, SteadyTime now,
 
 // The lock is not held in what follows.
 
-void HxRunLoop::Inside::removeTimer(const HxTimer& timer) {
+void HxRunLoop::Impl::removeTimer(const HxTimer& timer) {
   std::map<TimerKey, TimerEntry>::node_type dropped;  // outlives the lock
   const std::scoped_lock held(lock);
   const auto place = std::find_if(timers.begin(), timers.end(), [&](const auto& entry) {
@@ -177,7 +177,7 @@ void HxRunLoop::Inside::removeTimer(const HxTimer& timer) {
   wake();  // there may be nothing left to wait for
 }
 
-bool HxRunLoop::Inside::fireTimers(unsigned mode, std::uint64_t lastNumber) {
+bool HxRunLoop::Impl::fireTimers(unsigned mode, std::uint64_t lastNumber) {
   const SteadyTime now = internal::steadyNow();
   for (bool fired = false;; fired = true) {
     Ref<HxTimer> timer;

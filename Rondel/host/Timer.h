@@ -15,6 +15,7 @@
 #pragma once
 
 #include "Rondel/core/object/Object.h"
+#include "Rondel/core/object/internal/OwnedPointer.h"
 
 namespace rondel {
 
@@ -71,8 +72,8 @@ class RONDEL_EXPORT HxTimer final : public HxObject {
   const HxTimeInterval _seconds;
   const bool _repeats;
   const Fire _fire;
-  struct Inside;
-  Inside* const _inside;  // owned
+  struct Impl;
+  const internal::OwnedPointer<Impl> _impl;
 };
 
 }  // namespace rondel

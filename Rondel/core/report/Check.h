@@ -279,7 +279,7 @@ MO_COLD_ void failParameter(const HxObject* receiver, const CheckSite& site);
 #define HxParameterAssertText(condition, text) \
   MO_CHECK_(condition, failParameter, (nullptr, {text}))
 
-// ---- Inside the forms ---------------------------------------------------------------------------
+// ---- Impl the forms ---------------------------------------------------------------------------
 
 #define MO_HAS_TYPE_(name, type) "HcGetTypeID(" name ") == Hc" type "GetTypeID()"
 #define MO_IS_KIND_OF_(name, kind) "[(id)(" name ") isKindOfClass:[" kind " class]]"

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "Rondel/core/object/Exception.h"
-#include "Rondel/host/internal/RunLoopInside.h"
+#include "Rondel/host/internal/RunLoopImpl.h"
 
 namespace rondel {
 namespace internal {
@@ -22,7 +22,7 @@ RunLoopSource::RunLoopSource(const Ref<HxRunLoop>& loop, const Ref<SharedDescrip
       _alwaysReady(!descriptor) {}
 
 void RunLoopSource::arm(const HxArray& modes) {
-  HxRunLoop::Inside& loop = *_loop->_inside;
+  HxRunLoop::Impl& loop = *_loop->_impl;
   const std::scoped_lock held(loop.lock);
   if (loop.closed || !_target) return;
   loop.insert(*this);
@@ -33,20 +33,20 @@ void RunLoopSource::arm(const HxArray& modes) {
 }
 
 void RunLoopSource::disarm() {
-  HxRunLoop::Inside& loop = *_loop->_inside;
+  HxRunLoop::Impl& loop = *_loop->_impl;
   const std::scoped_lock held(loop.lock);
   loop.disarm(*this);
 }
 
 void RunLoopSource::park() {
-  HxRunLoop::Inside& loop = *_loop->_inside;
+  HxRunLoop::Impl& loop = *_loop->_impl;
   const std::scoped_lock held(loop.lock);
   loop.disarm(*this);
   loop.unwatch(*this);
 }
 
 void RunLoopSource::remove() {
-  HxRunLoop::Inside& loop = *_loop->_inside;
+  HxRunLoop::Impl& loop = *_loop->_impl;
   Ref<RunLoopSource> self;  // outlives the lock
   Ref<SharedDescriptor> dropped;
   const std::scoped_lock held(loop.lock);
@@ -60,7 +60,7 @@ void RunLoopSource::remove() {
 }
 
 bool RunLoopSource::isArmedNow() const {
-  HxRunLoop::Inside& loop = *_loop->_inside;
+  HxRunLoop::Impl& loop = *_loop->_impl;
   const std::scoped_lock held(loop.lock);
   return _armed && loop.includes(_modes, loop.runningMode);
 }
@@ -71,7 +71,7 @@ using internal::Poller;
 using internal::RunLoopSource;
 
 // Nothing when it is there already.
-void HxRunLoop::Inside::insert(RunLoopSource& source) {
+void HxRunLoop::Impl::insert(RunLoopSource& source) {
   if (source._number != 0) return;
   if (freeSlots.empty()) {
     freeSlots.reserve(slots.size() + 1);  // so that erase cannot fail
@@ -86,7 +86,7 @@ void HxRunLoop::Inside::insert(RunLoopSource& source) {
   if (source._alwaysReady) alwaysReady.push_back(source._number);
 }
 
-void HxRunLoop::Inside::erase(RunLoopSource& source) {
+void HxRunLoop::Impl::erase(RunLoopSource& source) {
   if (source._number == 0) return;
   const auto place = static_cast<std::uint32_t>(source._number);
   std::erase(alwaysReady, source._number);
@@ -96,13 +96,13 @@ void HxRunLoop::Inside::erase(RunLoopSource& source) {
   slots[place].source = nullptr;  // not the last reference: the caller has one
 }
 
-RunLoopSource* HxRunLoop::Inside::find(std::uint64_t number) const {
+RunLoopSource* HxRunLoop::Impl::find(std::uint64_t number) const {
   const auto place = static_cast<std::uint32_t>(number);
   if (place >= slots.size() || slots[place].generation != number >> 32) return nullptr;
   return slots[place].source.get();
 }
 
-void HxRunLoop::Inside::arm(RunLoopSource& source, const HxArray& names) {
+void HxRunLoop::Impl::arm(RunLoopSource& source, const HxArray& names) {
   source._modes.clear();
   for (const HxAny& name : names) source._modes.push_back(numberOfMode(as<HxString>(name)));
   if (source._modes.empty()) source._modes.push_back(kDefaultMode);
@@ -110,13 +110,13 @@ void HxRunLoop::Inside::arm(RunLoopSource& source, const HxArray& names) {
   source._armed = true;
 }
 
-void HxRunLoop::Inside::disarm(RunLoopSource& source) {
+void HxRunLoop::Impl::disarm(RunLoopSource& source) {
   if (!source._armed) return;
   source._armed = false;
   for (const unsigned mode : source._modes) --modes[mode].armedSources;
 }
 
-void HxRunLoop::Inside::watch(RunLoopSource& source) {
+void HxRunLoop::Impl::watch(RunLoopSource& source) {
   if (source._watched || source._alwaysReady) return;
   openPoller();
   switch (poller.watch(source._descriptor->number(), source._number)) {
@@ -133,7 +133,7 @@ void HxRunLoop::Inside::watch(RunLoopSource& source) {
   }
 }
 
-void HxRunLoop::Inside::unwatch(RunLoopSource& source) {
+void HxRunLoop::Impl::unwatch(RunLoopSource& source) {
   if (!source._watched) return;
   source._watched = false;
   poller.unwatch(source._descriptor->number());

@@ -23,7 +23,7 @@
 
 namespace rondel {
 
-struct HxRunLoop::Inside {
+struct HxRunLoop::Impl {
   // ---- Modes, by number
 
   static constexpr unsigned kCommonModes = 0;  // what is in it is in every common mode
@@ -141,7 +141,7 @@ struct HxRunLoop::Inside {
   unsigned runningMode = kCommonModes;
   std::vector<HxAny> kept;  // until the end of the turn
 
-  Inside();
+  Impl();
 };
 
 }  // namespace rondel
