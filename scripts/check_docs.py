@@ -2,11 +2,13 @@
 # SPDX-License-Identifier: MIT
 """Compiles the C++ of README.md and docs/*.md against an installed tree, and looks after their links.
 
-A block that begins with ```cpp is compiled:
-- with a `main`, as a program: it is linked with the shared library and run, without arguments, in an empty folder, and
-  must end with status 0 within a minute;
-- as ```cpp declarations: as it stands, after Rondel/Rondel.h and `using namespace rondel;`;
-- else as the body of a function, after the same two lines. Its own #include lines go to the top.
+A block that begins with ```cpp is compiled, linked with the shared library and run, without arguments, in an empty
+folder. It must end with status 0 within a minute. What it is depends on its mark:
+- without a mark and with a `main`, a program;
+- without a mark otherwise, the body of a function, after Rondel/Rondel.h, <cassert> and `using namespace rondel;`. Its
+  own #include lines go to the top. It states what it claims with assert();
+- ```cpp unrun, the same, but not run: it needs a program or a file that is not there;
+- ```cpp declarations, as it stands after the same lines, not run.
 A block that no compiler should see is marked by another word, as ```text.
 
 Each link to a place in the tree must lead somewhere.
@@ -27,44 +29,49 @@ LINK = re.compile(r"\]\((?!\w+:|#)([^)#\s]+)[^)]*\)")
 SECONDS = 60
 
 
+TOP = '#include "Rondel/Rondel.h"\n#include <cassert>\nusing namespace rondel;\n'
+
+
 def source_of(document, line, mark, code):
     place = f'#line {line} "{document}"\n'
     if re.search(r"\bint main\(", code):
         return place + code
-    top = '#include "Rondel/Rondel.h"\nusing namespace rondel;\n'
     if mark == "declarations":
-        return top + place + code
+        return f"{TOP}{place}{code}\nint main() {{}}\n"
     includes = "".join(re.findall(r"^#include .*\n", code, re.M))
     # Blank lines in their place keep the line numbers of what is left.
     body = re.sub(r"^#include .*$", "", code, flags=re.M)
-    return f"{includes}{top}[[maybe_unused]] static void block() {{\n{place}{body}}}\n"
+    return f"{includes}{TOP}static void block() {{\n{place}{body}}}\nint main() {{ block(); }}\n"
+
+
+def run(program, folder):
+    """Returns why the program did not end well, or nothing."""
+    try:
+        done = subprocess.run([program], capture_output=True, text=True, errors="replace", cwd=folder,
+                              stdin=subprocess.DEVNULL, timeout=SECONDS)
+    except subprocess.TimeoutExpired:
+        return f"still ran after {SECONDS} s"
+    return f"status {done.returncode}\n{done.stdout}{done.stderr}" if done.returncode else ""
 
 
 def check(prefix, document, line, mark, code):
-    """Gives what is wrong with the block, or nothing."""
+    """Returns what is wrong with the block, or nothing."""
     flags = subprocess.run(
         ["pkg-config", "--cflags", "--libs", "rondel"], capture_output=True, text=True, check=True,
         env={**os.environ, "PKG_CONFIG_PATH": next(str(p.parent) for p in prefix.glob("lib/**/rondel.pc"))}).stdout.split()
     library = next(prefix.glob("lib/**/librondel.so")).parent
-    is_program = re.search(r"\bint main\(", code)
     with tempfile.TemporaryDirectory() as folder:
         source = pathlib.Path(folder, "block.cc")
         source.write_text(source_of(document, line, mark, code), encoding="utf-8")
         program = pathlib.Path(folder, "block")
-        kind = ["-o", str(program)] if is_program else ["-fsyntax-only"]
-        done = subprocess.run(["g++", "-std=c++20", *kind, str(source), *flags, f"-Wl,-rpath,{library}"],
+        done = subprocess.run(["g++", "-std=c++20", "-o", program, source, *flags, f"-Wl,-rpath,{library}"],
                               capture_output=True, text=True)
-        if done.returncode == 0 and is_program:
+        fault = f"status {done.returncode}\n{done.stderr}" if done.returncode else ""
+        if not fault and not mark:
             empty = pathlib.Path(folder, "empty")
             empty.mkdir()
-            try:
-                done = subprocess.run([program], capture_output=True, text=True, errors="replace", cwd=empty,
-                                      stdin=subprocess.DEVNULL, timeout=SECONDS)
-            except subprocess.TimeoutExpired:
-                return f"{document}:{line}: the program still ran after {SECONDS} s"
-        if done.returncode:
-            return f"{document}:{line}: status {done.returncode}\n{done.stdout}{done.stderr}"
-    return ""
+            fault = run(program, empty)
+    return f"{document}:{line}: {fault}" if fault else ""
 
 
 def main():
@@ -78,7 +85,7 @@ def main():
         for match in BLOCK.finditer(text):
             line = text.count("\n", 0, match.start(2)) + 1
             mark = match.group(1).strip()
-            if mark not in ("", "declarations"):
+            if mark not in ("", "unrun", "declarations"):
                 faults.append(f"{document}:{line}: unknown mark `{mark}`")
             blocks.append((prefix, document, line, mark, match.group(2)))
         for target in LINK.findall(text):
