@@ -110,7 +110,7 @@ Ref<HxFileHandle> HxFileHandle::initWithFileDescriptor(int descriptor, bool clos
 
 int HxFileHandle::fileDescriptor() const noexcept {
   const std::scoped_lock held(_impl->lock);
-  return _impl->descriptor ? _impl->descriptor->number() : -1;
+  return _impl->descriptor ? _impl->descriptor->fd() : -1;
 }
 
 void HxFileHandle::closeFile() {
@@ -124,7 +124,7 @@ void HxFileHandle::closeFile() {
     std::swap(source, _impl->source);
   }
   const std::uint64_t one = 1;
-  if (closing) systemCalls.write(closing->number(), &one, sizeof one);
+  if (closing) systemCalls.write(closing->fd(), &one, sizeof one);
   if (source) source->remove();
 }
 
@@ -139,7 +139,7 @@ Ref<SharedDescriptor> HxFileHandle::openDescriptor(const char* purpose, bool wai
 // The descriptor for a child, which finds it as it was made. Null when closed.
 Ref<SharedDescriptor> HxFileHandle::lendToChild() const {
   const std::scoped_lock held(_impl->lock);
-  if (_impl->isNonBlocking) systemCalls.fcntl(_impl->descriptor->number(), F_SETFL, 0);
+  if (_impl->isNonBlocking) systemCalls.fcntl(_impl->descriptor->fd(), F_SETFL, 0);
   _impl->isNonBlocking = false;
   _impl->isPrivateEnd = false;
   return _impl->descriptor;
@@ -162,6 +162,7 @@ void HxFileHandle::readInBackgroundAndNotifyForModes(const HxArray& modes) {
       _impl->makeNonBlocking();
       _impl->source = makeRef<RunLoopSource>(loop, _impl->descriptor, RunLoopSource::Order::read,
                                              this, descriptorIsReady);
+      if (!_impl->descriptor) _impl->source->raise();  // a closed handle is at its end
     }
     source = _impl->source;
   }
@@ -173,7 +174,7 @@ void HxFileHandle::readInBackgroundAndNotifyForModes(const HxArray& modes) {
 // write that waits. The lock is held.
 void HxFileHandle::Impl::makeNonBlocking() {
   if (!isPrivateEnd || isNonBlocking || !descriptor) return;
-  isNonBlocking = systemCalls.fcntl(descriptor->number(), F_SETFL, O_NONBLOCK) == 0;
+  isNonBlocking = systemCalls.fcntl(descriptor->fd(), F_SETFL, O_NONBLOCK) == 0;
 }
 
 bool HxFileHandle::descriptorIsReady(HxObject& object) {
@@ -208,13 +209,13 @@ Ref<RunLoopSource> HxFileHandle::Impl::currentSource(Ref<SharedDescriptor>& open
 // One read; false when there was nothing after all. Empty data at the end and after an error.
 bool HxFileHandle::Impl::readChunk(const Ref<SharedDescriptor>& open, HxData& data) {
   internal::prepareForReading(buffer, chunkSize);
-  const ssize_t count = open ? readOnce(open->number(), buffer.mutableBytes(), chunkSize) : 0;
+  const ssize_t count = open ? readOnce(open->fd(), buffer.mutableBytes(), chunkSize) : 0;
   if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return false;
   const std::size_t length = count > 0 ? static_cast<std::size_t>(count) : 0;
   data = readBytes(buffer, length);
   if (length == 0) buffer = nullptr;
   wholeChunks = length == chunkSize ? wholeChunks + 1 : 0;
-  if (wholeChunks == kChunksBeforeGrowth && chunkSize < kLargeChunkSize) growPipe(open->number());
+  if (wholeChunks == kChunksBeforeGrowth && chunkSize < kLargeChunkSize) growPipe(open->fd());
   return true;
 }
 
@@ -231,8 +232,8 @@ void HxFileHandle::Impl::growPipe(int number) {
 void HxFileHandle::Impl::waitFor(short events, const Ref<SharedDescriptor>& open,
                                  const char* purpose) {
   const Ref<SharedDescriptor> end = endOfWaits(open, purpose);
-  pollfd two[] = {{.fd = open->number(), .events = events, .revents = 0},
-                  {.fd = end ? end->number() : -1, .events = POLLIN, .revents = 0}};
+  pollfd two[] = {{.fd = open->fd(), .events = events, .revents = 0},
+                  {.fd = end ? end->fd() : -1, .events = POLLIN, .revents = 0}};
   systemCalls.poll(two, 2, end ? -1 : kMillisecondsBetweenLooks);
 }
 
@@ -240,7 +241,7 @@ void HxFileHandle::Impl::waitFor(short events, const Ref<SharedDescriptor>& open
 Ref<SharedDescriptor> HxFileHandle::Impl::endOfWaits(const Ref<SharedDescriptor>& open,
                                                      const char* purpose) {
   const std::scoped_lock held(lock);
-  if (!descriptor) raiseFailure(purpose, open->number(), EBADF);
+  if (!descriptor) raiseFailure(purpose, open->fd(), EBADF);
   if (!closing) closing = internal::makeEvent();
   return closing;
 }
@@ -250,12 +251,12 @@ HxData HxFileHandle::availableData() {
   const Ref<SharedDescriptor> descriptor = openDescriptor(kPurpose, false);
   HxMutableData buffer;
   internal::prepareForReading(buffer, kChunkSize);
-  ssize_t count = readOnce(descriptor->number(), buffer.mutableBytes(), kChunkSize);
+  ssize_t count = readOnce(descriptor->fd(), buffer.mutableBytes(), kChunkSize);
   while (count < 0 && errno == EAGAIN) {
     _impl->waitFor(POLLIN, descriptor, kPurpose);
-    count = readOnce(descriptor->number(), buffer.mutableBytes(), kChunkSize);
+    count = readOnce(descriptor->fd(), buffer.mutableBytes(), kChunkSize);
   }
-  if (count < 0 && errno != EIO) raiseFailure(kPurpose, descriptor->number(), errno);
+  if (count < 0 && errno != EIO) raiseFailure(kPurpose, descriptor->fd(), errno);
   return readBytes(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
 }
 
@@ -274,14 +275,14 @@ void HxFileHandle::writeData(const HxData& data) {
   const std::uint8_t* bytes = data.bytes();
   std::size_t left = data.length();
   while (left > 0) {
-    const ssize_t count = systemCalls.write(descriptor->number(), bytes, left);
+    const ssize_t count = systemCalls.write(descriptor->fd(), bytes, left);
     if (count >= 0) {
       bytes += count;
       left -= static_cast<std::size_t>(count);
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
       _impl->waitFor(POLLOUT, descriptor, kPurpose);
     } else if (errno != EINTR) {
-      raiseFailure(kPurpose, descriptor->number(), errno);
+      raiseFailure(kPurpose, descriptor->fd(), errno);
     }
   }
 }

@@ -10,7 +10,6 @@
 
 namespace rondel {
 
-using internal::ownDescriptor;
 using internal::SharedDescriptor;
 
 HxPipe::HxPipe(const Ref<SharedDescriptor>& reading, const Ref<SharedDescriptor>& writing)
@@ -25,13 +24,16 @@ HxClass HxPipe::classObject() noexcept {
 }
 
 Ref<HxPipe> HxPipe::init() {
+  const auto reading = makeRef<SharedDescriptor>();
+  const auto writing = makeRef<SharedDescriptor>();
   int ends[2];
   if (internal::systemCalls.pipe2(ends, O_CLOEXEC) < 0) return nullptr;
-  const Ref<SharedDescriptor> reading = ownDescriptor(ends[0]);
+  const bool ownsReading = reading->own(ends[0]);
   const int error = errno;
-  const Ref<SharedDescriptor> writing = ownDescriptor(ends[1]);
-  if (!reading) errno = error;
-  return reading && writing ? makeRef<HxPipe>(reading, writing) : nullptr;
+  const bool ownsWriting = writing->own(ends[1]);
+  if (ownsReading && ownsWriting) return makeRef<HxPipe>(reading, writing);
+  if (!ownsReading) errno = error;
+  return nullptr;
 }
 
 }  // namespace rondel

@@ -4,7 +4,7 @@
 //
 //   Ref<HxPipe> pipe = HxPipe::init();
 //   if (!pipe) HxLog("no pipe: %s"_hx, strerror(errno));
-//   task->setStandardOutput(pipe);       // the launch closes the end that the child has got
+//   task->setStandardOutput(pipe);  // the launch closes the end that it hands to the child
 //   pipe->fileHandleForReading()->readInBackgroundAndNotify();
 //
 // Both ends are close-on-exec. Dropping a pipe closes the ends whose handles nobody else holds. Any
@@ -20,10 +20,10 @@ class RONDEL_EXPORT HxPipe final : public HxObject {
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  // A new pipe; null, with errno set, when the system refuses it (too many open files, above all).
+  // Returns a new pipe; null, with errno set, if the system refuses one (EMFILE above all).
   static Ref<HxPipe> init();
 
-  // The same handle at each call, never null.
+  // Returns the handle on that end: the same at each call, never null.
   const Ref<HxFileHandle>& fileHandleForReading() const noexcept { return _reading; }
   const Ref<HxFileHandle>& fileHandleForWriting() const noexcept { return _writing; }
 

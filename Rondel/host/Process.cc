@@ -263,7 +263,7 @@ Ref<Child> HxTask::Impl::start(Ref<SharedDescriptor> (&lent)[kStandardFiles]) co
       HxException::raise(HxTaskLaunchException, "standard file %d of the child is closed"_hx,
                          number);
     }
-    plan.standardFiles[number] = lent[number]->number();
+    plan.standardFiles[number] = lent[number]->fd();
   }
   int error = 0;
   Ref<Child> started = Child::start(plan, error);

@@ -2,7 +2,6 @@
 #include "Rondel/host/RunLoop.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -22,8 +21,6 @@ using internal::steadyNow;
 using internal::SteadyTime;
 
 namespace {
-
-constexpr std::size_t kBatch = 64;
 
 // The loop of this thread, or null when it has none yet.
 thread_local HxRunLoop* loopOfThread = nullptr;
@@ -268,23 +265,24 @@ bool HxRunLoop::Impl::makeCalls(unsigned mode) {
 }
 
 bool HxRunLoop::Impl::waitAndDispatch(unsigned mode, SteadyTime deadline) {
-  std::array<std::uint64_t, kBatch> numbers;
-  std::vector<std::uint64_t> ready;
+  std::size_t ready = 0;
   {
     const std::scoped_lock held(lock);
     watchArmedAgain(mode);
-    for (const std::uint64_t number : alwaysReady) {
-      const RunLoopSource* source = find(number);
-      if (source->_armed && includes(source->_modes, mode)) ready.push_back(number);
+    batch.clear();
+    for (const std::uint64_t token : alwaysReady) {
+      const RunLoopSource* source = find(token);
+      if (source->_armed && includes(source->_modes, mode)) batch.push_back(token);
     }
-    deadline = ready.empty() ? std::min(deadline, nextDeadline(mode)) : 0;
+    ready = batch.size();
+    batch.resize(ready + slots.size() + 1);  // all sources, and the wake-up
+    deadline = ready == 0 ? std::min(deadline, nextDeadline(mode)) : 0;
   }
-  const int count =
-      poller.wait(internal::millisecondsUntil(deadline), numbers.data(), numbers.size());
+  const int count = poller.wait(internal::millisecondsUntil(deadline), batch.data() + ready,
+                                batch.size() - ready);
   if (count < 0 && errno != EINTR) raiseSystemError("a run loop cannot wait"_hx);
   noteWakeUp();
-  const bool some = count > 0 && dispatch(mode, numbers.data(), static_cast<std::size_t>(count));
-  return (!ready.empty() && dispatch(mode, ready.data(), ready.size())) || some;
+  return dispatch(mode, ready + static_cast<std::size_t>(std::max(count, 0)));
 }
 
 // From here on another thread that wants attention has to write again. What was asked for before is
@@ -297,8 +295,8 @@ void HxRunLoop::Impl::noteWakeUp() {
 // The lock is held. Sources that were taken out because they were ready while a mode ran that is
 // not theirs.
 void HxRunLoop::Impl::watchArmedAgain(unsigned mode) {
-  std::erase_if(parked, [&](std::uint64_t number) {
-    RunLoopSource* const source = find(number);
+  std::erase_if(parked, [&](std::uint64_t token) {
+    RunLoopSource* const source = find(token);
     if (!source || !source->_armed) return true;
     if (!includes(source->_modes, mode)) return false;
     watch(*source);
@@ -306,13 +304,15 @@ void HxRunLoop::Impl::watchArmedAgain(unsigned mode) {
   });
 }
 
-bool HxRunLoop::Impl::dispatch(unsigned mode, const std::uint64_t* numbers, std::size_t count) {
+// The first tokens of the batch. It holds everything that is ready, so that no exit is told before
+// a read that was ready too.
+bool HxRunLoop::Impl::dispatch(unsigned mode, std::size_t count) {
   const std::uint64_t turn = turns;
   bool handled = false;
   for (const auto order : {RunLoopSource::Order::read, RunLoopSource::Order::exit}) {
     for (std::size_t index = 0; index < count; ++index) {
       RunLoopSource::Ready ready = nullptr;
-      const Ref<HxObject> target = targetOf(numbers[index], order, mode, ready);
+      const Ref<HxObject> target = targetOf(batch[index], order, mode, ready);
       if (!target) continue;
       handled |= ready(*target);
       // A nested pass may have taken what the rest of this batch tells of. It will be told again.
@@ -322,17 +322,17 @@ bool HxRunLoop::Impl::dispatch(unsigned mode, const std::uint64_t* numbers, std:
   return handled;
 }
 
-// Whom to call for a number that the system reported, if anyone.
-Ref<HxObject> HxRunLoop::Impl::targetOf(std::uint64_t number, RunLoopSource::Order order,
+// Whom to call for a token that the system reported, if anyone.
+Ref<HxObject> HxRunLoop::Impl::targetOf(std::uint64_t token, RunLoopSource::Order order,
                                         unsigned mode, RunLoopSource::Ready& ready) {
-  if (number == Poller::kWakeUp) return nullptr;
+  if (token == Poller::kWakeUp) return nullptr;
   const std::scoped_lock held(lock);
-  RunLoopSource* const source = find(number);
+  RunLoopSource* const source = find(token);
   if (!source || source->_order != order) return nullptr;
   if (!source->_armed || !includes(source->_modes, mode)) {
     // Nobody wants it now; left where it is, it would be reported again at once, for ever.
+    if (source->_armed) parked.push_back(token);
     unwatch(*source);
-    if (source->_armed) parked.push_back(number);
     return nullptr;
   }
   ready = source->_ready;

@@ -74,10 +74,10 @@ class Watched : public HxObject {
         [](HxObject& self) { return static_cast<Watched&>(self)._action(); });
   }
   ~Watched() override { source->remove(); }
-  void write() { EXPECT_EQ(::write(_writing->number(), "x", 1), 1); }
+  void write() { EXPECT_EQ(::write(_writing->fd(), "x", 1), 1); }
   void read() {
     char byte;
-    EXPECT_EQ(::read(_reading->number(), &byte, 1), 1);
+    EXPECT_EQ(::read(_reading->fd(), &byte, 1), 1);
   }
   void hangUp() { _writing = nullptr; }
 

@@ -39,8 +39,8 @@ struct HxRunLoop::Impl {
   bool includes(const ModeNumbers& modes, unsigned mode) const;
   bool hasAnythingToWaitFor(unsigned mode) const;
 
-  // ---- Sources. A number is a place in the table, with the count of its uses before: the number
-  // of a source that is gone finds nothing.
+  // ---- Sources. A token is a place in the table, with the count of its uses before: the token of
+  // a source that is gone finds nothing.
 
   struct Slot {
     std::uint32_t generation = 0;
@@ -49,7 +49,7 @@ struct HxRunLoop::Impl {
 
   void insert(internal::RunLoopSource& source);
   void erase(internal::RunLoopSource& source);
-  internal::RunLoopSource* find(std::uint64_t number) const;
+  internal::RunLoopSource* find(std::uint64_t token) const;
   void arm(internal::RunLoopSource& source, const HxArray& modes);
   void disarm(internal::RunLoopSource& source);
   void watch(internal::RunLoopSource& source);
@@ -114,8 +114,8 @@ struct HxRunLoop::Impl {
   bool waitAndDispatch(unsigned mode, internal::SteadyTime deadline);
   void noteWakeUp();
   void watchArmedAgain(unsigned mode);
-  bool dispatch(unsigned mode, const std::uint64_t* numbers, std::size_t count);
-  Ref<HxObject> targetOf(std::uint64_t number, internal::RunLoopSource::Order order, unsigned mode,
+  bool dispatch(unsigned mode, std::size_t count);
+  Ref<HxObject> targetOf(std::uint64_t token, internal::RunLoopSource::Order order, unsigned mode,
                          internal::RunLoopSource::Ready& ready);
   void releaseKept(std::size_t left);
   void close();
@@ -139,7 +139,8 @@ struct HxRunLoop::Impl {
   unsigned depth = 0;
   std::uint64_t turns = 0;  // ever begun
   unsigned runningMode = kCommonModes;
-  std::vector<HxAny> kept;  // until the end of the turn
+  std::vector<std::uint64_t> batch;  // tokens that are ready in this pass
+  std::vector<HxAny> kept;           // until the end of the turn
 
   Impl();
 };

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/host/internal/RunLoopSource.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -8,18 +10,26 @@
 
 #include "Rondel/core/object/Exception.h"
 #include "Rondel/host/internal/RunLoopImpl.h"
+#include "Rondel/host/linux/SystemCalls.h"
 
 namespace rondel {
 namespace internal {
+namespace {
+
+// Replaces the descriptor by a second one for the same file. Returns false, with errno set, if the
+// system has none left.
+bool duplicate(Ref<SharedDescriptor>& descriptor) {
+  const auto second = makeRef<SharedDescriptor>();
+  if (!second->own(systemCalls.fcntl(descriptor->fd(), F_DUPFD_CLOEXEC, 0))) return false;
+  descriptor = second;
+  return true;
+}
+
+}  // namespace
 
 RunLoopSource::RunLoopSource(const Ref<HxRunLoop>& loop, const Ref<SharedDescriptor>& descriptor,
                              Order order, HxObject* target, Ready ready)
-    : _loop(loop),
-      _order(order),
-      _ready(ready),
-      _descriptor(descriptor),
-      _target(target),
-      _alwaysReady(!descriptor) {}
+    : _loop(loop), _order(order), _ready(ready), _descriptor(descriptor), _target(target) {}
 
 void RunLoopSource::arm(const HxArray& modes) {
   HxRunLoop::Impl& loop = *_loop->_impl;
@@ -30,6 +40,33 @@ void RunLoopSource::arm(const HxArray& modes) {
   loop.disarm(*this);
   loop.arm(*this, modes);
   if (_alwaysReady) loop.wake();
+}
+
+bool RunLoopSource::watch(const Ref<SharedDescriptor>& descriptor) noexcept {
+  HxRunLoop::Impl& loop = *_loop->_impl;
+  const std::scoped_lock held(loop.lock);
+  if (_token == 0 || !loop.poller.isOpen()) return false;
+  if (loop.poller.watch(descriptor->fd(), _token) != Poller::Watching::started) return false;
+  _descriptor = descriptor;
+  _watched = true;
+  return true;
+}
+
+void RunLoopSource::raise() noexcept {
+  HxRunLoop::Impl& loop = *_loop->_impl;
+  const std::scoped_lock held(loop.lock);
+  loop.unwatch(*this);
+  if (_alwaysReady) return;
+  _alwaysReady = true;
+  if (_token == 0) return;
+  loop.alwaysReady.push_back(_token);  // has room since the insertion
+  loop.wake();
+}
+
+void RunLoopSource::unwatch() noexcept {
+  HxRunLoop::Impl& loop = *_loop->_impl;
+  const std::scoped_lock held(loop.lock);
+  loop.unwatch(*this);
 }
 
 void RunLoopSource::disarm() {
@@ -72,7 +109,8 @@ using internal::RunLoopSource;
 
 // Nothing when it is there already.
 void HxRunLoop::Impl::insert(RunLoopSource& source) {
-  if (source._number != 0) return;
+  if (source._token != 0) return;
+  alwaysReady.reserve(slots.size() + 1);  // so that raise cannot fail
   if (freeSlots.empty()) {
     freeSlots.reserve(slots.size() + 1);  // so that erase cannot fail
     slots.emplace_back();
@@ -82,23 +120,23 @@ void HxRunLoop::Impl::insert(RunLoopSource& source) {
   Slot& slot = slots[place];
   slot.source = Ref<RunLoopSource>(&source);
   freeSlots.pop_back();
-  source._number = std::uint64_t{++slot.generation} << 32 | place;
-  if (source._alwaysReady) alwaysReady.push_back(source._number);
+  source._token = std::uint64_t{++slot.generation} << 32 | place;
+  if (source._alwaysReady) alwaysReady.push_back(source._token);
 }
 
 void HxRunLoop::Impl::erase(RunLoopSource& source) {
-  if (source._number == 0) return;
-  const auto place = static_cast<std::uint32_t>(source._number);
-  std::erase(alwaysReady, source._number);
-  std::erase(parked, source._number);
-  source._number = 0;
+  if (source._token == 0) return;
+  const auto place = static_cast<std::uint32_t>(source._token);
+  std::erase(alwaysReady, source._token);
+  std::erase(parked, source._token);
+  source._token = 0;
   freeSlots.push_back(place);
   slots[place].source = nullptr;  // not the last reference: the caller has one
 }
 
-RunLoopSource* HxRunLoop::Impl::find(std::uint64_t number) const {
-  const auto place = static_cast<std::uint32_t>(number);
-  if (place >= slots.size() || slots[place].generation != number >> 32) return nullptr;
+RunLoopSource* HxRunLoop::Impl::find(std::uint64_t token) const {
+  const auto place = static_cast<std::uint32_t>(token);
+  if (place >= slots.size() || slots[place].generation != token >> 32) return nullptr;
   return slots[place].source.get();
 }
 
@@ -119,24 +157,30 @@ void HxRunLoop::Impl::disarm(RunLoopSource& source) {
 void HxRunLoop::Impl::watch(RunLoopSource& source) {
   if (source._watched || source._alwaysReady) return;
   openPoller();
-  switch (poller.watch(source._descriptor->number(), source._number)) {
+  if (!source._descriptor) return;
+  Poller::Watching watching = poller.watch(source._descriptor->fd(), source._token);
+  if (watching == Poller::Watching::refused && errno == EEXIST &&
+      internal::duplicate(source._descriptor)) {  // what another source has in hand stays there
+    watching = poller.watch(source._descriptor->fd(), source._token);
+  }
+  switch (watching) {
     case Poller::Watching::started:
       source._watched = true;
       break;
     case Poller::Watching::notNeeded:
       source._alwaysReady = true;
-      alwaysReady.push_back(source._number);
+      alwaysReady.push_back(source._token);
       break;
     case Poller::Watching::refused:
       HxException::raise(HxFileHandleOperationException, "cannot watch descriptor %d: %s"_hx,
-                         source._descriptor->number(), strerrordesc_np(errno));
+                         source._descriptor->fd(), strerrordesc_np(errno));
   }
 }
 
 void HxRunLoop::Impl::unwatch(RunLoopSource& source) {
   if (!source._watched) return;
   source._watched = false;
-  poller.unwatch(source._descriptor->number());
+  poller.unwatch(source._descriptor->fd());
 }
 
 }  // namespace rondel

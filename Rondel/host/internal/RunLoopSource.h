@@ -7,6 +7,10 @@
 // disarmed source may stay registered with the system, so that arming it again costs nothing; it is
 // taken out there when the system reports what nobody wants.
 //
+// A source without a descriptor becomes ready by raise(). One that was armed before can be given a
+// descriptor later, without memory, by watch(): that is how a launch prepares everything that could
+// fail before there is a child.
+//
 // The target is not retained. It removes its source in its destructor, at the latest; the loop
 // takes a reference of its own for the time of the call.
 //
@@ -29,13 +33,21 @@ class RunLoopSource final : public HxObject {
   // Gives whether there was anything to it: a pass goes on waiting when all alarms were false.
   using Ready = bool (*)(HxObject& target);
 
-  // A null descriptor makes a source that is ready whenever it is armed.
+  // Makes a source. A null descriptor is for watch() or raise() to replace.
   RunLoopSource(const Ref<HxRunLoop>& loop, const Ref<SharedDescriptor>& descriptor, Order order,
                 HxObject* target, Ready ready);
 
   // From now on the loop calls, in these modes. Raises HxException when the system refuses to watch
   // the descriptor.
   void arm(const HxArray& modes);
+  // Watches this descriptor, for a source that is armed and has none. Returns false if the system
+  // refuses, and the source stays armed. Needs no memory.
+  bool watch(const Ref<SharedDescriptor>& descriptor) noexcept;
+  // Makes the source ready, from now on and whenever it is armed; the system is no longer asked.
+  // Needs no memory once the source is armed.
+  void raise() noexcept;
+  // Takes the descriptor out of the system's hands, and stays armed: raise() is to come.
+  void unwatch() noexcept;
   void disarm();
   // Disarmed, and out of the system's hands too.
   void park();
@@ -57,11 +69,11 @@ class RunLoopSource final : public HxObject {
   // Guarded by the lock of the loop.
   Ref<SharedDescriptor> _descriptor;
   HxObject* _target;             // not retained: removes this source before it goes
-  std::uint64_t _number = 0;     // 0: not with the loop
+  std::uint64_t _token = 0;      // 0: not with the loop
   std::vector<unsigned> _modes;  // when armed
   bool _armed = false;
   bool _watched = false;      // registered with the system
-  bool _alwaysReady = false;  // has nothing to register
+  bool _alwaysReady = false;  // raised, or always readable
 };
 
 }  // namespace rondel::internal

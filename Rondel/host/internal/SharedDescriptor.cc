@@ -15,27 +15,33 @@ constexpr int kFirstFreeDescriptor = 3;
 }  // namespace
 
 SharedDescriptor::~SharedDescriptor() {
-  if (_ownership == Ownership::owned) closeDescriptor(_number);
+  if (_fd >= 0 && _ownership == Ownership::owned) closeDescriptor(_fd);
 }
 
-Ref<SharedDescriptor> ownDescriptor(int number) {
-  if (number >= 0 && number < kFirstFreeDescriptor) {
-    const int low = number;
-    number = systemCalls.fcntl(low, F_DUPFD_CLOEXEC, kFirstFreeDescriptor);
+bool SharedDescriptor::own(int fd) noexcept {
+  if (fd >= 0 && fd < kFirstFreeDescriptor) {
+    const int low = fd;
+    fd = systemCalls.fcntl(low, F_DUPFD_CLOEXEC, kFirstFreeDescriptor);
     closeDescriptor(low);
   }
-  if (number < 0) return nullptr;
+  _fd = fd;
+  return fd >= 0;
+}
+
+Ref<SharedDescriptor> ownDescriptor(int fd) {
+  if (fd < 0) return nullptr;
   try {
-    return makeRef<SharedDescriptor>(number, SharedDescriptor::Ownership::owned);
+    Ref<SharedDescriptor> descriptor = makeRef<SharedDescriptor>();
+    return descriptor->own(fd) ? descriptor : nullptr;
   } catch (...) {
-    closeDescriptor(number);
+    closeDescriptor(fd);
     throw;
   }
 }
 
-void closeDescriptor(int number) noexcept {
+void closeDescriptor(int fd) noexcept {
   const int kept = errno;
-  systemCalls.close(number);
+  systemCalls.close(fd);
   errno = kept;
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// An open descriptor, owned together by all who use it: it is closed when the last of them lets go.
-// So a number cannot be closed, and come to mean another file, while somebody is about to use it.
+// An open descriptor that its users own together. It is closed when the last of them lets go, so
+// that no fd is closed, and comes to mean another file, while somebody is about to use it.
 #pragma once
 
 #include "Rondel/core/object/Object.h"
@@ -12,25 +12,31 @@ class SharedDescriptor final : public HxObject {
  public:
   enum class Ownership { borrowed, owned };
 
-  // A borrowed descriptor is not closed at the end.
-  SharedDescriptor(int number, Ownership ownership) noexcept
-      : _number(number), _ownership(ownership) {}
+  // Makes an empty one, for a descriptor that is yet to come: own() then needs no memory.
+  SharedDescriptor() noexcept = default;
+  // Holds an open descriptor. A borrowed one is not closed at the end.
+  SharedDescriptor(int fd, Ownership ownership) noexcept : _fd(fd), _ownership(ownership) {}
 
-  int number() const noexcept { return _number; }
+  // Takes the result of a system call into an empty object, before others see the object. Returns
+  // false, with errno kept, if that is negative. Exchanges 0 to 2 for a higher fd: a host that has
+  // closed its standard files must not find our pipes in their place.
+  bool own(int fd) noexcept;
+
+  // Returns the descriptor, or -1 if there is none.
+  int fd() const noexcept { return _fd; }
 
  private:
   ~SharedDescriptor() override;
 
-  const int _number;
-  const Ownership _ownership;
+  int _fd = -1;
+  Ownership _ownership = Ownership::owned;
 };
 
-// An owned descriptor for the result of a system call, null when that is negative. Numbers 0 to 2
-// are exchanged for higher ones: a host that has closed its standard files must not find our pipes
-// in their place. Keeps errno when it gives null.
-Ref<SharedDescriptor> ownDescriptor(int number);
+// Returns an owned descriptor for the result of a system call; null, with errno kept, if that is
+// negative. Closes it if memory is short.
+Ref<SharedDescriptor> ownDescriptor(int fd);
 
-// Closes and keeps errno. It is never tried again: on this system the number is gone in any case.
-void closeDescriptor(int number) noexcept;
+// Closes the descriptor and keeps errno. Never retries: on Linux the fd is free in any case.
+void closeDescriptor(int fd) noexcept;
 
 }  // namespace rondel::internal

@@ -176,7 +176,7 @@ void* Child::waitForExit(void* argument) {
   waitRetrying(P_PID, static_cast<id_t>(child->_number), &unused, WEXITED | WNOWAIT);
   if (exit) {
     const std::uint64_t one = 1;
-    systemCalls.write(exit->number(), &one, sizeof one);
+    systemCalls.write(exit->fd(), &one, sizeof one);
   }
   const std::scoped_lock held(child->_lock);
   if (child->_abandoned) child->pollLocked();
@@ -214,7 +214,7 @@ Child::State Child::pollLocked() {
 // that of another child of ours.
 int Child::waitWithoutWaiting(siginfo_t* info) const {
   const bool byNumber = _byThread || !_exit;
-  const int which = byNumber ? _number : _exit->number();
+  const int which = byNumber ? _number : _exit->fd();
   return waitRetrying(byNumber ? P_PID : P_PIDFD, static_cast<id_t>(which), info,
                       WEXITED | WNOHANG);
 }
@@ -233,7 +233,7 @@ void Child::send(int signal) {
   const std::scoped_lock held(_lock);
   if (pollLocked() != State::running) return;
   if (!_byThread && _exit) {
-    if (systemCalls.pidfd_send_signal(_exit->number(), signal, nullptr, 0) == 0) return;
+    if (systemCalls.pidfd_send_signal(_exit->fd(), signal, nullptr, 0) == 0) return;
     if (errno == ESRCH) return;  // somebody else has taken its status
   }
   systemCalls.kill(_number, signal);  // not waited for yet, so the number is still its own

@@ -2,18 +2,13 @@
 #include "Rondel/host/linux/Poller.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
+#include <climits>
 
 #include "Rondel/host/linux/Event.h"
 #include "Rondel/host/linux/SystemCalls.h"
 
 namespace rondel::internal {
-namespace {
-
-constexpr int kLargestBatch = 64;
-
-}  // namespace
 
 bool Poller::open() {
   if (isOpen()) return true;
@@ -22,50 +17,47 @@ bool Poller::open() {
   const Ref<SharedDescriptor> wakeUp = makeEvent();
   if (!wakeUp) return false;
   epoll_event event = {.events = EPOLLIN, .data = {.u64 = kWakeUp}};
-  if (systemCalls.epoll_ctl(poller->number(), EPOLL_CTL_ADD, wakeUp->number(), &event) < 0) {
-    return false;
-  }
+  if (systemCalls.epoll_ctl(poller->fd(), EPOLL_CTL_ADD, wakeUp->fd(), &event) < 0) return false;
   _poller = poller;
   _wakeUp = wakeUp;
   return true;
 }
 
-void Poller::close() {
+void Poller::close() noexcept {
   _poller = nullptr;
   _wakeUp = nullptr;
 }
 
-Poller::Watching Poller::watch(int descriptor, std::uint64_t number) const {
-  epoll_event event = {.events = EPOLLIN | EPOLLRDHUP, .data = {.u64 = number}};
-  if (systemCalls.epoll_ctl(_poller->number(), EPOLL_CTL_ADD, descriptor, &event) == 0) {
+Poller::Watching Poller::watch(int fd, std::uint64_t token) const noexcept {
+  epoll_event event = {.events = EPOLLIN | EPOLLRDHUP, .data = {.u64 = token}};
+  if (systemCalls.epoll_ctl(_poller->fd(), EPOLL_CTL_ADD, fd, &event) == 0) {
     return Watching::started;
   }
   return errno == EPERM ? Watching::notNeeded : Watching::refused;
 }
 
-void Poller::unwatch(int descriptor) const {
+void Poller::unwatch(int fd) const noexcept {
   epoll_event unused = {};
-  systemCalls.epoll_ctl(_poller->number(), EPOLL_CTL_DEL, descriptor, &unused);
+  systemCalls.epoll_ctl(_poller->fd(), EPOLL_CTL_DEL, fd, &unused);
 }
 
-int Poller::wait(int milliseconds, std::uint64_t* numbers, int capacity) const {
-  std::array<epoll_event, kLargestBatch> events;
-  const int count = systemCalls.epoll_wait(_poller->number(), events.data(),
-                                           std::min(capacity, kLargestBatch), milliseconds);
-  for (int index = 0; index < count; ++index) {
-    const auto place = static_cast<std::size_t>(index);
-    numbers[place] = events[place].data.u64;
-    if (numbers[place] == kWakeUp) {
+int Poller::wait(int milliseconds, std::uint64_t* tokens, std::size_t capacity) {
+  _events.resize(std::min<std::size_t>(capacity, INT_MAX));
+  const int count = systemCalls.epoll_wait(_poller->fd(), _events.data(),
+                                           static_cast<int>(_events.size()), milliseconds);
+  for (std::size_t index = 0; count > 0 && index < static_cast<std::size_t>(count); ++index) {
+    tokens[index] = _events[index].data.u64;
+    if (tokens[index] == kWakeUp) {
       std::uint64_t calls = 0;
-      systemCalls.read(_wakeUp->number(), &calls, sizeof calls);
+      systemCalls.read(_wakeUp->fd(), &calls, sizeof calls);
     }
   }
   return count;
 }
 
-void Poller::wake() const {
+void Poller::wake() const noexcept {
   const std::uint64_t one = 1;
-  systemCalls.write(_wakeUp->number(), &one, sizeof one);
+  systemCalls.write(_wakeUp->fd(), &one, sizeof one);
 }
 
 }  // namespace rondel::internal

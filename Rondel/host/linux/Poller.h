@@ -3,12 +3,14 @@
 // Waits for descriptors to become readable, and for other threads to ask for attention. One for
 // each run loop.
 //
-// Every descriptor is watched under a number of the caller's, and it is that number which comes
-// back. Watching is level-triggered; hang-up and error count as readable, since the read is what
-// tells of them.
+// Every descriptor is watched under a token of the caller's, and wait() returns tokens. Watching is
+// level-triggered. Hang-up and error count as readable, since the read is what tells of them.
 #pragma once
 
+#include <sys/epoll.h>
+
 #include <cstdint>
+#include <vector>
 
 #include "Rondel/host/internal/SharedDescriptor.h"
 
@@ -16,7 +18,7 @@ namespace rondel::internal {
 
 class Poller {
  public:
-  // Never the number of a watched descriptor; comes back after wake().
+  // The token of wake(); no descriptor is watched under it.
   static constexpr std::uint64_t kWakeUp = 0;
 
   enum class Watching {
@@ -25,25 +27,26 @@ class Poller {
     refused,    // errno tells why
   };
 
-  // Makes what waiting needs; false, with errno set, when the system refuses. Once is enough.
+  // Makes what waiting needs. Returns false, with errno set, if the system refuses. Once is enough.
   bool open();
   bool isOpen() const noexcept { return static_cast<bool>(_poller); }
-  void close();
+  void close() noexcept;
 
-  Watching watch(int descriptor, std::uint64_t number) const;
-  void unwatch(int descriptor) const;
+  Watching watch(int fd, std::uint64_t token) const noexcept;
+  void unwatch(int fd) const noexcept;
 
-  // Waits for at most so many milliseconds, or without end when negative. Gives how many numbers
-  // were stored, and -1 with errno set when waiting failed; EINTR is an ordinary failure here. A
-  // number that is kWakeUp tells of all calls of wake() up to now.
-  int wait(int milliseconds, std::uint64_t* numbers, int capacity) const;
+  // Waits for at most so many milliseconds, or for ever if negative. Stores the tokens that are
+  // ready and returns how many; -1 with errno set if waiting failed. EINTR is an ordinary failure.
+  // kWakeUp stands for all calls of wake() up to now. Call it on one thread only.
+  int wait(int milliseconds, std::uint64_t* tokens, std::size_t capacity);
 
-  // Lets the wait that is under way, or else the next one, end. Any thread.
-  void wake() const;
+  // Ends the wait that is under way, or else the next one. Any thread.
+  void wake() const noexcept;
 
  private:
   Ref<SharedDescriptor> _poller;
   Ref<SharedDescriptor> _wakeUp;
+  std::vector<epoll_event> _events;
 };
 
 }  // namespace rondel::internal

@@ -26,7 +26,7 @@ void Reaper::add(const Ref<Child>& child) {
   _children.push_back(child);
   if (_changed) {
     const std::uint64_t one = 1;
-    systemCalls.write(_changed->number(), &one, sizeof one);
+    systemCalls.write(_changed->fd(), &one, sizeof one);
   } else if (!startThread()) {
     _changed = nullptr;
   }
@@ -52,7 +52,7 @@ void* Reaper::run(void* reaper) {
 bool Reaper::waitAndSweep() {
   const Ref<SharedDescriptor> changed = waitForNews();
   std::uint64_t additions = 0;
-  systemCalls.read(changed->number(), &additions, sizeof additions);
+  systemCalls.read(changed->fd(), &additions, sizeof additions);
 
   std::unique_lock held(_lock);
   const std::size_t before = _children.size();
@@ -78,7 +78,7 @@ Ref<SharedDescriptor> Reaper::waitForNews() {
   std::vector<pollfd> descriptors;
   descriptors.reserve(watched.size());
   for (const auto& one : watched) {
-    descriptors.push_back({.fd = one->number(), .events = POLLIN, .revents = 0});
+    descriptors.push_back({.fd = one->fd(), .events = POLLIN, .revents = 0});
   }
   systemCalls.poll(descriptors.data(), descriptors.size(), -1);
   return watched.front();
