@@ -5,7 +5,9 @@
 A folder of Rondel/ may include itself and the folders before it in LAYERS. Beside that:
 - interop/ and Rondel.h may include every folder, and no folder may include them;
 - Rondel/host/linux/ is seen by Rondel/host/ alone, and only its files include headers that exist on Linux only;
-- tests may include everything, the library nothing of Rondel/testing/.
+- files are reached through the table of Rondel/core/system/internal/FileCalls.h, which every folder may include: no
+  other file calls these functions itself or includes the headers that FileCalls.h includes for them;
+- tests may include everything and call everything, the library includes nothing of Rondel/testing/.
 
 Usage: check_layers.py [TREE]. It first shows on made-up trees that each rule can fail.
 """
@@ -19,6 +21,14 @@ INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]', re.M)
 LINUX_ONLY = re.compile(
     r"linux/.*|asm/.*|sys/(epoll|eventfd|timerfd|signalfd|pidfd|inotify|fanotify|xattr|prctl|sendfile|syscall|vfs"
     r"|sysinfo|personality)\.h|syscall\.h")
+
+FILE_CALLS = "Rondel/core/system/internal/FileCalls"
+FILE_HEADERS = re.compile(r"sys/(file|mman|stat)\.h")
+COMMENT_OR_TEXT = re.compile(r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"', re.S)
+# open, read, write, close and access name operations of ours, too, and count with the colons only.
+FILE_CALL = re.compile(
+    r"(?<![\w>:.])(?:::\s*(open|creat|read|write|close|access)"
+    r"|(?:::\s*)?(openat|fstat|stat|lstat|readlink|mkdir|rename|unlink|fchmod|fsync|flock|mmap|munmap))\s*\(")
 
 
 def folder_of(path):
@@ -34,6 +44,8 @@ def fault(path, included):
         if not path.startswith("Rondel/host/linux/"):
             return "is a Linux header, which only Rondel/host/linux/ may include"
         return None
+    if FILE_HEADERS.fullmatch(included) and not path.startswith(FILE_CALLS):
+        return f"is for {FILE_CALLS}.h only; include that"
     if not included.startswith("Rondel/"):
         return None
     wanted = folder_of(included)
@@ -59,10 +71,14 @@ def faults_in(tree):
         path = file.relative_to(tree).as_posix()
         if file.suffix not in (".h", ".cc") or path.endswith("_test.cc") or path.startswith("Rondel/testing/"):
             continue
-        for included in INCLUDE.findall(file.read_text(encoding="utf-8")):
+        text = file.read_text(encoding="utf-8")
+        for included in INCLUDE.findall(text):
             why = fault(path, included)
             if why:
                 found.append(f"{path}: {included} {why}")
+        if not path.startswith(FILE_CALLS):
+            for call in FILE_CALL.finditer(COMMENT_OR_TEXT.sub('""', text)):
+                found.append(f"{path}: calls {call[1] or call[2]} past the table of {FILE_CALLS}.h")
     return found
 
 
@@ -87,15 +103,37 @@ def prove_that_it_can_fail():
         ("Rondel/core/A.cc", "Rondel/testing/B.h", False),
         ("Rondel/core/A_test.cc", "Rondel/testing/B.h", True),
         ("Rondel/unheard/A.cc", "Rondel/core/B.h", False),
+        ("Rondel/core/system/internal/FileCalls.h", "sys/stat.h", True),
+        ("Rondel/core/system/internal/FileCalls.h", "sys/epoll.h", False),
+        ("Rondel/core/A.cc", "sys/stat.h", False),
+        ("Rondel/host/A.cc", "sys/file.h", False),
+        ("Rondel/host/linux/A.cc", "sys/mman.h", False),
+        ("Rondel/host/A_test.cc", "sys/stat.h", True),
+        ("Rondel/host/A.cc", "Rondel/core/system/internal/FileCalls.h", True),
+        ("Rondel/analysis/A.cc", "Rondel/core/system/internal/FileCalls.h", True),
+        ("Rondel/core/A.cc", "Rondel/host/linux/SystemCalls.h", False),
     ]
-    for path, included, allowed in cases:
+    calls = [  # file, a line of it, whether that is allowed
+        ("Rondel/core/A.cc", "fd = ::open(path, flags);", False),
+        ("Rondel/core/A.cc", "if (lstat(path, &status) != 0)", False),
+        ("Rondel/host/A.cc", "::rename(from, to);", False),
+        ("Rondel/host/linux/A.cc", "munmap(p, n);", False),
+        ("Rondel/core/A.cc", "fileCalls.rename(from, to);", True),
+        ("Rondel/core/A.cc", "bool Poller::open() { return poller.open(); }", True),
+        ("Rondel/core/A.cc", "struct stat status;  // see stat(2)", True),
+        ("Rondel/core/A.cc", 'text = "unlink(x)";', True),
+        ("Rondel/core/A_test.cc", "::open(path, flags);", True),
+        ("Rondel/core/system/internal/FileCalls.cc", "::open(path, flags);", True),
+    ]
+    cases = [(path, f'#  include "{included}"', allowed) for path, included, allowed in cases] + calls
+    for path, line, allowed in cases:
         with tempfile.TemporaryDirectory() as folder:
             file = pathlib.Path(folder, path)
             file.parent.mkdir(parents=True)
-            file.write_text(f'#pragma once\n#  include "{included}"\n', encoding="utf-8")
+            file.write_text(f"#pragma once\n{line}\n", encoding="utf-8")
             found = faults_in(pathlib.Path(folder))
             if (not found) != allowed:
-                sys.exit(f"check_layers: {path} with {included}: expected allowed={allowed}, got {found}")
+                sys.exit(f"check_layers: {path} with {line}: expected allowed={allowed}, got {found}")
 
 
 def main():

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/host/FileManager.h"
 
-#include <sys/stat.h>
+#include "Rondel/core/system/internal/FileCalls.h"
+#include "Rondel/core/system/internal/FilePath.h"
 
 namespace rondel {
 
@@ -20,9 +21,9 @@ bool HxFileManager::fileExistsAtPath(const HxString& path) const {
 }
 
 bool HxFileManager::fileExistsAtPath(const HxString& path, bool* isDirectory) const {
-  const HxCString bytes = path.UTF8String();
+  const internal::FilePath name = internal::FilePath::strict(path);
   struct stat facts = {};
-  if (bytes.isNull() || stat(bytes.c_str(), &facts) < 0) return false;
+  if (!name || internal::fileCalls.stat(name.c_str(), &facts) != 0) return false;
   if (isDirectory) *isDirectory = S_ISDIR(facts.st_mode);
   return true;
 }

@@ -4,8 +4,9 @@
 //
 //   if (!HxFileManager::defaultManager()->fileExistsAtPath(path)) ...
 //
-// Paths are handed to the system as the UTF-8 of the text, unit for unit: on this system two names
-// are the same only if their bytes are. Any thread may use a file manager.
+// A path is handed to the system as the UTF-8 of the text as it stands: on this system two names
+// are the same only if their bytes are. Text that is nil or empty, or that holds a NUL or a lone
+// surrogate, names no file. Any thread may use a file manager.
 #pragma once
 
 #include "Rondel/core/text/String.h"
@@ -17,14 +18,13 @@ class RONDEL_EXPORT HxFileManager : public HxObject {
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  // The one of the process; never null.
+  // Returns the one of the process; never null.
   static Ref<HxFileManager> defaultManager();
 
-  // Whether something is there, links followed: a link to nothing does not exist. False for nil,
-  // the empty path, and what may not be looked at.
+  // Returns whether there is something at the path, and follows links: a link to nothing does not
+  // exist. Returns false for text that names no file and for what may not be looked at.
   bool fileExistsAtPath(const HxString& path) const;
-  // The same, and tells whether it is a directory; `isDirectory` may be null, and is set only when
-  // something is there.
+  // Returns the same. Sets `isDirectory`, which may be null, only if something is there.
   bool fileExistsAtPath(const HxString& path, bool* isDirectory) const;
 
  protected:

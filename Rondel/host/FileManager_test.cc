@@ -51,5 +51,13 @@ TEST(FileManager, NilAndEmptyDoNotExist) {
   EXPECT_FALSE(HxFileManager::defaultManager()->fileExistsAtPath(""_hx));
 }
 
+TEST(FileManager, NameWithANULOrALoneSurrogateDoesNotExist) {
+  for (const std::u16string_view name :
+       {std::u16string_view(u"/tmp\0x", 6), std::u16string_view(u"/tmp\0", 5),
+        std::u16string_view(u"/tmp/\xD800")}) {
+    EXPECT_FALSE(HxFileManager::defaultManager()->fileExistsAtPath(HxString(name)));
+  }
+}
+
 }  // namespace
 }  // namespace rondel

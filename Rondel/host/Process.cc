@@ -2,7 +2,6 @@
 #include "Rondel/host/Process.h"
 
 #include <signal.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +14,8 @@
 #include <vector>
 
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/system/internal/FileCalls.h"
+#include "Rondel/core/system/internal/FilePath.h"
 #include "Rondel/host/NotificationCenter.h"
 #include "Rondel/host/Timer.h"
 #include "Rondel/host/internal/RunLoopSource.h"
@@ -24,6 +25,8 @@ namespace rondel {
 
 using internal::Child;
 using internal::ChildPlan;
+using internal::fileCalls;
+using internal::FilePath;
 using internal::RunLoopSource;
 using internal::SharedDescriptor;
 
@@ -55,7 +58,6 @@ class TextList {
     _list.push_back(nullptr);
     return _list.data();
   }
-  const char* first() const { return _texts.empty() ? nullptr : _texts.front().c_str(); }
 
  private:
   std::vector<HxCString> _texts;
@@ -80,10 +82,15 @@ TextList environmentList(const HxDictionary& environment) {
   return list;
 }
 
-TextList directoryList(const HxString& directory) {
-  TextList list;
-  if (directory) list.add(directory, "the directory", directory);
-  return list;
+// Returns the path that the text names. The empty text goes on: the system says that there is no
+// such file.
+FilePath pathNamed(const HxString& text, const char* what) {
+  FilePath path = FilePath::strict(text);
+  if (!path && errno != ENOENT) {
+    HxException::raise(HxInvalidArgumentException, "%s cannot be handed to the system: %@"_hx, what,
+                       text);
+  }
+  return path;
 }
 
 // The child looks for a relative path from its own directory; it is meant from the host's.
@@ -97,9 +104,9 @@ std::string pathFromAnywhere(const char* path) {
 // Why the child could not have entered the directory, as an errno value; 0 when it could.
 int troubleWithDirectory(const char* directory) {
   struct stat facts = {};
-  if (stat(directory, &facts) < 0) return errno;
+  if (fileCalls.stat(directory, &facts) != 0) return errno;
   if (!S_ISDIR(facts.st_mode)) return ENOTDIR;
-  return access(directory, X_OK) < 0 ? errno : 0;
+  return fileCalls.access(directory, X_OK) != 0 ? errno : 0;
 }
 
 // Ends the child again unless it was taken out: nothing is left of a failed launch.
@@ -118,7 +125,7 @@ struct StartedChild {
     what = "could not enter the directory";
     path = plan.directory;
     error = trouble;
-  } else if (error == ENOENT && access(plan.path, F_OK) == 0) {
+  } else if (error == ENOENT && fileCalls.access(plan.path, F_OK) == 0) {
     detail = " (the interpreter that it asks for)";
   }
   HxException::raise(HxTaskLaunchException, "%s \"%s\"%s: %s"_hx, what, path, detail,
@@ -245,9 +252,10 @@ Ref<Child> HxTask::Impl::start(Ref<SharedDescriptor> (&lent)[kStandardFiles]) co
   ChildPlan plan;
   TextList argumentTexts = argumentList(launchPath, arguments);
   TextList environmentTexts = environmentList(environment);
-  const TextList directoryTexts = directoryList(directory);
-  plan.directory = directoryTexts.first();
-  plan.path = argumentTexts.first();
+  const FilePath path = pathNamed(launchPath, "the launch path");
+  const FilePath place = pathNamed(directory ? directory : "."_hx, "the directory");
+  plan.directory = directory ? place.c_str() : nullptr;
+  plan.path = path.c_str();
   plan.arguments = argumentTexts.list();
   plan.environment = environment ? environmentTexts.list() : environ;
   plan.leadsGroup = leadsGroup;

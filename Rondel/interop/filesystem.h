@@ -14,16 +14,18 @@
 #include <filesystem>
 #include <string>
 
+#include "Rondel/core/system/internal/FilePath.h"
 #include "Rondel/core/text/String.h"
 
 namespace rondel {
 
-// The string as a path; empty for nil and for text that UTF-8 has no bytes for.
+// Returns the string as a path; an empty one, with errno set, for text that names no file: nil
+// (EINVAL), empty text (ENOENT), and text with a NUL or a lone surrogate (EILSEQ).
 inline std::filesystem::path toPath(const HxString& string) {
-  return std::filesystem::path(std::string(string.UTF8String().view()));
+  return std::filesystem::path(std::string(internal::FilePath::strict(string).view()));
 }
 
-// The path as a string; nil when its bytes are not UTF-8.
+// Returns the path as a string; nil if its bytes are not UTF-8.
 inline HxString stringWithPath(const std::filesystem::path& path) {
   return HxString(std::string_view(path.native()));
 }

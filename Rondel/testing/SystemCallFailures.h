@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Lets system calls fail that succeed on a healthy machine.
+// Lets calls of both tables fail that succeed on a healthy machine.
 //
-//     rondel::test::SystemCallsKept kept;                       // put back at the end of the test
+//     rondel::test::SystemCallsKept kept;                       // puts both tables back
 //     rondel::test::failCall<&SystemCalls::pidfd_open>(1, ENOSYS);
+//     rondel::test::failCall<&FileCalls::fsync>(1, EIO);
 //
 // One rule a call and a time. The calls are counted from the rule on, over all threads.
 
@@ -12,23 +13,30 @@
 #include <cerrno>
 #include <type_traits>
 
+#include "Rondel/core/system/internal/FileCalls.h"
 #include "Rondel/host/linux/SystemCalls.h"
 
 namespace rondel::test {
 
+using internal::FileCalls;
+using internal::fileCalls;
 using internal::SystemCalls;
 using internal::systemCalls;
 
-/// Puts the table of system calls back as it was.
+/// Puts the tables of calls back as they were.
 class SystemCallsKept {
  public:
-  SystemCallsKept() : _kept(systemCalls) {}
-  ~SystemCallsKept() { systemCalls = _kept; }
+  SystemCallsKept() : _kept(systemCalls), _keptFileCalls(fileCalls) {}
+  ~SystemCallsKept() {
+    systemCalls = _kept;
+    fileCalls = _keptFileCalls;
+  }
   SystemCallsKept(const SystemCallsKept&) = delete;
   SystemCallsKept& operator=(const SystemCallsKept&) = delete;
 
  private:
   const SystemCalls _kept;
+  const FileCalls _keptFileCalls;
 };
 
 /// Which calls fail, and how many there were.
@@ -50,19 +58,27 @@ CallRule& ruleOf() {
   return rule;
 }
 
-template <auto Call, class Result, class... Arguments>
-void replaceCall(internal::SystemCall<Result(Arguments...)> SystemCalls::*) {
-  static Result (*const original)(Arguments...) = (systemCalls.*Call).function();
-  systemCalls.*Call = +[](Arguments... arguments) -> Result {
+inline SystemCalls& tableOf(const SystemCalls*) { return systemCalls; }
+inline FileCalls& tableOf(const FileCalls*) { return fileCalls; }
+
+template <auto Call, class Table, class Result, class... Arguments>
+void replaceCall(internal::SystemCall<Result(Arguments...)> Table::*) {
+  static auto& entry = tableOf(static_cast<const Table*>(nullptr)).*Call;
+  static Result (*const original)(Arguments...) = entry.function();
+  entry = +[](Arguments... arguments) -> Result {
     CallRule& rule = ruleOf<Call>();
     if (!rule.fails()) return original(arguments...);
-    // These two give the error itself.
+    // These two return the error itself.
     if constexpr (std::is_same_v<decltype(&SystemCalls::posix_spawn), decltype(Call)> ||
                   std::is_same_v<decltype(&SystemCalls::pthread_create), decltype(Call)>) {
       return rule.error;
     } else {
       errno = rule.error;
-      return -1;
+      if constexpr (std::is_pointer_v<Result>) {
+        return MAP_FAILED;
+      } else {
+        return -1;
+      }
     }
   };
 }

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/core/propertylist/Bundle.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -16,6 +13,8 @@
 #include "Rondel/core/propertylist/internal/Languages.h"
 #include "Rondel/core/propertylist/internal/PropertyListForms.h"
 #include "Rondel/core/report/Log.h"
+#include "Rondel/core/system/internal/FileCalls.h"
+#include "Rondel/core/system/internal/FilePath.h"
 
 namespace rondel {
 
@@ -134,17 +133,20 @@ BundleObject& objectOf(const HxBundle& bundle) {
 
 // The folder's path without links; nil when there is no such folder.
 HxString folderAt(const HxString& path) {
-  const HxCString bytes = path.UTF8String();
-  if (bytes.isNull() || bytes.length() != std::string_view(bytes.c_str()).size()) return nullptr;
-  const std::unique_ptr<char, decltype(&std::free)> real(realpath(bytes, nullptr), std::free);
+  const internal::FilePath name = internal::FilePath::strict(path);
+  if (!name) return nullptr;
+  const std::unique_ptr<char, decltype(&std::free)> real(realpath(name.c_str(), nullptr),
+                                                         std::free);
   struct stat status;
-  if (!real || stat(real.get(), &status) != 0 || !S_ISDIR(status.st_mode)) return nullptr;
+  if (!real || internal::fileCalls.stat(real.get(), &status) != 0 || !S_ISDIR(status.st_mode)) {
+    return nullptr;
+  }
   return HxString::stringWithUTF8String(real.get());
 }
 
 HxString executableFolder() {
   char path[PATH_MAX];
-  const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+  const ssize_t length = internal::fileCalls.readlink("/proc/self/exe", path, sizeof path);
   if (length <= 0) return nullptr;
   const std::string_view executable(path, static_cast<std::size_t>(length));
   const std::size_t slash = executable.find_last_of('/');

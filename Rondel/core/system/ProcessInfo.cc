@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/core/system/ProcessInfo.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -10,6 +9,7 @@
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/system/internal/Descriptor.h"
+#include "Rondel/core/system/internal/FileCalls.h"
 
 namespace rondel {
 namespace {
@@ -20,17 +20,19 @@ HxString textOfBytes(std::string_view bytes) {
               : HxString::initWithBytes(bytes.data(), bytes.size(), HxHaldenOSRomanStringEncoding);
 }
 
-// The words of the command line, a NUL behind each; empty when the file cannot be read.
+// The words of the command line, a NUL after each; empty if the file cannot be read.
 std::string readCommandLine() {
   std::string bytes;
-  const internal::Descriptor file(open("/proc/self/cmdline", O_RDONLY | O_CLOEXEC));
+  const internal::Descriptor file(
+      internal::fileCalls.open("/proc/self/cmdline", O_RDONLY | O_CLOEXEC, 0));
   if (!file) return bytes;
   char buffer[4096];
-  ssize_t count;
-  while ((count = read(file.get(), buffer, sizeof buffer)) > 0 || (count < 0 && errno == EINTR)) {
-    if (count > 0) bytes.append(buffer, static_cast<std::size_t>(count));
+  for (;;) {
+    const ssize_t count = internal::uninterrupted(
+        [&] { return internal::fileCalls.read(file.get(), buffer, sizeof buffer); });
+    if (count <= 0) return bytes;
+    bytes.append(buffer, static_cast<std::size_t>(count));
   }
-  return bytes;
 }
 
 HxArray wordsOfCommandLine() {

@@ -2,18 +2,17 @@
 //
 // Strings as paths.
 #include <pwd.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Rondel/core/collections/internal/ArrayStorage.h"
+#include "Rondel/core/system/internal/FilePath.h"
+#include "Rondel/core/system/internal/Links.h"
 #include "Rondel/core/text/String.h"
 #include "Rondel/core/text/internal/Characters.h"
 
@@ -159,88 +158,11 @@ HxString byExpandingTilde(const HxString& path) {
   return home ? HxString::stringByConcatenating(home, path.substringFromIndex(end)) : path;
 }
 
-// A path that is built component by component, in the file system's bytes.
-class PathBuilder {
- public:
-  void startAtRoot() { _path = "/"; }
-  bool isAbsolute() const { return _path.starts_with('/'); }
-  const std::string& path() const { return _path; }
-
-  void append(std::string_view name) {
-    if (!_path.empty() && _path != "/") _path += '/';
-    _path += name;
-  }
-  // Goes to the parent. The parent of the root is the root; what a relative path starts from has
-  // a parent that only ".." can name.
-  void removeLast() {
-    if (_path == "/") return;
-    const std::size_t separator = _path.rfind('/');
-    const std::size_t start = separator == std::string::npos ? 0 : separator + 1;
-    if (_path.empty() || _path.compare(start, std::string::npos, "..") == 0) return append("..");
-    _path.resize(start <= 1 ? start : start - 1);
-  }
-
- private:
-  std::string _path;
-};
-
-// The text of a symbolic link; nothing when it cannot be read.
-std::optional<std::string> targetOfLink(const std::string& path) {
-  std::string target(256, '\0');
-  for (;;) {
-    const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
-    if (length <= 0) return std::nullopt;
-    if (static_cast<std::size_t>(length) < target.size()) {
-      target.resize(static_cast<std::size_t>(length));
-      return target;
-    }
-    target.resize(target.size() * 2);
-  }
-}
-
-// Takes the first component off a path; empty for a separator and at the end.
-std::string takeComponent(std::string& path) {
-  const std::size_t end = std::min(path.find('/'), path.size());
-  std::string name = path.substr(0, end);
-  path.erase(0, end + 1);
-  return name;
-}
-
-// The path with every link followed; nothing when a component is missing or cannot be reached, or
-// when links lead in a circle.
-std::optional<std::string> withLinksFollowed(std::string rest) {
-  constexpr int kMostLinks = 40;
-  PathBuilder done;
-  if (rest.starts_with('/')) done.startAtRoot();
-  for (int links = 0; !rest.empty();) {
-    const std::string name = takeComponent(rest);
-    if (name.empty() || name == ".") continue;
-    if (name == "..") {
-      done.removeLast();
-      continue;
-    }
-    PathBuilder next = done;
-    next.append(name);
-    struct stat status;
-    if (::lstat(next.path().c_str(), &status) != 0) return std::nullopt;
-    if (!S_ISLNK(status.st_mode)) {
-      done = std::move(next);
-      continue;
-    }
-    std::optional<std::string> target = targetOfLink(next.path());
-    if (!target || ++links > kMostLinks) return std::nullopt;
-    if (target->starts_with('/')) done.startAtRoot();
-    rest.insert(0, target->append("/"));
-  }
-  return done.path().empty() ? "." : done.path();
-}
-
-// The same for a string, nil when it cannot be told.
+// Returns the path with every link followed; nil if it cannot be told.
 HxString byFollowingLinks(const HxString& path) {
-  const HxCString bytes = path.UTF8String();
-  if (bytes.isNull() || bytes.view().find('\0') != std::string_view::npos) return nullptr;
-  const std::optional<std::string> result = withLinksFollowed(std::string(bytes.view()));
-  return result ? HxString(std::string_view(*result)) : HxString();
+  const internal::FilePath name = internal::FilePath::strict(path);
+  const std::string result = name ? internal::pathWithoutLinks(name.c_str()) : std::string();
+  return result.empty() ? HxString() : HxString(std::string_view(result));
 }
 
 bool hasParentReference(const HxString& path) {

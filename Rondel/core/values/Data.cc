@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/core/values/Data.h"
 
-#include <sys/mman.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
 #include "Rondel/core/object/internal/RangeCheck.h"
+#include "Rondel/core/system/internal/FileCalls.h"
 #include "Rondel/core/system/internal/FileContents.h"
 #include "Rondel/core/text/String.h"
 #include "Rondel/core/values/internal/DataStorage.h"
@@ -42,7 +41,7 @@ DataStorage::DataStorage(void* bytes, HxUInteger length, Place place, bool isMut
 
 DataStorage::~DataStorage() {
   if (_place == Place::heap) std::free(_bytes);
-  if (_place == Place::mapping) ::munmap(_bytes, _length);
+  if (_place == Place::mapping) fileCalls.munmap(_bytes, _length);
 }
 
 void DataStorage::operator delete(DataStorage* data, std::destroying_delete_t) noexcept {

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// The one seam between the host services and the system: a table of the calls that they make.
+// The one seam between the host services and Linux: a table of the calls that they make on
+// descriptors, children, events and threads. Files are reached through the table of
+// core/system/internal/FileCalls.h.
 //
-// Tests put their own functions into the table to make a call fail or come up short that cannot be
-// made to do so for real. Each function behaves as its manual page says, errno included.
+// Tests exchange entries to make a call fail or come up short that cannot be made to do so for
+// real. Each entry behaves as its manual page says, errno included.
 #pragma once
 
 #include <poll.h>
@@ -14,31 +16,9 @@
 #include <sys/types.h>
 #include <sys/wait.h>
 
-#include <atomic>
+#include "Rondel/core/system/internal/SystemCall.h"
 
 namespace rondel::internal {
-
-// One entry: a function that is called like any other. It may be exchanged while other threads
-// call, which find the one or the other.
-template <class Function>
-class SystemCall;
-template <class Result, class... Arguments>
-class SystemCall<Result(Arguments...)> {
- public:
-  using Function = Result (*)(Arguments...);
-
-  constexpr SystemCall(Function real) noexcept : _function(real) {}  // NOLINT: is one
-  SystemCall(const SystemCall& other) noexcept : _function(other.function()) {}
-  SystemCall& operator=(const SystemCall& other) noexcept {
-    _function.store(other.function(), std::memory_order_relaxed);
-    return *this;
-  }
-  Function function() const noexcept { return _function.load(std::memory_order_relaxed); }
-  Result operator()(Arguments... arguments) const { return function()(arguments...); }
-
- private:
-  std::atomic<Function> _function;
-};
 
 struct SystemCalls {
   SystemCall<ssize_t(int descriptor, void* buffer, size_t length)> read;

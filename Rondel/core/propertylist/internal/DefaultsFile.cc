@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/core/propertylist/internal/DefaultsFile.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,6 +8,7 @@
 
 #include "Rondel/core/propertylist/PropertyList.h"
 #include "Rondel/core/system/internal/Descriptor.h"
+#include "Rondel/core/system/internal/FileCalls.h"
 #include "Rondel/core/values/Data.h"
 
 namespace rondel::internal {
@@ -25,9 +23,9 @@ constexpr useconds_t kLockRoundMicroseconds = 10'000;
 class FolderLock {
  public:
   explicit FolderLock(const std::string& folder)
-      : _file(open((folder + "/.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
+      : _file(fileCalls.open((folder + "/.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
     for (int round = 0; _file && round < kLockRounds; ++round) {
-      if (flock(_file.get(), LOCK_EX | LOCK_NB) == 0) return;
+      if (fileCalls.flock(_file.get(), LOCK_EX | LOCK_NB) == 0) return;
       if (errno != EWOULDBLOCK && errno != EINTR) return;
       usleep(kLockRoundMicroseconds);
     }
@@ -40,7 +38,7 @@ class FolderLock {
 // With the folders on the way, for the user alone.
 void makeFolder(const std::string& path) {
   for (std::size_t i = 1; i <= path.size(); ++i) {
-    if (i == path.size() || path[i] == '/') mkdir(path.substr(0, i).c_str(), 0700);
+    if (i == path.size() || path[i] == '/') fileCalls.mkdir(path.substr(0, i).c_str(), 0700);
   }
 }
 
@@ -190,10 +188,10 @@ bool DefaultsFile::setAside(HxError& error) const {
   const std::string path = _path.toStdString();
   std::string aside = path + ".damaged";
   struct stat status;
-  for (int number = 2; lstat(aside.c_str(), &status) == 0; ++number) {
+  for (int number = 2; fileCalls.lstat(aside.c_str(), &status) == 0; ++number) {
     aside = path + ".damaged-" + std::to_string(number);
   }
-  if (rename(path.c_str(), aside.c_str()) == 0) return true;
+  if (fileCalls.rename(path.c_str(), aside.c_str()) == 0) return true;
   error = HxError::posixError(errno, _path);
   return false;
 }

@@ -3,14 +3,14 @@
 // An owned file descriptor.
 #pragma once
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <utility>
 
+#include "Rondel/core/system/internal/FileCalls.h"
+
 namespace rondel::internal {
 
-// Closes its descriptor when it goes, and leaves errno as it was.
+// Closes its fd in the destructor, which leaves errno as it was.
 class Descriptor {
  public:
   Descriptor() noexcept = default;
@@ -31,13 +31,13 @@ class Descriptor {
   void swap(Descriptor& other) noexcept { std::swap(_fd, other._fd); }
   explicit operator bool() const noexcept { return _fd >= 0; }
   int get() const noexcept { return _fd; }
-  // Gives the descriptor away.
+  // Returns the fd, which is the caller's from here on.
   int release() noexcept { return std::exchange(_fd, -1); }
-  // False, with errno set, when the last writes were refused. The descriptor is gone in any case,
-  // so this is never tried again.
+  // Returns false, with errno set, if the system refused the last writes. The fd is gone in any
+  // case, so this is never tried again.
   bool close() noexcept {
     const int fd = release();
-    return fd < 0 || ::close(fd) == 0 || errno == EINTR;
+    return fd < 0 || fileCalls.close(fd) == 0 || errno == EINTR;
   }
 
  private:

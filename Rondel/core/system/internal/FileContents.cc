@@ -1,20 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/core/system/internal/FileContents.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
-#include <cerrno>
 #include <climits>
+#include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <string>
 
 #include "Rondel/core/system/internal/Descriptor.h"
-#include "Rondel/core/text/String.h"
+#include "Rondel/core/system/internal/FileCalls.h"
+#include "Rondel/core/system/internal/FilePath.h"
 #include "Rondel/core/values/internal/DataStorage.h"
 
 namespace rondel::internal {
@@ -24,57 +22,75 @@ namespace {
 constexpr mode_t kNewFileMode = 0666;  // less what the process masks
 constexpr mode_t kPermissionBits = 07777;
 
-// Calls a system function again for as long as a signal interrupts it.
-template <class Call>
-auto uninterrupted(Call call) {
-  auto result = call();
-  while (result < 0 && errno == EINTR) result = call();
-  return result;
-}
-
-// The path in UTF-8, as it stands: the kernel knows names as bytes, so a decomposed name would be
-// another file's. Empty, with errno set, when it does not convert.
-std::string encodedPath(const HxString& path) {
-  const HxCString encoded = path.UTF8String();
-  std::string result(encoded.view());
-  if (result.empty() || result.find('\0') != std::string::npos) {
-    errno = encoded.isNull() ? EILSEQ : ENOENT;
-    if (path.isNil()) errno = EINVAL;
-    result.clear();
-  }
-  return result;
-}
-
-Descriptor openFile(const std::string& path, int flags) {
-  if (path.empty()) return Descriptor();
+Descriptor openFile(const char* path, int flags) {
   return Descriptor(
-      uninterrupted([&] { return ::open(path.c_str(), flags | O_CLOEXEC, kNewFileMode); }));
+      uninterrupted([&] { return fileCalls.open(path, flags | O_CLOEXEC, kNewFileMode); }));
 }
 
-// Immutable data of all bytes to the end of the file. The size is a first guess: files that the
-// kernel makes up say 0, and others may grow meanwhile. There is room for one byte more, so that
-// the end is found without more room.
-HxData readToEnd(int fd, HxUInteger size) {
-  constexpr HxUInteger kLeastRoom = 4096;
-  HxUInteger room = size > 0 ? size + 1 : kLeastRoom;
+// An open file and what it is; false, with errno set, if one of them cannot be had.
+struct OpenFile {
+  OpenFile(const HxString& text, int flags) {
+    const FilePath path = FilePath::strict(text);
+    if (!path) return;
+    file = openFile(path.c_str(), flags);
+    isKnown = file && fileCalls.fstat(file.get(), &status) == 0;
+  }
+  explicit operator bool() const noexcept { return isKnown; }
+  bool isRegular() const noexcept { return S_ISREG(status.st_mode); }
+  // The size is 0 for what the system makes up as it is read.
+  bool hasSize() const noexcept { return isRegular() && status.st_size > 0; }
+  HxUInteger size() const noexcept { return static_cast<HxUInteger>(status.st_size); }
+
+  Descriptor file;
+  struct stat status {};
+  bool isKnown = false;
+};
+
+// Reads to the end of the file or until `most` bytes are there. Returns their number, or -1.
+ssize_t readInto(int fd, std::uint8_t* bytes, HxUInteger most) {
+  HxUInteger length = 0;
+  while (length < most) {
+    const ssize_t n =
+        uninterrupted([&] { return fileCalls.read(fd, bytes + length, most - length); });
+    if (n < 0) return -1;
+    if (n == 0) break;
+    length += static_cast<HxUInteger>(n);
+  }
+  return static_cast<ssize_t>(length);
+}
+
+// The first `most` bytes, fewer if the file ends before. Grows from `room` by doubling.
+HxData readAtMost(int fd, HxUInteger room, HxUInteger most) {
+  room = std::min(room, most);
   HxMutableData contents = DataStorage::makeHandle(room, false);
   for (HxUInteger length = 0;;) {
     contents.setLengthUninitialized(room);
-    const ssize_t n =
-        uninterrupted([&] { return ::read(fd, contents.mutableBytes() + length, room - length); });
+    const ssize_t n = readInto(fd, contents.mutableBytes() + length, room - length);
     if (n < 0) return nullptr;
     length += static_cast<HxUInteger>(n);
-    if (n == 0) {
+    if (length < room || room == most) {
       contents.setLengthUninitialized(length);
       return contents;
     }
-    if (length == room) room *= 2;
+    room = room > most / 2 ? most : room * 2;
   }
+}
+
+// All bytes of the file. The size is a first guess, since the file may grow meanwhile. There is
+// room for one byte more, so that the end is found without more room.
+HxData readToEnd(const OpenFile& file, HxUInteger mostWithoutSize) {
+  constexpr HxUInteger kLeastRoom = 4096;
+  if (file.hasSize()) return readAtMost(file.file.get(), file.size() + 1, HxNotFound);
+  HxData contents = readAtMost(file.file.get(), kLeastRoom, mostWithoutSize + 1);
+  if (contents.length() <= mostWithoutSize) return contents;
+  errno = EFBIG;
+  return nullptr;
 }
 
 bool writeAll(int fd, std::span<const std::byte> bytes) {
   while (!bytes.empty()) {
-    const ssize_t n = uninterrupted([&] { return ::write(fd, bytes.data(), bytes.size()); });
+    const ssize_t n =
+        uninterrupted([&] { return fileCalls.write(fd, bytes.data(), bytes.size()); });
     if (n < 0) return false;
     bytes = bytes.subspan(static_cast<std::size_t>(n));
   }
@@ -83,32 +99,46 @@ bool writeAll(int fd, std::span<const std::byte> bytes) {
 
 }  // namespace
 
-HxData contentsOfFile(const HxString& path) {
-  const Descriptor file = openFile(encodedPath(path), O_RDONLY);
-  struct stat status;
-  if (!file || ::fstat(file.get(), &status) != 0) return nullptr;
-  const bool hasSize = S_ISREG(status.st_mode) && status.st_size > 0;
-  return readToEnd(file.get(), hasSize ? static_cast<HxUInteger>(status.st_size) : 0);
+// ---- Reading ----------------------------------------------------------------------------------
+
+HxData contentsOfFile(const HxString& path, HxUInteger mostWithoutSize) {
+  const OpenFile file(path, O_RDONLY);
+  return file ? readToEnd(file, mostWithoutSize) : HxData();
 }
 
-HxData contentsOfMappedFile(const HxString& path) {
-  const Descriptor file = openFile(encodedPath(path), O_RDONLY);
-  struct stat status;
-  if (!file || ::fstat(file.get(), &status) != 0) return nullptr;
-  if (!S_ISREG(status.st_mode) || status.st_size == 0) return readToEnd(file.get(), 0);
-  const auto length = static_cast<HxUInteger>(status.st_size);
-  void* bytes = ::mmap(nullptr, length, PROT_READ, MAP_PRIVATE, file.get(), 0);
-  if (bytes == MAP_FAILED) return readToEnd(file.get(), length);
+HxData contentsOfMappedFile(const HxString& path, HxUInteger mostWithoutSize) {
+  const OpenFile file(path, O_RDONLY);
+  if (!file) return nullptr;
+  if (!file.hasSize()) return readToEnd(file, mostWithoutSize);
+  void* bytes = fileCalls.mmap(nullptr, file.size(), PROT_READ, MAP_PRIVATE, file.file.get(), 0);
+  if (bytes == MAP_FAILED) return readToEnd(file, mostWithoutSize);
   try {
-    return DataStorage::makeHandle(bytes, length, DataStorage::Place::mapping);
+    return DataStorage::makeHandle(bytes, file.size(), DataStorage::Place::mapping);
   } catch (...) {
-    ::munmap(bytes, length);
+    fileCalls.munmap(bytes, file.size());
     throw;
   }
 }
 
+HxData contentsOfRegularFile(const HxString& path) {
+  const OpenFile file(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  if (!file) return nullptr;
+  if (file.isRegular()) return readToEnd(file, kMostWithoutSize);
+  errno = S_ISDIR(file.status.st_mode) ? EISDIR : ENOTSUP;
+  return nullptr;
+}
+
+HxData firstBytesOfFile(const HxString& path, HxUInteger length) {
+  const OpenFile file(path, O_RDONLY);
+  return file ? readAtMost(file.file.get(), length, length) : HxData();
+}
+
+// ---- Writing ----------------------------------------------------------------------------------
+
 bool writeFile(const HxString& path, std::span<const std::byte> bytes) {
-  Descriptor file = openFile(encodedPath(path), O_WRONLY | O_CREAT | O_TRUNC);
+  const FilePath name = FilePath::strict(path);
+  if (!name) return false;
+  Descriptor file = openFile(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC);
   return file && writeAll(file.get(), bytes) && file.close();
 }
 
@@ -121,20 +151,16 @@ std::string directoryOf(const std::string& path) {
   return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
 }
 
-// What a link leads to in the end, be it there or not; empty, with errno set, when links go round.
+// Returns what a link leads to in the end, be it there or not. Returns nothing, with errno set, if
+// that cannot be told, as when links go round.
 std::string targetOf(std::string path) {
   constexpr int kMostLinks = 40;  // as the kernel
   for (int i = 0; i < kMostLinks; ++i) {
     std::array<char, PATH_MAX> target;
-    const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
-    if (length < 0) return path;
+    const ssize_t length = fileCalls.readlink(path.c_str(), target.data(), target.size());
+    if (length < 0) return errno == EINVAL || errno == ENOENT ? path : std::string();
     const std::string text(target.data(), static_cast<std::size_t>(length));
-    if (text.starts_with('/')) {
-      path = text;
-    } else {
-      path = directoryOf(path);
-      path += text;
-    }
+    path = text.starts_with('/') ? text : directoryOf(path) + text;
   }
   errno = ELOOP;
   return std::string();
@@ -147,7 +173,7 @@ class TemporaryFile {
     constexpr int kMostTries = 100;
     for (int i = 0; i < kMostTries && !_file; ++i) {
       _path = directoryOf(target) + randomName();
-      _file = openFile(_path, O_WRONLY | O_CREAT | O_EXCL);
+      _file = openFile(_path.c_str(), O_WRONLY | O_CREAT | O_EXCL);
       if (!_file && errno != EEXIST) break;
     }
     _exists = static_cast<bool>(_file);
@@ -156,16 +182,17 @@ class TemporaryFile {
   TemporaryFile& operator=(const TemporaryFile&) = delete;
   ~TemporaryFile() {
     const int error = errno;
-    if (_exists) ::unlink(_path.c_str());
+    if (_exists) fileCalls.unlink(_path.c_str());
     errno = error;
   }
 
   explicit operator bool() const noexcept { return static_cast<bool>(_file); }
-  int descriptor() const noexcept { return _file.get(); }
-  // On the disk first, under the name then: a crash leaves the old file or the whole new one.
+  int fd() const noexcept { return _file.get(); }
+  // Brings the bytes to the disk, then renames: a crash leaves the old file or the whole new one.
   bool takeThePlace() {
-    if (uninterrupted([&] { return ::fsync(_file.get()); }) != 0 || !_file.close()) return false;
-    if (::rename(_path.c_str(), _target.c_str()) != 0) return false;
+    const int synced = uninterrupted([&] { return fileCalls.fsync(_file.get()); });
+    if (synced != 0 || !_file.close()) return false;
+    if (fileCalls.rename(_path.c_str(), _target.c_str()) != 0) return false;
     _exists = false;
     return true;
   }
@@ -190,14 +217,16 @@ class TemporaryFile {
 }  // namespace
 
 bool replaceFile(const HxString& path, std::span<const std::byte> bytes) {
-  const std::string target = targetOf(encodedPath(path));
+  const FilePath name = FilePath::strict(path);
+  const std::string target = name ? targetOf(std::string(name.view())) : std::string();
   if (target.empty()) return false;
   struct stat old;
-  const bool isThere = ::stat(target.c_str(), &old) == 0;
+  const bool isThere = fileCalls.stat(target.c_str(), &old) == 0;
+  if (!isThere && errno != ENOENT) return false;
   if (isThere && !S_ISREG(old.st_mode)) return writeFile(path, bytes);
   TemporaryFile file(target);
-  if (!file || !writeAll(file.descriptor(), bytes)) return false;
-  if (isThere && ::fchmod(file.descriptor(), old.st_mode & kPermissionBits) != 0) return false;
+  if (!file || !writeAll(file.fd(), bytes)) return false;
+  if (isThere && fileCalls.fchmod(file.fd(), old.st_mode & kPermissionBits) != 0) return false;
   return file.takeThePlace();
 }
 

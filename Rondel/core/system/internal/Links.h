@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+namespace rondel::internal {
+
+// Returns the path with every link in it followed, and without ".", ".." and empty components where
+// they can be resolved; a relative path stays relative. Returns the empty string if a component is
+// missing or cannot be reached, or if links lead in a circle.
+std::string pathWithoutLinks(const char* path);
+
+}  // namespace rondel::internal
