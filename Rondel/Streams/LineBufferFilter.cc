@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/Streams/LineBufferFilter.h"
 
-#include "Rondel/Streams/internal/KeptAlive.h"
 #include "Rondel/Streams/internal/LineEnds.h"
+#include "Rondel/core/object/internal/KeptAlive.h"
 #include "Rondel/core/text/internal/Characters.h"
 #include "Rondel/core/text/internal/ReusedString.h"
 

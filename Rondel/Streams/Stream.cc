@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "Rondel/Streams/internal/KeptAlive.h"
+#include "Rondel/core/object/internal/KeptAlive.h"
 #include "Rondel/core/report/Check.h"
 
 namespace rondel {

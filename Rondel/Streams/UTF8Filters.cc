@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "Rondel/Streams/internal/KeptAlive.h"
 #include "Rondel/additions/TextDecoding.h"
+#include "Rondel/core/object/internal/KeptAlive.h"
 #include "Rondel/core/report/Check.h"
 
 namespace rondel {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// An object kept alive for the length of a call in which its owner may drop it.
+// Keeps an object alive during a call in which its owner may drop it.
 //
 //   const HxAny alive = keptAlive(this);
 #pragma once
@@ -9,8 +9,8 @@
 
 namespace rondel::internal {
 
-// Nil for null, and for an object whose destructor is at work: that one stays until the destructor
-// returns, and must not be counted again.
+// Returns a share of the object. Returns nil for null, and for an object whose destructor is
+// running: that one stays until the destructor returns, and must not be counted again.
 inline HxAny keptAlive(HxObject* object) noexcept {
   return object && object->retainIfAlive() ? HxAny::adopt(object) : HxAny();
 }
