@@ -4,11 +4,15 @@
 #include <algorithm>
 #include <atomic>
 #include <iterator>
-#include <mutex>
 #include <unordered_map>
 #include <vector>
 
+#include "Rondel/core/object/internal/Mutex.h"
+
 namespace rondel {
+
+using internal::MutexLock;
+
 namespace {
 
 // One addObserver. Shared by the registry and by the posts that are under way.
@@ -31,13 +35,13 @@ class Observation final : public HxObject {
   std::atomic<bool> _removed = false;
 };
 
-// What an observation is found by; nil and null stand for any.
+// The key of an observation. Nil and null stand for any.
 struct Topic {
   HxString name;
   const HxObject* object;
 
   bool operator==(const Topic&) const = default;
-  // Whether this name and this object, either of which may stand for any, take in the topic.
+  // Returns whether the topic has this name and this object. Nil stands for any.
   bool isWithin(const HxString& anyName, const HxAny& anyObject) const {
     return (!anyName || anyName == name) && (!anyObject || anyObject.object() == object);
   }
@@ -51,7 +55,7 @@ struct TopicHash {
 
 using Observations = std::vector<Ref<Observation>>;
 
-// Gives whether none is left.
+// Returns whether none is left.
 bool removeFrom(Observations& observations, const HxObject* observer) {
   std::erase_if(observations, [observer](const Ref<Observation>& observation) {
     if (observation->observer() != observer) return false;
@@ -87,21 +91,21 @@ Ref<HxNotification> HxNotification::notificationWithName(const HxString& name, c
 
 // ---- The center -------------------------------------------------------------------------------
 
-struct HxNotificationCenter::Registry {
-  std::mutex lock;
-  std::unordered_map<Topic, Observations, TopicHash> topics;
-  std::uint64_t additions = 0;
+struct HxNotificationCenter::Impl {
+  mutable internal::Mutex lock;
+  std::unordered_map<Topic, Observations, TopicHash> topics RONDEL_GUARDED_BY(lock);
+  std::uint64_t additions RONDEL_GUARDED_BY(lock) = 0;
 
-  void appendTo(Observations& found, const Topic& topic) const {
+  void appendTo(Observations& found, const Topic& topic) const RONDEL_REQUIRES(lock) {
     const auto place = topics.find(topic);
     if (place == topics.end()) return;
     found.insert(found.end(), place->second.begin(), place->second.end());
   }
 };
 
-HxNotificationCenter::HxNotificationCenter() : _registry(new Registry) {}
+HxNotificationCenter::HxNotificationCenter() : _impl(new Impl) {}
 
-HxNotificationCenter::~HxNotificationCenter() { delete _registry; }
+HxNotificationCenter::~HxNotificationCenter() = default;
 
 HxClass HxNotificationCenter::classObject() noexcept {
   static const HxClassInfo info{"HxNotificationCenter", HxObject::classObject().info()};
@@ -118,9 +122,9 @@ Ref<HxNotificationCenter> HxNotificationCenter::defaultCenter() {
 void HxNotificationCenter::addObserver(HxObject* observer, HxNotificationCallback callback,
                                        const HxString& name, const HxAny& object) {
   if (!observer || !callback) return;
-  const std::scoped_lock held(_registry->lock);
-  _registry->topics[{name.copy(), object.object()}].push_back(
-      makeRef<Observation>(observer, callback, ++_registry->additions));
+  const MutexLock held(_impl->lock);
+  _impl->topics[{name.copy(), object.object()}].push_back(
+      makeRef<Observation>(observer, callback, ++_impl->additions));
 }
 
 void HxNotificationCenter::removeObserver(const HxObject* observer) {
@@ -129,9 +133,9 @@ void HxNotificationCenter::removeObserver(const HxObject* observer) {
 
 void HxNotificationCenter::removeObserver(const HxObject* observer, const HxString& name,
                                           const HxAny& object) {
-  const std::scoped_lock held(_registry->lock);
-  auto& topics = _registry->topics;
-  if (name && object) {  // the usual case, without a look at all the others
+  const MutexLock held(_impl->lock);
+  auto& topics = _impl->topics;
+  if (name && object) {  // the usual case needs no look at the others
     const auto place = topics.find({name, object.object()});
     if (place != topics.end() && removeFrom(place->second, observer)) topics.erase(place);
     return;
@@ -144,9 +148,9 @@ void HxNotificationCenter::removeObserver(const HxObject* observer, const HxStri
 
 void HxNotificationCenter::forgetObject(const HxObject* object, const HxString& name) {
   if (!object) return;
-  const std::scoped_lock held(_registry->lock);
-  _registry->topics.erase({name, object});
-  _registry->topics.erase({nullptr, object});
+  const MutexLock held(_impl->lock);
+  _impl->topics.erase({name, object});
+  _impl->topics.erase({nullptr, object});
 }
 
 void HxNotificationCenter::postNotification(const HxString& name, const HxAny& object,
@@ -154,18 +158,19 @@ void HxNotificationCenter::postNotification(const HxString& name, const HxAny& o
   if (name) postNotification(HxNotification::notificationWithName(name, object, userInfo));
 }
 
-void HxNotificationCenter::postNotification(const Ref<HxNotification>& notification) {
-  if (!notification) return;
+void HxNotificationCenter::postNotification(const Ref<HxNotification>& posted) {
+  if (!posted) return;
+  const Ref<HxNotification> notification = posted;  // an observer may drop the caller's reference
   const HxString& name = notification->name();
   const HxObject* const object = notification->object().object();
   Observations found;
   {
-    const std::scoped_lock held(_registry->lock);
-    _registry->appendTo(found, {name, object});
-    _registry->appendTo(found, {nullptr, object});
+    const MutexLock held(_impl->lock);
+    _impl->appendTo(found, {name, object});
+    _impl->appendTo(found, {nullptr, object});
     if (object) {
-      _registry->appendTo(found, {name, nullptr});
-      _registry->appendTo(found, {nullptr, nullptr});
+      _impl->appendTo(found, {name, nullptr});
+      _impl->appendTo(found, {nullptr, nullptr});
     }
   }
   std::sort(found.begin(), found.end(), wasAddedBefore);

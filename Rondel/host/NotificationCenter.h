@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Notifications: news of an object, told to whoever observes it.
+// HxNotificationCenter: tells observers what happens to an object.
 //
 //   auto center = HxNotificationCenter::defaultCenter();
 //   center->addObserver<&Watcher::taskEnded>(this, HxTaskDidTerminateNotification, task);
@@ -9,32 +9,33 @@
 //   ...
 //   center->removeObserver(this);          // at the latest in the observer's destructor
 //
-// A post calls the observers one after the other on the thread that posts, in the order in which
-// they were added, and returns when all of them have. No lock is held meanwhile: an observer may
-// add and remove observers and post. One that is removed while a post is under way is not called
-// any more, one that is added is not called yet.
+// A post calls the observers one after the other, on the posting thread, in the order in which they
+// were added. It returns when the last one has returned. No lock is held meanwhile: an observer may
+// add and remove observers, post, and drop the notification and the center. An observer that is
+// removed during a post is no longer called by it. One that is added is not called yet.
 //
-// Threads: any thread may use a center. An observer that is removed on one thread while another
-// one posts may be in its call; so remove an observer on the thread on which it is called.
+// Threads: any thread may use a center. Remove an observer on the thread that posts to it: if
+// another thread posts at that moment, the observer may be in its call.
 #pragma once
 
 #include "Rondel/core/collections/Dictionary.h"
+#include "Rondel/core/object/internal/OwnedPointer.h"
 #include "Rondel/core/text/String.h"
 
 namespace rondel {
 
-// One piece of news. It never changes.
+// What is posted. It never changes.
 class RONDEL_EXPORT HxNotification final : public HxObject {
  public:
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  // The object and the user info may be nil.
+  // Returns a new notification. The object and the user info may be nil.
   static Ref<HxNotification> notificationWithName(const HxString& name, const HxAny& object,
                                                   const HxDictionary& userInfo = HxDictionary());
 
   const HxString& name() const noexcept { return _name; }
-  // Whom the news is of; kept alive by the notification.
+  // Returns what the notification is about, retained by it, or nil.
   const HxAny& object() const noexcept { return _object; }
   const HxDictionary& userInfo() const noexcept { return _userInfo; }
 
@@ -48,7 +49,7 @@ class RONDEL_EXPORT HxNotification final : public HxObject {
   const HxDictionary _userInfo;
 };
 
-// What an observer is called by.
+// Calls the observer.
 using HxNotificationCallback = void (*)(HxObject& observer, const HxNotification& notification);
 
 class RONDEL_EXPORT HxNotificationCenter final : public HxObject {
@@ -56,17 +57,17 @@ class RONDEL_EXPORT HxNotificationCenter final : public HxObject {
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  // The one of the process, which the classes of this library post to.
+  // Returns the center of the process, to which the classes of this library post. Never nil.
   static Ref<HxNotificationCenter> defaultCenter();
-  // A new one, of the caller's own.
+  // Returns a new center.
   static Ref<HxNotificationCenter> init();
 
-  // From now on calls `Operation` of the observer for each post with this name and this object; a
-  // nil name stands for any name, a nil object for any object. Names compare as strings, objects by
-  // identity. Neither observer nor object is kept alive: the observer has to be removed before it
-  // goes; and before the object does, unless that is one of this library's, which forgets those who
-  // observe it by itself. Adding the same observer twice calls it twice. A null observer is not
-  // added.
+  // Calls `Operation` of the observer at each later post with this name and this object. A nil name
+  // stands for any name, a nil object for any object. Names compare as strings, objects by
+  // identity. An observer that is added twice is called twice. A null observer is not added.
+  //
+  // Neither the observer nor the object is retained. Remove the observer before it is destroyed,
+  // and before the object is. Objects of this library forget their observers by themselves.
   template <auto Operation, class T>
   void addObserver(T* observer, const HxString& name, const HxAny& object = HxAny()) {
     addObserver(
@@ -79,17 +80,17 @@ class RONDEL_EXPORT HxNotificationCenter final : public HxObject {
   void addObserver(HxObject* observer, HxNotificationCallback callback, const HxString& name,
                    const HxAny& object = HxAny());
 
-  // Undoes every addObserver of this observer that has this name and this object; a nil name or
-  // object stands for any. Nothing happens when there is none.
+  // Undoes every addObserver of this observer with this name and this object. A nil name or object
+  // stands for any. Does nothing if there is none.
   void removeObserver(const HxObject* observer, const HxString& name, const HxAny& object);
   void removeObserver(const HxObject* observer);
 
-  // Undoes every addObserver with this object and this name, or any name, whose object is about to
-  // go: another one at its place in memory is not meant. For the destructor of a class that posts.
+  // Undoes every addObserver with this object and this name, or any name. For the destructor of a
+  // class that posts: the next object at the same address must not inherit its observers.
   void forgetObject(const HxObject* object, const HxString& name);
 
-  // Calls whoever observes. What an observer raises passes to the caller, and those behind it are
-  // not called. A nil name or notification does nothing.
+  // Calls the observers. An exception that an observer raises passes to the caller, and the
+  // observers after it are not called. A nil name or notification does nothing.
   void postNotification(const Ref<HxNotification>& notification);
   void postNotification(const HxString& name, const HxAny& object,
                         const HxDictionary& userInfo = HxDictionary());
@@ -100,8 +101,8 @@ class RONDEL_EXPORT HxNotificationCenter final : public HxObject {
   HxNotificationCenter();
   ~HxNotificationCenter() override;
 
-  struct Registry;
-  Registry* const _registry;  // owned
+  struct Impl;
+  const internal::OwnedPointer<Impl> _impl;
 };
 
 }  // namespace rondel

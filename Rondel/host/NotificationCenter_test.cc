@@ -196,6 +196,20 @@ TEST_F(NotificationCenter, ForgottenObjectIsObservedNoMore) {
   EXPECT_EQ(other->names.size(), 1u);
 }
 
+TEST_F(NotificationCenter, PostKeepsTheNotificationThatAnObserverDrops) {
+  Ref<HxNotificationCenter> own = HxNotificationCenter::init();
+  own->addObserver<&Listener::heard>(listener.get(), "a"_hx);
+  own->addObserver<&Listener::heard>(other.get(), "a"_hx);
+  Ref<HxNotification> news = HxNotification::notificationWithName("a"_hx, makeRef<Thing>());
+  listener->reaction = [&] {
+    news = nullptr;
+    own = nullptr;
+    listener->last = nullptr;
+  };
+  own->postNotification(news);
+  EXPECT_EQ(other->names, std::vector<std::string>{"a"});
+}
+
 TEST_F(NotificationCenter, NullIsNobodyAndNothing) {
   center->addObserver<&Listener::heard>(static_cast<Listener*>(nullptr), "a"_hx);
   observe(listener, nullptr, nullptr);
