@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 //
-// HxConditionLock: a lock that carries a number, its condition, and can be waited for until the
-// condition has a given value. One thread says what the state is when it unlocks; others sleep
-// until it is the one that they can work with.
+// HxConditionLock: a lock with a number, its condition. A thread can wait until the lock is free
+// and its condition has a given value. Whoever unlocks says what the condition is from then on.
 //
 //   auto lock = HxConditionLock::initWithCondition(kEmpty);
-//   // the one who brings                       // the one who takes
+//   // the producer                             // the consumer
 //   lock->lock();                               lock->lockWhenCondition(kFilled);
 //   queue.addObject(chunk);                     HxAny chunk = take(queue);
 //   lock->unlockWithCondition(kFilled);         lock->unlockWithCondition(kEmpty);
 //
-// Threads: made for any number of them. It is not recursive. Whoever unlocks need not be the one
-// who locked.
+// Threads: any number may use it. It is not recursive: a thread that locks it twice waits for ever.
+// The thread that unlocks need not be the one that locked. An unlock wakes one thread: the one that
+// has waited longest among those that can go on. A thread that locks at that moment may come first.
 #pragma once
 
 #include "Rondel/core/object/Object.h"
@@ -25,27 +25,31 @@ class RONDEL_EXPORT HxConditionLock final : public HxObject {
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  // Unlocked, with this condition.
+  // Returns a new lock that is free and has this condition.
   static Ref<HxConditionLock> initWithCondition(HxInteger condition);
-  // With condition 0.
+  // Returns a new lock with condition 0.
   static Ref<HxConditionLock> init() { return initWithCondition(0); }
 
-  // Waits until nobody holds the lock, whatever its condition, and takes it.
+  // Waits until the lock is free, whatever its condition, and takes it.
   void lock();
-  // Waits until nobody holds the lock and its condition is this one, and takes it.
+  // Waits until the lock is free and has this condition, and takes it.
   void lockWhenCondition(HxInteger condition);
-  // The same, but gives up at the date: false when it did not take the lock. A nil date is past.
+  // The same, but waits at most until the date. Returns whether it took the lock. A nil date is in
+  // the past.
   bool lockWhenCondition(HxInteger condition, const HxDate& limit);
-  // Takes the lock if that needs no waiting; false when it did not.
+  // Takes the lock if it is free. Returns whether it took it. Never waits.
   bool tryLock();
+  // Takes the lock if it is free and has this condition. Returns whether it took it. Never waits.
   bool tryLockWhenCondition(HxInteger condition);
 
-  // Gives the lock back, its condition as it was or changed. Unlocking what nobody holds raises
-  // HxInternalInconsistencyException.
+  // Releases the lock and keeps its condition. Raises HxInternalInconsistencyException if nobody
+  // holds the lock.
   void unlock();
+  // Sets the condition and releases the lock. Raises HxInternalInconsistencyException, and sets
+  // nothing, if nobody holds the lock.
   void unlockWithCondition(HxInteger condition);
 
-  // The condition at this moment; may change at once unless the caller holds the lock.
+  // Returns the condition. It may change at once unless the caller holds the lock.
   HxInteger condition() const;
 
  private:

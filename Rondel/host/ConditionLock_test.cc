@@ -2,8 +2,11 @@
 #include "Rondel/host/ConditionLock.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <atomic>
 #include <thread>
+#include <vector>
 
 #include "Rondel/core/object/Exception.h"
 
@@ -97,6 +100,54 @@ TEST(ConditionLock, WakesEveryoneWhoWaitsForACondition) {
   first.join();
   second.join();
   EXPECT_EQ(arrived, 2);
+}
+
+TEST(ConditionLock, ReleaseDoesNotWakeThoseWhoWaitForAnotherCondition) {
+  constexpr int kThreads = 8;
+  constexpr int kReleases = 1000;
+  constexpr HxInteger kFirstOfTheirs = 100;
+  const auto lock = HxConditionLock::initWithCondition(0);
+  std::atomic<long> slept = 0;
+  std::vector<std::thread> threads;
+  for (int index = 0; index < kThreads; ++index) {
+    threads.emplace_back([&, index] {
+      lock->lockWhenCondition(kFirstOfTheirs + index);
+      rusage usage{};
+      getrusage(RUSAGE_THREAD, &usage);
+      slept += usage.ru_nvcsw;
+      lock->unlockWithCondition(kFirstOfTheirs + index + 1);
+    });
+  }
+  for (int round = 0; round < kReleases; ++round) {
+    lock->lock();
+    lock->unlock();
+    std::this_thread::yield();
+  }
+  lock->lock();
+  lock->unlockWithCondition(kFirstOfTheirs);
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_LT(slept, kReleases / 2);
+}
+
+TEST(ConditionLock, ThoseWhoGiveUpStandInNobodysWay) {
+  const auto lock = HxConditionLock::initWithCondition(0);
+  std::atomic<int> gaveUp = 0;
+  std::vector<std::thread> threads;
+  for (int index = 0; index < 6; ++index) {
+    threads.emplace_back([&, index] {
+      if (index % 2 == 0) {
+        lock->lockWhenCondition(1);
+        lock->unlock();
+      } else if (!lock->lockWhenCondition(2, HxDate::dateWithTimeIntervalSinceNow(0.002 * index))) {
+        ++gaveUp;
+      }
+    });
+  }
+  while (gaveUp < 3) std::this_thread::yield();
+  lock->lock();
+  lock->unlockWithCondition(1);
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_TRUE(lock->tryLockWhenCondition(1));
 }
 
 }  // namespace

@@ -9,19 +9,20 @@
 
 namespace rondel::internal {
 
-// Nanoseconds of CLOCK_MONOTONIC (POSIX).
+// Nanoseconds on CLOCK_MONOTONIC (POSIX).
 using SteadyTime = std::int64_t;
 
 inline constexpr SteadyTime kNanosecondsASecond = 1'000'000'000;
 inline constexpr SteadyTime kForever = INT64_MAX;
 
 SteadyTime steadyNow() noexcept;
-// So many seconds from now. Negative and NaN count as 0, more than a century as for ever.
+// Returns the time so many seconds from now. Negative seconds and NaN count as 0. More than a
+// century is kForever.
 SteadyTime steadyTimeAfter(HxTimeInterval seconds) noexcept;
-// The moment that the date names by the present setting of the system's clock; nil is past.
+// Returns the time of the date by the present setting of the system's clock. Nil is in the past.
 SteadyTime steadyTimeOf(const HxDate& date) noexcept;
-// Whole milliseconds until then, rounded up so that waiting them is enough; -1 for ever, 0 for
-// past.
+// Returns whole milliseconds until the deadline as poll (POSIX) takes them: rounded up, 0 if it has
+// passed, -1 for kForever.
 int millisecondsUntil(SteadyTime deadline) noexcept;
 
 }  // namespace rondel::internal
