@@ -19,6 +19,7 @@ bool HxThread::isMainThread() noexcept {
 
 void HxThread::detachNewThreadSelector(HxSelector selector, const HxAny& target,
                                        const HxAny& argument) {
+  if (!target) return;
   detachNewThread([selector, target, argument] { target.performSelector(selector, argument); });
 }
 

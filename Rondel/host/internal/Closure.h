@@ -35,7 +35,8 @@ Ref<Closure> makeClosure(F&& function) {
   return makeRef<ClosureOf<std::decay_t<F>>>(std::forward<F>(function));
 }
 
-// `Operation` of the target with an argument, which it may take or not; keeps both alive.
+// Returns a call of `Operation` of the target, which takes nothing or the argument. It owns both.
+// The target is not null.
 template <auto Operation, class T>
 Ref<Closure> makeOperationClosure(T* target, const HxAny& argument) {
   return makeClosure([kept = Ref<T>(target), argument] {

@@ -7,6 +7,13 @@
 #include "Rondel/host/linux/SystemCalls.h"
 
 namespace rondel::internal {
+namespace {
+
+// A thread sends these to itself. If it blocks them the system ends the process, and a crash
+// handler of the host never runs.
+constexpr int kSignalsOfFaults[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS};
+
+}  // namespace
 
 int startDetachedThread(void* (*body)(void*), void* argument) noexcept {
   pthread_attr_t attributes;
@@ -14,10 +21,11 @@ int startDetachedThread(void* (*body)(void*), void* argument) noexcept {
   if (error != 0) return error;
   pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
 
-  sigset_t all;
+  sigset_t blocked;
   sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);  // a new thread inherits the mask
+  sigfillset(&blocked);
+  for (const int signal : kSignalsOfFaults) sigdelset(&blocked, signal);
+  pthread_sigmask(SIG_SETMASK, &blocked, &before);  // a new thread inherits the mask
   pthread_t unused;
   const int result = systemCalls.pthread_create(&unused, &attributes, body, argument);
   pthread_sigmask(SIG_SETMASK, &before, nullptr);

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// How this library starts a thread: detached, and with every signal blocked from its first
-// instruction on, so that the handlers of the host never run on it.
+// Starts the threads of this library. They are detached. From the first instruction on they block
+// every signal but those of their own faults, so that other handlers of the host never run on them.
 #pragma once
 
 namespace rondel::internal {
 
-// Gives 0, or an errno value when there is no thread.
+// Returns 0, or an errno value if there is no thread.
 int startDetachedThread(void* (*body)(void*), void* argument) noexcept;
 
 }  // namespace rondel::internal
