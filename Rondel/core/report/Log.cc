@@ -11,8 +11,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
-#include <mutex>
 #include <string>
+
+#include "Rondel/core/object/internal/Mutex.h"
 
 namespace rondel {
 
@@ -31,9 +32,10 @@ class KeptErrno {
   const int _kept;
 };
 
-// How long a console that takes nothing more, on a descriptor that does not block, is waited for.
+// How long to wait for a full console whose descriptor does not block.
 constexpr int kPatienceMilliseconds = 1000;
 
+// Returns whether the console has room again.
 bool waitForConsole() {
   pollfd console{STDERR_FILENO, POLLOUT, 0};
   int ready;
@@ -43,8 +45,8 @@ bool waitForConsole() {
   return ready > 0;
 }
 
-// Holds SIGPIPE back from this thread, so that a console that nobody reads ends no process. One
-// that the caller holds back and that is pending already stays so.
+// Blocks SIGPIPE on this thread, so that a console that nobody reads ends no process. Leaves a
+// SIGPIPE alone that the caller blocks and that is already pending.
 class HeldBrokenPipe {
  public:
   HeldBrokenPipe() noexcept {
@@ -59,7 +61,7 @@ class HeldBrokenPipe {
   HeldBrokenPipe& operator=(const HeldBrokenPipe&) = delete;
   ~HeldBrokenPipe() { pthread_sigmask(SIG_SETMASK, &_former, nullptr); }
 
-  // Takes away the signal of a write that was refused.
+  // Takes the pending signal of a refused write.
   void forget() noexcept {
     constexpr timespec kAtOnce{};
     if (_wasPending) return;
@@ -73,7 +75,7 @@ class HeldBrokenPipe {
   bool _wasPending;
 };
 
-// Moves past bytes that were written.
+// Skips bytes that were written.
 void advance(iovec*& piece, int& count, std::size_t written) {
   while (count > 0 && written >= piece->iov_len) {
     written -= piece->iov_len;
@@ -85,25 +87,43 @@ void advance(iovec*& piece, int& count, std::size_t written) {
   piece->iov_len -= written;
 }
 
-// One call of the system, more only when it takes less; what fails is given up.
-void writeToConsole(iovec* pieces, int count) {
-  static constinit std::mutex lock;  // a line that is written in parts stays in one piece
-  const std::lock_guard<std::mutex> guard(lock);
-  HeldBrokenPipe brokenPipe;
-  while (count > 0) {
-    const ssize_t written = writev(STDERR_FILENO, pieces, count);
-    if (written >= 0) {
-      advance(pieces, count, static_cast<std::size_t>(written));
-    } else if (errno == EAGAIN) {
-      if (!waitForConsole()) return;
-    } else if (errno != EINTR) {
-      if (errno == EPIPE) brokenPipe.forget();
-      return;
+// Standard error, as all threads write to it.
+class Console {
+ public:
+  constexpr Console() noexcept = default;
+
+  // Writes a line in one call of the system, or in more if that takes only a part. Drops what
+  // cannot be written. The first piece is kept for the console.
+  void write(iovec* pieces, int count) {
+    static char lineEnd = '\n';
+    const internal::MutexLock held(_lock);
+    HeldBrokenPipe brokenPipe;
+    pieces[0] = {&lineEnd, _lineIsCut ? 1U : 0U};
+    while (count > 0) {
+      const ssize_t written = writev(STDERR_FILENO, pieces, count);
+      if (written >= 0) {
+        advance(pieces, count, static_cast<std::size_t>(written));
+        _wasGivenUp = false;
+        _lineIsCut = count > 0;
+      } else if (errno == EAGAIN) {
+        _wasGivenUp = _wasGivenUp || !waitForConsole();
+        if (_wasGivenUp) return;
+      } else if (errno != EINTR) {
+        if (errno == EPIPE) brokenPipe.forget();
+        return;
+      }
     }
   }
-}
 
-// "2026-11-21 07:20:46.123 name[1234] ", cut when the name is absurdly long.
+ private:
+  internal::Mutex _lock;
+  bool _wasGivenUp RONDEL_GUARDED_BY(_lock) = false;  // full for so long that nobody waits for it
+  bool _lineIsCut RONDEL_GUARDED_BY(_lock) = false;
+};
+
+constinit Console console;
+
+// Writes "2026-11-21 07:20:46.123 name[1234] " and returns its length. Cuts an absurdly long name.
 std::size_t writePrefix(char* buffer, std::size_t size) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
@@ -125,8 +145,8 @@ void writeLine(const HxString& message) {
   if (!text.data()) text = converted = message.toStdString();
   char end = '\n';
   iovec pieces[] = {
-      {prefix, prefixLength}, {const_cast<char*>(text.data()), text.size()}, {&end, 1}};
-  writeToConsole(pieces, std::size(pieces));
+      {}, {prefix, prefixLength}, {const_cast<char*>(text.data()), text.size()}, {&end, 1}};
+  console.write(pieces, std::size(pieces));
 }
 
 }  // namespace

@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: MIT
 //
-// HxLog: lines on the process's console log, which is standard error.
+// HxLog: writes lines to the process's console log, which is standard error.
 //
 //   HxLog("%@: %d lines"_hx, path, count);
 //
 // A line is "2026-11-21 07:20:46.123 name[1234] text": local date and time, the process's name and
-// number, then the formatted message; line ends inside it stay. Each call is one write of whole
-// lines, so that lines of several threads and processes do not mix. Logging never fails as far as
-// the caller can see, and keeps errno; a console that nobody reads any more sends no SIGPIPE. Any
-// thread may log.
+// pid, then the formatted message. Line ends inside the message stay. Each call is one write of
+// whole lines, so that lines of several threads and processes do not mix.
+//
+// Logging reports no failure and keeps errno. A console that nobody reads sends no SIGPIPE. A full
+// console is waited for. If its descriptor does not block, the wait ends after a second and the
+// line is dropped, as are all lines after it, at once, until the console has room again.
+//
+// Any thread may log.
 #pragma once
 
 #include "Rondel/core/text/String.h"
@@ -23,9 +27,9 @@ void HxLog(const HxString& format, const Arguments&... arguments) {
   HxLogv(format, HxArgumentPack(arguments...));
 }
 
-// Where the formatted messages go, without date and process; null for standard error. Gives the
-// former one. For tests and for tools with a log of their own. The function may be called on any
-// thread, and on several at once.
+// Installs the function that gets the formatted messages, without date and process, or standard
+// error if null. Returns the previous function, null for standard error. For tests, and for tools
+// with a log of their own. The function may be called on any thread, and on several at once.
 using HxLogOutput = void (*)(const HxString& message);
 RONDEL_EXPORT HxLogOutput HxSetLogOutput(HxLogOutput output) noexcept;
 

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -138,6 +139,31 @@ TEST(Log, AConsoleThatTakesNothingIsGivenUp) {
   const std::string taken = console.readToEnd();
   EXPECT_EQ(messageOf(taken), text.substr(0, messageOf(taken).size()));
   EXPECT_LT(taken.size(), text.size());
+}
+
+long timesThatThisThreadSlept() {
+  rusage usage{};
+  getrusage(RUSAGE_THREAD, &usage);
+  return usage.ru_nvcsw;
+}
+
+TEST(Log, AConsoleThatWasGivenUpIsNotWaitedForAgain) {
+  constexpr int kLines = 20;
+  Console console(O_NONBLOCK);
+  const std::string text(1 << 20, 'x');
+  HxLog("%s"_hx, text.c_str());
+  const long before = timesThatThisThreadSlept();
+  for (int line = 0; line < kLines; ++line) HxLog("dropped"_hx);
+  EXPECT_LT(timesThatThisThreadSlept() - before, kLines);
+  console.readOnce();
+  HxLog("taken"_hx);
+  console.restore();
+  std::string rest = console.readToEnd();
+  EXPECT_EQ(rest.find("dropped"), std::string::npos);
+  // The line that was cut has ended before the next one begins.
+  ASSERT_GE(rest.size(), 6u);
+  const std::string last = rest.substr(rest.rfind('\n', rest.size() - 2) + 1);
+  EXPECT_EQ(messageOf(last), "taken\n");
 }
 
 TEST(Log, AClosedConsoleIsNoFailureAndErrnoIsKept) {
