@@ -8,6 +8,7 @@
 
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
+#include "Rondel/core/object/internal/Mutex.h"
 #include "Rondel/core/propertylist/Bundle.h"
 #include "Rondel/core/propertylist/UserDefaults.h"
 #include "Rondel/core/report/Check.h"
@@ -25,12 +26,31 @@ namespace {
 constexpr HxString kLevelSuffix = "LogLevel"_hx;
 constexpr HxString kIndentationUnit = "|  "_hx;
 
-// The log lock. The routines nest: whoever holds it may take it again.
-constinit std::recursive_mutex logLock;
-using LogLockGuard = std::lock_guard<std::recursive_mutex>;
+// The log lock. The routines nest: the thread that holds it may take it again.
+class RONDEL_CAPABILITY("mutex") LogLock {
+ public:
+  void lock() RONDEL_ACQUIRE() { _mutex.lock(); }
+  void unlock() RONDEL_RELEASE() { _mutex.unlock(); }
+
+ private:
+  std::recursive_mutex _mutex;
+};
+
+constinit LogLock logLock;
+
+class RONDEL_SCOPED_CAPABILITY LogLockGuard {
+ public:
+  explicit LogLockGuard(LogLock& lock) RONDEL_ACQUIRE(lock) : _lock(lock) { _lock.lock(); }
+  LogLockGuard(const LogLockGuard&) = delete;
+  LogLockGuard& operator=(const LogLockGuard&) = delete;
+  ~LogLockGuard() RONDEL_RELEASE() { _lock.unlock(); }
+
+ private:
+  LogLock& _lock;
+};
 
 constinit internal::AspectMap aspectMap;
-// Set when the defaults have been read. Looked at without the lock.
+// Set once the defaults have been read. Read without the lock.
 constinit std::atomic<bool> aspectMapExists{false};
 
 // ---- Levels of aspects --------------------------------------------------------------------------
@@ -38,8 +58,8 @@ constinit std::atomic<bool> aspectMapExists{false};
 // Counts the changes of levels.
 constinit std::atomic<std::uint64_t> epoch{0};
 
-// The lock is held. The order matters to LogSite::ask.
-void storeLevel(const HxString& aspect, HxUInteger level) {
+// Deliberate: the epoch comes before forgetAll, see LogSite::ask.
+void storeLevel(const HxString& aspect, HxUInteger level) RONDEL_REQUIRES(logLock) {
   aspectMap.setLevel(aspect, level);
   if (level != 0) _MoLogSomeLoggingIsEnabled.set(true);
   ++epoch;
@@ -59,8 +79,8 @@ HxUInteger levelFrom(const HxAny& value) {
   return static_cast<HxUInteger>(level);
 }
 
-// The lock is held. The key that is the suffix alone comes last: it fails a check, whose sink may
-// raise, and that must not cost the other levels.
+// Deliberate: the key that is the suffix alone comes last. It fails a check, whose sink may raise,
+// and that must not cost the other levels.
 void takeLevelsFrom(const HxDictionary& defaults) {
   for (const auto& [key, value] : defaults) {
     const HxString name = as<HxString>(key);
@@ -72,20 +92,20 @@ void takeLevelsFrom(const HxDictionary& defaults) {
   if (nameless) checkAndStoreLevel(""_hx, levelFrom(nameless));
 }
 
-// The defaults are asked ahead of the lock, since they may log.
+// Deliberate: reads the defaults before it takes the lock, since they may log.
 void buildAspectMap() {
   const HxDictionary defaults = HxUserDefaults::standardUserDefaults()->dictionaryRepresentation();
   const LogLockGuard guard(logLock);
   if (aspectMapExists.load(std::memory_order_relaxed)) return;
   struct Publish {
     ~Publish() { aspectMapExists.store(true, std::memory_order_release); }
-  } const publish;  // also when a failure sink raises
+  } const publish;  // also if a failure sink raises
   _MoLogSomeLoggingIsEnabled.set(false);
   takeLevelsFrom(defaults);
 }
 
-// Reads the levels from the defaults, once. What this thread asks meanwhile sees the levels that
-// are there so far.
+// Reads the levels from the defaults, once. Questions of this thread meanwhile see the levels that
+// have been read so far.
 void ensureAspectMap() {
   thread_local bool isBuilding = false;
   if (aspectMapExists.load(std::memory_order_acquire) || isBuilding) return;
@@ -117,33 +137,37 @@ bool internal::isLogged(const HxString& aspect, HxUInteger level) {
 // ---- Call sites ---------------------------------------------------------------------------------
 
 namespace {
-constinit std::mutex siteLock;                     // held for moments, with no other lock inside
-constinit internal::LogSite* firstSite = nullptr;  // of the list of registered sites
+constinit internal::Mutex siteLock;  // held for moments; no other lock is taken inside
+constinit internal::LogSite* firstSite RONDEL_GUARDED_BY(siteLock) = nullptr;
 }  // namespace
 
 internal::LogSite::Registration::Registration(LogSite& site) : _site(site) {
-  const std::lock_guard<std::mutex> guard(siteLock);
+  const internal::MutexLock guard(siteLock);
   site._next = firstSite;
   if (firstSite) firstSite->_previous = &site;
   firstSite = &site;
 }
 
 internal::LogSite::Registration::~Registration() {
-  const std::lock_guard<std::mutex> guard(siteLock);
-  (_site._previous ? _site._previous->_next : firstSite) = _site._next;
+  const internal::MutexLock guard(siteLock);
+  if (_site._previous) {
+    _site._previous->_next = _site._next;
+  } else {
+    firstSite = _site._next;
+  }
   if (_site._next) _site._next->_previous = _site._previous;
   _site.remember(kUnknown);
 }
 
 void internal::LogSite::forgetAll() {
-  const std::lock_guard<std::mutex> guard(siteLock);
+  const internal::MutexLock guard(siteLock);
   for (LogSite* site = firstSite; site; site = site->_next) site->remember(kUnknown);
 }
 
-// A level that is set meanwhile must not leave an old one behind. Whoever sets one counts the epoch
-// first and has the sites forget then; so either that comes behind the store here, or the epoch
-// that is read behind the store is a new one. An aspect that fails its check does so each time that
-// the flag lets it be asked for, so its level is not kept.
+// A level that is set meanwhile must not leave an old one in the site. Setting a level counts the
+// epoch and then makes the sites forget. So either forgetting comes after the store here, or the
+// epoch that is read after the store has changed. The level of an aspect that fails its check is
+// not kept, so that the check fails at each question.
 bool internal::LogSite::ask(const HxString& aspect, HxUInteger level) {
   const bool isAnyEnabled = _MoLogSomeLoggingIsEnabled;
   ensureAspectMap();
@@ -161,13 +185,13 @@ namespace {
 
 constinit std::atomic<HxUInteger> indentLevel{0};
 
-// Deeper texts are made anew each time; the table would take the square of the level in memory.
+// Deeper texts are made each time. A table of them would take the square of the level in memory.
 constexpr HxUInteger kKeptIndentations = 1024;
-// A level that is beyond all sense, such as one below 0, is shown as this one.
+// The level that is shown for all deeper ones, such as one that was counted below 0.
 constexpr HxUInteger kDeepestIndentation = 65536;
 
-// Element i is the text for level i. The lock is held.
-HxMutableArray& indentationTable() {
+// Returns the table whose element i is the text for level i.
+HxMutableArray& indentationTable() RONDEL_REQUIRES(logLock) {
   static HxMutableArray& table = *new HxMutableArray;  // never destroyed
   if (!table) {
     table = HxMutableArray::array();
@@ -204,8 +228,8 @@ void MoSetLogIndentLevel(HxUInteger level) noexcept {
 
 namespace {
 
-// A mutable string that is kept from one line to the next. Whoever composes a format takes it out
-// and puts it back; a second one meanwhile, on another thread or from a description that logs,
+// A mutable string that is kept from one line to the next. A caller that composes a format takes it
+// out and puts it back. A second caller meanwhile, on another thread or in a description that logs,
 // finds none and makes its own.
 class SpareString {
  public:

@@ -3,28 +3,27 @@
 // Aspect logging: diagnostics by topic, with levels and indentation.
 //
 // Each message belongs to an aspect, a short name for a topic, and has a level. An aspect has a
-// level too, 0 unless it was set; a message is written, through HxLog, when the aspect's level is
-// at least the message's.
+// level too, 0 by default. HxLog writes a message if the aspect's level is at least the message's.
 //
 //   constexpr HxString kScanner = "Scanner"_hx;
 //   MO_LOG(kScanner, 2, "%@: %d headers"_hx, path, count);     // the usual call site
-//   MoLogIndent(kScanner, 1, "scanning %@"_hx, path);           // what follows stands deeper
+//   MoLogIndent(kScanner, 1, "scanning %@"_hx, path);           // indents what follows
 //   MoLogOutdent(kScanner, 1, "scanned"_hx);
 //
 // Levels come from the user's defaults: a key with the suffix "LogLevel", in any domain, sets the
 // level of the aspect before the suffix (ScannerLogLevel = 2). They are read once, at the first
-// question; after that MoSetLogDetailLevelForAspect changes them.
+// question. After that, MoSetLogDetailLevelForAspect changes them.
 //
-// Indentation is "|  " once for each level, in front of the message. The indent level is one number
-// for all aspects and threads. It has no limit, but no line is shown deeper than level 65,536.
+// Indentation is "|  " for each level, before the message. The indent level is one number for all
+// aspects and threads. It has no limit, but no line is indented deeper than level 65,536.
 //
-// Cost. A MO_LOG that is switched off costs a byte load and a branch, whether other aspects are on
-// or not: the call site remembers the level of its aspect until any level changes. Its arguments
-// are not evaluated. Asking by name takes no lock and costs a table look-up.
+// Cost. A MO_LOG that is off costs a byte load and a branch, whether other aspects are on or not:
+// the call site remembers the level of its aspect until any level changes. Its arguments are not
+// evaluated. Asking by name takes no lock and costs a table look-up.
 //
 // Threads. Any thread may log and set levels. One recursive lock, the log lock, guards the setting
-// of levels, the indentation texts, and the whole of _MoLogv until the line is written. Nothing is
-// reported and nothing fails. Nothing is torn down at exit.
+// of levels, the indentation texts, and the whole of _MoLogv until the line is written. Logging
+// reports no failure. Nothing is destroyed at exit.
 #pragma once
 
 #include "Rondel/core/text/String.h"
@@ -35,16 +34,16 @@ class HxBundle;
 
 // ---- Levels of aspects --------------------------------------------------------------------------
 
-// The aspect's level, 0 when it was not set. A nil or empty aspect is a failed check, and reads as
-// 0 unless the empty one was set.
+// Returns the aspect's level, 0 by default. A nil or empty aspect fails a check. After that, the
+// empty one is read like any other, and nil reads as 0.
 RONDEL_EXPORT HxUInteger MoGetLogDetailLevelForAspect(const HxString& aspect);
-// Sets it. A nil or empty aspect is a failed check; behind it the empty one is set like any other,
-// and nil sets no level, though _MoLogSomeLoggingIsEnabled all the same.
+// Sets the aspect's level. A nil or empty aspect fails a check. After that, the empty one is set
+// like any other. Nil sets no level, but a level other than 0 sets _MoLogSomeLoggingIsEnabled.
 RONDEL_EXPORT void MoSetLogDetailLevelForAspect(const HxString& aspect, HxUInteger level);
 
 namespace internal {
 
-// A byte that threads share; reads like a bool.
+// A bool that threads share.
 class LogFlag {
  public:
   constexpr explicit LogFlag(bool value) noexcept : _byte(value) {}
@@ -61,13 +60,14 @@ class LogFlag {
 
 }  // namespace internal
 
-// Whether any aspect ever had a level other than 0: a fast question ahead of the one by name. True
-// until the first question by name, so that this is asked; true for good once a level was set.
+// Whether any aspect ever had a level other than 0: a fast question before the one by name. It is
+// true until the first question by name, so that this one is asked. Once a level other than 0 has
+// been set it stays true.
 RONDEL_EXPORT extern internal::LogFlag _MoLogSomeLoggingIsEnabled;
 
 // ---- Messages -----------------------------------------------------------------------------------
 
-// Writes when the aspect's level is at least `level`. A nil format writes nothing.
+// Writes if the aspect's level is at least `level`. A nil format writes nothing.
 RONDEL_EXPORT void MoLogv(const HxString& aspect, HxUInteger level, const HxString& format,
                           HxArguments arguments);
 template <class... Arguments>
@@ -76,7 +76,7 @@ void MoLog(const HxString& aspect, HxUInteger level, const HxString& format,
   MoLogv(aspect, level, format, HxArgumentPack(arguments...));
 }
 
-// Writes whatever the levels are, and holds the log lock until the line is written.
+// Writes at any level, and holds the log lock until the line is written.
 RONDEL_EXPORT void _MoLogv(const HxString& format, HxArguments arguments);
 template <class... Arguments>
 void _MoLog(const HxString& format, const Arguments&... arguments) {
@@ -85,7 +85,9 @@ void _MoLog(const HxString& format, const Arguments&... arguments) {
 
 // ---- Indentation --------------------------------------------------------------------------------
 
+// Returns the indent level of the process.
 RONDEL_EXPORT HxUInteger MoGetLogIndentLevel() noexcept;
+// Sets the indent level of the process.
 RONDEL_EXPORT void MoSetLogIndentLevel(HxUInteger level) noexcept;
 
 namespace internal {
@@ -94,20 +96,20 @@ RONDEL_EXPORT void logIndent(const HxString& format, HxArguments arguments);
 RONDEL_EXPORT void logOutdent(const HxString& format, HxArguments arguments);
 }  // namespace internal
 
-// Writes, and adds 1 to the indent level. A nil format writes nothing but adds all the same.
+// Writes, and adds 1 to the indent level. A nil format writes nothing but adds 1.
 template <class... Arguments>
 void _MoLogIndent(const HxString& format, const Arguments&... arguments) {
   internal::logIndent(format, HxArgumentPack(arguments...));
 }
-// Subtracts 1 from the indent level unless that is 0, and writes: the message stands as deep as the
-// one of the indent.
+// Subtracts 1 from the indent level unless that is 0, and writes. So the message is as deep as the
+// one of the indent. A nil format writes nothing but subtracts 1.
 template <class... Arguments>
 void _MoLogOutdent(const HxString& format, const Arguments&... arguments) {
   internal::logOutdent(format, HxArgumentPack(arguments...));
 }
 
-// The same two when the aspect's level is at least `level`; otherwise nothing, so that an aspect
-// that is switched off never shifts the lines of the others.
+// The same two if the aspect's level is at least `level`. Otherwise they do nothing, so that an
+// aspect that is off never indents the lines of the others.
 template <class... Arguments>
 void MoLogIndent(const HxString& aspect, HxUInteger level, const HxString& format,
                  const Arguments&... arguments) {
@@ -123,23 +125,23 @@ void MoLogOutdent(const HxString& aspect, HxUInteger level, const HxString& form
 
 namespace internal {
 
-// What a call site remembers of its aspect's level. In static storage; known to the log while its
-// registration lives, which tells it of changes.
+// What a call site remembers of its aspect's level. It has static storage. The log makes it forget
+// when a level changes, as long as its registration lives.
 class LogSite {
  public:
   constexpr LogSite() noexcept = default;
   LogSite(const LogSite&) = delete;
   LogSite& operator=(const LogSite&) = delete;
 
-  // Whether a message of this level is known not to be written.
+  // Returns whether a message of this level is known not to be written.
   bool isOff(HxUInteger level) const noexcept {
     const std::uint8_t known = __atomic_load_n(&_level, __ATOMIC_RELAXED);
     return known < level && level <= kUnknown;
   }
-  // Finds it out, and remembers it.
+  // Returns whether a message of this level is written, and remembers the aspect's level.
   RONDEL_EXPORT bool ask(const HxString& aspect, HxUInteger level);
 
-  // Ends with the code that the site stands in: at exit, or when its shared library is unloaded.
+  // Ends when the site's code does: at exit, or when its shared library is unloaded.
   class Registration {
    public:
     RONDEL_EXPORT explicit Registration(LogSite& site);
@@ -155,7 +157,7 @@ class LogSite {
   static void forgetAll();
 
  private:
-  // Stands for every level that a byte cannot tell, too.
+  // Also stands for every level that does not fit a byte.
   static constexpr std::uint8_t kUnknown = 255;
 
   void remember(std::uint8_t level) noexcept { __atomic_store_n(&_level, level, __ATOMIC_SEQ_CST); }
@@ -167,9 +169,9 @@ class LogSite {
 
 }  // namespace internal
 
-// Whether a message would be written: whether _MoLogSomeLoggingIsEnabled is set and the aspect's
-// level is at least `level`. The aspect must be the same each time that this very place in the code
-// is reached; the level may vary.
+// Whether a message would be written: _MoLogSomeLoggingIsEnabled is set and the aspect's level is
+// at least `level`. At one place in the code the aspect must be the same each time; the level may
+// vary.
 #define MO_LOG_IS_ENABLED(aspect, level)                                              \
   ([&]() -> bool {                                                                    \
     static constinit ::rondel::internal::LogSite moLogSite;                           \
@@ -179,7 +181,7 @@ class LogSite {
     return moLogSite.ask(aspect, level);                                              \
   }())
 
-// MoLog with arguments that are evaluated only when the message is written.
+// MoLog that evaluates its arguments only if the message is written.
 #define MO_LOG(aspect, level, format, ...)                 \
   do {                                                     \
     if (MO_LOG_IS_ENABLED(aspect, level)) [[unlikely]] {   \
@@ -189,13 +191,13 @@ class LogSite {
 
 // ---- Localised strings --------------------------------------------------------------------------
 
-// Switches the marking of localised strings on or off, for the whole process: a tool that runs with
-// it shows which of its strings came from a table. Only the low byte counts.
+// Switches the marking of localised strings on or off for the whole process. A tool that runs with
+// it on shows which of its strings came from a table. Only the low byte of the flag counts.
 RONDEL_EXPORT void ZevMoSetCheckingOfLocalizedStrings(int flag) noexcept;
 
-// localizedStringForKey of the bundle. While marking is on every string has an exclamation mark in
-// front, and one that the table lacks is in capitals: `value`, or `key` when that is nil or empty.
-// Nil when the bundle, or everything else, is nil.
+// Returns the bundle's localizedStringForKey. While marking is on, every string begins with an
+// exclamation mark, and one that the table lacks is in capitals: `value`, or `key` if the value is
+// nil or empty. Returns nil if the bundle is nil, or if all else is.
 RONDEL_EXPORT HxString ZevMoCheckLocalizedStringInBundle(const HxBundle& bundle,
                                                          const HxString& key, const HxString& value,
                                                          const HxString& table);
