@@ -147,6 +147,21 @@ TEST_F(TaskLaunchFailure, ArgumentsThatAreNoText) {
                 "an argument cannot be handed to the system: 1, which is no string");
 }
 
+// Writing makes a pipe's end non-blocking, which a launch takes back before it lends the end.
+TEST_F(TaskLaunchFailure, SuppliedHandleThatIsClosed) {
+  for (const bool wasWritten : {false, true}) {
+    TaskRecorder recorder;
+    const Ref<ZevMoTask> task = taskAtPath("/bin/true", recorder);
+    const Ref<HxPipe> pipe = HxPipe::init();
+    const Ref<HxFileHandle> end = pipe->fileHandleForWriting();
+    if (wasWritten) end->writeData(test::dataOf("x"));
+    end->closeFile();
+    task->setTaskStdInputFileHandle(end);
+    expectFailure(*task, recorder, "HxTaskLaunchException",
+                  "standard file 0 of the child is closed");
+  }
+}
+
 TEST_F(TaskLaunchFailure, NilForEveryArgumentOfTheLaunch) {
   TaskRecorder recorder;
   const Ref<ZevMoTask> task = ZevMoTask::init();

@@ -136,9 +136,10 @@ Ref<SharedDescriptor> HxFileHandle::openDescriptor(const char* purpose, bool wai
   return _impl->descriptor;
 }
 
-// The descriptor for a child, which finds it as it was made. Null when closed.
+// Returns the descriptor for a child, which finds it as it was made. Null if closed.
 Ref<SharedDescriptor> HxFileHandle::lendToChild() const {
   const std::scoped_lock held(_impl->lock);
+  if (!_impl->descriptor) return nullptr;
   if (_impl->isNonBlocking) systemCalls.fcntl(_impl->descriptor->fd(), F_SETFL, 0);
   _impl->isNonBlocking = false;
   _impl->isPrivateEnd = false;
