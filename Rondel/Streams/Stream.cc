@@ -59,8 +59,8 @@ ZevMoStream::~ZevMoStream() {
   if (_upstreamStream) _upstreamStream->setStreamConsumer(nullptr);
   if (!_streamConsumer) return;
   if (_flags.consumerIsStream) consumingStream()->setUpstreamStream(nullptr);
-  HxObject* const consumer = std::exchange(_streamConsumer, nullptr);
-  _endConsumer = nullptr;
+  _consumerLink.linkTo(nullptr);
+  HxObject* const consumer = clearConsumer();
   if (_flags.retainConsumer) releaseConsumerOf(this, consumer);
 }
 
@@ -82,9 +82,21 @@ void ZevMoStream::setStreamConsumer(const HxAny& consumer) {
 // destructor may look at them.
 void ZevMoStream::unlinkConsumer() {
   if (_flags.consumerIsStream) consumingStream()->setUpstreamStream(nullptr);
-  HxObject* const consumer = std::exchange(_streamConsumer, nullptr);
-  _endConsumer = nullptr;
+  _consumerLink.linkTo(nullptr);
+  HxObject* const consumer = clearConsumer();
   const HxAny owned = _flags.retainConsumer ? HxAny::adopt(consumer) : HxAny();
+  streamConsumerDidChange(nullptr);
+}
+
+// Clears the fields and returns the former consumer.
+HxObject* ZevMoStream::clearConsumer() noexcept {
+  _endConsumer = nullptr;
+  return std::exchange(_streamConsumer, nullptr);
+}
+
+// The consumer goes at this moment, and is touched no more.
+void ZevMoStream::consumerDidGo() noexcept {
+  clearConsumer();
   streamConsumerDidChange(nullptr);
 }
 
@@ -93,6 +105,7 @@ void ZevMoStream::linkConsumer(HxObject* consumer) {
   if (_flags.retainConsumer) consumer->retain();
   _streamConsumer = consumer;
   _endConsumer = dynamic_cast<ZevMoStreamConsuming*>(consumer);
+  if (!_flags.retainConsumer) _consumerLink.linkTo(_endConsumer);
   _flags.consumerIsStream = dynamic_cast<ZevMoStream*>(consumer) != nullptr;
   if (_flags.consumerIsStream) consumingStream()->setUpstreamStream(this);
   streamConsumerDidChange(consumer);

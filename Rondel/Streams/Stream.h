@@ -22,26 +22,28 @@
 //   source->sendBytes(HxData::dataWithBytes("one\ntwo", 7));  // the line "one\n"
 //   source->sendStreamDidEnd();                               // the line "two\n", then the end
 //
-// Sending is calling: the consumer is called at once, on the caller's thread, and the send returns
-// when the consumer has returned. Nothing is queued or copied, and what a consumer throws passes
-// through to the source. Without a consumer data is dropped silently.
+// Sending is calling: a send calls the consumer at once, on the caller's thread, and returns after
+// it. Nothing is queued or copied. What a consumer raises passes through to the source. Without a
+// consumer data is dropped silently.
 //
 // Who owns whom. A stream owns its consumer if and only if the consumer's class bears
-// ZevMoStreamConsumerRetaining. The filters bear it, so a chain of filters is owned from its head:
-// whoever owns the head owns the chain, and dropping the head destroys head, filters, tail in turn,
-// without streamDidEnd and without what the filters held back. A consumer that does not bear the
-// mark, such as Printer above, is only referred to: its owner keeps it alive as long as it is
-// linked, or unlinks it first. Nothing owns upstream.
+// ZevMoStreamConsumerRetaining. The filters bear it, so a chain of filters is owned from its head.
+// Dropping the head destroys head, filters and tail in turn, without streamDidEnd and without what
+// the filters held back. A consumer without the mark, such as Printer above, is only referred to:
+// its owner keeps it alive. If it goes while it is linked, it unlinks itself from every stream that
+// feeds it, and what is sent after that is dropped. Nothing owns upstream.
 //
 // Changes during a send. A stream keeps the consumer that it is calling alive until the call
-// returns, so a consumer may unlink itself, relink the chain or drop it. What was sent already is
-// not taken back, and a filter in the middle of a chunk sends the rest of it to the consumer that
-// is linked by then. Destructors may send, too: a source its last data, and a consumer that is
-// linked still may make its stream send to it.
+// returns. So a consumer may unlink itself, relink the chain or drop it. What was sent already is
+// not taken back. A filter in the middle of a chunk sends the rest of it to the consumer that is
+// linked by then. Destructors may send, too: a source its last data, and a consumer that is still
+// linked may make its stream send to it.
 //
-// Threads: a chain belongs to one thread at a time. There is no lock.
+// Threads: a chain belongs to one thread at a time. There is no lock. Streams of several threads
+// may have one consumer, if that allows calls from several.
 #pragma once
 
+#include "Rondel/Streams/internal/ZeroingReference.h"
 #include "Rondel/core/object/Object.h"
 #include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Data.h"
@@ -54,9 +56,9 @@ class ZevMoStream;
 
 // Interfaces of consumers. A class may take any number of them beside HxObject. `stream` is always
 // the stream that sends, the immediate neighbour; its sourceStream() is the head of the chain.
-class RONDEL_EXPORT ZevMoStreamConsuming {
+class RONDEL_EXPORT ZevMoStreamConsuming : public internal::Referent {
  public:
-  // Nothing more will come from `stream`. Called once by a well-behaved source.
+  // Hears that nothing more will come from `stream`. A well-behaved source calls it once.
   virtual void streamDidEnd(ZevMoStream* stream) = 0;
 
  protected:
@@ -65,7 +67,7 @@ class RONDEL_EXPORT ZevMoStreamConsuming {
 
 class RONDEL_EXPORT ZevMoByteStreamConsuming : public virtual ZevMoStreamConsuming {
  public:
-  // `data` may be nil or empty when the source sends that.
+  // Takes a chunk. `data` may be nil or empty if the source sends that.
   virtual void streamProcessBytes(ZevMoStream* stream, const HxData& data) = 0;
 
  protected:
@@ -74,8 +76,8 @@ class RONDEL_EXPORT ZevMoByteStreamConsuming : public virtual ZevMoStreamConsumi
 
 class RONDEL_EXPORT ZevMoCharacterStreamConsuming : public virtual ZevMoStreamConsuming {
  public:
-  // A chunk of text, cut anywhere but inside a character that a decoder has put together. Often
-  // empty; may be nil when the source sends that.
+  // Takes a chunk of text, cut anywhere but inside a character that a decoder has put together. It
+  // is often empty, and nil if the source sends that.
   virtual void streamProcessCharacters(ZevMoStream* stream, const HxString& characters) = 0;
 
  protected:
@@ -84,7 +86,7 @@ class RONDEL_EXPORT ZevMoCharacterStreamConsuming : public virtual ZevMoStreamCo
 
 class RONDEL_EXPORT ZevMoLineStreamConsuming : public virtual ZevMoStreamConsuming {
  public:
-  // A line with its terminator; several lines when the source puts them together.
+  // Takes a line with its terminator, or several lines if the source puts them together.
   virtual void streamProcessLine(ZevMoStream* stream, const HxString& line) = 0;
 
  protected:
@@ -101,64 +103,84 @@ class RONDEL_EXPORT ZevMoStreamConsumerRetaining {
 
 class RONDEL_EXPORT ZevMoStream : public HxObject {
  public:
-  // A new stream of this class, without name, consumer or upstream; the caller's. Each class of
-  // streams has both operations, and they do the same.
+  // Both return a new stream of this class, without name, consumer or upstream, for the caller. An
+  // inherited static cannot know the class on which it is called: a subclass gets its own from
+  // StreamOf, see below.
   static Ref<ZevMoStream> stream() { return init(); }
   static Ref<ZevMoStream> init();
 
   ZevMoStream() noexcept = default;
-  // Unhooks the stream from what feeds it, and gives up its consumer, with no streamDidEnd. A chain
+  // Unhooks the stream from what feeds it, and gives up its consumer, without streamDidEnd. A chain
   // of any length is taken apart without recursion.
   ~ZevMoStream() override;
 
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  // A name to tell streams apart, shown by ZevMoStreamLogger and nowhere else; nil at first. A
-  // copy is kept.
+  // Sets a name to tell streams apart, of which a copy is kept. ZevMoStreamLogger shows it. Nil by
+  // default.
   void setName(const HxString& name);
   const HxString& name() const noexcept { return _name; }
 
-  // The consumer, null when there is none. The typed streams below have setters that check what
-  // they are given; this one takes any object, and a typed stream sends nothing to a consumer of
-  // another kind.
+  // Sets the consumer, or none if null. This takes any object; the typed streams below have setters
+  // that check theirs. A typed stream sends nothing to a consumer of another kind.
   //
-  // Setting the present consumer again changes nothing. Setting another one, or null, first clears
-  // the upstream stream of the former consumer if that is a stream, and gives up the ownership of
-  // it if it was owned. A new consumer is owned as told at the top, and if it is a stream, its
-  // upstream stream becomes this one. It is not taken away from another stream that has it as
-  // consumer: both then feed it, its upstream stream is the one that was linked last, and unlinking
-  // either of them clears that. A chain must not be closed to a ring.
+  // Setting the present consumer again changes nothing. Otherwise the former consumer is given up:
+  // its upstream stream is cleared if it is a stream, and it is released if it was owned. The new
+  // one is owned as told at the top, and if it is a stream, its upstream stream becomes this one.
+  //
+  // The new consumer is not taken away from another stream that has it: both then feed it. Its
+  // upstream stream is the one that was linked last, and unlinking either of them clears that.
+  //
+  // An object that is no ZevMoStreamConsuming must outlive the link. A chain must not be closed to
+  // a ring.
   void setStreamConsumer(const HxAny& consumer);
   void setStreamConsumer(HxObject* consumer) { setStreamConsumer(HxAny(consumer)); }
+  // Returns the consumer, null if there is none or it has gone.
   HxObject* streamConsumer() const noexcept { return _streamConsumer; }
 
-  // The stream whose consumer this stream is, null for a head; not owned. Kept up to date by
-  // setStreamConsumer and by the destruction of streams: nobody else needs to set it.
+  // The stream whose consumer this stream is, null for a head; not owned. setStreamConsumer and the
+  // destruction of streams keep it up to date: nobody else needs to set it.
   void setUpstreamStream(ZevMoStream* stream) noexcept { _upstreamStream = stream; }
   ZevMoStream* upstreamStream() const noexcept { return _upstreamStream; }
-  // The head of the chain; the stream itself when nothing feeds it. Never null.
+  // Returns the head of the chain, the stream itself if nothing feeds it. Never null.
   ZevMoStream* sourceStream() noexcept;
 
-  // Tells the consumer that this stream has ended; without one does nothing. A subclass that holds
+  // Tells the consumer that this stream has ended. Does nothing without one. A subclass that holds
   // something back may override it to send that first.
   virtual void sendStreamDidEnd();
 
  protected:
-  // Called when the consumer has changed, with null when it has gone: where a class with a payload
-  // of its own looks up, once, the interface that it will call. An override calls that of its base.
+  // Called after the consumer has changed, with null if it has gone. Here a class with a payload of
+  // its own looks up, once, the interface that it will call. An override calls that of its base,
+  // and raises nothing.
   virtual void streamConsumerDidChange(HxObject* consumer);
-  // What a send holds while it calls the consumer, so that this lives until the call returns.
+  // Returns what a send holds while it calls the consumer, so that this lives until the call
+  // returns.
   HxAny keptConsumer() const noexcept;
 
  private:
+  // Clears the link if a consumer goes that this stream does not own.
+  class ConsumerLink final : private internal::ReferenceLink {
+   public:
+    explicit ConsumerLink(ZevMoStream& stream) noexcept : _stream(stream) {}
+    using ReferenceLink::linkTo;
+
+   private:
+    void referentDidGo() noexcept override { _stream.consumerDidGo(); }
+    ZevMoStream& _stream;
+  };
+
   void unlinkConsumer();
   void linkConsumer(HxObject* consumer);
+  HxObject* clearConsumer() noexcept;
+  void consumerDidGo() noexcept;
   ZevMoStream* consumingStream() const noexcept;
 
   HxString _name;
   HxObject* _streamConsumer = nullptr;  // counted by hand if retainConsumer, else its owner's
   ZevMoStreamConsuming* _endConsumer = nullptr;  // the same object
+  ConsumerLink _consumerLink{*this};             // to the same, unless it is owned
   ZevMoStream* _upstreamStream = nullptr;        // not retained: it clears this before it goes
   struct {
     bool retainConsumer : 1;
@@ -166,16 +188,44 @@ class RONDEL_EXPORT ZevMoStream : public HxObject {
   } _flags{};  // they describe the consumer while there is one
 };
 
+// Returns a new stream of class T.
+template <std::derived_from<ZevMoStream> T, class... Arguments>
+Ref<T> makeStream(Arguments&&... arguments) {
+  return makeRef<T>(std::forward<Arguments>(arguments)...);
+}
+
+// The base of a stream class of one's own. It supplies the two class operations, with the arguments
+// of the class's constructors:
+//
+//   class WordFilter final : public StreamOf<WordFilter, ZevMoLineStream>, ... {
+//    public:
+//     explicit WordFilter(HxString word);
+//   };
+//   Ref<WordFilter> filter = WordFilter::stream("error"_hx);
+template <class T, std::derived_from<ZevMoStream> Base>
+class StreamOf : public Base {
+ public:
+  using Base::Base;
+  template <class... Arguments>
+  static Ref<T> stream(Arguments&&... arguments) {
+    return makeRef<T>(std::forward<Arguments>(arguments)...);
+  }
+  template <class... Arguments>
+  static Ref<T> init(Arguments&&... arguments) {
+    return makeRef<T>(std::forward<Arguments>(arguments)...);
+  }
+};
+
 // ---- Streams of one payload -------------------------------------------------------------------
 
 // In each class below:
 //
-// The setter is setStreamConsumer behind a check that the object conforms to the class's interface.
-// A failed check is reported to the failure sink ("consumer should conform to protocol
-// @protocol(ZevMoByteStreamConsuming), but ... doesn't"); when the sink returns, the object is
-// linked all the same, and hears of the end if it can but never of data.
+// The setter checks that the object conforms to the class's interface, and then does what
+// setStreamConsumer does. A failed check is reported to the failure sink: "consumer should conform
+// to protocol @protocol(ZevMoByteStreamConsuming), but ... doesn't". If the sink returns, the
+// object is linked all the same. It then hears of the end if it can, but never of data.
 //
-// The getter gives the consumer under that interface: null when there is none, or one that does not
+// The getter returns the consumer under that interface: null if there is none, or one that does not
 // conform.
 //
 // The send calls the consumer with the stream and the payload, which is passed by reference and not

@@ -58,6 +58,87 @@ TEST(StreamLifetime, UnlinkingClearsTheBackLinkThoughAnotherStreamMadeIt) {
   EXPECT_EQ(second->streamConsumer(), filter.get());
 }
 
+// ---- Consumers that go while they are linked
+
+TEST(StreamLifetime, AConsumerThatGoesUnlinksItselfFromEveryStream) {
+  const Ref<ZevMoByteStream> bytes = ZevMoByteStream::init();
+  const Ref<ZevMoCharacterStream> characters = ZevMoCharacterStream::init();
+  const Ref<ZevMoLineStream> lines = ZevMoLineStream::init();
+  const Ref<ZevMoByteStream> relinked = ZevMoByteStream::init();
+  StreamRecorder other;
+  {
+    StreamRecorder recorder;
+    bytes->setByteStreamConsumer(&recorder);
+    characters->setCharacterStreamConsumer(&recorder);
+    lines->setLineStreamConsumer(&recorder);
+    relinked->setByteStreamConsumer(&recorder);
+    relinked->setByteStreamConsumer(&other);
+    const Ref<ZevMoByteStream> shortLived = ZevMoByteStream::init();
+    shortLived->setByteStreamConsumer(&recorder);
+  }
+  EXPECT_EQ(bytes->streamConsumer(), nullptr);
+  EXPECT_EQ(bytes->byteStreamConsumer(), nullptr);
+  EXPECT_EQ(characters->characterStreamConsumer(), nullptr);
+  EXPECT_EQ(lines->lineStreamConsumer(), nullptr);
+  EXPECT_EQ(relinked->streamConsumer(), &other);
+  bytes->sendBytes(dataOf("x"));
+  bytes->sendStreamDidEnd();
+  characters->sendCharacters("x"_hx);
+  lines->sendLine("x"_hx);
+  bytes->setByteStreamConsumer(&other);
+  bytes->sendBytes(dataOf("y"));
+  EXPECT_EQ(other.events, Events({"bytes:y"}));
+}
+
+// A filter that its upstream does not own.
+class Unmarked final : public ZevMoByteStream, public ZevMoByteStreamConsuming {
+ public:
+  void streamProcessBytes(ZevMoStream*, const HxData& data) override { sendBytes(data); }
+  void streamDidEnd(ZevMoStream*) override { sendStreamDidEnd(); }
+};
+
+TEST(StreamLifetime, AStreamThatConsumesFromTwoUnlinksItselfFromBoth) {
+  const Ref<ZevMoByteStream> first = ZevMoByteStream::init();
+  const Ref<ZevMoByteStream> second = ZevMoByteStream::init();
+  {
+    const Ref<Unmarked> filter = makeRef<Unmarked>();
+    first->setByteStreamConsumer(filter);
+    second->setByteStreamConsumer(filter);
+  }
+  EXPECT_EQ(first->streamConsumer(), nullptr);
+  EXPECT_EQ(second->streamConsumer(), nullptr);
+  first->sendBytes(dataOf("x"));
+  second->sendBytes(dataOf("x"));
+}
+
+TEST(StreamLifetime, AConsumerMayDropItselfInACall) {
+  const Ref<ZevMoLineBufferFilter> lines = ZevMoLineBufferFilter::init();
+  const Ref<ZevMoByteStream> bytes = ZevMoByteStream::init();
+  Ref<StreamRecorder> recorder = makeRef<StreamRecorder>();
+  lines->setLineStreamConsumer(recorder);
+  bytes->setByteStreamConsumer(recorder);
+  recorder->action = [&] { recorder = nullptr; };
+  lines->streamProcessCharacters(nullptr, "a\nb\nc\n"_hx);
+  EXPECT_TRUE(recorder.isNil());
+  EXPECT_EQ(lines->streamConsumer(), nullptr);
+  EXPECT_EQ(bytes->streamConsumer(), nullptr);
+  bytes->sendBytes(dataOf("x"));
+}
+
+TEST(StreamLifetime, ACopyOfAConsumersInterfaceIsLinkedNowhere) {
+  struct Interface final : internal::Referent {};
+  struct Holder {
+    internal::ZeroingReference<Interface> reference;
+  } holder;
+  auto* const original = new Interface;
+  const Interface copy(*original);
+  holder.reference = original;
+  *original = copy;
+  EXPECT_EQ(holder.reference.get(), original);
+  delete original;
+  EXPECT_EQ(holder.reference.get(), nullptr);
+}
+
 // ---- Consumers that hold what feeds them
 
 // Owned by the stream that it owns: a ring, until somebody unlinks it.

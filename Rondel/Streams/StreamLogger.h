@@ -7,24 +7,24 @@
 //   source->setName("compiler"_hx);
 //   source->setByteStreamConsumer(logger);
 //
-// gives, for the bytes 0, 10 and 255,
+// writes, for the bytes 0, 10 and 255,
 //
 //   Stream Logger
 //     0: stream:0x55d0c3f2a2b0(compiler)/src:0x55d0c3f2a2b0(compiler)
 //   	  0: 0x0 0xa 0xff
 //   ----
 //
-// The number counts the reports of all loggers of the process, from 0. Behind the stream stands the
-// head of its chain; names are left out when there are none. Then follows what was sent:
+// The number counts the reports of all loggers of the process, from 0. After the stream comes the
+// head of its chain; streams without a name show none. Then follows what was sent:
 //
 //   the end       EndOfStream
-//   bytes         16 a row behind the decimal offset of the first; "empty HxData" when there are
-//                 none, also for nil
+//   bytes         16 a row after the decimal offset of the first; "empty HxData" if there are none,
+//                 also for nil
 //   characters    chars->'text'
 //   a line        line->'text'
 //
 // A logger passes nothing on, so it can only stand at the end of a chain. A stream does not own it:
-// keep it as long as it is linked.
+// a logger that goes unlinks itself, and then nothing is reported. It may be called on any thread.
 #pragma once
 
 #include "Rondel/Streams/Stream.h"
@@ -36,7 +36,7 @@ class RONDEL_EXPORT ZevMoStreamLogger : public HxObject,
                                         public ZevMoCharacterStreamConsuming,
                                         public ZevMoLineStreamConsuming {
  public:
-  // A new logger, the caller's.
+  // Returns a new logger, for the caller.
   static Ref<ZevMoStreamLogger> init() { return makeRef<ZevMoStreamLogger>(); }
 
   static HxClass classObject() noexcept;

@@ -18,7 +18,7 @@ class RONDEL_EXPORT ZevMoStreamSink : public HxObject,
                                       public ZevMoLineStreamConsuming,
                                       public ZevMoStreamConsumerRetaining {
  public:
-  // The one instance, made by the first call and kept for the life of the process.
+  // Returns the one instance, which the first call makes and which lives as long as the process.
   static Ref<ZevMoStreamSink> streamSink();
 
   static HxClass classObject() noexcept;

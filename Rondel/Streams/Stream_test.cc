@@ -581,5 +581,25 @@ TEST(Stream, AConsumerMayBeReplacedDuringASend) {
   EXPECT_EQ(successor.events, Events({"line:2"}));
 }
 
+// ---- Classes of one's own
+
+class WordFilter final : public StreamOf<WordFilter, ZevMoLineStream>,
+                         public ZevMoLineStreamConsuming {
+ public:
+  explicit WordFilter(const HxString& given = "none"_hx) : word(given) {}
+  void streamProcessLine(ZevMoStream*, const HxString&) override {}
+  void streamDidEnd(ZevMoStream*) override {}
+  const HxString word;
+};
+
+TEST(StreamOf, SuppliesStreamsOfTheClassOnWhichItIsCalled) {
+  const Ref<WordFilter> plain = WordFilter::stream();
+  const Ref<WordFilter> named = WordFilter::init("error"_hx);
+  const Ref<WordFilter> made = makeStream<WordFilter>("made"_hx);
+  EXPECT_EQ(plain->word, "none"_hx);
+  EXPECT_EQ(named->word, "error"_hx);
+  EXPECT_EQ(made->word, "made"_hx);
+}
+
 }  // namespace
 }  // namespace rondel
