@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 #include <mutex>
+#include <new>
 #include <utility>
 
 #include "Rondel/core/collections/Array.h"
@@ -98,10 +99,17 @@ void buildAspectMap() {
   const LogLockGuard guard(logLock);
   if (aspectMapExists.load(std::memory_order_relaxed)) return;
   struct Publish {
-    ~Publish() { aspectMapExists.store(true, std::memory_order_release); }
-  } const publish;  // also if a failure sink raises
+    bool isComplete = true;
+    ~Publish() { aspectMapExists.store(isComplete, std::memory_order_release); }
+  } publish;  // also if a failure sink raises
   _MoLogSomeLoggingIsEnabled.set(false);
-  takeLevelsFrom(defaults);
+  try {
+    takeLevelsFrom(defaults);
+  } catch (const std::bad_alloc&) {
+    publish.isComplete = false;
+    _MoLogSomeLoggingIsEnabled.set(true);  // the next question reads them again
+    throw;
+  }
 }
 
 // Reads the levels from the defaults, once. Questions of this thread meanwhile see the levels that
@@ -130,8 +138,10 @@ void MoSetLogDetailLevelForAspect(const HxString& aspect, HxUInteger level) {
   checkAndStoreLevel(aspect, level);
 }
 
-bool internal::isLogged(const HxString& aspect, HxUInteger level) {
+bool internal::isLogged(const HxString& aspect, HxUInteger level) try {
   return MoGetLogDetailLevelForAspect(aspect) >= level;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 // ---- Call sites ---------------------------------------------------------------------------------
@@ -168,7 +178,7 @@ void internal::LogSite::forgetAll() {
 // epoch and then makes the sites forget. So either forgetting comes after the store here, or the
 // epoch that is read after the store has changed. The level of an aspect that fails its check is
 // not kept, so that the check fails at each question.
-bool internal::LogSite::ask(const HxString& aspect, HxUInteger level) {
+bool internal::LogSite::ask(const HxString& aspect, HxUInteger level) try {
   const bool isAnyEnabled = _MoLogSomeLoggingIsEnabled;
   ensureAspectMap();
   const std::uint64_t epochBefore = epoch;
@@ -177,6 +187,8 @@ bool internal::LogSite::ask(const HxString& aspect, HxUInteger level) {
   if (current < kUnknown - 1U && !aspect.isEmpty()) remember(static_cast<std::uint8_t>(current));
   if (epoch != epochBefore) remember(kUnknown);
   return isAnyEnabled && current >= level;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 // ---- Indentation --------------------------------------------------------------------------------
@@ -194,10 +206,7 @@ constexpr HxUInteger kDeepestIndentation = 65536;
 HxMutableArray& indentationTable() RONDEL_REQUIRES(logLock) {
   static HxMutableArray& table = *new HxMutableArray;  // never destroyed
   if (!table) {
-    table = HxMutableArray::array();
-    for (const HxString& text : {""_hx, "|  "_hx, "|  |  "_hx, "|  |  |  "_hx}) {
-      table.addObject(text);
-    }
+    table = HxMutableArray::arrayWithObjects({""_hx, "|  "_hx, "|  |  "_hx, "|  |  |  "_hx});
   }
   return table;
 }
@@ -253,8 +262,8 @@ class SpareString {
 constinit SpareString indentedFormat;        // of MoLogv
 constinit SpareString lockedIndentedFormat;  // of _MoLogv
 
-// The indentation is part of the format.
-void write(SpareString& spare, const HxString& format, HxArguments arguments) {
+// The indentation is part of the format. The line is dropped if there is no memory for it.
+void write(SpareString& spare, const HxString& format, HxArguments arguments) try {
   const HxUInteger level = MoGetLogIndentLevel();
   if (level == 0 || !format) return HxLogv(format, arguments);
   HxMutableString indented = spare.take();
@@ -262,6 +271,8 @@ void write(SpareString& spare, const HxString& format, HxArguments arguments) {
   indented.appendString(format);
   HxLogv(indented, arguments);
   spare.putBack(indented);
+} catch (const std::bad_alloc&) {
+  return;
 }
 
 }  // namespace

@@ -22,8 +22,12 @@
 // evaluated. Asking by name takes no lock and costs a table look-up.
 //
 // Threads. Any thread may log and set levels. One recursive lock, the log lock, guards the setting
-// of levels, the indentation texts, and the whole of _MoLogv until the line is written. Logging
-// reports no failure. Nothing is destroyed at exit.
+// of levels, the indentation texts, and the whole of _MoLogv until the line is written. Nothing is
+// destroyed at exit.
+//
+// Errors. Logging reports no failure. A message is dropped if there is no memory for it, or for
+// asking whether it is wanted. Getting or setting a level throws std::bad_alloc then, and no level
+// is lost.
 #pragma once
 
 #include "Rondel/core/text/String.h"

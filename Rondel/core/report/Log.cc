@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <new>
 #include <string>
 
 #include "Rondel/core/object/internal/Mutex.h"
@@ -154,12 +155,16 @@ void writeLine(const HxString& message) {
 void HxLogv(const HxString& format, HxArguments arguments) {
   if (!format) return;
   const KeptErrno kept;
-  const HxString message = HxString::initWithFormatArguments(format, arguments);
-  const HxLogOutput output = outputInCharge.load();
-  if (output) {
-    output(message);
-  } else {
-    writeLine(message);
+  try {
+    const HxString message = HxString::initWithFormatArguments(format, arguments);
+    const HxLogOutput output = outputInCharge.load();
+    if (output) {
+      output(message);
+    } else {
+      writeLine(message);
+    }
+  } catch (const std::bad_alloc&) {
+    // The line is dropped.
   }
 }
 

@@ -10,7 +10,8 @@
 //
 // Logging reports no failure and keeps errno. A console that nobody reads sends no SIGPIPE. A full
 // console is waited for. If its descriptor does not block, the wait ends after a second and the
-// line is dropped, as are all lines after it, at once, until the console has room again.
+// line is dropped, as are all lines after it, at once, until the console has room again. A line is
+// dropped, too, if there is no memory for it.
 //
 // Any thread may log.
 #pragma once
