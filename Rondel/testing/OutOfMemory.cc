@@ -33,14 +33,15 @@ struct Report {
   enum class Outcome { none, passed, survived, failed };
   Outcome outcome;
   AllocationFailure failure;
-  char fault[1000];
+  char text[4000];  // the result that is right, or the fault
 
-  void fail(std::string_view text) {
-    outcome = Outcome::failed;
-    const std::size_t length = std::min(text.size(), sizeof fault - 1);
-    std::memcpy(fault, text.data(), length);
-    fault[length] = '\0';
+  void end(Outcome how, std::string_view what) {
+    outcome = how;
+    const std::size_t length = std::min(what.size(), sizeof text - 1);
+    std::memcpy(text, what.data(), length);
+    text[length] = '\0';
   }
+  void fail(std::string_view fault) { end(Outcome::failed, fault); }
 };
 
 class SharedReport {
@@ -204,18 +205,20 @@ std::string endOfChild(int status) {
                            : std::string("it was killed by SIG") + sigabbrev_np(signal);
 }
 
+// Where the work runs before its allocations fail, to fill what the process keeps.
+enum class WarmUpIn { parent, child };
+
 class Torture {
  public:
-  explicit Torture(const Work& work) : _work(work) {
+  Torture(const Work& work, WarmUpIn warmUpIn) : _work(work), _warmUpIn(warmUpIn) {
     failAllocation(1, false);  // loads what that keeps
     endAllocationFailure();
   }
 
   // The first fault; empty if there is none.
   std::string run() {
-    _expected = _work();
-    if (const auto fault = faultOfResult(_work, _expected, false); !fault.empty()) {
-      return "The second run with memory enough: " + fault;
+    if (const auto fault = findResult(); !fault.empty()) {
+      return "With memory enough: " + fault + "\n" + _console.text();
     }
     for (const bool lasting : {false, true}) {
       for (std::size_t n = 1;; n += n < kEveryOneUpTo ? 1 : kStepAbove) {
@@ -233,40 +236,72 @@ class Torture {
   std::string stack() const { return "It failed in\n" + stackText(_report->failure); }
 
  private:
+  // What is wrong with the work by itself; empty if nothing is.
+  std::string findResult() {
+    if (_warmUpIn == WarmUpIn::parent) {
+      _expected = _work();
+      return faultOfResult(_work, _expected, false);
+    }
+    const std::string fault =
+        faultInChild([this] { _report->end(Report::Outcome::passed, _work()); });
+    _expected = _report->text;
+    return fault;
+  }
+
   std::string faultAt(std::size_t n, bool lasting) {
+    return faultInChild([&] {
+      if (_warmUpIn == WarmUpIn::child) _work();
+      runInChild(_work, _expected, n, lasting, *_report);
+    });
+  }
+
+  std::string faultInChild(const std::function<void()>& body) {
     *_report = {};
     _console.clear();
     const pid_t child = fork();
     if (child == 0) {
       alarm(kSecondsUntilHung);
-      runInChild(_work, _expected, n, lasting, *_report);
+      body();
       _exit(0);
     }
     int status = 0;
     if (child < 0 || waitpid(child, &status, 0) != child) return "no child could be run";
     const std::string end = endOfChild(status);
     if (!end.empty()) return end;
-    if (_report->outcome == Report::Outcome::failed) return _report->fault;
+    if (_report->outcome == Report::Outcome::failed) return _report->text;
     return _report->outcome == Report::Outcome::none ? "it ended the process" : "";
   }
 
   const Work& _work;
+  const WarmUpIn _warmUpIn;
   std::string _expected;
   SharedReport _report;
   Console _console;
 };
 
+// The fault and its stack; empty if there is none.
+std::string faultWithStack(const Work& work, WarmUpIn warmUpIn) {
+  Torture torture(work, warmUpIn);
+  const std::string fault = torture.run();
+  return fault.empty() ? "" : fault + torture.stack();
+}
+
 }  // namespace
 
 ::testing::AssertionResult survivesOutOfMemory(const std::function<std::string()>& work) {
-  Torture torture(work);
-  const std::string fault = torture.run();
+  const std::string fault = faultWithStack(work, WarmUpIn::parent);
   if (fault.empty()) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << fault << torture.stack();
+  return ::testing::AssertionFailure() << fault;
 }
 
 std::string faultOutOfMemory(const std::function<std::string()>& work) {
-  return Torture(work).run();
+  return Torture(work, WarmUpIn::parent).run();
+}
+
+void exitOutOfMemory(const std::function<std::string()>& work) {
+  const std::string fault = faultWithStack(work, WarmUpIn::child);
+  std::fputs(fault.c_str(), stderr);
+  _exit(fault.empty() ? 0 : 1);
 }
 
 }  // namespace rondel::test

@@ -13,6 +13,13 @@
 // std::bad_alloc or in the right result. Afterwards the same work must run right in the same child,
 // which must then hold no more descriptors, threads, children and blocks than before.
 //
+// Work that starts children or threads is run alone:
+//
+//     EXPECT_SURVIVES_OUT_OF_MEMORY_ALONE([] { return outputOf(child()); });
+//
+// The test program starts itself again for that, since a forked child has none of the threads that
+// the library keeps. There each run begins with the filling of what the process keeps.
+//
 // Under the thread sanitizer allocations cannot fail: call RONDEL_NEEDS_FAILING_ALLOCATIONS first.
 
 #include <gtest/gtest.h>
@@ -25,6 +32,12 @@
 #define RONDEL_NEEDS_FAILING_ALLOCATIONS() \
   if (!::rondel::test::canFailAllocations()) GTEST_SKIP() << "the sanitizer needs its own memory"
 
+#define EXPECT_SURVIVES_OUT_OF_MEMORY_ALONE(...)                                                 \
+  do {                                                                                           \
+    GTEST_FLAG_SET(death_test_style, "threadsafe");                                              \
+    EXPECT_EXIT(::rondel::test::exitOutOfMemory(__VA_ARGS__), ::testing::ExitedWithCode(0), ""); \
+  } while (false)
+
 namespace rondel::test {
 
 /// Returns success if `work` survives all its failing allocations. A failure tells the n, whether
@@ -36,5 +49,9 @@ namespace rondel::test {
 /// Returns what survivesOutOfMemory tells, without the stack, which takes a second to make; empty
 /// if the work survives.
 std::string faultOutOfMemory(const std::function<std::string()>& work);
+
+/// Ends the process: with status 0 if the work survives, else with 1 after the fault was written to
+/// standard error. This process does not run the work itself.
+[[noreturn]] void exitOutOfMemory(const std::function<std::string()>& work);
 
 }  // namespace rondel::test

@@ -137,5 +137,25 @@ TEST_F(OutOfMemoryHarness, OtherThreadsGetNoMemoryEither) {
   EXPECT_NE(fault.find("on the thread"), std::string::npos) << fault;
 }
 
+TEST_F(OutOfMemoryHarness, WorkWithThreadsRunsAlone) {
+  EXPECT_SURVIVES_OUT_OF_MEMORY_ALONE([] {
+    std::string result;
+    std::thread([] {}).join();
+    return result + longText();
+  });
+}
+
+TEST_F(OutOfMemoryHarness, AFaultOfWorkThatRunsAloneIsTold) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(exitOutOfMemory([]() -> std::string {
+                try {
+                  return longText();
+                } catch (const std::bad_alloc&) {
+                  return "wrong";
+                }
+              }),
+              ::testing::ExitedWithCode(1), "it returned \"wrong\"");
+}
+
 }  // namespace
 }  // namespace rondel::test
