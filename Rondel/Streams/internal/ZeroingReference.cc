@@ -14,7 +14,7 @@ constinit Mutex listsLock;
 void Referent::clearLinks() noexcept {
   MutexLock held(listsLock);
   while (ReferenceLink* const link = _links) {
-    link->unlink();
+    link->detach();
     held.unlock();  // the reference may set others
     link->referentDidGo();
     held.lock();
@@ -23,7 +23,7 @@ void Referent::clearLinks() noexcept {
 
 void ReferenceLink::linkTo(Referent* referent) noexcept {
   const MutexLock held(listsLock);
-  if (_referent) unlink();
+  if (_referent) detach();
   if (!referent) return;
   _referent = referent;
   _place = &referent->_links;
@@ -32,7 +32,7 @@ void ReferenceLink::linkTo(Referent* referent) noexcept {
   *_place = this;
 }
 
-void ReferenceLink::unlink() noexcept {
+void ReferenceLink::detach() noexcept {
   *_place = _next;
   if (_next) _next->_place = _place;
   _referent = nullptr;

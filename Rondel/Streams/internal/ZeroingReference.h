@@ -57,7 +57,7 @@ class RONDEL_EXPORT ReferenceLink {
 
  private:
   friend class Referent;
-  void unlink() noexcept;
+  void detach() noexcept;
   Referent* _referent = nullptr;
   ReferenceLink* _next = nullptr;
   ReferenceLink** _place = nullptr;  // what points to this one
