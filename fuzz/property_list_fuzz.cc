@@ -16,7 +16,7 @@ void require(bool condition) {
   if (!condition) std::abort();
 }
 
-HxAny writtenAndRead(const HxAny& list, HxPropertyListFormat format) {
+HxAny writtenAndRead(const HxHandle& list, HxPropertyListFormat format) {
   HxError error;
   const HxData bytes = HxDataFromPropertyList(list, format, &error);
   if (!bytes) {

@@ -57,7 +57,7 @@ class BoundedVariables final : public HxDictionaryObject {
  public:
   explicit BoundedVariables(const Variables& variables) : _values(variables.dictionary()) {}
   HxUInteger count() const override { return _values.count(); }
-  HxAny objectForKey(const HxAny& key) const override {
+  HxAny objectForKey(const HxHandle& key) const override {
     return ++_questions > kMostQuestions ? HxAny() : _values.objectForKey(key);
   }
   Ref<HxEnumerator> keyEnumerator() const override { return _values.keyEnumerator(); }

@@ -58,7 +58,7 @@ class RONDEL_EXPORT ZevMoLineBufferFilter : public ZevMoLineStream,
   HxString takeSavedString();
   void keepRest(const HxString& input, HxUInteger offset);
 
-  HxMutableString _savedString;  // the unfinished line
+  HxMutableString _savedString = nullptr;  // the unfinished line
   bool _coalesceLines = false;
   bool _savedStringHasLines = false;  // a consumer threw: complete lines wait in front of it
 };

@@ -68,7 +68,7 @@ void ZevMoStream::setName(const HxString& name) {
   if (name.object() != _name.object()) _name = name.copy();
 }
 
-void ZevMoStream::setStreamConsumer(const HxAny& consumer) {
+void ZevMoStream::setStreamConsumer(const HxHandle& consumer) {
   if (consumer.object() == _streamConsumer) return;
   // The former consumer may hold the last reference to this stream, the only other share of the new
   // consumer, or the very handle that was given; and its destructor may link something in between.
@@ -146,7 +146,7 @@ HxClass ZevMoByteStream::classObject() noexcept {
 
 Ref<ZevMoByteStream> ZevMoByteStream::init() { return makeRef<ZevMoByteStream>(); }
 
-void ZevMoByteStream::setByteStreamConsumer(const HxAny& consumer) {
+void ZevMoByteStream::setByteStreamConsumer(const HxHandle& consumer) {
   MO_OPERATION("-[ZevMoByteStream setByteStreamConsumer:]");
   MoCheckConformsToProtocolOrNil(consumer, ZevMoByteStreamConsuming);
   setStreamConsumer(consumer);
@@ -172,7 +172,7 @@ HxClass ZevMoCharacterStream::classObject() noexcept {
 
 Ref<ZevMoCharacterStream> ZevMoCharacterStream::init() { return makeRef<ZevMoCharacterStream>(); }
 
-void ZevMoCharacterStream::setCharacterStreamConsumer(const HxAny& consumer) {
+void ZevMoCharacterStream::setCharacterStreamConsumer(const HxHandle& consumer) {
   MO_OPERATION("-[ZevMoCharacterStream setCharacterStreamConsumer:]");
   MoCheckConformsToProtocolOrNil(consumer, ZevMoCharacterStreamConsuming);
   setStreamConsumer(consumer);
@@ -198,7 +198,7 @@ HxClass ZevMoLineStream::classObject() noexcept {
 
 Ref<ZevMoLineStream> ZevMoLineStream::init() { return makeRef<ZevMoLineStream>(); }
 
-void ZevMoLineStream::setLineStreamConsumer(const HxAny& consumer) {
+void ZevMoLineStream::setLineStreamConsumer(const HxHandle& consumer) {
   MO_OPERATION("-[ZevMoLineStream setLineStreamConsumer:]");
   MoCheckConformsToProtocolOrNil(consumer, ZevMoLineStreamConsuming);
   setStreamConsumer(consumer);

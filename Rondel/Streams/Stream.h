@@ -134,7 +134,7 @@ class RONDEL_EXPORT ZevMoStream : public HxObject {
   //
   // An object that is no ZevMoStreamConsuming must outlive the link. A chain must not be closed to
   // a ring.
-  void setStreamConsumer(const HxAny& consumer);
+  void setStreamConsumer(const HxHandle& consumer);
   void setStreamConsumer(HxObject* consumer) { setStreamConsumer(HxAny(consumer)); }
   // Returns the consumer, null if there is none or it has gone.
   HxObject* streamConsumer() const noexcept { return _streamConsumer; }
@@ -239,7 +239,7 @@ class RONDEL_EXPORT ZevMoByteStream : public ZevMoStream {
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  void setByteStreamConsumer(const HxAny& consumer);
+  void setByteStreamConsumer(const HxHandle& consumer);
   void setByteStreamConsumer(HxObject* consumer) { setByteStreamConsumer(HxAny(consumer)); }
   ZevMoByteStreamConsuming* byteStreamConsumer() const noexcept { return _byteStreamConsumer; }
   void sendBytes(const HxData& data);
@@ -259,7 +259,7 @@ class RONDEL_EXPORT ZevMoCharacterStream : public ZevMoStream {
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  void setCharacterStreamConsumer(const HxAny& consumer);
+  void setCharacterStreamConsumer(const HxHandle& consumer);
   void setCharacterStreamConsumer(HxObject* consumer) {
     setCharacterStreamConsumer(HxAny(consumer));
   }
@@ -283,7 +283,7 @@ class RONDEL_EXPORT ZevMoLineStream : public ZevMoStream {
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  void setLineStreamConsumer(const HxAny& consumer);
+  void setLineStreamConsumer(const HxHandle& consumer);
   void setLineStreamConsumer(HxObject* consumer) { setLineStreamConsumer(HxAny(consumer)); }
   ZevMoLineStreamConsuming* lineStreamConsumer() const noexcept { return _lineStreamConsumer; }
   void sendLine(const HxString& line);

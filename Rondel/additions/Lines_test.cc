@@ -359,14 +359,14 @@ TEST(Lines, InsertingNilRaises) {
   HxMutableString text = "a"_hx.mutableCopy();
   EXPECT_EQ(messageOf([&] { insertStringAtLine(text, nullptr, 0); }),
             "HxInternalInconsistencyException: Invalid parameter not satisfying: string != nil");
-  HxMutableString none;
+  HxMutableString none = nullptr;
   insertStringAtLine(none, "x"_hx, 0);
   EXPECT_TRUE(none.isNil());
 }
 
 class Forgiving final : public HxAssertionHandler {
  public:
-  void handleFailureInMethod(HxSelector method, const HxAny& object, const HxString& file,
+  void handleFailureInMethod(HxSelector method, const HxHandle& object, const HxString& file,
                              HxInteger line, const HxString& description,
                              HxArguments arguments) override {
     EXPECT_STREQ(method.name(), "insertString:atLine:");

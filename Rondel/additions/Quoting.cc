@@ -333,7 +333,7 @@ void appendText(const HxStringObject* string, TextBuffer& out) {
 
 // A string is its own description.
 template <class Kind>
-void appendDescription(const HxAny& object, TextBuffer& out) {
+void appendDescription(const HxHandle& object, TextBuffer& out) {
   if (HxString::canHold(object.object())) {
     appendText<Kind>(static_cast<const HxStringObject*>(object.object()), out);
   } else if (const HxString description = object.description()) {

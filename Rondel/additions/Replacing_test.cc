@@ -173,7 +173,7 @@ TEST(Replacing, NilStaysNilAndAppendsNothing) {
   HxMutableString text = "a"_hx.mutableCopy();
   appendSubstringWithRange(text, {0, 1}, nullptr);
   EXPECT_EQ(text, "a"_hx);
-  HxMutableString none;
+  HxMutableString none = nullptr;
   appendSubstringWithRange(none, {0, 9}, "a"_hx);
   EXPECT_TRUE(none.isNil());
 }

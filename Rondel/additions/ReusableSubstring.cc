@@ -5,10 +5,11 @@
 
 namespace rondel {
 
-namespace {
+namespace internal {
 
-class View final : public HxStringObject {
+class SubstringView final : public HxStringObject {
  public:
+  SubstringView() noexcept : HxStringObject(kBuiltIn | kAimable) {}
   HxClass hxClass() const noexcept override { return ZevCheapReusableSubstring::classObject(); }
 
   void setRealString(const HxString& realString, HxRange subrange) {
@@ -53,7 +54,7 @@ class View final : public HxStringObject {
 
 // Where the part lies in the real string. Nowhere when it is not, or perhaps no longer, in there:
 // then the text is asked for through the real string, which checks the range and raises.
-HxStringObject::Contiguous View::contiguousCharacters() const {
+HxStringObject::Contiguous SubstringView::contiguousCharacters() const {
   if (!_realString || _realString.length() != _realStringLength) return {};
   if (!HxRangeFits(_subrange, _realStringLength)) return {};
   Contiguous run = static_cast<const HxStringObject*>(_realString.object())->contiguousCharacters();
@@ -62,7 +63,7 @@ HxStringObject::Contiguous View::contiguousCharacters() const {
   return run;
 }
 
-bool View::isEqual(const HxObject& other) const {
+bool SubstringView::isEqual(const HxObject& other) const {
   if (this == &other) return true;
   if (other.typeID() != HxTypeID::string) return false;
   const auto& string = static_cast<const HxStringObject&>(other);
@@ -73,7 +74,7 @@ bool View::isEqual(const HxObject& other) const {
   return HxStringObject::isEqual(other);
 }
 
-HxUInteger View::hash() const {
+HxUInteger SubstringView::hash() const {
   if (!_hashValueValid) {
     _hashValue = HxStringObject::hash();
     _hashValueValid = true;
@@ -81,27 +82,32 @@ HxUInteger View::hash() const {
   return _hashValue;
 }
 
-}  // namespace
+}  // namespace internal
+
+using internal::SubstringView;
 
 HxClass ZevCheapReusableSubstring::classObject() noexcept {
   static const HxClassInfo info{"ZevCheapReusableSubstring", HxStringObject::classObject().info(),
-                                [] { return HxAny(makeRef<View>()); }};
+                                [] { return HxAny(makeRef<SubstringView>()); }};
   return HxClass(&info);
 }
 
 bool ZevCheapReusableSubstring::canHold(const HxObject* object) noexcept {
-  return HxString::canHold(object) && object->hxClass() == classObject();
+  return object && isBuiltInKind(object, HxTypeID::string, kAimable);
 }
 
 ZevCheapReusableSubstring ZevCheapReusableSubstring::initWithRealString(const HxString& realString,
                                                                         HxRange subrange) {
-  ZevCheapReusableSubstring view(Unchecked{}, makeRef<View>());
+  ZevCheapReusableSubstring view(Unchecked{}, makeRef<SubstringView>());
   view.setRealString(realString, subrange);
   return view;
 }
 
 void ZevCheapReusableSubstring::setRealString(const HxString& realString, HxRange subrange) {
-  if (_object) static_cast<View*>(_object)->setRealString(realString, subrange);
+  if (isForChange("-[ZevCheapReusableSubstring setRealString:subrange:]", HxTypeID::string,
+                  kAimable)) {
+    static_cast<SubstringView*>(_object)->setRealString(realString, subrange);
+  }
 }
 
 }  // namespace rondel

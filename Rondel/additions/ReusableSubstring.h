@@ -36,8 +36,7 @@ namespace rondel {
 
 class RONDEL_EXPORT ZevCheapReusableSubstring : public HxString {
  public:
-  constexpr ZevCheapReusableSubstring() noexcept = default;
-  constexpr ZevCheapReusableSubstring(std::nullptr_t) noexcept {}  // NOLINT: nil is nullptr
+  constexpr ZevCheapReusableSubstring(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
   ZevCheapReusableSubstring(Unchecked, HxAny any) noexcept
       : HxString(Unchecked{}, std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept;

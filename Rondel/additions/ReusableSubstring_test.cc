@@ -223,7 +223,7 @@ TEST(ReusableSubstring, IsTakenOverByIdentityAndNotByEquality) {
 }
 
 TEST(ReusableSubstring, KeepsTheRealStringAlive) {
-  ZevCheapReusableSubstring view;
+  ZevCheapReusableSubstring view = nullptr;
   {
     const HxString real{std::string_view("one two")};
     view = viewOf(real, {4, 3});
@@ -361,7 +361,7 @@ TEST(ReusableSubstring, AViewOfNilHasNoCharacters) {
 }
 
 TEST(ReusableSubstring, ANilHandleGivesZero) {
-  ZevCheapReusableSubstring nil;
+  ZevCheapReusableSubstring nil = nullptr;
   nil.setRealString("abc"_hx, {0, 1});
   EXPECT_TRUE(nil.isNil());
   EXPECT_EQ(nil.length(), 0U);

@@ -49,7 +49,7 @@ const Message* readLine(const HxString& line, HxMutableDictionary& entries, HxSt
   return nullptr;
 }
 
-bool canBeWritten(const HxDictionary& entries, const HxAny& key) {
+bool canBeWritten(const HxDictionary& entries, const HxHandle& key) {
   return isLegalCIdentifier(as<HxString>(key)) &&
          HxString::canHold(entries.objectForKey(key).object());
 }

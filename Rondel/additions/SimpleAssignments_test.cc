@@ -300,7 +300,7 @@ class Odd final : public HxDictionaryObject {
  public:
   explicit Odd(HxArray keys) : _keys(std::move(keys)) {}
   HxUInteger count() const override { return _keys.count(); }
-  HxAny objectForKey(const HxAny&) const override { return "x"_hx; }
+  HxAny objectForKey(const HxHandle&) const override { return "x"_hx; }
   Ref<HxEnumerator> keyEnumerator() const override {
     class Keys final : public HxEnumerator {
      public:

@@ -43,7 +43,7 @@ std::string outputOf(const std::string& command) {
 class UserDefaultsAdditions : public testing::Test {
  protected:
   HxDictionary registered() const { return defaults->volatileDomainForName(HxRegistrationDomain); }
-  void registerEntry(const HxAny& value, const HxString& key) const {
+  void registerEntry(const HxHandle& value, const HxString& key) const {
     defaults->registerDefaults(HxDictionary::dictionaryWithObject(value, key));
   }
 
@@ -105,7 +105,7 @@ TEST_F(UserDefaultsAdditions, NilPathRaises) {
 
 class Forgiving final : public HxAssertionHandler {
  public:
-  void handleFailureInMethod(HxSelector method, const HxAny& object, const HxString& file,
+  void handleFailureInMethod(HxSelector method, const HxHandle& object, const HxString& file,
                              HxInteger line, const HxString& description,
                              HxArguments arguments) override {
     receivers.push_back(object);
@@ -238,7 +238,7 @@ TEST_F(UserDefaultsAdditions, SettingIsChangedWhenItDiffersFromTheRegisteredOne)
 
 TEST_F(UserDefaultsAdditions, SettingMayBeChangedInAnyDomainAndInItsTypeAlone) {
   registerEntry("1"_hx, "a"_hx);
-  const auto setArgument = [&](const HxAny& value) {
+  const auto setArgument = [&](const HxHandle& value) {
     defaults->setVolatileDomain(HxDictionary::dictionaryWithObject(value, "a"_hx),
                                 HxArgumentDomain);
   };

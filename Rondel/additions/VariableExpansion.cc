@@ -164,7 +164,7 @@ class Expansion {
 
   // The replacement, if it can be put in at once: if the search would find nothing to stop at in
   // it. Null when that takes a longer look.
-  std::string_view asciiToPutIn(const HxAny& value) const noexcept {
+  std::string_view asciiToPutIn(const HxHandle& value) const noexcept {
     if (!value) return _keepsUndefined ? std::string_view() : ""_hx.asciiView();
     const HxBorrowed<HxString> string(value.object());
     const std::string_view ascii = string->asciiView();
@@ -176,7 +176,7 @@ class Expansion {
   }
 
   // The reference is where the unread text starts.
-  void expand(HxRange reference, const HxAny& value) {
+  void expand(HxRange reference, const HxHandle& value) {
     const HxBorrowed<HxString> string(value.object());
     const HxString description = string ? nullptr : value.description();
     if (!string && !description && _keepsUndefined) return keep(reference);
@@ -223,7 +223,7 @@ class Expansion {
   // In the result. Where it starts may be done already; the end may be in front of that.
   HxUInteger _searchStart;
   HxUInteger _searchEnd;
-  HxMutableString _result;
+  HxMutableString _result = nullptr;
   BufferString* const _done;  // what stands behind it
   UnreadText _unread;
 };

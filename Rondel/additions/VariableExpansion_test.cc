@@ -250,7 +250,7 @@ TEST(VariableExpansion, ADictionaryOfOnesOwnIsAskedOnceForEachReference) {
   class Asked final : public HxDictionaryObject {
    public:
     HxUInteger count() const override { return 1; }
-    HxAny objectForKey(const HxAny& key) const override {
+    HxAny objectForKey(const HxHandle& key) const override {
       _names.addObject(key);
       return "v"_hx;
     }

@@ -118,7 +118,7 @@ TEST(Whitespace, DeletingFromNilGivesNil) {
   EXPECT_TRUE(stringByDeletingLeadingWhitespace(nullptr).isNil());
   EXPECT_TRUE(stringByDeletingTrailingWhitespace(nullptr).isNil());
   EXPECT_TRUE(stringByDeletingAllWhitespace(nullptr).isNil());
-  HxMutableString none;
+  HxMutableString none = nullptr;
   deleteLeadingWhitespace(none);
   deleteTrailingWhitespace(none);
   deleteAllWhitespace(none);

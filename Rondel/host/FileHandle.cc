@@ -72,7 +72,7 @@ struct HxFileHandle::Impl {
   bool isPrivateEnd;                 // an end of our own pipe that no child shares
   bool isNonBlocking = false;        // because we made it so
 
-  HxMutableData buffer;  // of the background read
+  HxMutableData buffer = nullptr;  // of the background read
   std::size_t chunkSize = kChunkSize;
   int wholeChunks = 0;  // in a row
 
@@ -250,7 +250,7 @@ Ref<SharedDescriptor> HxFileHandle::Impl::endOfWaits(const Ref<SharedDescriptor>
 HxData HxFileHandle::availableData() {
   static constexpr const char* kPurpose = "cannot read from";
   const Ref<SharedDescriptor> descriptor = openDescriptor(kPurpose, false);
-  HxMutableData buffer;
+  HxMutableData buffer = nullptr;
   internal::prepareForReading(buffer, kChunkSize);
   ssize_t count = readOnce(descriptor->fd(), buffer.mutableBytes(), kChunkSize);
   while (count < 0 && errno == EAGAIN) {

@@ -42,7 +42,7 @@ struct Topic {
 
   bool operator==(const Topic&) const = default;
   // Returns whether the topic has this name and this object. Nil stands for any.
-  bool isWithin(const HxString& anyName, const HxAny& anyObject) const {
+  bool isWithin(const HxString& anyName, const HxHandle& anyObject) const {
     return (!anyName || anyName == name) && (!anyObject || anyObject.object() == object);
   }
 };
@@ -73,7 +73,7 @@ bool wasAddedBefore(const Ref<Observation>& a, const Ref<Observation>& b) {
 
 // ---- Notifications ----------------------------------------------------------------------------
 
-HxNotification::HxNotification(const HxString& name, const HxAny& object,
+HxNotification::HxNotification(const HxString& name, const HxHandle& object,
                                const HxDictionary& userInfo)
     : _name(name), _object(object), _userInfo(userInfo) {}
 
@@ -84,7 +84,8 @@ HxClass HxNotification::classObject() noexcept {
   return HxClass(&info);
 }
 
-Ref<HxNotification> HxNotification::notificationWithName(const HxString& name, const HxAny& object,
+Ref<HxNotification> HxNotification::notificationWithName(const HxString& name,
+                                                         const HxHandle& object,
                                                          const HxDictionary& userInfo) {
   return makeRef<HxNotification>(name, object, userInfo);
 }
@@ -120,7 +121,7 @@ Ref<HxNotificationCenter> HxNotificationCenter::defaultCenter() {
 }
 
 void HxNotificationCenter::addObserver(HxObject* observer, HxNotificationCallback callback,
-                                       const HxString& name, const HxAny& object) {
+                                       const HxString& name, const HxHandle& object) {
   if (!observer || !callback) return;
   const MutexLock held(_impl->lock);
   _impl->topics[{name.copy(), object.object()}].push_back(
@@ -132,7 +133,7 @@ void HxNotificationCenter::removeObserver(const HxObject* observer) {
 }
 
 void HxNotificationCenter::removeObserver(const HxObject* observer, const HxString& name,
-                                          const HxAny& object) {
+                                          const HxHandle& object) {
   const MutexLock held(_impl->lock);
   auto& topics = _impl->topics;
   if (name && object) {  // the usual case needs no look at the others
@@ -153,7 +154,7 @@ void HxNotificationCenter::forgetObject(const HxObject* object, const HxString& 
   _impl->topics.erase({nullptr, object});
 }
 
-void HxNotificationCenter::postNotification(const HxString& name, const HxAny& object,
+void HxNotificationCenter::postNotification(const HxString& name, const HxHandle& object,
                                             const HxDictionary& userInfo) {
   if (name) postNotification(HxNotification::notificationWithName(name, object, userInfo));
 }

@@ -31,7 +31,7 @@ class RONDEL_EXPORT HxNotification final : public HxObject {
   HxClass hxClass() const noexcept override { return classObject(); }
 
   // Returns a new notification. The object and the user info may be nil.
-  static Ref<HxNotification> notificationWithName(const HxString& name, const HxAny& object,
+  static Ref<HxNotification> notificationWithName(const HxString& name, const HxHandle& object,
                                                   const HxDictionary& userInfo = HxDictionary());
 
   const HxString& name() const noexcept { return _name; }
@@ -39,7 +39,7 @@ class RONDEL_EXPORT HxNotification final : public HxObject {
   const HxAny& object() const noexcept { return _object; }
   const HxDictionary& userInfo() const noexcept { return _userInfo; }
 
-  HxNotification(const HxString& name, const HxAny& object, const HxDictionary& userInfo);
+  HxNotification(const HxString& name, const HxHandle& object, const HxDictionary& userInfo);
 
  private:
   ~HxNotification() override;
@@ -69,7 +69,7 @@ class RONDEL_EXPORT HxNotificationCenter final : public HxObject {
   // Neither the observer nor the object is retained. Remove the observer before it is destroyed,
   // and before the object is. Objects of this library forget their observers by themselves.
   template <auto Operation, class T>
-  void addObserver(T* observer, const HxString& name, const HxAny& object = HxAny()) {
+  void addObserver(T* observer, const HxString& name, const HxHandle& object = nullptr) {
     addObserver(
         observer,
         [](HxObject& self, const HxNotification& notification) {
@@ -78,11 +78,11 @@ class RONDEL_EXPORT HxNotificationCenter final : public HxObject {
         name, object);
   }
   void addObserver(HxObject* observer, HxNotificationCallback callback, const HxString& name,
-                   const HxAny& object = HxAny());
+                   const HxHandle& object = nullptr);
 
   // Undoes every addObserver of this observer with this name and this object. A nil name or object
   // stands for any. Does nothing if there is none.
-  void removeObserver(const HxObject* observer, const HxString& name, const HxAny& object);
+  void removeObserver(const HxObject* observer, const HxString& name, const HxHandle& object);
   void removeObserver(const HxObject* observer);
 
   // Undoes every addObserver with this object and this name, or any name. For the destructor of a
@@ -92,7 +92,7 @@ class RONDEL_EXPORT HxNotificationCenter final : public HxObject {
   // Calls the observers. An exception that an observer raises passes to the caller, and the
   // observers after it are not called. A nil name or notification does nothing.
   void postNotification(const Ref<HxNotification>& notification);
-  void postNotification(const HxString& name, const HxAny& object,
+  void postNotification(const HxString& name, const HxHandle& object,
                         const HxDictionary& userInfo = HxDictionary());
 
  private:

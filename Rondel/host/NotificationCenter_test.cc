@@ -33,7 +33,7 @@ class NotificationCenter : public testing::Test {
   const Ref<Listener> listener = makeRef<Listener>();
   const Ref<Listener> other = makeRef<Listener>();
 
-  void observe(const Ref<Listener>& who, const HxString& name, const HxAny& object) {
+  void observe(const Ref<Listener>& who, const HxString& name, const HxHandle& object) {
     center->addObserver<&Listener::heard>(who.get(), name, object);
   }
 };

@@ -43,7 +43,7 @@ HxArray commonModes() { return HxArray::arrayWithObject(HxRunLoopCommonModes); }
 class TextList {
  public:
   // `what` and `given` are for the message when the text cannot be handed over.
-  void add(const HxString& text, const char* what, const HxAny& given) {
+  void add(const HxString& text, const char* what, const HxHandle& given) {
     HxCString bytes = text.UTF8String();
     if (bytes.isNull() || std::strlen(bytes.c_str()) != bytes.length()) {
       HxException::raise(HxInvalidArgumentException, "%s cannot be handed to the system: %@%s"_hx,

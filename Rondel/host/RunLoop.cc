@@ -214,7 +214,7 @@ void HxRunLoop::stop() {
   _impl->wake();
 }
 
-void HxRunLoop::retainUntilEndOfTurn(const HxAny& object) { _impl->kept.push_back(object); }
+void HxRunLoop::retainUntilEndOfTurn(const HxHandle& object) { _impl->kept.push_back(object); }
 
 // The last ones, until so many are left. What is let go of may keep others.
 void HxRunLoop::Impl::releaseKept(std::size_t left) {
@@ -369,21 +369,23 @@ void HxRunLoop::enqueue(Ref<Closure> closure, const HxObject* target, bool waitU
   if (waiter) waiter->wait();
 }
 
-void HxRunLoop::performSelector(HxSelector selector, const HxAny& target, const HxAny& argument,
-                                bool waitUntilDone) {
+void HxRunLoop::performSelector(HxSelector selector, const HxHandle& target,
+                                const HxHandle& argument, bool waitUntilDone) {
   if (!target) return;
-  enqueue(internal::makeClosure(
-              [selector, target, argument] { target.performSelector(selector, argument); }),
+  enqueue(internal::makeClosure([selector, target = HxAny(target), argument = HxAny(argument)] {
+            target.performSelector(selector, argument);
+          }),
           target.object(), waitUntilDone);
 }
 
-void HxRunLoop::performSelectorAfterDelay(HxSelector selector, const HxAny& target,
-                                          const HxAny& argument, HxTimeInterval seconds) {
+void HxRunLoop::performSelectorAfterDelay(HxSelector selector, const HxHandle& target,
+                                          const HxHandle& argument, HxTimeInterval seconds) {
   if (!target) return;
-  enqueueAfterDelay(internal::makeClosure([selector, target, argument] {
-                      target.performSelector(selector, argument);
-                    }),
-                    target.object(), seconds);
+  enqueueAfterDelay(
+      internal::makeClosure([selector, target = HxAny(target), argument = HxAny(argument)] {
+        target.performSelector(selector, argument);
+      }),
+      target.object(), seconds);
 }
 
 void HxRunLoop::cancelPerformSelectorsWithTarget(const HxObject* target) {

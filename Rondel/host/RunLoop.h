@@ -76,7 +76,7 @@ class RONDEL_EXPORT HxRunLoop final : public HxObject {
   // Keeps the object alive until the current pass ends; outside any pass, until the next one of
   // this thread ends or the thread does. In nested passes it is the innermost that counts. For an
   // object that calls out and may be dropped by whom it calls.
-  void retainUntilEndOfTurn(const HxAny& object);
+  void retainUntilEndOfTurn(const HxHandle& object);
 
   // ---- Calls
 
@@ -86,12 +86,12 @@ class RONDEL_EXPORT HxRunLoop final : public HxObject {
   // made (or dropped, because the loop's thread ended); on the loop's own thread it is made at
   // once.
   template <auto Operation, class T>
-  void perform(T* target, const HxAny& argument = HxAny(), bool waitUntilDone = false) {
+  void perform(T* target, const HxHandle& argument = nullptr, bool waitUntilDone = false) {
     enqueue(internal::makeOperationClosure<Operation>(target, argument), target, waitUntilDone);
   }
   // The same with the operation that the target's class registered under this name.
-  void performSelector(HxSelector selector, const HxAny& target, const HxAny& argument = HxAny(),
-                       bool waitUntilDone = false);
+  void performSelector(HxSelector selector, const HxHandle& target,
+                       const HxHandle& argument = nullptr, bool waitUntilDone = false);
   // The same with any callable.
   template <class F>
   void performBlock(F&& block, bool waitUntilDone = false) {
@@ -101,11 +101,11 @@ class RONDEL_EXPORT HxRunLoop final : public HxObject {
   // Has this loop make the call in the default mode once so many seconds have passed; 0 means the
   // pass after this one.
   template <auto Operation, class T>
-  void performAfterDelay(T* target, const HxAny& argument, HxTimeInterval seconds) {
+  void performAfterDelay(T* target, const HxHandle& argument, HxTimeInterval seconds) {
     enqueueAfterDelay(internal::makeOperationClosure<Operation>(target, argument), target, seconds);
   }
-  void performSelectorAfterDelay(HxSelector selector, const HxAny& target, const HxAny& argument,
-                                 HxTimeInterval seconds);
+  void performSelectorAfterDelay(HxSelector selector, const HxHandle& target,
+                                 const HxHandle& argument, HxTimeInterval seconds);
 
   // Takes back the calls to this target that were asked of this loop and not made yet, delayed or
   // not.
@@ -135,11 +135,12 @@ class RONDEL_EXPORT HxRunLoop final : public HxObject {
 
 // Calls on the process's first thread; see HxRunLoop::perform.
 template <auto Operation, class T>
-void performOnMainThread(T* target, const HxAny& argument = HxAny(), bool waitUntilDone = false) {
+void performOnMainThread(T* target, const HxHandle& argument = nullptr,
+                         bool waitUntilDone = false) {
   HxRunLoop::mainRunLoop()->perform<Operation>(target, argument, waitUntilDone);
 }
-inline void performSelectorOnMainThread(const HxAny& target, HxSelector selector,
-                                        const HxAny& argument = HxAny(),
+inline void performSelectorOnMainThread(const HxHandle& target, HxSelector selector,
+                                        const HxHandle& argument = nullptr,
                                         bool waitUntilDone = false) {
   HxRunLoop::mainRunLoop()->performSelector(selector, target, argument, waitUntilDone);
 }

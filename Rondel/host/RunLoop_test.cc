@@ -42,7 +42,7 @@ class Probe : public HxObject {
   ~Probe() override {
     if (_diary) *_diary += "~";
   }
-  void note(const HxAny& argument) { *_diary += as<HxString>(argument).toStdString(); }
+  void note(const HxHandle& argument) { *_diary += as<HxString>(argument).toStdString(); }
   void call() { *_diary += "!"; }
   void fired(HxTimer& timer) {
     *_diary += "t";
@@ -199,7 +199,7 @@ class Named : public HxObject {
  public:
   static HxClass classObject() noexcept {
     static constexpr HxMethod kMethods[] = {
-        {"note:", [](HxObject& self, const HxAny& argument) -> HxAny {
+        {"note:", [](HxObject& self, const HxHandle& argument) -> HxAny {
            static_cast<Named&>(self).noted = argument;
            return nullptr;
          }}};

@@ -17,10 +17,12 @@ bool HxThread::isMainThread() noexcept {
   return isMain;
 }
 
-void HxThread::detachNewThreadSelector(HxSelector selector, const HxAny& target,
-                                       const HxAny& argument) {
+void HxThread::detachNewThreadSelector(HxSelector selector, const HxHandle& target,
+                                       const HxHandle& argument) {
   if (!target) return;
-  detachNewThread([selector, target, argument] { target.performSelector(selector, argument); });
+  detachNewThread([selector, target = HxAny(target), argument = HxAny(argument)] {
+    target.performSelector(selector, argument);
+  });
 }
 
 void HxThread::start(const Ref<Closure>& body) {

@@ -27,7 +27,7 @@ class RONDEL_EXPORT HxThread {
   // one HxAny, which is the argument. Starts none if the target is null. Raises HxException if the
   // system refuses the thread.
   template <auto Operation, class T>
-  static void detachNewThread(T* target, const HxAny& argument = HxAny()) {
+  static void detachNewThread(T* target, const HxHandle& argument = nullptr) {
     if (target) start(internal::makeOperationClosure<Operation>(target, argument));
   }
   // The same with any callable. The thread owns a copy of it.
@@ -37,8 +37,8 @@ class RONDEL_EXPORT HxThread {
   }
   // The same with the operation that the target's class registered under this name. Starts none if
   // the target is nil.
-  static void detachNewThreadSelector(HxSelector selector, const HxAny& target,
-                                      const HxAny& argument = HxAny());
+  static void detachNewThreadSelector(HxSelector selector, const HxHandle& target,
+                                      const HxHandle& argument = nullptr);
 
   // Returns whether the calling thread is the process's first one, that of main.
   static bool isMainThread() noexcept;

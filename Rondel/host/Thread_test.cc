@@ -20,7 +20,7 @@ class Worker : public HxObject {
  public:
   explicit Worker(std::atomic<int>& state) : _state(state) {}
   ~Worker() override { _state = 3; }
-  void work(const HxAny& lock) { asRef<HxConditionLock>(lock)->lockWhenCondition(1); }
+  void work(const HxHandle& lock) { asRef<HxConditionLock>(lock)->lockWhenCondition(1); }
 
  private:
   std::atomic<int>& _state;

@@ -19,7 +19,7 @@ constexpr HxTimeInterval kShortestInterval = 0.0001;
 }  // namespace
 
 struct HxTimer::Impl {
-  Impl(HxObject* object, const HxAny& information) : target(object), userInfo(information) {}
+  Impl(HxObject* object, const HxHandle& information) : target(object), userInfo(information) {}
 
   std::mutex lock;
   bool isValid = true;
@@ -28,7 +28,7 @@ struct HxTimer::Impl {
   Ref<HxRunLoop> loop;  // that owns the timer, once added
 };
 
-HxTimer::HxTimer(HxTimeInterval seconds, HxObject* target, Fire call, const HxAny& userInfo,
+HxTimer::HxTimer(HxTimeInterval seconds, HxObject* target, Fire call, const HxHandle& userInfo,
                  bool repeats)
     : _seconds(seconds), _repeats(repeats), _fire(call), _impl(new Impl(target, userInfo)) {}
 
@@ -40,7 +40,7 @@ HxClass HxTimer::classObject() noexcept {
 }
 
 Ref<HxTimer> HxTimer::make(HxTimeInterval seconds, HxObject* target, Fire call,
-                           const HxAny& userInfo, bool repeats) {
+                           const HxHandle& userInfo, bool repeats) {
   // Written so that NaN counts as too short.
   const HxTimeInterval interval = seconds > kShortestInterval ? seconds : kShortestInterval;
   return makeRef<HxTimer>(interval, target, call, userInfo, repeats);
@@ -70,7 +70,7 @@ void HxTimer::invalidate() {
     const std::scoped_lock held(_impl->lock);
     _impl->isValid = false;
     std::swap(target, _impl->target);
-    userInfo.swap(_impl->userInfo);
+    std::swap(userInfo, _impl->userInfo);
     std::swap(loop, _impl->loop);
   }
   if (loop) loop->_impl->removeTimer(*this);

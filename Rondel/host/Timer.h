@@ -32,13 +32,13 @@ class RONDEL_EXPORT HxTimer final : public HxObject {
   // Less than a tenth of a millisecond counts as that.
   template <auto Operation, class T>
   static Ref<HxTimer> scheduledTimerWithTimeInterval(HxTimeInterval seconds, T* target,
-                                                     const HxAny& userInfo, bool repeats) {
+                                                     const HxHandle& userInfo, bool repeats) {
     return schedule(timerWithTimeInterval<Operation>(seconds, target, userInfo, repeats));
   }
   // The same, but on no loop yet; see HxRunLoop::addTimer.
   template <auto Operation, class T>
   static Ref<HxTimer> timerWithTimeInterval(HxTimeInterval seconds, T* target,
-                                            const HxAny& userInfo, bool repeats) {
+                                            const HxHandle& userInfo, bool repeats) {
     return make(
         seconds, target,
         [](HxObject* self, HxTimer& timer) { (static_cast<T*>(self)->*Operation)(timer); },
@@ -62,11 +62,12 @@ class RONDEL_EXPORT HxTimer final : public HxObject {
   friend class HxRunLoop;
   template <class T, class... Arguments>
   friend Ref<T> makeRef(Arguments&&... arguments);
-  HxTimer(HxTimeInterval seconds, HxObject* target, Fire call, const HxAny& userInfo, bool repeats);
+  HxTimer(HxTimeInterval seconds, HxObject* target, Fire call, const HxHandle& userInfo,
+          bool repeats);
   ~HxTimer() override;
 
   static Ref<HxTimer> make(HxTimeInterval seconds, HxObject* target, Fire call,
-                           const HxAny& userInfo, bool repeats);
+                           const HxHandle& userInfo, bool repeats);
   static Ref<HxTimer> schedule(const Ref<HxTimer>& timer);
 
   const HxTimeInterval _seconds;

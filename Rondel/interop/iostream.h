@@ -22,7 +22,7 @@ inline std::ostream& operator<<(std::ostream& stream, const HxString& string) {
 }
 
 // The description of any object, of arrays and the other value types too.
-inline std::ostream& operator<<(std::ostream& stream, const HxAny& object) {
+inline std::ostream& operator<<(std::ostream& stream, const HxHandle& object) {
   return stream << object.description();
 }
 

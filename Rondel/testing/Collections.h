@@ -22,7 +22,7 @@
 namespace rondel::test {
 
 /// The description, UTF-8; "nil" for nil.
-inline std::string shown(const HxAny& object) {
+inline std::string shown(const HxHandle& object) {
   return object ? object.description().toStdString() : "nil";
 }
 
@@ -75,7 +75,7 @@ class OpenDictionary final : public HxDictionaryObject {
 
   explicit OpenDictionary(Entries entries) : _entries(std::move(entries)) {}
   HxUInteger count() const override { return _entries.size(); }
-  HxAny objectForKey(const HxAny& key) const override {
+  HxAny objectForKey(const HxHandle& key) const override {
     for (const HxDictionary::Entry& entry : _entries) {
       if (entry.key.isEqual(key)) return entry.value;
     }

@@ -31,7 +31,7 @@ inline HxAny listOf(std::string_view utf8) {
   return list;
 }
 
-inline HxDictionary entry(const HxAny& value, const HxString& key) {
+inline HxDictionary entry(const HxHandle& value, const HxString& key) {
   return HxDictionary::dictionaryWithObject(value, key);
 }
 

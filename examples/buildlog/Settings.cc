@@ -21,7 +21,7 @@ class CountedSettings final : public HxDictionaryObject {
   explicit CountedSettings(HxDictionary settings) : _settings(std::move(settings)) {}
 
   HxUInteger count() const override { return _settings.count(); }
-  HxAny objectForKey(const HxAny& key) const override {
+  HxAny objectForKey(const HxHandle& key) const override {
     const HxString value = _settings.objectForKey<HxString>(key);
     const HxUInteger cost = value.length() + 1;
     if (cost > _left) {

@@ -115,7 +115,11 @@ HxAny HxArrayObject::mutableCopy() const {
 
 HxArray HxArray::array() { return ArrayStorage::empty(); }
 
-HxArray HxArray::arrayWithObject(const HxAny& object) { return arrayWithObjects(&object, 1); }
+HxArray HxArray::arrayWithObject(const HxHandle& object) {
+  ArrayBuilder result(1);
+  result.append(object);
+  return result.finish();
+}
 
 HxArray HxArray::arrayWithObjects(std::initializer_list<HxAny> objects) {
   const auto* end = std::find(objects.begin(), objects.end(), HxAny());
@@ -150,7 +154,7 @@ HxAny HxArray::lastObject() const {
   return length > 0 ? arrayObject()->objectAtIndex(length - 1) : HxAny();
 }
 
-HxUInteger HxArray::indexOfObject(const HxAny& object) const {
+HxUInteger HxArray::indexOfObject(const HxHandle& object) const {
   if (!object) return HxNotFound;
   const HxUInteger length = count();
   Iterator candidate = begin();
@@ -184,7 +188,7 @@ HxArray HxArray::objectsAtIndexes(const HxIndexSet& indexes) const {
   return result.finish();
 }
 
-HxArray HxArray::arrayByAddingObject(const HxAny& object) const {
+HxArray HxArray::arrayByAddingObject(const HxHandle& object) const {
   return arrayByAddingObjectsFromArray(arrayWithObject(object));
 }
 
@@ -247,6 +251,7 @@ HxArray HxArray::sortedArrayUsingSelector(HxSelector comparator) const {
 }
 
 void HxMutableArray::sortUsingSelector(HxSelector comparator) {
+  if (!isForChange("-[HxMutableArray sortUsingSelector:]", HxTypeID::array)) return;
   const HxArray sorted = sortedArrayUsingSelector(comparator);
   removeAllObjects();
   addObjectsFromArray(sorted);
@@ -256,16 +261,16 @@ void HxArray::makeObjectsPerformSelector(HxSelector selector) const {
   makeObjectsPerformSelector(selector, nullptr);
 }
 
-void HxArray::makeObjectsPerformSelector(HxSelector selector, const HxAny& argument) const {
+void HxArray::makeObjectsPerformSelector(HxSelector selector, const HxHandle& argument) const {
   if (!_object) return;
   const HxArray objects = snapshot(*this);  // the operation may change the array
   for (const HxAny& object : objects) object.performSelector(selector, argument);
 }
 
-HxArray HxArray::copy() const { return HxArray(Unchecked{}, HxAny::copy()); }
+HxArray HxArray::copy() const { return HxArray(Unchecked{}, HxHandle::copy()); }
 
 HxMutableArray HxArray::mutableCopy() const {
-  return HxMutableArray(Unchecked{}, HxAny::mutableCopy());
+  return HxMutableArray(Unchecked{}, HxHandle::mutableCopy());
 }
 
 // ---- Changing ---------------------------------------------------------------------------------
@@ -277,8 +282,10 @@ HxMutableArray HxMutableArray::arrayWithCapacity(HxUInteger capacity) {
   return makeMutable(std::min(capacity, kMostAtOnce));
 }
 
-HxMutableArray HxMutableArray::arrayWithObject(const HxAny& object) {
-  return arrayWithObjects(&object, 1);
+HxMutableArray HxMutableArray::arrayWithObject(const HxHandle& object) {
+  HxMutableArray result = makeMutable(1);
+  result.addObject(object);
+  return result;
 }
 
 HxMutableArray HxMutableArray::arrayWithObjects(std::initializer_list<HxAny> objects) {
@@ -297,22 +304,26 @@ HxMutableArray HxMutableArray::arrayWithArray(const HxArray& array) {
   return array ? array.mutableCopy() : HxMutableArray::array();
 }
 
-void HxMutableArray::addObject(HxAny&& object) {
-  if (_object && object) storageOf(*this)->append(std::move(object));
+void HxMutableArray::addObject(HxHandle&& object) {
+  if (isForChange("-[HxMutableArray addObject:]", HxTypeID::array) && object) {
+    storageOf(*this)->append(HxAny(std::move(object)));
+  }
 }
 
 void HxMutableArray::addObjectsFromArray(const HxArray& other) {
-  if (_object && other) storageOf(*this)->append(*static_cast<HxArrayObject*>(other.object()));
+  if (isForChange("-[HxMutableArray addObjectsFromArray:]", HxTypeID::array) && other) {
+    storageOf(*this)->append(*static_cast<HxArrayObject*>(other.object()));
+  }
 }
 
-void HxMutableArray::insertObject(const HxAny& object, HxUInteger index) {
-  if (!_object || !object) return;
+void HxMutableArray::insertObject(const HxHandle& object, HxUInteger index) {
+  if (!isForChange("-[HxMutableArray insertObject:atIndex:]", HxTypeID::array) || !object) return;
   checkIndex("-[HxMutableArray insertObject:atIndex:]", index, count() + 1);
   storageOf(*this)->insert(HxAny(object), index);
 }
 
 void HxMutableArray::insertObjects(const HxArray& objects, const HxIndexSet& indexes) {
-  if (!_object) return;
+  if (!isForChange("-[HxMutableArray insertObjects:atIndexes:]", HxTypeID::array)) return;
   const HxUInteger added = objects.count();
   if (added != indexes.count()) {
     HxException::raise(HxInvalidArgumentException,
@@ -324,28 +335,33 @@ void HxMutableArray::insertObjects(const HxArray& objects, const HxIndexSet& ind
   storageOf(*this)->insert(snapshot(objects), indexes);
 }
 
-void HxMutableArray::replaceObjectAtIndex(HxUInteger index, const HxAny& object) {
-  if (!_object) return;
+void HxMutableArray::replaceObjectAtIndex(HxUInteger index, const HxHandle& object) {
+  if (!isForChange("-[HxMutableArray replaceObjectAtIndex:withObject:]", HxTypeID::array)) return;
   checkIndex("-[HxMutableArray replaceObjectAtIndex:withObject:]", index, count());
   if (object) storageOf(*this)->replace(index, HxAny(object));
 }
 
 void HxMutableArray::removeObjectAtIndex(HxUInteger index) {
-  if (!_object) return;
+  if (!isForChange("-[HxMutableArray removeObjectAtIndex:]", HxTypeID::array)) return;
   checkIndex("-[HxMutableArray removeObjectAtIndex:]", index, count());
   storageOf(*this)->take(index);
 }
 
 void HxMutableArray::removeLastObject() {
+  if (!isForChange("-[HxMutableArray removeLastObject]", HxTypeID::array)) return;
   if (!isEmpty()) storageOf(*this)->take(count() - 1);
 }
 
 void HxMutableArray::removeAllObjects() {
-  if (_object) storageOf(*this)->removeAll();
+  if (isForChange("-[HxMutableArray removeAllObjects]", HxTypeID::array)) {
+    storageOf(*this)->removeAll();
+  }
 }
 
 void HxMutableArray::removeObjectsAtIndexes(const HxIndexSet& indexes) {
-  if (!_object || indexes.isEmpty()) return;
+  if (!isForChange("-[HxMutableArray removeObjectsAtIndexes:]", HxTypeID::array) ||
+      indexes.isEmpty())
+    return;
   checkIndex("-[HxMutableArray removeObjectsAtIndexes:]", indexes.lastIndex(), count());
   storageOf(*this)->remove(indexes);
 }

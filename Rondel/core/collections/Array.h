@@ -58,14 +58,14 @@ class RONDEL_EXPORT HxArrayObject : public HxObject {
   explicit HxArrayObject(std::uint32_t flags) noexcept : HxObject(HxTypeID::array, flags) {}
 };
 
-class RONDEL_EXPORT HxArray : public HxAny {
+class RONDEL_EXPORT HxArray : public HxHandle {
  public:
   constexpr HxArray() noexcept = default;
-  constexpr HxArray(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxArray(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
+  constexpr HxArray(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
+  HxArray(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
   // An array of one's own class. Nil gives nil.
   template <std::derived_from<HxArrayObject> T>
-  explicit HxArray(const Ref<T>& object) noexcept : HxAny(object) {}
+  explicit HxArray(const Ref<T>& object) noexcept : HxHandle(object) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::array;
   }
@@ -73,7 +73,7 @@ class RONDEL_EXPORT HxArray : public HxAny {
   static HxClass classObject() noexcept { return HxArrayObject::classObject(); }
 
   static HxArray array();
-  static HxArray arrayWithObject(const HxAny& object);
+  static HxArray arrayWithObject(const HxHandle& object);
   // The objects up to the first nil.
   static HxArray arrayWithObjects(std::initializer_list<HxAny> objects);
   static HxArray initWithObjects(std::initializer_list<HxAny> objects) {
@@ -92,22 +92,22 @@ class RONDEL_EXPORT HxArray : public HxAny {
   bool isEmpty() const { return count() == 0; }
   HxAny objectAtIndex(HxUInteger index) const;
   // The same as a handle of type H, nil when the object is of another kind.
-  template <std::derived_from<HxAny> H>
+  template <std::derived_from<HxHandle> H>
   H objectAtIndex(HxUInteger index) const {
     return as<H>(objectAtIndex(index));
   }
   HxAny firstObject() const;
   HxAny lastObject() const;
-  bool containsObject(const HxAny& object) const { return indexOfObject(object) != HxNotFound; }
+  bool containsObject(const HxHandle& object) const { return indexOfObject(object) != HxNotFound; }
   // The first index of an object that is equal, HxNotFound when there is none, also for nil.
-  HxUInteger indexOfObject(const HxAny& object) const;
+  HxUInteger indexOfObject(const HxHandle& object) const;
   // Copies all objects, or those of a range, to `buffer`.
   void getObjects(HxAny* buffer) const;
   void getObjects(HxAny* buffer, HxRange range) const;
   HxArray subarrayWithRange(HxRange range) const;
   // The objects at the indexes, in order of index.
   HxArray objectsAtIndexes(const HxIndexSet& indexes) const;
-  HxArray arrayByAddingObject(const HxAny& object) const;
+  HxArray arrayByAddingObject(const HxHandle& object) const;
   HxArray arrayByAddingObjectsFromArray(const HxArray& other) const;
   // The descriptions of the objects with the separator between them, nil counting as an empty one;
   // the empty string for an empty array.
@@ -119,7 +119,7 @@ class RONDEL_EXPORT HxArray : public HxAny {
   bool isEqualToArray(const HxArray& other) const { return isEqual(other); }
   // Calls the operation on every object in order.
   void makeObjectsPerformSelector(HxSelector selector) const;
-  void makeObjectsPerformSelector(HxSelector selector, const HxAny& argument) const;
+  void makeObjectsPerformSelector(HxSelector selector, const HxHandle& argument) const;
 
   // The array itself when immutable, else an immutable copy.
   HxArray copy() const;
@@ -168,11 +168,10 @@ class RONDEL_EXPORT HxArray : public HxAny {
 // The mutable form.
 class RONDEL_EXPORT HxMutableArray : public HxArray {
  public:
-  constexpr HxMutableArray() noexcept = default;
-  constexpr HxMutableArray(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  constexpr HxMutableArray(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
   HxMutableArray(Unchecked, HxAny any) noexcept : HxArray(Unchecked{}, std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
-    return HxArray::canHold(object) && (bitsOf(object) & kMutable) != 0;
+    return object && isBuiltInKind(object, HxTypeID::array, kMutable);
   }
   static HxClass classObject() noexcept;
 
@@ -184,7 +183,7 @@ class RONDEL_EXPORT HxMutableArray : public HxArray {
   static HxMutableArray initWithCapacity(HxUInteger capacity) {
     return arrayWithCapacity(capacity);
   }
-  static HxMutableArray arrayWithObject(const HxAny& object);
+  static HxMutableArray arrayWithObject(const HxHandle& object);
   static HxMutableArray arrayWithObjects(std::initializer_list<HxAny> objects);
   static HxMutableArray initWithObjects(std::initializer_list<HxAny> objects) {
     return arrayWithObjects(objects);
@@ -196,17 +195,17 @@ class RONDEL_EXPORT HxMutableArray : public HxArray {
   static HxMutableArray arrayWithArray(const HxArray& array);
   static HxMutableArray initWithArray(const HxArray& array) { return arrayWithArray(array); }
 
-  void addObject(const HxAny& object) { addObject(HxAny(object)); }
-  void addObject(HxAny&& object);
+  void addObject(const HxHandle& object) { addObject(HxAny(object)); }
+  void addObject(HxHandle&& object);
   // The array itself may be the argument.
   void addObjectsFromArray(const HxArray& other);
   // Index count() appends.
-  void insertObject(const HxAny& object, HxUInteger index);
+  void insertObject(const HxHandle& object, HxUInteger index);
   // Each object comes to stand at its index in the result; raises HxRangeException when an index is
   // beyond the end by then, and HxInvalidArgumentException when the counts differ.
   void insertObjects(const HxArray& objects, const HxIndexSet& indexes);
   // A nil object leaves the array as it is.
-  void replaceObjectAtIndex(HxUInteger index, const HxAny& object);
+  void replaceObjectAtIndex(HxUInteger index, const HxHandle& object);
   void removeObjectAtIndex(HxUInteger index);
   void removeLastObject();  // nothing when empty
   void removeAllObjects();

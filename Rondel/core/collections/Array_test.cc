@@ -237,7 +237,7 @@ TYPED_TEST(AnyArray, IsAppendedToAMutableArray) {
 class Listener final : public HxObject {
  public:
   static HxClass classObject() noexcept {
-    static constexpr HxMethod kMethods[] = {{"hear:", [](HxObject& self, const HxAny& word) {
+    static constexpr HxMethod kMethods[] = {{"hear:", [](HxObject& self, const HxHandle& word) {
                                                static_cast<Listener&>(self).heard += shown(word);
                                                return HxAny();
                                              }}};
@@ -479,7 +479,7 @@ class Digit final : public HxObject {
   explicit Digit(int value) : _value(value) {}
   static HxClass classObject() noexcept {
     static constexpr HxMethod kMethods[] = {
-        {"compareDigit:", [](HxObject& self, const HxAny& other) -> HxAny {
+        {"compareDigit:", [](HxObject& self, const HxHandle& other) -> HxAny {
            const int a = static_cast<Digit&>(self)._value;
            const int b = asRef<Digit>(other)->_value;
            if (a == 13 || b == 13) throw std::runtime_error("thirteen");
@@ -542,7 +542,7 @@ TEST(Array, NilAnswersZeroToEverything) {
 }
 
 TEST(MutableArray, NilIsLeftAloneByEverything) {
-  HxMutableArray array;
+  HxMutableArray array = nullptr;
   array.addObject("a"_hx);
   array.addObjectsFromArray(HxArray::arrayWithObject("a"_hx));
   array.insertObject("a"_hx, 7);

@@ -26,14 +26,11 @@ class DictionaryStorage final : public HxDictionaryObject, private DropLink {
   explicit DictionaryStorage(bool isMutable, std::uint32_t flags = 0) noexcept
       : HxDictionaryObject(kBuiltIn | flags | (isMutable ? kMutable : 0)) {}
 
-  static HxMutableDictionary makeHandle(bool isMutable) {
-    return HxMutableDictionary(HxAny::Unchecked{}, HxAny::adopt(new DictionaryStorage(isMutable)));
-  }
   static HxDictionary empty() noexcept;
 
   HxClass hxClass() const noexcept override;
   HxUInteger count() const noexcept override { return _table.size(); }
-  HxAny objectForKey(const HxAny& key) const override { return HxAny(valueOf(key.object())); }
+  HxAny objectForKey(const HxHandle& key) const override { return HxAny(valueOf(key.object())); }
   Ref<HxEnumerator> keyEnumerator() const override;
   HxAny copy() const override;
 
@@ -47,8 +44,8 @@ class DictionaryStorage final : public HxDictionaryObject, private DropLink {
   HxUInteger generation() const noexcept { return _generation; }
 
   void reserve(HxUInteger count) { _table.reserve(count); }
-  void set(const HxAny& object, const HxAny& key);
-  void remove(const HxAny& key);
+  void set(const HxHandle& object, const HxHandle& key);
+  void remove(const HxHandle& key);
   void removeAll();
   void addAll(const HxDictionaryObject& other);
 
@@ -138,15 +135,15 @@ HxAny DictionaryStorage::copy() const {
   return bits() & kMutable ? HxDictionaryObject::copy() : HxAny(this);
 }
 
-void DictionaryStorage::set(const HxAny& object, const HxAny& key) {
+void DictionaryStorage::set(const HxHandle& object, const HxHandle& key) {
   const auto [entry, isNew] =
-      _table.insert(ObjectBits::isFlatString(key.object()) ? key : key.copy());
+      _table.insert(ObjectBits::isFlatString(key.object()) ? HxAny(key) : key.copy());
   if (isNew) ++_generation;
   // The old value is let go of when the table is in order again.
   const HxAny old = std::exchange(entry->value, object);
 }
 
-void DictionaryStorage::remove(const HxAny& key) {
+void DictionaryStorage::remove(const HxHandle& key) {
   const Entry removed = _table.extract(key.object());
   if (removed.key) ++_generation;
 }
@@ -187,28 +184,42 @@ const HxDictionaryObject& objectOf(const HxDictionary& dictionary) noexcept {
   return *static_cast<const HxDictionaryObject*>(dictionary.object());
 }
 
+// The makers fill the storage itself, before anybody else sees it: an immutable dictionary takes
+// nothing through a handle.
+
+HxDictionary handleOf(const Ref<DictionaryStorage>& storage) { return HxDictionary(storage); }
+
+HxMutableDictionary mutableHandleOf(const Ref<DictionaryStorage>& storage) {
+  return HxMutableDictionary(HxAny::Unchecked{}, storage);
+}
+
 // All entries of any dictionary in a new built-in one.
-HxMutableDictionary gather(const HxDictionaryObject& dictionary, bool isMutable) {
-  HxMutableDictionary result = DictionaryStorage::makeHandle(isMutable);
-  internal::storageOf(result)->addAll(dictionary);
-  return result;
+Ref<DictionaryStorage> gather(const HxDictionaryObject& dictionary, bool isMutable) {
+  auto storage = makeRef<DictionaryStorage>(isMutable);
+  storage->addAll(dictionary);
+  return storage;
 }
 
-HxMutableDictionary makeWithEntries(std::initializer_list<HxDictionary::Entry> entries,
-                                    bool isMutable) {
-  HxMutableDictionary result = DictionaryStorage::makeHandle(isMutable);
-  internal::storageOf(result)->reserve(entries.size());
-  for (const auto& [key, value] : entries) result.setObject(value, key);
-  return result;
+Ref<DictionaryStorage> makeWithEntries(std::initializer_list<HxDictionary::Entry> entries,
+                                       bool isMutable) {
+  auto storage = makeRef<DictionaryStorage>(isMutable);
+  storage->reserve(entries.size());
+  for (const auto& [key, value] : entries) {
+    if (key && value) storage->set(value, key);
+  }
+  return storage;
 }
 
-HxMutableDictionary makeWithDictionary(const HxDictionary& other, bool copyItems, bool isMutable) {
-  if (!other) return DictionaryStorage::makeHandle(isMutable);
+Ref<DictionaryStorage> makeWithDictionary(const HxDictionary& other, bool copyItems,
+                                          bool isMutable) {
+  auto storage = makeRef<DictionaryStorage>(isMutable);
+  if (!other) return storage;
   if (!copyItems) return gather(objectOf(other), isMutable);
-  HxMutableDictionary result = DictionaryStorage::makeHandle(isMutable);
-  internal::storageOf(result)->reserve(other.count());
-  for (const auto& [key, value] : other) result.setObject(value.copy(), key);
-  return result;
+  storage->reserve(other.count());
+  for (const auto& [key, value] : other) {
+    if (const HxAny copy = value.copy()) storage->set(copy, key);
+  }
+  return storage;
 }
 
 }  // namespace
@@ -281,20 +292,20 @@ HxAny HxDictionaryObject::mutableCopy() const { return gather(*this, true); }
 
 HxDictionary HxDictionary::dictionary() { return DictionaryStorage::empty(); }
 
-HxDictionary HxDictionary::dictionaryWithObject(const HxAny& object, const HxAny& key) {
+HxDictionary HxDictionary::dictionaryWithObject(const HxHandle& object, const HxHandle& key) {
   return dictionaryWithEntries({{key, object}});
 }
 
 HxDictionary HxDictionary::dictionaryWithEntries(std::initializer_list<Entry> entries) {
-  return makeWithEntries(entries, false);
+  return handleOf(makeWithEntries(entries, false));
 }
 
 HxDictionary HxDictionary::initWithDictionary(const HxDictionary& other, bool copyItems) {
-  return makeWithDictionary(other, copyItems, false);
+  return handleOf(makeWithDictionary(other, copyItems, false));
 }
 
 HxMutableDictionary HxMutableDictionary::dictionary() {
-  return DictionaryStorage::makeHandle(true);
+  return mutableHandleOf(makeRef<DictionaryStorage>(true));
 }
 
 HxMutableDictionary HxMutableDictionary::dictionaryWithCapacity(HxUInteger capacity) {
@@ -304,19 +315,19 @@ HxMutableDictionary HxMutableDictionary::dictionaryWithCapacity(HxUInteger capac
   return result;
 }
 
-HxMutableDictionary HxMutableDictionary::dictionaryWithObject(const HxAny& object,
-                                                              const HxAny& key) {
+HxMutableDictionary HxMutableDictionary::dictionaryWithObject(const HxHandle& object,
+                                                              const HxHandle& key) {
   return dictionaryWithEntries({{key, object}});
 }
 
 HxMutableDictionary HxMutableDictionary::dictionaryWithEntries(
     std::initializer_list<Entry> entries) {
-  return makeWithEntries(entries, true);
+  return mutableHandleOf(makeWithEntries(entries, true));
 }
 
 HxMutableDictionary HxMutableDictionary::initWithDictionary(const HxDictionary& other,
                                                             bool copyItems) {
-  return makeWithDictionary(other, copyItems, true);
+  return mutableHandleOf(makeWithDictionary(other, copyItems, true));
 }
 
 // ---- Reading ----------------------------------------------------------------------------------
@@ -336,10 +347,10 @@ HxArray HxDictionary::allValues() const {
   return values.finish();
 }
 
-HxDictionary HxDictionary::copy() const { return HxDictionary(Unchecked{}, HxAny::copy()); }
+HxDictionary HxDictionary::copy() const { return HxDictionary(Unchecked{}, HxHandle::copy()); }
 
 HxMutableDictionary HxDictionary::mutableCopy() const {
-  return HxMutableDictionary(Unchecked{}, HxAny::mutableCopy());
+  return HxMutableDictionary(Unchecked{}, HxHandle::mutableCopy());
 }
 
 HxDictionary::Iterator::Iterator(const HxDictionaryObject* dictionary) : _dictionary(dictionary) {
@@ -362,20 +373,30 @@ HxDictionary::Iterator& HxDictionary::Iterator::operator++() {
 
 // ---- Changing ---------------------------------------------------------------------------------
 
-void HxMutableDictionary::setObject(const HxAny& object, const HxAny& key) {
-  if (_object && object && key) internal::storageOf(*this)->set(object, key);
+void HxMutableDictionary::setObject(const HxHandle& object, const HxHandle& key) {
+  if (isForChange("-[HxMutableDictionary setObject:forKey:]", HxTypeID::dictionary) && object &&
+      key) {
+    internal::storageOf(*this)->set(object, key);
+  }
 }
 
-void HxMutableDictionary::removeObjectForKey(const HxAny& key) {
-  if (_object && key) internal::storageOf(*this)->remove(key);
+void HxMutableDictionary::removeObjectForKey(const HxHandle& key) {
+  if (isForChange("-[HxMutableDictionary removeObjectForKey:]", HxTypeID::dictionary) && key) {
+    internal::storageOf(*this)->remove(key);
+  }
 }
 
 void HxMutableDictionary::removeAllObjects() {
-  if (_object) internal::storageOf(*this)->removeAll();
+  if (isForChange("-[HxMutableDictionary removeAllObjects]", HxTypeID::dictionary)) {
+    internal::storageOf(*this)->removeAll();
+  }
 }
 
 void HxMutableDictionary::addEntriesFromDictionary(const HxDictionary& other) {
-  if (_object && other) internal::storageOf(*this)->addAll(objectOf(other));
+  if (isForChange("-[HxMutableDictionary addEntriesFromDictionary:]", HxTypeID::dictionary) &&
+      other) {
+    internal::storageOf(*this)->addAll(objectOf(other));
+  }
 }
 
 }  // namespace rondel

@@ -30,7 +30,7 @@ RONDEL_EXPORT const HxObject* storedObject(const HxObject& dictionary, const HxO
 // A value that somebody else keeps alive, as a handle of type H to read it with.
 //
 //   if (const auto size = sizes.borrowObjectForKey<HxNumber>(name)) sum += size->integerValue();
-template <std::derived_from<HxAny> H>
+template <std::derived_from<HxHandle> H>
 class HxBorrowed {
  public:
   // Nil when the object is null or of another kind.
@@ -74,7 +74,7 @@ class RONDEL_EXPORT HxDictionaryObject : public HxObject {
 
   virtual HxUInteger count() const = 0;
   // The value, nil when the key is absent.
-  virtual HxAny objectForKey(const HxAny& key) const = 0;
+  virtual HxAny objectForKey(const HxHandle& key) const = 0;
   // Every key once. The enumerator keeps what it needs alive.
   virtual Ref<HxEnumerator> keyEnumerator() const = 0;
 
@@ -97,7 +97,7 @@ class RONDEL_EXPORT HxDictionaryObject : public HxObject {
       : HxObject(HxTypeID::dictionary, flags) {}
 };
 
-class RONDEL_EXPORT HxDictionary : public HxAny {
+class RONDEL_EXPORT HxDictionary : public HxHandle {
  public:
   struct Entry {
     HxAny key;
@@ -105,11 +105,11 @@ class RONDEL_EXPORT HxDictionary : public HxAny {
   };
 
   constexpr HxDictionary() noexcept = default;
-  constexpr HxDictionary(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxDictionary(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
+  constexpr HxDictionary(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
+  HxDictionary(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
   // A dictionary of one's own class. Nil gives nil.
   template <std::derived_from<HxDictionaryObject> T>
-  explicit HxDictionary(const Ref<T>& object) noexcept : HxAny(object) {}
+  explicit HxDictionary(const Ref<T>& object) noexcept : HxHandle(object) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::dictionary;
   }
@@ -117,7 +117,7 @@ class RONDEL_EXPORT HxDictionary : public HxAny {
   static HxClass classObject() noexcept { return HxDictionaryObject::classObject(); }
 
   static HxDictionary dictionary();
-  static HxDictionary dictionaryWithObject(const HxAny& object, const HxAny& key);
+  static HxDictionary dictionaryWithObject(const HxHandle& object, const HxHandle& key);
   // Of entries that are given twice the last one counts.
   static HxDictionary dictionaryWithEntries(std::initializer_list<Entry> entries);
   // A new dictionary of the same entries; nil gives an empty one. With copyItems each value is
@@ -130,20 +130,20 @@ class RONDEL_EXPORT HxDictionary : public HxAny {
   HxUInteger count() const { return _object ? dictionaryObject()->count() : 0; }
   bool isEmpty() const { return count() == 0; }
   // Nil when the key is absent or nil.
-  HxAny objectForKey(const HxAny& key) const {
+  HxAny objectForKey(const HxHandle& key) const {
     if (!_object || !key) return HxAny();
     return isBuiltIn() ? HxAny(internal::storedObject(*_object, *key.object()))
                        : dictionaryObject()->objectForKey(key);
   }
   // The same as a handle of type H, nil when the value is of another kind.
-  template <std::derived_from<HxAny> H>
-  H objectForKey(const HxAny& key) const {
+  template <std::derived_from<HxHandle> H>
+  H objectForKey(const HxHandle& key) const {
     return as<H>(objectForKey(key));
   }
   // The same without counting a reference where that can be done, for look-ups in a loop: good
   // until the dictionary is changed or goes.
-  template <std::derived_from<HxAny> H = HxAny>
-  HxBorrowed<H> borrowObjectForKey(const HxAny& key) const {
+  template <std::derived_from<HxHandle> H = HxAny>
+  HxBorrowed<H> borrowObjectForKey(const HxHandle& key) const {
     if (!_object || !key) return HxBorrowed<H>(nullptr);
     if (!isBuiltIn()) return HxBorrowed<H>(objectForKey<H>(key));
     return HxBorrowed<H>(internal::storedObject(*_object, *key.object()));
@@ -195,11 +195,10 @@ class RONDEL_EXPORT HxDictionary : public HxAny {
 // The mutable form.
 class RONDEL_EXPORT HxMutableDictionary : public HxDictionary {
  public:
-  constexpr HxMutableDictionary() noexcept = default;
-  constexpr HxMutableDictionary(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  constexpr HxMutableDictionary(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
   HxMutableDictionary(Unchecked, HxAny any) noexcept : HxDictionary(Unchecked{}, std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
-    return HxDictionary::canHold(object) && (bitsOf(object) & kMutable) != 0;
+    return object && isBuiltInKind(object, HxTypeID::dictionary, kMutable);
   }
   static HxClass classObject() noexcept;
 
@@ -207,14 +206,14 @@ class RONDEL_EXPORT HxMutableDictionary : public HxDictionary {
   static HxMutableDictionary dictionary();
   // Empty. The capacity is advice.
   static HxMutableDictionary dictionaryWithCapacity(HxUInteger capacity);
-  static HxMutableDictionary dictionaryWithObject(const HxAny& object, const HxAny& key);
+  static HxMutableDictionary dictionaryWithObject(const HxHandle& object, const HxHandle& key);
   static HxMutableDictionary dictionaryWithEntries(std::initializer_list<Entry> entries);
   static HxMutableDictionary initWithDictionary(const HxDictionary& other, bool copyItems = false);
 
   // Replaces the value that the key has; the stored key stays then.
-  void setObject(const HxAny& object, const HxAny& key);
+  void setObject(const HxHandle& object, const HxHandle& key);
   // Nothing when the key is absent.
-  void removeObjectForKey(const HxAny& key);
+  void removeObjectForKey(const HxHandle& key);
   void removeAllObjects();
   void addEntriesFromDictionary(const HxDictionary& other);
 };

@@ -119,7 +119,7 @@ TEST(Dictionary, KeepsALentValueThatNobodyElseKeeps) {
   class Maker final : public HxDictionaryObject {
    public:
     HxUInteger count() const override { return 1; }
-    HxAny objectForKey(const HxAny& key) const override {
+    HxAny objectForKey(const HxHandle& key) const override {
       return HxMutableString::stringWithString(as<HxString>(key));
     }
     Ref<HxEnumerator> keyEnumerator() const override { return nullptr; }
@@ -373,7 +373,7 @@ class Witness final : public HxObject {
   ~Witness() override { _dictionary.setObject("seen"_hx, "w"_hx); }
 
  private:
-  HxMutableDictionary _dictionary;
+  HxMutableDictionary _dictionary = nullptr;
 };
 
 TEST(MutableDictionary, MayBeChangedByAnObjectThatItLetsGoOf) {
@@ -407,7 +407,7 @@ TEST(Dictionary, NilAnswersZeroToEverything) {
 }
 
 TEST(MutableDictionary, NilIsLeftAloneByEverything) {
-  HxMutableDictionary dictionary;
+  HxMutableDictionary dictionary = nullptr;
   dictionary.setObject("a"_hx, "b"_hx);
   dictionary.removeObjectForKey("b"_hx);
   dictionary.removeAllObjects();

@@ -15,7 +15,7 @@ namespace {
 class IndexSetStorage final : public HxObject {
  public:
   explicit IndexSetStorage(bool isMutable) noexcept
-      : HxObject(HxTypeID::indexSet, isMutable ? kMutable : 0) {}
+      : HxObject(HxTypeID::indexSet, kBuiltIn | (isMutable ? kMutable : 0)) {}
 
   HxClass hxClass() const noexcept override;
   bool isEqual(const HxObject& other) const override;
@@ -47,20 +47,24 @@ HxUInteger countIn(HxRange a, HxRange b) noexcept {
   return end > start ? end - start : 0;
 }
 
-IndexSetStorage* storageOf(const HxAny& set) noexcept {
+IndexSetStorage* storageOf(const HxHandle& set) noexcept {
   return static_cast<IndexSetStorage*>(set.object());
 }
 
-HxMutableIndexSet makeSet(HxRange range, bool isMutable) {
-  HxMutableIndexSet result(HxAny::Unchecked{}, HxAny::adopt(new IndexSetStorage(isMutable)));
-  result.addIndexesInRange(range);
-  return result;
+// The makers fill the storage itself, before anybody else sees it: an immutable set takes nothing
+// through a handle.
+
+Ref<IndexSetStorage> makeSet(HxRange range, bool isMutable) {
+  auto storage = makeRef<IndexSetStorage>(isMutable);
+  const HxRange indexes = valid(range);
+  if (indexes.length > 0) storage->add(indexes);
+  return storage;
 }
 
-HxMutableIndexSet makeSet(const IndexSetStorage& other, bool isMutable) {
-  HxMutableIndexSet result = makeSet(HxRange(), isMutable);
-  storageOf(result)->ranges = other.ranges;
-  return result;
+Ref<IndexSetStorage> makeSet(const IndexSetStorage& other, bool isMutable) {
+  auto storage = makeRef<IndexSetStorage>(isMutable);
+  storage->ranges = other.ranges;
+  return storage;
 }
 
 HxClass IndexSetStorage::hxClass() const noexcept {
@@ -93,7 +97,7 @@ HxString IndexSetStorage::description() const {
 }
 
 HxAny IndexSetStorage::copy() const {
-  return bits() & kMutable ? makeSet(*this, false) : HxAny(this);
+  return bits() & kMutable ? HxAny(makeSet(*this, false)) : HxAny(this);
 }
 
 HxAny IndexSetStorage::mutableCopy() const { return makeSet(*this, true); }
@@ -146,13 +150,15 @@ HxClass HxMutableIndexSet::classObject() noexcept {
   return HxClass(&info);
 }
 
-HxIndexSet HxIndexSet::indexSet() { return makeSet(HxRange(), false); }
+HxIndexSet HxIndexSet::indexSet() { return indexSetWithIndexesInRange(HxRange()); }
 
 HxIndexSet HxIndexSet::indexSetWithIndex(HxUInteger index) {
   return indexSetWithIndexesInRange({index, 1});
 }
 
-HxIndexSet HxIndexSet::indexSetWithIndexesInRange(HxRange range) { return makeSet(range, false); }
+HxIndexSet HxIndexSet::indexSetWithIndexesInRange(HxRange range) {
+  return HxIndexSet(Unchecked{}, makeSet(range, false));
+}
 
 HxUInteger HxIndexSet::count() const noexcept { return countOfIndexesInRange({0, HxNotFound}); }
 
@@ -189,34 +195,38 @@ HxUInteger HxIndexSet::indexGreaterThanIndex(HxUInteger index) const noexcept {
   return range == storage.ranges.end() ? HxNotFound : std::max(range->location, index + 1);
 }
 
-HxIndexSet HxIndexSet::copy() const { return HxIndexSet(Unchecked{}, HxAny::copy()); }
+HxIndexSet HxIndexSet::copy() const { return HxIndexSet(Unchecked{}, HxHandle::copy()); }
 
 HxMutableIndexSet HxIndexSet::mutableCopy() const {
-  return HxMutableIndexSet(Unchecked{}, HxAny::mutableCopy());
+  return HxMutableIndexSet(Unchecked{}, HxHandle::mutableCopy());
 }
 
-HxMutableIndexSet HxMutableIndexSet::indexSet() { return makeSet(HxRange(), true); }
+HxMutableIndexSet HxMutableIndexSet::indexSet() { return indexSetWithIndexesInRange(HxRange()); }
 
 HxMutableIndexSet HxMutableIndexSet::indexSetWithIndex(HxUInteger index) {
   return indexSetWithIndexesInRange({index, 1});
 }
 
 HxMutableIndexSet HxMutableIndexSet::indexSetWithIndexesInRange(HxRange range) {
-  return makeSet(range, true);
+  return HxMutableIndexSet(Unchecked{}, makeSet(range, true));
 }
 
 void HxMutableIndexSet::addIndexesInRange(HxRange range) {
+  if (!isForChange("-[HxMutableIndexSet addIndexesInRange:]", HxTypeID::indexSet)) return;
   const HxRange added = valid(range);
-  if (_object && added.length > 0) storageOf(*this)->add(added);
+  if (added.length > 0) storageOf(*this)->add(added);
 }
 
 void HxMutableIndexSet::removeIndexesInRange(HxRange range) {
+  if (!isForChange("-[HxMutableIndexSet removeIndexesInRange:]", HxTypeID::indexSet)) return;
   const HxRange removed = valid(range);
-  if (_object && removed.length > 0) storageOf(*this)->remove(removed);
+  if (removed.length > 0) storageOf(*this)->remove(removed);
 }
 
 void HxMutableIndexSet::removeAllIndexes() {
-  if (_object) storageOf(*this)->ranges.clear();
+  if (isForChange("-[HxMutableIndexSet removeAllIndexes]", HxTypeID::indexSet)) {
+    storageOf(*this)->ranges.clear();
+  }
 }
 
 }  // namespace rondel

@@ -16,11 +16,11 @@ namespace rondel {
 
 class HxMutableIndexSet;
 
-class RONDEL_EXPORT HxIndexSet : public HxAny {
+class RONDEL_EXPORT HxIndexSet : public HxHandle {
  public:
   constexpr HxIndexSet() noexcept = default;
-  constexpr HxIndexSet(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxIndexSet(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
+  constexpr HxIndexSet(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
+  HxIndexSet(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::indexSet;
   }
@@ -71,11 +71,10 @@ class RONDEL_EXPORT HxIndexSet : public HxAny {
 
 class RONDEL_EXPORT HxMutableIndexSet : public HxIndexSet {
  public:
-  constexpr HxMutableIndexSet() noexcept = default;
-  constexpr HxMutableIndexSet(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  constexpr HxMutableIndexSet(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
   HxMutableIndexSet(Unchecked, HxAny any) noexcept : HxIndexSet(Unchecked{}, std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
-    return HxIndexSet::canHold(object) && (bitsOf(object) & kMutable) != 0;
+    return object && isBuiltInKind(object, HxTypeID::indexSet, kMutable);
   }
   static HxClass classObject() noexcept;
 

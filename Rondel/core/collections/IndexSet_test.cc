@@ -166,7 +166,7 @@ TEST(NilIndexSet, AnswersZeroToEverything) {
 }
 
 TEST(NilMutableIndexSet, DoesNothing) {
-  HxMutableIndexSet nil;
+  HxMutableIndexSet nil = nullptr;
   nil.addIndex(1);
   nil.addIndexesInRange({1, 2});
   nil.removeIndex(1);

@@ -22,7 +22,7 @@ class SetStorage final : public HxObject, private internal::DropLink {
   using Member = internal::ObjectTable::Entry;
 
   explicit SetStorage(bool isMutable) noexcept
-      : HxObject(HxTypeID::set, isMutable ? kMutable : 0) {}
+      : HxObject(HxTypeID::set, kBuiltIn | (isMutable ? kMutable : 0)) {}
 
   HxClass hxClass() const noexcept override;
   bool isEqual(const HxObject& other) const override;
@@ -43,22 +43,29 @@ class SetStorage final : public HxObject, private internal::DropLink {
   internal::ObjectTable table;
 };
 
-SetStorage* storageOf(const HxAny& set) noexcept { return static_cast<SetStorage*>(set.object()); }
-
-HxMutableSet makeSet(bool isMutable) {
-  return HxMutableSet(HxAny::Unchecked{}, HxAny::adopt(new SetStorage(isMutable)));
+SetStorage* storageOf(const HxHandle& set) noexcept {
+  return static_cast<SetStorage*>(set.object());
 }
 
-HxMutableSet makeSet(const HxArray& array, bool isMutable) {
-  HxMutableSet result = makeSet(isMutable);
-  result.addObjectsFromArray(array);
-  return result;
+// The makers fill the storage itself, before anybody else sees it: an immutable set takes nothing
+// through a handle.
+
+HxSet handleOf(const Ref<SetStorage>& storage) { return HxSet(HxAny::Unchecked{}, storage); }
+
+HxMutableSet mutableHandleOf(const Ref<SetStorage>& storage) {
+  return HxMutableSet(HxAny::Unchecked{}, storage);
 }
 
-HxMutableSet makeSet(const SetStorage& other, bool isMutable) {
-  HxMutableSet result = makeSet(isMutable);
-  storageOf(result)->table = other.table;
-  return result;
+Ref<SetStorage> makeSet(const HxArray& array, bool isMutable) {
+  auto storage = makeRef<SetStorage>(isMutable);
+  for (const HxAny& object : array) storage->table.insert(object);
+  return storage;
+}
+
+Ref<SetStorage> makeSet(const SetStorage& other, bool isMutable) {
+  auto storage = makeRef<SetStorage>(isMutable);
+  storage->table = other.table;
+  return storage;
 }
 
 HxClass SetStorage::hxClass() const noexcept {
@@ -98,7 +105,9 @@ HxString SetStorage::description() const {
   return text.copy();
 }
 
-HxAny SetStorage::copy() const { return bits() & kMutable ? makeSet(*this, false) : HxAny(this); }
+HxAny SetStorage::copy() const {
+  return bits() & kMutable ? HxAny(makeSet(*this, false)) : HxAny(this);
+}
 
 HxAny SetStorage::mutableCopy() const { return makeSet(*this, true); }
 
@@ -116,17 +125,17 @@ HxClass HxMutableSet::classObject() noexcept {
   return HxClass(&info);
 }
 
-HxSet HxSet::set() { return makeSet(false); }
+HxSet HxSet::set() { return handleOf(makeRef<SetStorage>(false)); }
 
-HxSet HxSet::initWithArray(const HxArray& array) { return makeSet(array, false); }
+HxSet HxSet::initWithArray(const HxArray& array) { return handleOf(makeSet(array, false)); }
 
 HxSet HxSet::initWithObjects(std::initializer_list<HxAny> objects) {
-  return makeSet(HxArray::arrayWithObjects(objects), false);
+  return handleOf(makeSet(HxArray::arrayWithObjects(objects), false));
 }
 
 HxUInteger HxSet::count() const { return _object ? storageOf(*this)->table.size() : 0; }
 
-HxAny HxSet::member(const HxAny& object) const {
+HxAny HxSet::member(const HxHandle& object) const {
   if (!_object || !object) return nullptr;
   const SetStorage::Member* found = storageOf(*this)->table.find(object.object());
   return found ? found->key : HxAny();
@@ -139,34 +148,41 @@ HxArray HxSet::allObjects() const {
   return result.finish();
 }
 
-HxSet HxSet::copy() const { return HxSet(Unchecked{}, HxAny::copy()); }
+HxSet HxSet::copy() const { return HxSet(Unchecked{}, HxHandle::copy()); }
 
-HxMutableSet HxSet::mutableCopy() const { return HxMutableSet(Unchecked{}, HxAny::mutableCopy()); }
-
-HxMutableSet HxMutableSet::set() { return makeSet(true); }
-
-HxMutableSet HxMutableSet::initWithArray(const HxArray& array) { return makeSet(array, true); }
-
-HxMutableSet HxMutableSet::initWithObjects(std::initializer_list<HxAny> objects) {
-  return makeSet(HxArray::arrayWithObjects(objects), true);
+HxMutableSet HxSet::mutableCopy() const {
+  return HxMutableSet(Unchecked{}, HxHandle::mutableCopy());
 }
 
-void HxMutableSet::addObject(const HxAny& object) {
-  if (_object && object) storageOf(*this)->table.insert(object);
+HxMutableSet HxMutableSet::set() { return mutableHandleOf(makeRef<SetStorage>(true)); }
+
+HxMutableSet HxMutableSet::initWithArray(const HxArray& array) {
+  return mutableHandleOf(makeSet(array, true));
+}
+
+HxMutableSet HxMutableSet::initWithObjects(std::initializer_list<HxAny> objects) {
+  return mutableHandleOf(makeSet(HxArray::arrayWithObjects(objects), true));
+}
+
+void HxMutableSet::addObject(const HxHandle& object) {
+  if (isForChange("-[HxMutableSet addObject:]", HxTypeID::set) && object) {
+    storageOf(*this)->table.insert(object);
+  }
 }
 
 void HxMutableSet::addObjectsFromArray(const HxArray& array) {
+  if (!isForChange("-[HxMutableSet addObjectsFromArray:]", HxTypeID::set)) return;
   for (const HxAny& object : array) addObject(object);
 }
 
-void HxMutableSet::removeObject(const HxAny& object) {
-  if (!_object || !object) return;
+void HxMutableSet::removeObject(const HxHandle& object) {
+  if (!isForChange("-[HxMutableSet removeObject:]", HxTypeID::set) || !object) return;
   // Let go of when the table is in order again.
   const SetStorage::Member removed = storageOf(*this)->table.extract(object.object());
 }
 
 void HxMutableSet::removeAllObjects() {
-  if (!_object) return;
+  if (!isForChange("-[HxMutableSet removeAllObjects]", HxTypeID::set)) return;
   internal::ObjectTable removed;
   removed.swap(storageOf(*this)->table);
 }

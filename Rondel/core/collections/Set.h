@@ -18,11 +18,11 @@ namespace rondel {
 
 class HxMutableSet;
 
-class RONDEL_EXPORT HxSet : public HxAny {
+class RONDEL_EXPORT HxSet : public HxHandle {
  public:
   constexpr HxSet() noexcept = default;
-  constexpr HxSet(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxSet(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
+  constexpr HxSet(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
+  HxSet(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::set;
   }
@@ -37,9 +37,9 @@ class RONDEL_EXPORT HxSet : public HxAny {
 
   HxUInteger count() const;
   bool isEmpty() const { return count() == 0; }
-  bool containsObject(const HxAny& object) const { return !member(object).isNil(); }
+  bool containsObject(const HxHandle& object) const { return !member(object).isNil(); }
   // The object of the set that is equal to this one, or nil.
-  HxAny member(const HxAny& object) const;
+  HxAny member(const HxHandle& object) const;
   // In no particular order.
   HxArray allObjects() const;
   bool isEqualToSet(const HxSet& other) const { return isEqual(other); }
@@ -51,11 +51,10 @@ class RONDEL_EXPORT HxSet : public HxAny {
 
 class RONDEL_EXPORT HxMutableSet : public HxSet {
  public:
-  constexpr HxMutableSet() noexcept = default;
-  constexpr HxMutableSet(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  constexpr HxMutableSet(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
   HxMutableSet(Unchecked, HxAny any) noexcept : HxSet(Unchecked{}, std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
-    return HxSet::canHold(object) && (bitsOf(object) & kMutable) != 0;
+    return object && isBuiltInKind(object, HxTypeID::set, kMutable);
   }
   static HxClass classObject() noexcept;
 
@@ -64,9 +63,9 @@ class RONDEL_EXPORT HxMutableSet : public HxSet {
   static HxMutableSet initWithObjects(std::initializer_list<HxAny> objects);
 
   // Nothing when an equal object is there already.
-  void addObject(const HxAny& object);
+  void addObject(const HxHandle& object);
   void addObjectsFromArray(const HxArray& array);
-  void removeObject(const HxAny& object);
+  void removeObject(const HxHandle& object);
   void removeAllObjects();
 };
 

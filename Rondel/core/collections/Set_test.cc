@@ -129,7 +129,7 @@ TEST(NilSet, AnswersZeroToEverything) {
 }
 
 TEST(NilMutableSet, DoesNothing) {
-  HxMutableSet nil;
+  HxMutableSet nil = nullptr;
   nil.addObject("a"_hx);
   nil.addObjectsFromArray(HxArray::arrayWithObject("a"_hx));
   nil.removeObject("a"_hx);

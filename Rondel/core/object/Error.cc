@@ -59,7 +59,7 @@ HxString ErrorObject::localizedDescription() const {
               : textOfErrno(_code);
 }
 
-const ErrorObject* errorOf(const HxAny& error) noexcept {
+const ErrorObject* errorOf(const HxHandle& error) noexcept {
   return static_cast<const ErrorObject*>(error.object());
 }
 

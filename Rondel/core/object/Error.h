@@ -24,11 +24,11 @@ inline constexpr HxString HxPropertyListErrorDomain = "HxPropertyListErrorDomain
 inline constexpr HxString HxFilePathErrorKey = "HxFilePathErrorKey"_hx;
 inline constexpr HxString HxLocalizedDescriptionKey = "HxLocalizedDescriptionKey"_hx;
 
-class RONDEL_EXPORT HxError : public HxAny {
+class RONDEL_EXPORT HxError : public HxHandle {
  public:
   constexpr HxError() noexcept = default;
-  constexpr HxError(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxError(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
+  constexpr HxError(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
+  HxError(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::error;
   }

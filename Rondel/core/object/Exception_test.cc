@@ -81,7 +81,7 @@ TEST(Exception, OfNothingStillHasAText) {
 
 TEST(Exception, LetsGoOfWhatTheFramesHold) {
   const HxMutableArray held = HxMutableArray::array();
-  const auto raiseWith = [](const HxAny& object) {
+  const auto raiseWith = [](const HxHandle& object) {
     const HxAny share = object;
     HxException::raise("Trouble"_hx, "%@"_hx, share);
   };

@@ -74,14 +74,14 @@ namespace {
 
 constexpr HxMethod kObjectMethods[] = {
     {"compare:",
-     [](HxObject& self, const HxAny& other) -> HxAny {
+     [](HxObject& self, const HxHandle& other) -> HxAny {
        return HxNumber::numberWithInt(HxAny(&self).compare(other));
      }},
     {"isEqual:",
-     [](HxObject& self, const HxAny& other) -> HxAny {
+     [](HxObject& self, const HxHandle& other) -> HxAny {
        return HxNumber::numberWithBool(HxAny(&self).isEqual(other));
      }},
-    {"description", [](HxObject& self, const HxAny&) -> HxAny { return self.description(); }},
+    {"description", [](HxObject& self, const HxHandle&) -> HxAny { return self.description(); }},
 };
 
 }  // namespace
@@ -127,7 +127,7 @@ HxAny HxObject::performSelector(HxSelector selector) const {
   return performSelector(selector, HxAny());
 }
 
-HxAny HxObject::performSelector(HxSelector selector, const HxAny& argument) const {
+HxAny HxObject::performSelector(HxSelector selector, const HxHandle& argument) const {
   const HxMethod* method = methodOf(hxClass(), selector);
   if (!method) {
     HxException::raise(HxInvalidArgumentException, "-[%s %s]: no such operation"_hx,
@@ -138,29 +138,34 @@ HxAny HxObject::performSelector(HxSelector selector, const HxAny& argument) cons
 
 // ---- Handles ----------------------------------------------------------------------------------
 
-HxString HxAny::description() const { return _object ? _object->description() : HxString(); }
+HxString HxHandle::description() const { return _object ? _object->description() : HxString(); }
 
-HxString HxAny::descriptionForAssertionMessage() const {
+HxString HxHandle::descriptionForAssertionMessage() const {
   return _object ? _object->descriptionForAssertionMessage() : HxString();
 }
 
-HxComparisonResult HxAny::compare(const HxAny& other) const {
+HxComparisonResult HxHandle::compare(const HxHandle& other) const {
   if (!_object) return HxOrderedSame;
   return other._object ? _object->compare(*other._object) : HxOrderedDescending;
 }
 
-HxAny HxAny::copy() const { return _object ? _object->copy() : HxAny(); }
+HxAny HxHandle::copy() const { return _object ? _object->copy() : HxAny(); }
 
-HxAny HxAny::copyWithZone(const void*) const { return copy(); }
+HxAny HxHandle::copyWithZone(const void*) const { return copy(); }
 
-HxAny HxAny::mutableCopy() const { return _object ? _object->mutableCopy() : HxAny(); }
+HxAny HxHandle::mutableCopy() const { return _object ? _object->mutableCopy() : HxAny(); }
 
-HxAny HxAny::performSelector(HxSelector selector) const {
+HxAny HxHandle::performSelector(HxSelector selector) const {
   return _object ? _object->performSelector(selector) : HxAny();
 }
 
-HxAny HxAny::performSelector(HxSelector selector, const HxAny& argument) const {
+HxAny HxHandle::performSelector(HxSelector selector, const HxHandle& argument) const {
   return _object ? _object->performSelector(selector, argument) : HxAny();
+}
+
+void HxHandle::raiseWrongKind(const char* operation) const {
+  HxException::raise(HxInvalidArgumentException, "%s: the receiver is an object of class %s"_hx,
+                     operation, hxClass().name());
 }
 
 }  // namespace rondel

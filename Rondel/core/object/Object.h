@@ -8,11 +8,17 @@
 //   Ref<ZevMoTask> task = ZevMoTask::init();   // a class with a life of its own, used with ->
 //   HxString name = "cc"_hx;                   // a value type: a nil-safe handle, used with a dot
 //   HxAny any = name;                          // any object at all
-//   HxString back = as<HxString>(any);         // and back: nil when it is something else
+//   HxString back = as<HxString>(any);         // and back: nil if it is something else
 //
 // All three are one pointer wide and may be nil. On a nil value-type handle or HxAny every
-// operation does nothing and gives zero: 0, false, nil or an empty answer. A nil Ref must not be
+// operation does nothing and returns zero: 0, false, nil or an empty answer. A nil Ref must not be
 // used with ->.
+//
+// Assigning. A handle takes objects of its own kind only; what is assigned through a reference to
+// another handle type does not compile. One hole is left, which no compiler closes: HxString& may
+// refer to an HxMutableString, which then takes an immutable string. So every operation that
+// changes an object tests that the object can be changed, and raises HxInvalidArgumentException if
+// not.
 //
 // Threads: reference counts are atomic. An object that nobody changes may be read from any thread.
 #pragma once
@@ -31,6 +37,7 @@ namespace rondel {
 class HxAny;
 class HxArray;
 class HxClass;
+class HxHandle;
 class HxObject;
 class HxSelector;
 class HxString;
@@ -75,7 +82,7 @@ class RONDEL_EXPORT HxSelector {
 // One operation that can be called by its name at run time.
 struct HxMethod {
   const char* name;  // with its colons: "compare:"
-  HxAny (*call)(HxObject& self, const HxAny& argument);
+  HxAny (*call)(HxObject& self, const HxHandle& argument);
 };
 
 // What a class tells of itself. One static object a class; see HxClass.
@@ -161,7 +168,7 @@ class RONDEL_EXPORT HxObject {
   // Calls the operation that the class registered under this name; raises
   // HxInvalidArgumentException when there is none.
   HxAny performSelector(HxSelector selector) const;
-  HxAny performSelector(HxSelector selector, const HxAny& argument) const;
+  HxAny performSelector(HxSelector selector, const HxHandle& argument) const;
 
   constexpr HxTypeID typeID() const noexcept { return static_cast<HxTypeID>(_bits & kTypeMask); }
 
@@ -189,7 +196,8 @@ class RONDEL_EXPORT HxObject {
   static constexpr std::uint32_t kFlatNarrow = 0x200;  // a flat string, one byte a unit
   static constexpr std::uint32_t kFlatWide = 0x400;    // a flat string, two bytes a unit
   static constexpr std::uint32_t kMutable = 0x800;     // the mutable form of a value type
-  static constexpr std::uint32_t kBuiltIn = 0x1000;    // the library's own collection: final
+  static constexpr std::uint32_t kBuiltIn = 0x1000;    // a class of the library's own: final
+  static constexpr std::uint32_t kAimable = 0x2000;    // a string that views part of another
 
   constexpr explicit HxObject(HxTypeID type = HxTypeID::object, std::uint32_t flags = 0) noexcept
       : _bits(static_cast<std::uint32_t>(type) | flags) {}
@@ -199,52 +207,34 @@ class RONDEL_EXPORT HxObject {
 
  private:
   void destroy() const noexcept;
-  friend class HxAny;
+  friend class HxHandle;
   mutable internal::AtomicWord _count{1};  // the maker's reference, which it adopts
   const std::uint32_t _bits;
 };
 
-// A handle for any object, and the base of all value-type handles.
-class RONDEL_EXPORT HxAny {
+namespace internal {
+
+// What nil is written as: nullptr, and no number.
+template <class T>
+concept IsNil = std::same_as<T, std::nullptr_t>;
+
+}  // namespace internal
+
+// The base of all handles: a pointer to an object, and the questions of HxObject. It is what a
+// parameter takes that may be any object: const HxHandle& accepts every handle, every Ref and
+// nullptr, and counts nothing. It can be neither copied, assigned nor swapped, so that nothing
+// reaches a variable but objects of the variable's own kind; HxAny is the variable for any object.
+class RONDEL_EXPORT HxHandle {
  public:
   // Tells a handle's constructor that the object is known to be of its kind; what as<> uses.
   struct Unchecked {};
 
-  constexpr HxAny() noexcept : _object(nullptr) {}
-  constexpr HxAny(std::nullptr_t) noexcept
-      : _object(nullptr) {}  // NOLINT: nil is written as nullptr
-  // Shares the object.
-  constexpr explicit HxAny(const HxObject* object) noexcept
-      : _object(const_cast<HxObject*>(object)) {
-    if (!std::is_constant_evaluated() && _object) _object->retain();
-  }
+  constexpr HxHandle(internal::IsNil auto) noexcept : _object(nullptr) {}  // NOLINT: nullptr is nil
   template <class T>
-  HxAny(const Ref<T>& reference) noexcept;  // NOLINT: every reference is an HxAny
-  HxAny(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
-
-  constexpr HxAny(const HxAny& other) noexcept : HxAny(other._object) {}
-  constexpr HxAny(HxAny&& other) noexcept : _object(std::exchange(other._object, nullptr)) {}
-  HxAny& operator=(const HxAny& other) noexcept {
-    HxAny(other).swap(*this);
-    return *this;
-  }
-  HxAny& operator=(HxAny&& other) noexcept {
-    HxAny(std::move(other)).swap(*this);
-    return *this;
-  }
+  HxHandle(const Ref<T>& reference) noexcept;  // NOLINT: every reference is a handle
   // Handles that are made while compiling are of immortal objects, and need no counting.
-  constexpr ~HxAny() {
+  constexpr ~HxHandle() {
     if (!std::is_constant_evaluated() && _object) _object->release();
-  }
-  void swap(HxAny& other) noexcept { std::swap(_object, other._object); }
-  // Whether a handle of this type can be had on the object; what as<> asks.
-  static constexpr bool canHold(const HxObject* object) noexcept { return object != nullptr; }
-
-  // Takes over the reference that the caller holds.
-  static HxAny adopt(HxObject* object) noexcept {
-    HxAny any;
-    any._object = object;
-    return any;
   }
 
   constexpr bool isNil() const noexcept { return !_object; }
@@ -252,16 +242,15 @@ class RONDEL_EXPORT HxAny {
   // The object behind the handle, still owned by it; null for nil.
   constexpr HxObject* object() const noexcept { return _object; }
 
-  // The questions of HxObject; zero, false or nil for nil. isEqual is false when either side is
-  // nil.
-  bool isEqual(const HxAny& other) const {
+  // The questions of HxObject; zero, false or nil for nil. isEqual is false if either side is nil.
+  bool isEqual(const HxHandle& other) const {
     return _object && other._object &&
            (_object == other._object || _object->isEqual(*other._object));
   }
   HxUInteger hash() const { return _object ? _object->hash() : 0; }
   HxString description() const;
   HxString descriptionForAssertionMessage() const;
-  HxComparisonResult compare(const HxAny& other) const;
+  HxComparisonResult compare(const HxHandle& other) const;
   HxAny copy() const;
   HxAny mutableCopy() const;
   HxAny copyWithZone(const void* zone) const;
@@ -276,21 +265,83 @@ class RONDEL_EXPORT HxAny {
     return _object && _object->respondsToSelector(selector);
   }
   HxAny performSelector(HxSelector selector) const;
-  HxAny performSelector(HxSelector selector, const HxAny& argument) const;
+  HxAny performSelector(HxSelector selector, const HxHandle& argument) const;
 
   // By isEqual; two nils are equal here, so that handles can be compared as values.
-  friend bool operator==(const HxAny& a, const HxAny& b) {
+  friend bool operator==(const HxHandle& a, const HxHandle& b) {
     return a._object == b._object || a.isEqual(b);
   }
 
  protected:
+  constexpr HxHandle() noexcept : _object(nullptr) {}
+  // Shares the object.
+  constexpr explicit HxHandle(const HxObject* object) noexcept
+      : _object(const_cast<HxObject*>(object)) {
+    if (!std::is_constant_evaluated() && _object) _object->retain();
+  }
+  constexpr HxHandle(const HxHandle& other) noexcept : HxHandle(other._object) {}
+  constexpr HxHandle(HxHandle&& other) noexcept : _object(std::exchange(other._object, nullptr)) {}
+  HxHandle& operator=(const HxHandle& other) noexcept { return *this = HxHandle(other); }
+  HxHandle& operator=(HxHandle&& other) noexcept {
+    // The old object is let go of last: its end may look at this handle.
+    const HxObject* const old = std::exchange(_object, std::exchange(other._object, nullptr));
+    if (old) old->release();
+    return *this;
+  }
+
   static constexpr std::uint32_t bitsOf(const HxObject* object) noexcept { return object->bits(); }
   static constexpr std::uint32_t kFlatNarrow = HxObject::kFlatNarrow;
   static constexpr std::uint32_t kFlatWide = HxObject::kFlatWide;
   static constexpr std::uint32_t kMutable = HxObject::kMutable;
   static constexpr std::uint32_t kBuiltIn = HxObject::kBuiltIn;
+  static constexpr std::uint32_t kAimable = HxObject::kAimable;
+
+  // Whether an object is the library's own one of this kind, with exactly these bits among
+  // kMutable and kAimable.
+  static constexpr bool isBuiltInKind(const HxObject* object, HxTypeID type,
+                                      std::uint32_t bits) noexcept {
+    constexpr std::uint32_t kAsked = HxObject::kTypeMask | kBuiltIn | kMutable | kAimable;
+    return (object->bits() & kAsked) == (static_cast<std::uint32_t>(type) | kBuiltIn | bits);
+  }
+  // Whether there is an object for an operation that the base of this handle does not have: false
+  // for nil. Raises HxInvalidArgumentException if the object is of another kind, which the handle
+  // was given through a reference to its base. `operation` is the full name, for the reason.
+  bool isForChange(const char* operation, HxTypeID type,
+                   std::uint32_t bits = HxObject::kMutable) const {
+    if (!_object) return false;
+    if (!isBuiltInKind(_object, type, bits)) [[unlikely]] {
+      raiseWrongKind(operation);
+    }
+    return true;
+  }
 
   HxObject* _object;
+
+ private:
+  [[noreturn]] void raiseWrongKind(const char* operation) const;
+};
+
+// The variable that holds any object at all. Takes every handle and every Ref.
+class RONDEL_EXPORT HxAny final : public HxHandle {
+ public:
+  constexpr HxAny() noexcept = default;
+  constexpr HxAny(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
+  // Shares the object.
+  constexpr explicit HxAny(const HxObject* object) noexcept : HxHandle(object) {}
+  template <class T>
+  HxAny(const Ref<T>& reference) noexcept : HxHandle(reference) {}    // NOLINT: any object
+  HxAny(const HxHandle& handle) noexcept : HxHandle(handle) {}        // NOLINT: any object
+  HxAny(HxHandle&& handle) noexcept : HxHandle(std::move(handle)) {}  // NOLINT: any object
+  HxAny(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
+  // Whether a handle of this type can be had on the object; what as<> asks.
+  static constexpr bool canHold(const HxObject* object) noexcept { return object != nullptr; }
+
+  // Takes over the reference that the caller holds.
+  static HxAny adopt(HxObject* object) noexcept {
+    HxAny any;
+    any._object = object;
+    return any;
+  }
 };
 
 // A shared-owning reference to an object of class T, nil by default. T may be incomplete where a
@@ -343,18 +394,18 @@ Ref<T> makeRef(Arguments&&... arguments) {
 }
 
 template <class T>
-HxAny::HxAny(const Ref<T>& reference) noexcept
-    : HxAny(static_cast<const HxObject*>(reference.get())) {}
+HxHandle::HxHandle(const Ref<T>& reference) noexcept
+    : HxHandle(static_cast<const HxObject*>(reference.get())) {}
 
 // The same object under handle type H, nil when it is of another kind. For mutable forms the object
 // must be mutable.
-template <std::derived_from<HxAny> H>
+template <std::derived_from<HxHandle> H>
 H as(HxAny any) {
-  return H::canHold(any.object()) ? H(HxAny::Unchecked{}, std::move(any)) : H();
+  return H::canHold(any.object()) ? H(HxAny::Unchecked{}, std::move(any)) : H(nullptr);
 }
 // The same object under class T, nil when it is of another class.
 template <std::derived_from<HxObject> T>
-Ref<T> asRef(const HxAny& any) {
+Ref<T> asRef(const HxHandle& any) {
   return Ref<T>(dynamic_cast<T*>(any.object()));
 }
 
@@ -372,7 +423,7 @@ RONDEL_EXPORT HxSelector HxSelectorFromString(const HxString& name);
 RONDEL_EXPORT HxString HxStringFromClass(HxClass kind);
 
 // Run-time type identity; that of nil is that of a plain object.
-inline HxTypeID HcGetTypeID(const HxAny& any) noexcept {
+inline HxTypeID HcGetTypeID(const HxHandle& any) noexcept {
   return any ? any.object()->typeID() : HxTypeID::object;
 }
 constexpr HxTypeID HcStringGetTypeID() noexcept { return HxTypeID::string; }
@@ -383,7 +434,7 @@ constexpr HxTypeID HcDataGetTypeID() noexcept { return HxTypeID::data; }
 }  // namespace rondel
 
 // Every handle is a key for the hash tables of the standard library; a nil one too.
-template <std::derived_from<rondel::HxAny> Handle>
+template <std::derived_from<rondel::HxHandle> Handle>
 struct std::hash<Handle> {
   std::size_t operator()(const Handle& handle) const { return handle.hash(); }
 };

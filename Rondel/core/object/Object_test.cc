@@ -36,10 +36,10 @@ class Door : public HxObject, public Opening {
   static HxClass classObject() noexcept {
     static constexpr HxMethod kMethods[] = {
         {"knock",
-         [](HxObject& self, const HxAny&) -> HxAny {
+         [](HxObject& self, const HxHandle&) -> HxAny {
            return HxNumber::numberWithInt(++static_cast<Door&>(self).knocks);
          }},
-        {"echo:", [](HxObject&, const HxAny& argument) -> HxAny { return argument; }}};
+        {"echo:", [](HxObject&, const HxHandle& argument) -> HxAny { return argument; }}};
     static const HxClassInfo info{"Door", HxObject::classObject().info(),
                                   [] { return HxAny(makeRef<Door>()); }, kMethods,
                                   std::size(kMethods)};

@@ -96,7 +96,7 @@ HxDictionary BundleObject::table(const HxString& name) {
 HxDictionary BundleObject::readTable(const HxString& name, std::vector<HxString>& reports) const {
   const std::string file = name.toStdString() + ".strings";
   if (!_path || file.find('/') != std::string::npos) return nullptr;
-  HxMutableDictionary entries;
+  HxMutableDictionary entries = nullptr;
   for (auto language = _languages.rbegin(); language != _languages.rend(); ++language) {
     const HxString path = pathInside(_path, "Resources/" + *language + ".lproj/" + file);
     const HxDictionary table = readDictionaryFile(path, reports);

@@ -36,11 +36,11 @@ inline constexpr HxString HxRondelBundleIdentifier = "com.ostrand.Vantor.Rondel"
 // The table that is meant when none is named.
 inline constexpr HxString HxDefaultStringsTable = "Localizable"_hx;
 
-class RONDEL_EXPORT HxBundle : public HxAny {
+class RONDEL_EXPORT HxBundle : public HxHandle {
  public:
   constexpr HxBundle() noexcept = default;
-  constexpr HxBundle(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxBundle(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
+  constexpr HxBundle(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
+  HxBundle(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::bundle;
   }

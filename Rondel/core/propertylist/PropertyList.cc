@@ -35,7 +35,7 @@ HxString builtInString(const HxString& text) {
 
 namespace {
 
-HxAny copyAtDepth(const HxAny& value, HxUInteger depth);
+HxAny copyAtDepth(const HxHandle& value, HxUInteger depth);
 
 HxAny copyOfArray(const HxArray& array, HxUInteger depth) {
   HxMutableArray copy = HxMutableArray::array();
@@ -58,7 +58,7 @@ HxAny copyOfDictionary(const HxDictionary& dictionary, HxUInteger depth) {
   return copy.copy();
 }
 
-HxAny copyAtDepth(const HxAny& value, HxUInteger depth) {
+HxAny copyAtDepth(const HxHandle& value, HxUInteger depth) {
   switch (HcGetTypeID(value)) {
     case HxTypeID::string:
       return builtInString(as<HxString>(value));
@@ -80,7 +80,7 @@ HxAny copyAtDepth(const HxAny& value, HxUInteger depth) {
 
 }  // namespace
 
-HxAny copyOfPropertyList(const HxAny& list) { return copyAtDepth(list, 0); }
+HxAny copyOfPropertyList(const HxHandle& list) { return copyAtDepth(list, 0); }
 
 }  // namespace internal
 

@@ -82,7 +82,7 @@ RONDEL_EXPORT HxAny HxPropertyListWithContentsOfFile(const HxString& path,
 //   as escapes.
 //   In the XML form dates lose fractions of a second, and strings with characters that XML does not
 //   allow (most control characters, lone surrogates, U+FFFE, U+FFFF) are an error.
-RONDEL_EXPORT HxData HxDataFromPropertyList(const HxAny& list, HxPropertyListFormat format,
+RONDEL_EXPORT HxData HxDataFromPropertyList(const HxHandle& list, HxPropertyListFormat format,
                                             HxError* error = nullptr);
 
 }  // namespace rondel

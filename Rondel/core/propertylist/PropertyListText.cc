@@ -140,8 +140,9 @@ class TextReader {
     return false;
   }
 
-  HxAny nothingBehind(const HxAny& list) {
-    return atEnd() ? list : fail(_at, "nothing may stand behind the list, but " + whatIsHere());
+  HxAny nothingBehind(const HxHandle& list) {
+    return atEnd() ? HxAny(list)
+                   : fail(_at, "nothing may stand behind the list, but " + whatIsHere());
   }
 
   // The value here; blanks before it are behind us.

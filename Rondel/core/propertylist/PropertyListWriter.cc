@@ -24,7 +24,7 @@ bool isHighSurrogate(HxUniChar unit) noexcept { return (unit & 0xFC00) == 0xD800
 bool isLowSurrogate(HxUniChar unit) noexcept { return (unit & 0xFC00) == 0xDC00; }
 
 // What a value is called in messages: its class.
-std::string className(const HxAny& value) {
+std::string className(const HxHandle& value) {
   const char* name = value.hxClass().name();
   return name ? name : "nil";
 }
@@ -36,7 +36,7 @@ class Writer {
   virtual ~Writer() = default;
 
   // The whole document.
-  virtual bool write(const HxAny& list) = 0;
+  virtual bool write(const HxHandle& list) = 0;
 
   const std::string& text() const noexcept { return _out; }
   HxPropertyListErrorCode errorCode() const noexcept { return _errorCode; }
@@ -50,7 +50,7 @@ class Writer {
   virtual bool writeArray(const HxArray& array) = 0;
   virtual bool writeDictionary(const HxDictionary& dictionary) = 0;
 
-  bool writeValue(const HxAny& value) {
+  bool writeValue(const HxHandle& value) {
     switch (HcGetTypeID(value)) {
       case HxTypeID::string:
         return writeString(as<HxString>(value));
@@ -148,7 +148,7 @@ class Writer {
 
 class TextWriter final : public Writer {
  public:
-  bool write(const HxAny& list) override {
+  bool write(const HxHandle& list) override {
     if (!writeValue(list)) return false;
     _out += '\n';
     return true;
@@ -219,7 +219,7 @@ class TextWriter final : public Writer {
 
   bool writeArray(const HxArray& array) override {
     _out += '(';
-    const bool isWritten = forEachElement(array, [&](const HxAny& element, bool isLast) {
+    const bool isWritten = forEachElement(array, [&](const HxHandle& element, bool isLast) {
       startLine();
       if (!writeValue(element)) return false;
       if (!isLast) _out += ',';
@@ -231,14 +231,15 @@ class TextWriter final : public Writer {
 
   bool writeDictionary(const HxDictionary& dictionary) override {
     _out += '{';
-    const bool isWritten = forEachEntry(dictionary, [&](const HxString& key, const HxAny& value) {
-      startLine();
-      writeString(key);
-      _out += " = ";
-      if (!writeValue(value)) return false;
-      _out += ';';
-      return true;
-    });
+    const bool isWritten =
+        forEachEntry(dictionary, [&](const HxString& key, const HxHandle& value) {
+          startLine();
+          writeString(key);
+          _out += " = ";
+          if (!writeValue(value)) return false;
+          _out += ';';
+          return true;
+        });
     close(dictionary.isEmpty(), '}');
     return isWritten;
   }
@@ -255,7 +256,7 @@ class TextWriter final : public Writer {
 
 class XMLWriter final : public Writer {
  public:
-  bool write(const HxAny& list) override {
+  bool write(const HxHandle& list) override {
     _out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n";
     if (!writeValue(list)) return false;
     _out += "\n</plist>\n";
@@ -281,7 +282,7 @@ class XMLWriter final : public Writer {
 
   bool writeArray(const HxArray& array) override {
     return writeContainer("array", array.isEmpty(), [&] {
-      return forEachElement(array, [&](const HxAny& element, bool) {
+      return forEachElement(array, [&](const HxHandle& element, bool) {
         startLine();
         return writeValue(element);
       });
@@ -290,7 +291,7 @@ class XMLWriter final : public Writer {
 
   bool writeDictionary(const HxDictionary& dictionary) override {
     return writeContainer("dict", dictionary.isEmpty(), [&] {
-      return forEachEntry(dictionary, [&](const HxString& key, const HxAny& value) {
+      return forEachEntry(dictionary, [&](const HxString& key, const HxHandle& value) {
         startLine();
         if (!writeText("key", key)) return false;
         startLine();
@@ -357,7 +358,7 @@ class XMLWriter final : public Writer {
   }
 };
 
-HxData dataFromPropertyList(Writer&& writer, const HxAny& list, HxError* error) {
+HxData dataFromPropertyList(Writer&& writer, const HxHandle& list, HxError* error) {
   if (writer.write(list)) {
     return HxData::dataWithBytes(writer.text().data(), writer.text().size());
   }
@@ -372,7 +373,7 @@ HxData dataFromPropertyList(Writer&& writer, const HxAny& list, HxError* error) 
 
 }  // namespace
 
-HxData HxDataFromPropertyList(const HxAny& list, HxPropertyListFormat format, HxError* error) {
+HxData HxDataFromPropertyList(const HxHandle& list, HxPropertyListFormat format, HxError* error) {
   return format == HxPropertyListFormat::text ? dataFromPropertyList(TextWriter(), list, error)
                                               : dataFromPropertyList(XMLWriter(), list, error);
 }

@@ -22,7 +22,7 @@ using test::inXML;
 using test::listOf;
 using test::stringOf;
 
-std::string written(const HxAny& list, HxPropertyListFormat format) {
+std::string written(const HxHandle& list, HxPropertyListFormat format) {
   HxError error;
   const HxData bytes = HxDataFromPropertyList(list, format, &error);
   EXPECT_TRUE(bytes) << error.localizedDescription().toStdString();

@@ -104,11 +104,11 @@ std::string tag(std::string_view name) { return "<" + std::string(name) + ">"; }
 
 // A container that is not closed yet.
 struct OpenContainer {
-  HxMutableArray array;            // nil for a dictionary
-  HxMutableDictionary dictionary;  // nil for an array
-  HxString key;                    // of the value that comes next in a dictionary
+  HxMutableArray array = nullptr;            // nil for a dictionary
+  HxMutableDictionary dictionary = nullptr;  // nil for an array
+  HxString key;                              // of the value that comes next in a dictionary
 
-  void add(const HxAny& value) {
+  void add(const HxHandle& value) {
     array.addObject(value);
     dictionary.setObject(value, key);
     key = nullptr;
@@ -287,7 +287,7 @@ class XMLReader {
     place(value);
   }
 
-  void place(const HxAny& value) {
+  void place(const HxHandle& value) {
     if (_open.empty()) {
       _root = value;
     } else {

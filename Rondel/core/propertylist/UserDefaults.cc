@@ -38,7 +38,7 @@ HxAny valueOfWord(const HxString& word) {
 }
 
 // Whether the file can hold the entry, so that one bad value does not keep the others out of it.
-bool mayBeStored(const HxAny& value, const HxString& key) {
+bool mayBeStored(const HxHandle& value, const HxString& key) {
   return value && HxDataFromPropertyList(HxDictionary::dictionaryWithObject(value, key),
                                          HxPropertyListFormat::text);
 }
@@ -136,7 +136,7 @@ HxDictionary UserDefaultsStore::dictionaryRepresentation() {
   return merged.copy();
 }
 
-void UserDefaultsStore::setObject(const HxAny& value, const HxString& key) {
+void UserDefaultsStore::setObject(const HxHandle& value, const HxString& key) {
   const HxString name = builtInString(key);
   const HxAny copy = copyOfPropertyList(value);
   if (!name) return;
@@ -259,7 +259,7 @@ HxDictionary HxUserDefaults::dictionaryRepresentation() const {
   return _store->dictionaryRepresentation();
 }
 
-void HxUserDefaults::setObject(const HxAny& value, const HxString& key) {
+void HxUserDefaults::setObject(const HxHandle& value, const HxString& key) {
   _store->setObject(value, key);
 }
 

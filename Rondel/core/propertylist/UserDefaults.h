@@ -86,7 +86,7 @@ class RONDEL_EXPORT HxUserDefaults : public HxObject {
 
   // Sets a key in the application domain. A nil value removes the key there. A value that is no
   // property list (see PropertyList.h) is reported through HxLog and changes nothing.
-  void setObject(const HxAny& value, const HxString& key);
+  void setObject(const HxHandle& value, const HxString& key);
   void removeObjectForKey(const HxString& key) { setObject(HxAny(), key); }
   // Adds entries to HxRegistrationDomain; an entry replaces a former one of its key. Entries that
   // are no property-list values are reported through HxLog and left out.

@@ -62,7 +62,7 @@ class UserDefaults : public testing::Test {
     return folder.write("defaults/tool.plist", contents);
   }
   std::string toolFile() const { return contentsOf(folder.path("defaults/tool.plist")); }
-  static void registerEntry(const Ref<HxUserDefaults>& defaults, const HxAny& value,
+  static void registerEntry(const Ref<HxUserDefaults>& defaults, const HxHandle& value,
                             const HxString& key) {
     defaults->registerDefaults(HxDictionary::dictionaryWithObject(value, key));
   }

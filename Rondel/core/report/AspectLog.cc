@@ -74,7 +74,7 @@ void checkAndStoreLevel(const HxString& aspect, HxUInteger level) {
   storeLevel(aspect, level);
 }
 
-HxUInteger levelFrom(const HxAny& value) {
+HxUInteger levelFrom(const HxHandle& value) {
   const HxInteger level = HxNumber::canHold(value.object()) ? as<HxNumber>(value).integerValue()
                                                             : as<HxString>(value).integerValue();
   return static_cast<HxUInteger>(level);
@@ -204,7 +204,7 @@ constexpr HxUInteger kDeepestIndentation = 65536;
 
 // Returns the table whose element i is the text for level i.
 HxMutableArray& indentationTable() RONDEL_REQUIRES(logLock) {
-  static HxMutableArray& table = *new HxMutableArray;  // never destroyed
+  static HxMutableArray& table = *new HxMutableArray(nullptr);  // never destroyed
   if (!table) {
     table = HxMutableArray::arrayWithObjects({""_hx, "|  "_hx, "|  |  "_hx, "|  |  |  "_hx});
   }

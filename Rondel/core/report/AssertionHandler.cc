@@ -34,8 +34,9 @@ Ref<HxAssertionHandler> HxAssertionHandler::setCurrentHandler(
   return former;
 }
 
-void HxAssertionHandler::handleFailureInMethod(HxSelector, const HxAny&, const HxString&, HxInteger,
-                                               const HxString& description, HxArguments arguments) {
+void HxAssertionHandler::handleFailureInMethod(HxSelector, const HxHandle&, const HxString&,
+                                               HxInteger, const HxString& description,
+                                               HxArguments arguments) {
   HxException::raiseWithArguments(HxInternalInconsistencyException, description, arguments);
 }
 

@@ -28,9 +28,9 @@ class RONDEL_EXPORT HxAssertionHandler : public HxObject {
   // object is lent for the call. `description` is a format. Raises HxInternalInconsistencyException
   // with the formatted description as its reason; an override may return, and then the code goes on
   // behind the check.
-  virtual void handleFailureInMethod(HxSelector method, const HxAny& object, const HxString& file,
-                                     HxInteger lineNumber, const HxString& description,
-                                     HxArguments arguments);
+  virtual void handleFailureInMethod(HxSelector method, const HxHandle& object,
+                                     const HxString& file, HxInteger lineNumber,
+                                     const HxString& description, HxArguments arguments);
 };
 
 }  // namespace rondel

@@ -38,7 +38,7 @@ TEST(ParameterAssert, PassesInSilence) { EXPECT_TRUE(insertLine(1)); }
 
 class Listening final : public HxAssertionHandler {
  public:
-  void handleFailureInMethod(HxSelector method, const HxAny& object, const HxString& file,
+  void handleFailureInMethod(HxSelector method, const HxHandle& object, const HxString& file,
                              HxInteger lineNumber, const HxString& description,
                              HxArguments arguments) override {
     heard = HxString::stringWithFormat(

@@ -109,14 +109,14 @@ struct CheckSite {
   const char* conditions[3];  // text of the condition of each stage
 };
 
-inline const HxObject* checkedObject(const HxAny& any) noexcept { return any.object(); }
+inline const HxObject* checkedObject(const HxHandle& any) noexcept { return any.object(); }
 inline const HxObject* checkedObject(std::nullptr_t) noexcept { return nullptr; }
 inline const HxObject* checkedObject(const HxObject& object) noexcept { return &object; }
 template <class T>
 const HxObject* checkedObject(const T* object) noexcept {
   if constexpr (std::is_base_of_v<HxObject, T>) {
     return object;
-  } else if constexpr (std::is_base_of_v<HxAny, T>) {
+  } else if constexpr (std::is_base_of_v<HxHandle, T>) {
     return object ? object->object() : nullptr;
   } else if constexpr (std::is_pointer_v<T>) {
     return object ? checkedObject(*object) : nullptr;

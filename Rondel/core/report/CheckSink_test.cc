@@ -24,7 +24,7 @@ class CheckSink : public ::testing::Test {
 
 class Lamp final : public HxObject {
  public:
-  void light(const HxAny& match) {
+  void light(const HxHandle& match) {
     MO_OPERATION("-[Lamp light:]");
     MoCheckString(match);
   }
@@ -32,7 +32,7 @@ class Lamp final : public HxObject {
     MO_OPERATION("-[Lamp(Dimming) dimTo:inSteps:]");
     MoAssert(percent > 0);
   }
-  static void repair(const HxAny& lamp) {
+  static void repair(const HxHandle& lamp) {
     MO_CLASS_OPERATION("+[Lamp repair:]");
     MoCheckInstance(lamp, Lamp);
   }

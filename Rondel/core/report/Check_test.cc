@@ -48,7 +48,7 @@ class Cup : public HxObject {
 
   static HxClass classObject() noexcept {
     static constexpr HxMethod methods[] = {
-        {"drink", [](HxObject&, const HxAny&) -> HxAny { return nullptr; }}};
+        {"drink", [](HxObject&, const HxHandle&) -> HxAny { return nullptr; }}};
     static const HxClassInfo info{"Cup", HxObject::classObject().info(), nullptr, methods, 1};
     return HxClass(&info);
   }
@@ -374,48 +374,48 @@ TEST_F(Checks, ArgumentsAreEvaluatedOnce) {
 // ---- With a failure, and without one -----------------------------------------------------------
 
 // One failure of each form that tells the sink.
-void (*const kFailures[])(const HxAny& value) = {
-    [](const HxAny& value) {
+void (*const kFailures[])(const HxHandle& value) = {
+    [](const HxHandle& value) {
       MO_FUNCTION("f");
       MoAssert(value.isNil());
     },
-    [](const HxAny& value) {
+    [](const HxHandle& value) {
       MO_FUNCTION("f");
       MoAssertWithMessage(!value, "%@"_hx, value);
     },
-    [](const HxAny& value) {
+    [](const HxHandle& value) {
       MO_FUNCTION("f");
       MoCheckString(value);
     },
-    [](const HxAny& value) {
+    [](const HxHandle& value) {
       MO_FUNCTION("f");
       MoCheckStringOrNil(value);
     },
-    [](const HxAny& value) {
+    [](const HxHandle& value) {
       MO_FUNCTION("f");
       MoCheckNonEmptyString(value);
     },
-    [](const HxAny& value) {
+    [](const HxHandle& value) {
       MO_FUNCTION("f");
       MoCheckArray(value);
     },
-    [](const HxAny& value) {
+    [](const HxHandle& value) {
       MO_FUNCTION("f");
       MoCheckInstance(value, Mug);
     },
-    [](const HxAny& value) {
+    [](const HxHandle& value) {
       MO_FUNCTION("f");
       MoCheckInstanceOrNil(value, Mug);
     },
-    [](const HxAny& value) {
+    [](const HxHandle& value) {
       MO_FUNCTION("f");
       MoCheckConformsToProtocolOrNil(value, Drinkable);
     },
-    [](const HxAny& value) {
+    [](const HxHandle& value) {
       MO_FUNCTION("f");
       MoCheckRespondsToSelector(value, HxSelector("x"));
     },
-    [](const HxAny&) {
+    [](const HxHandle&) {
       MO_FUNCTION("f");
       MoSubclassResponsibility();
     },

@@ -14,7 +14,7 @@ namespace rondel {
 // ---- What stands behind a set -----------------------------------------------------------------
 
 HxCharacterSetObject::HxCharacterSetObject(bool isMutable)
-    : HxObject(HxTypeID::characterSet, isMutable ? kMutable : 0) {}
+    : HxObject(HxTypeID::characterSet, kBuiltIn | (isMutable ? kMutable : 0)) {}
 
 HxClass HxCharacterSetObject::classObject() noexcept {
   static const HxClassInfo info{"HxCharacterSet", HxObject::classObject().info()};
@@ -151,10 +151,12 @@ HxCharacterSet HxCharacterSet::invertedSet() const {
   return handleOf(set);
 }
 
-HxCharacterSet HxCharacterSet::copy() const { return HxCharacterSet(Unchecked{}, HxAny::copy()); }
+HxCharacterSet HxCharacterSet::copy() const {
+  return HxCharacterSet(Unchecked{}, HxHandle::copy());
+}
 
 HxMutableCharacterSet HxCharacterSet::mutableCopy() const {
-  return HxMutableCharacterSet(Unchecked{}, HxAny::mutableCopy());
+  return HxMutableCharacterSet(Unchecked{}, HxHandle::mutableCopy());
 }
 
 // ---- Changing ---------------------------------------------------------------------------------
@@ -164,19 +166,28 @@ HxMutableCharacterSet HxMutableCharacterSet::characterSet() {
 }
 
 void HxMutableCharacterSet::addCharactersInString(const HxString& string) {
-  if (_object) addUnits(objectOf(*this), string);
+  if (isForChange("-[HxMutableCharacterSet addCharactersInString:]", HxTypeID::characterSet)) {
+    addUnits(objectOf(*this), string);
+  }
 }
 
 void HxMutableCharacterSet::addCharactersInRange(HxRange units) {
-  if (_object) addRange(objectOf(*this), units);
+  if (isForChange("-[HxMutableCharacterSet addCharactersInRange:]", HxTypeID::characterSet)) {
+    addRange(objectOf(*this), units);
+  }
 }
 
 void HxMutableCharacterSet::formUnionWithCharacterSet(const HxCharacterSet& set) {
-  if (_object && set) objectOf(*this).unite(*set.setObject());
+  if (isForChange("-[HxMutableCharacterSet formUnionWithCharacterSet:]", HxTypeID::characterSet) &&
+      set) {
+    objectOf(*this).unite(*set.setObject());
+  }
 }
 
 void HxMutableCharacterSet::invert() {
-  if (_object) objectOf(*this).invert();
+  if (isForChange("-[HxMutableCharacterSet invert]", HxTypeID::characterSet)) {
+    objectOf(*this).invert();
+  }
 }
 
 }  // namespace rondel

@@ -41,11 +41,11 @@ class RONDEL_EXPORT HxCharacterSetObject final : public HxObject {
   std::uint64_t _words[kUnits / 64] = {};
 };
 
-class RONDEL_EXPORT HxCharacterSet : public HxAny {
+class RONDEL_EXPORT HxCharacterSet : public HxHandle {
  public:
   constexpr HxCharacterSet() noexcept = default;
-  constexpr HxCharacterSet(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxCharacterSet(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
+  constexpr HxCharacterSet(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
+  HxCharacterSet(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::characterSet;
   }
@@ -78,12 +78,11 @@ class RONDEL_EXPORT HxCharacterSet : public HxAny {
 
 class RONDEL_EXPORT HxMutableCharacterSet : public HxCharacterSet {
  public:
-  constexpr HxMutableCharacterSet() noexcept = default;
-  constexpr HxMutableCharacterSet(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  constexpr HxMutableCharacterSet(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
   HxMutableCharacterSet(Unchecked, HxAny any) noexcept
       : HxCharacterSet(Unchecked{}, std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
-    return HxCharacterSet::canHold(object) && (bitsOf(object) & kMutable) != 0;
+    return object && isBuiltInKind(object, HxTypeID::characterSet, kMutable);
   }
   static HxClass classObject() noexcept;
 

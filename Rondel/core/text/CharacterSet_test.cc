@@ -140,7 +140,7 @@ TEST(MutableCharacterSet, StandsApartFromItsCopies) {
 }
 
 TEST(NilCharacterSet, AnswersZeroToEverything) {
-  HxMutableCharacterSet nil;
+  HxMutableCharacterSet nil = nullptr;
   nil.addCharactersInString("a"_hx);
   nil.addCharactersInRange({u'a', 1});
   nil.formUnionWithCharacterSet(HxCharacterSet::whitespaceCharacterSet());

@@ -71,7 +71,7 @@ HxString HxString::initWithFormatArguments(const HxString& format, HxArguments a
 }
 
 void HxMutableString::appendFormatArguments(const HxString& format, HxArguments arguments) {
-  if (!_object || !format) return;
+  if (!isForChange("-[HxMutableString appendFormat:]", HxTypeID::string) || !format) return;
   internal::FormatSink sink;
   internal::formatTo(sink, format, arguments);
   sink.appendTo(*this);

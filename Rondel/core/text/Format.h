@@ -77,7 +77,7 @@ class RONDEL_EXPORT HxArgument {
       : _kind(Kind::pointer), _pointer(pointer) {}  // NOLINT
   constexpr HxArgument(std::nullptr_t) noexcept
       : _kind(Kind::object), _pointer(nullptr) {}  // NOLINT
-  HxArgument(const HxAny& object) noexcept
+  HxArgument(const HxHandle& object) noexcept
       : _kind(Kind::object), _pointer(object.object()) {}  // NOLINT
   template <class T>
   HxArgument(const Ref<T>& object) noexcept  // NOLINT

@@ -444,7 +444,7 @@ TEST(FormatString, NilFormatGivesNil) {
 }
 
 TEST(FormatString, AppendingToNilOrANilFormatDoesNothing) {
-  HxMutableString none;
+  HxMutableString none = nullptr;
   none.appendFormat("%d"_hx, 1);
   EXPECT_TRUE(none.isNil());
   HxMutableString text = HxMutableString::stringWithString("a"_hx);

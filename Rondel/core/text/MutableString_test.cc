@@ -192,7 +192,7 @@ TEST(MutableString, IsKnownAsMutable) {
 }
 
 TEST(NilMutableString, DoesNothing) {
-  HxMutableString nil;
+  HxMutableString nil = nullptr;
   nil.appendString("a"_hx);
   nil.appendCharacters(u"a", 1);
   nil.appendFormat("%d"_hx, 1);

@@ -30,12 +30,12 @@ namespace {
 
 constexpr HxMethod kStringMethods[] = {
     {"caseInsensitiveCompare:",
-     [](HxObject& self, const HxAny& other) -> HxAny {
+     [](HxObject& self, const HxHandle& other) -> HxAny {
        const HxString text(HxAny::Unchecked{}, HxAny(&self));
        return HxNumber::numberWithInt(text.caseInsensitiveCompare(as<HxString>(other)));
      }},
     {"uppercaseString",
-     [](HxObject& self, const HxAny&) -> HxAny {
+     [](HxObject& self, const HxHandle&) -> HxAny {
        return HxString(HxAny::Unchecked{}, HxAny(&self)).uppercaseString();
      }},
 };
@@ -337,7 +337,7 @@ void HxString::getCharacters(HxUniChar* buffer, HxRange range) const {
   stringObject()->getCharacters(buffer, range);
 }
 
-HxCString::HxCString(const HxAny& owner, const char* bytes, HxUInteger length) noexcept
+HxCString::HxCString(const HxHandle& owner, const char* bytes, HxUInteger length) noexcept
     : _owner(owner), _bytes(bytes), _length(length) {}
 
 HxCString::HxCString(HxUInteger length)
@@ -352,7 +352,7 @@ HxCString::HxCString(HxCString&& other) noexcept
       _length(std::exchange(other._length, 0)) {}
 
 HxCString& HxCString::operator=(HxCString&& other) noexcept {
-  _owner.swap(other._owner);
+  std::swap(_owner, other._owner);
   std::swap(_block, other._block);
   std::swap(_bytes, other._bytes);
   std::swap(_length, other._length);
@@ -505,7 +505,7 @@ HxString HxString::copy() const {
 }
 
 HxMutableString HxString::mutableCopy() const {
-  return _object ? HxMutableString::stringWithString(*this) : HxMutableString();
+  return _object ? HxMutableString::stringWithString(*this) : nullptr;
 }
 
 // ---- The mutable form -------------------------------------------------------------------------
@@ -531,32 +531,39 @@ HxMutableString HxMutableString::stringWithString(const HxString& string) {
 }
 
 void HxMutableString::appendString(const HxString& string) {
-  if (_object && string) bufferOf(*this)->replace({length(), 0}, string);
+  if (isForChange("-[HxMutableString appendString:]", HxTypeID::string) && string) {
+    bufferOf(*this)->replace({length(), 0}, string);
+  }
 }
 
 void HxMutableString::appendCharacters(const HxUniChar* characters, HxUInteger count) {
-  if (_object && characters && count > 0)
+  if (isForChange("-[HxMutableString appendCharacters:length:]", HxTypeID::string) && characters &&
+      count > 0) {
     bufferOf(*this)->replaceWithUnits({length(), 0}, characters, count);
+  }
 }
 
 void HxMutableString::setString(const HxString& string) {
-  replaceCharactersInRange({0, length()}, string);
+  if (isForChange("-[HxMutableString setString:]", HxTypeID::string)) {
+    bufferOf(*this)->replace({0, length()}, string);
+  }
 }
 
 void HxMutableString::insertString(const HxString& string, HxUInteger index) {
-  if (!_object) return;
+  if (!isForChange("-[HxMutableString insertString:atIndex:]", HxTypeID::string)) return;
   internal::checkRange("-[HxMutableString insertString:atIndex:]", {index, 0}, length());
   bufferOf(*this)->replace({index, 0}, string);
 }
 
 void HxMutableString::deleteCharactersInRange(HxRange range) {
-  if (!_object) return;
+  if (!isForChange("-[HxMutableString deleteCharactersInRange:]", HxTypeID::string)) return;
   internal::checkRange("-[HxMutableString deleteCharactersInRange:]", range, length());
   bufferOf(*this)->replaceWithBytes(range, "", 0);
 }
 
 void HxMutableString::replaceCharactersInRange(HxRange range, const HxString& string) {
-  if (!_object) return;
+  if (!isForChange("-[HxMutableString replaceCharactersInRange:withString:]", HxTypeID::string))
+    return;
   internal::checkRange("-[HxMutableString replaceCharactersInRange:withString:]", range, length());
   bufferOf(*this)->replace(range, string);
 }

@@ -64,7 +64,7 @@ class RONDEL_EXPORT HxCString {
 
  private:
   friend class HxString;
-  HxCString(const HxAny& owner, const char* bytes, HxUInteger length) noexcept;
+  HxCString(const HxHandle& owner, const char* bytes, HxUInteger length) noexcept;
   explicit HxCString(HxUInteger length);  // a heap block of length + 1 bytes
 
   HxAny _owner;
@@ -73,18 +73,18 @@ class RONDEL_EXPORT HxCString {
   HxUInteger _length = 0;
 };
 
-class RONDEL_EXPORT HxString : public HxAny {
+class RONDEL_EXPORT HxString : public HxHandle {
  public:
   constexpr HxString() noexcept = default;
-  constexpr HxString(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxString(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
+  constexpr HxString(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
+  HxString(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
   // UTF-8 and UTF-16 text. Bytes that are not valid UTF-8 give nil; UTF-16 units are taken as they
   // stand.
   explicit HxString(std::string_view utf8);
   explicit HxString(std::u16string_view units);
   // A string of one's own class. Nil gives nil.
   template <std::derived_from<HxStringObject> T>
-  explicit HxString(const Ref<T>& object) noexcept : HxAny(object) {}
+  explicit HxString(const Ref<T>& object) noexcept : HxHandle(object) {}
 
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::string;
@@ -202,7 +202,7 @@ class RONDEL_EXPORT HxString : public HxAny {
     if (!_object) return 0;
     return isFlat() ? flat()->flatHash() : stringObject()->hash();
   }
-  bool isEqual(const HxAny& other) const {
+  bool isEqual(const HxHandle& other) const {
     return canHold(other.object()) && isEqualToString(HxString(Unchecked{}, other));
   }
   // As values: two nils are equal.
@@ -343,12 +343,11 @@ class RONDEL_EXPORT HxString : public HxAny {
 // Ranges beyond the end raise HxRangeException.
 class RONDEL_EXPORT HxMutableString : public HxString {
  public:
-  constexpr HxMutableString() noexcept = default;
-  constexpr HxMutableString(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  constexpr HxMutableString(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
   HxMutableString(Unchecked, HxAny any) noexcept : HxString(Unchecked{}, std::move(any)) {}
 
   static bool canHold(const HxObject* object) noexcept {
-    return HxString::canHold(object) && (bitsOf(object) & kMutable) != 0;
+    return object && isBuiltInKind(object, HxTypeID::string, kMutable);
   }
   static HxClass classObject() noexcept;
 

@@ -115,9 +115,10 @@ HxUInteger HxMutableString::replaceOccurrencesOfString(const HxString& target,
                                                        const HxString& replacement,
                                                        HxStringCompareOptions options,
                                                        HxRange range) {
-  if (!_object) return 0;
-  internal::checkRange("-[HxMutableString replaceOccurrencesOfString:withString:options:range:]",
-                       range, length());
+  constexpr const char* kOperation =
+      "-[HxMutableString replaceOccurrencesOfString:withString:options:range:]";
+  if (!isForChange(kOperation, HxTypeID::string)) return 0;
+  internal::checkRange(kOperation, range, length());
   const Characters text(*this);
   const Characters pattern(target);
   const std::vector<HxRange> matches = matchesOf(TextSearch(text, pattern, options), range);

@@ -33,7 +33,7 @@ void* allocate(void* old, HxUInteger size) {
 }  // namespace
 
 DataStorage::DataStorage(void* bytes, HxUInteger length, Place place, bool isMutable) noexcept
-    : HxObject(HxTypeID::data, isMutable ? kMutable : 0),
+    : HxObject(HxTypeID::data, kBuiltIn | (isMutable ? kMutable : 0)),
       _bytes(place == Place::inside ? inside() : static_cast<std::uint8_t*>(bytes)),
       _length(length),
       _capacity(length),
@@ -49,10 +49,10 @@ void DataStorage::operator delete(DataStorage* data, std::destroying_delete_t) n
   std::free(data);
 }
 
-HxMutableData DataStorage::makeHandle(HxUInteger length, bool isMutable) {
+Ref<DataStorage> DataStorage::make(HxUInteger length, bool isMutable) {
   void* block = allocate(nullptr, sizeof(DataStorage) + std::min(length, HxNotFound));
-  return HxMutableData(HxAny::Unchecked{}, HxAny::adopt(new (block) DataStorage(
-                                               nullptr, length, Place::inside, isMutable)));
+  return Ref<DataStorage>::adopt(new (block)
+                                     DataStorage(nullptr, length, Place::inside, isMutable));
 }
 
 HxData DataStorage::makeHandle(void* bytes, HxUInteger length, Place place) {
@@ -119,7 +119,7 @@ void DataStorage::setLength(HxUInteger length) {
 void prepareForReading(HxMutableData& buffer, HxUInteger length) {
   auto* storage = static_cast<DataStorage*>(buffer.object());
   if (!storage || !storage->isUniquelyReferenced() || storage->capacity() < length) {
-    buffer = DataStorage::makeHandle(length, true);
+    buffer = HxMutableData(HxAny::Unchecked{}, DataStorage::make(length, true));
   } else {
     storage->setLength(length);
   }
@@ -131,15 +131,15 @@ using internal::DataStorage;
 
 namespace {
 
-DataStorage* storageOf(const HxAny& data) noexcept {
+DataStorage* storageOf(const HxHandle& data) noexcept {
   return static_cast<DataStorage*>(data.object());
 }
 
-HxMutableData makeData(const void* bytes, HxUInteger length, bool isMutable) {
+Ref<DataStorage> makeData(const void* bytes, HxUInteger length, bool isMutable) {
   if (!bytes) length = 0;
-  HxMutableData result = DataStorage::makeHandle(length, isMutable);
-  internal::copyBytes(storageOf(result)->bytes(), bytes, length);
-  return result;
+  auto data = DataStorage::make(length, isMutable);
+  internal::copyBytes(data->bytes(), bytes, length);
+  return data;
 }
 
 }  // namespace
@@ -161,10 +161,10 @@ HxClass HxMutableData::classObject() noexcept {
 HxData::HxData(std::span<const std::byte> bytes)
     : HxData(dataWithBytes(bytes.data(), bytes.size())) {}
 
-HxData HxData::data() { return makeData(nullptr, 0, false); }
+HxData HxData::data() { return dataWithBytes(nullptr, 0); }
 
 HxData HxData::dataWithBytes(const void* bytes, HxUInteger length) {
-  return makeData(bytes, length, false);
+  return HxData(Unchecked{}, makeData(bytes, length, false));
 }
 
 HxData HxData::dataWithData(const HxData& data) { return data ? data.copy() : HxData::data(); }
@@ -216,10 +216,10 @@ bool HxData::writeToFile(const HxString& path, bool atomically) const {
   return atomically ? internal::replaceFile(path, span()) : internal::writeFile(path, span());
 }
 
-HxData HxData::copy() const { return HxData(Unchecked{}, HxAny::copy()); }
+HxData HxData::copy() const { return HxData(Unchecked{}, HxHandle::copy()); }
 
 HxMutableData HxData::mutableCopy() const {
-  return HxMutableData(Unchecked{}, HxAny::mutableCopy());
+  return HxMutableData(Unchecked{}, HxHandle::mutableCopy());
 }
 
 // ---- Changing ---------------------------------------------------------------------------------
@@ -228,25 +228,27 @@ HxMutableData HxMutableData::data() { return initWithCapacity(0); }
 
 HxMutableData HxMutableData::initWithCapacity(HxUInteger capacity) {
   constexpr HxUInteger kMostAtOnce = HxUInteger{1} << 30;
-  HxMutableData result = DataStorage::makeHandle(std::min(capacity, kMostAtOnce), true);
-  storageOf(result)->setLength(0);
-  return result;
+  const auto data = DataStorage::make(std::min(capacity, kMostAtOnce), true);
+  data->setLength(0);
+  return HxMutableData(Unchecked{}, data);
 }
 
 HxMutableData HxMutableData::dataWithBytes(const void* bytes, HxUInteger length) {
-  return makeData(bytes, length, true);
+  return HxMutableData(Unchecked{}, makeData(bytes, length, true));
 }
 
 HxMutableData HxMutableData::dataWithData(const HxData& data) {
   return dataWithBytes(data.bytes(), data.length());
 }
 
-std::uint8_t* HxMutableData::mutableBytes() noexcept {
-  return _object ? storageOf(*this)->bytes() : nullptr;
+std::uint8_t* HxMutableData::mutableBytes() {
+  return isForChange("-[HxMutableData mutableBytes]", HxTypeID::data) ? storageOf(*this)->bytes()
+                                                                      : nullptr;
 }
 
 void HxMutableData::appendBytes(const void* bytes, HxUInteger length) {
-  if (!_object || !bytes || length == 0) return;
+  if (!isForChange("-[HxMutableData appendBytes:length:]", HxTypeID::data) || !bytes || length == 0)
+    return;
   DataStorage* storage = storageOf(*this);
   const HxUInteger end = storage->length();
   // Bytes of the data itself move with it.
@@ -260,7 +262,7 @@ void HxMutableData::appendBytes(const void* bytes, HxUInteger length) {
 void HxMutableData::appendData(const HxData& data) { appendBytes(data.bytes(), data.length()); }
 
 void HxMutableData::setLength(HxUInteger length) {
-  if (!_object) return;
+  if (!isForChange("-[HxMutableData setLength:]", HxTypeID::data)) return;
   DataStorage* storage = storageOf(*this);
   const HxUInteger old = storage->length();
   storage->setLength(length);
@@ -268,7 +270,9 @@ void HxMutableData::setLength(HxUInteger length) {
 }
 
 void HxMutableData::setLengthUninitialized(HxUInteger length) {
-  if (_object) storageOf(*this)->setLength(length);
+  if (isForChange("-[HxMutableData setLengthUninitialized:]", HxTypeID::data)) {
+    storageOf(*this)->setLength(length);
+  }
 }
 
 }  // namespace rondel

@@ -20,11 +20,11 @@ namespace rondel {
 
 class HxMutableData;
 
-class RONDEL_EXPORT HxData : public HxAny {
+class RONDEL_EXPORT HxData : public HxHandle {
  public:
   constexpr HxData() noexcept = default;
-  constexpr HxData(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxData(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
+  constexpr HxData(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
+  HxData(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
   explicit HxData(std::span<const std::byte> bytes);
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::data;
@@ -77,11 +77,10 @@ class RONDEL_EXPORT HxData : public HxAny {
 // the whole.
 class RONDEL_EXPORT HxMutableData : public HxData {
  public:
-  constexpr HxMutableData() noexcept = default;
-  constexpr HxMutableData(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
+  constexpr HxMutableData(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
   HxMutableData(Unchecked, HxAny any) noexcept : HxData(Unchecked{}, std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
-    return HxData::canHold(object) && (bitsOf(object) & kMutable) != 0;
+    return object && isBuiltInKind(object, HxTypeID::data, kMutable);
   }
   static HxClass classObject() noexcept;
 
@@ -95,7 +94,7 @@ class RONDEL_EXPORT HxMutableData : public HxData {
   static HxMutableData dataWithData(const HxData& data);
 
   // The bytes for writing, good until the length changes; null for nil.
-  std::uint8_t* mutableBytes() noexcept;
+  std::uint8_t* mutableBytes();
   // The bytes may be the data's own.
   void appendBytes(const void* bytes, HxUInteger length);
   void appendData(const HxData& data);

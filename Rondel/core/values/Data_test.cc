@@ -354,7 +354,7 @@ TEST(NilData, AnswersZeroToEverything) {
 }
 
 TEST(NilMutableData, DoesNothing) {
-  HxMutableData nil;
+  HxMutableData nil = nullptr;
   nil.appendBytes("a", 1);
   nil.appendData(dataOf("a"));
   nil.setLength(5);

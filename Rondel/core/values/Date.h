@@ -14,11 +14,11 @@
 
 namespace rondel {
 
-class RONDEL_EXPORT HxDate : public HxAny {
+class RONDEL_EXPORT HxDate : public HxHandle {
  public:
   constexpr HxDate() noexcept = default;
-  constexpr HxDate(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxDate(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
+  constexpr HxDate(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
+  HxDate(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::date;
   }

@@ -119,7 +119,7 @@ HxString NumberObject::description() const {
   return HxString(std::string_view(first, static_cast<std::size_t>(end.ptr - first)));
 }
 
-const NumberObject& numberOf(const HxAny& number) noexcept {
+const NumberObject& numberOf(const HxHandle& number) noexcept {
   return *static_cast<const NumberObject*>(number.object());
 }
 

@@ -37,11 +37,11 @@ struct NumberValue : HxObject {
 
 }  // namespace internal
 
-class RONDEL_EXPORT HxNumber : public HxAny {
+class RONDEL_EXPORT HxNumber : public HxHandle {
  public:
   constexpr HxNumber() noexcept = default;
-  constexpr HxNumber(std::nullptr_t) noexcept {}  // NOLINT: nil is written as nullptr
-  HxNumber(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
+  constexpr HxNumber(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
+  HxNumber(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::number;
   }

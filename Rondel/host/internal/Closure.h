@@ -38,8 +38,8 @@ Ref<Closure> makeClosure(F&& function) {
 // Returns a call of `Operation` of the target, which takes nothing or the argument. It owns both.
 // The target is not null.
 template <auto Operation, class T>
-Ref<Closure> makeOperationClosure(T* target, const HxAny& argument) {
-  return makeClosure([kept = Ref<T>(target), argument] {
+Ref<Closure> makeOperationClosure(T* target, const HxHandle& argument) {
+  return makeClosure([kept = Ref<T>(target), argument = HxAny(argument)] {
     if constexpr (std::is_invocable_v<decltype(Operation), T&, const HxAny&>) {
       (kept.get()->*Operation)(argument);
     } else {

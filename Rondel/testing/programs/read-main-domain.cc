@@ -17,7 +17,7 @@ int main(int argc, char** argv) {
       internal::UserDefaultsStore::makeDefaults({nullptr, name, nullptr});
   defaults->setObject("persistent"_hx, "key"_hx);
   defaults->setVolatileDomain(HxDictionary::dictionaryWithObject("volatile"_hx, "key"_hx), name);
-  const auto textOf = [](const HxAny& value) {
+  const auto textOf = [](const HxHandle& value) {
     return value ? value.description().toStdString() : std::string("nil");
   };
   const HxAny fromVolatile = objectForKeyInVolatileDomainForName(defaults, "key"_hx, nullptr);

@@ -82,16 +82,16 @@ class ArrayBuilder {
     if (!_array && capacity > 0) _array = ArrayStorage::makeHandle(capacity, false);
   }
   // Nil is not appended.
-  void append(HxAny&& object) {
+  void append(HxHandle&& object) {
     if (object.isNil()) [[unlikely]] {
       return;
     }
     if (!_array) [[unlikely]] {
       reserve(kFirstCapacity);
     }
-    storage()->append(std::move(object));
+    storage()->append(HxAny(std::move(object)));
   }
-  void append(const HxAny& object) { append(HxAny(object)); }
+  void append(const HxHandle& object) { append(HxAny(object)); }
   HxUInteger count() const noexcept { return _array ? storage()->count() : 0; }
   // The array; the builder is empty afterwards.
   HxArray finish() { return _array ? std::move(_array) : HxArray::array(); }

@@ -10,7 +10,7 @@
 namespace rondel::internal {
 
 // The bits of an object that handles may read.
-class ObjectBits : private HxAny {
+class ObjectBits : private HxHandle {
  public:
   static bool isFlatString(const HxObject* object) noexcept {
     return (bitsOf(object) & (kFlatNarrow | kFlatWide)) != 0;

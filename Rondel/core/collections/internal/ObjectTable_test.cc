@@ -32,11 +32,11 @@ class Key final : public HxObject {
 
 HxAny key(int name, HxUInteger hash) { return makeRef<Key>(name, hash); }
 HxAny number(int value) { return HxNumber::numberWithInt(value); }
-int valueOf(const ObjectTable& table, const HxAny& key) {
+int valueOf(const ObjectTable& table, const HxHandle& key) {
   const ObjectTable::Entry* entry = table.find(key.object());
   return entry ? as<HxNumber>(entry->value).intValue() : -1;
 }
-void put(ObjectTable& table, const HxAny& key, int value) {
+void put(ObjectTable& table, const HxHandle& key, int value) {
   table.insert(key).first->value = number(value);
 }
 

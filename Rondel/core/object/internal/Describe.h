@@ -8,7 +8,7 @@
 namespace rondel::internal {
 
 // The description of an object whose lines behind the first are indented by one level more.
-inline HxString nestedDescription(const HxAny& object) {
+inline HxString nestedDescription(const HxHandle& object) {
   return object.description().stringByReplacingOccurrencesOfString("\n"_hx, "\n    "_hx);
 }
 

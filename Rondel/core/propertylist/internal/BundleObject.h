@@ -38,7 +38,7 @@ class BundleObject final : public HxObject {
   HxDictionary _info;
   std::vector<std::string> _languages;  // all that are looked at, in order
   std::mutex _mutex;
-  HxMutableDictionary _tables;  // guarded by _mutex; by name, the empty array for none
+  HxMutableDictionary _tables = nullptr;  // guarded by _mutex; by name, the empty array for none
 };
 
 // A dictionary from a property list file. A file that is not there gives nil; one that is damaged

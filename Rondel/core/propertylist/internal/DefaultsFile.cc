@@ -44,7 +44,7 @@ void makeFolder(const std::string& path) {
 
 HxString stringOf(const std::string& text) { return HxString(std::string_view(text)); }
 
-HxData textOf(const HxAny& value) {
+HxData textOf(const HxHandle& value) {
   return HxDataFromPropertyList(value, HxPropertyListFormat::text);
 }
 
@@ -117,7 +117,7 @@ void DefaultsFile::read(Reports& reports) {
   applyChanges();
 }
 
-void DefaultsFile::readError(const HxAny& list, const HxError& error, Reports& reports) {
+void DefaultsFile::readError(const HxHandle& list, const HxError& error, Reports& reports) {
   const bool wasTold = _state == State::damaged || _state == State::unreadable;
   _readError = error;
   if (!list && isMissing(error)) {
@@ -132,7 +132,7 @@ void DefaultsFile::readError(const HxAny& list, const HxError& error, Reports& r
   }
 }
 
-void DefaultsFile::setObject(const HxAny& value, const HxString& key) {
+void DefaultsFile::setObject(const HxHandle& value, const HxString& key) {
   _changes.emplace_back(key, value);
   applyChanges();
 }

@@ -30,7 +30,7 @@ class DefaultsFile {
   // before.
   void read(Reports& reports);
   // Holds from now on; nil removes. Key and value are built-in objects.
-  void setObject(const HxAny& value, const HxString& key);
+  void setObject(const HxHandle& value, const HxString& key);
   // Brings the changes into the file, as it is by now. False with an error when that fails; they
   // stay for the next time.
   bool write(Reports& reports, HxError& error);
@@ -39,7 +39,7 @@ class DefaultsFile {
   // What the file was when it was last read.
   enum class State { missing, whole, damaged, unreadable };
 
-  void readError(const HxAny& list, const HxError& error, Reports& reports);
+  void readError(const HxHandle& list, const HxError& error, Reports& reports);
   void applyChanges();
   bool writeUnderLock(HxError& error);
   bool setAside(HxError& error) const;

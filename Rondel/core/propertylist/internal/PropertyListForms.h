@@ -55,7 +55,7 @@ HxAny readXMLPropertyList(std::string_view document, const char* encoding,
 
 // An independent, immutable copy of a property list, made of built-in objects only; nil when it is
 // none. It runs the code of the objects that it copies, and raises what that raises.
-HxAny copyOfPropertyList(const HxAny& list);
+HxAny copyOfPropertyList(const HxHandle& list);
 
 // The text as a built-in, immutable string: no code of anybody else runs when it is used.
 HxString builtInString(const HxString& text);

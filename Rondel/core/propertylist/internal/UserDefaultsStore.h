@@ -30,7 +30,7 @@ class UserDefaultsStore {
 
   HxAny objectForKey(const HxString& key);
   HxDictionary dictionaryRepresentation();
-  void setObject(const HxAny& value, const HxString& key);
+  void setObject(const HxHandle& value, const HxString& key);
   void addToRegistrationDomain(const HxDictionary& entries);
   bool synchronize(HxError* error);
   HxDictionary volatileDomain(const HxString& name);
@@ -55,7 +55,7 @@ class UserDefaultsStore {
   const HxString _applicationName;
   std::mutex _mutex;
   // Guarded by _mutex.
-  HxMutableDictionary _volatile;                      // domains by name
+  HxMutableDictionary _volatile = nullptr;            // domains by name
   std::unordered_map<HxString, DefaultsFile> _files;  // by domain; read when first asked for
 };
 

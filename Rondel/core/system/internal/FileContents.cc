@@ -62,15 +62,15 @@ ssize_t readInto(int fd, std::uint8_t* bytes, HxUInteger most) {
 // The first `most` bytes, fewer if the file ends before. Grows from `room` by doubling.
 HxData readAtMost(int fd, HxUInteger room, HxUInteger most) {
   room = std::min(room, most);
-  HxMutableData contents = DataStorage::makeHandle(room, false);
+  const Ref<DataStorage> contents = DataStorage::make(room, false);
   for (HxUInteger length = 0;;) {
-    contents.setLengthUninitialized(room);
-    const ssize_t n = readInto(fd, contents.mutableBytes() + length, room - length);
+    contents->setLength(room);
+    const ssize_t n = readInto(fd, contents->bytes() + length, room - length);
     if (n < 0) return nullptr;
     length += static_cast<HxUInteger>(n);
     if (length < room || room == most) {
-      contents.setLengthUninitialized(length);
-      return contents;
+      contents->setLength(length);
+      return HxData(HxAny::Unchecked{}, contents);
     }
     room = room > most / 2 ? most : room * 2;
   }

@@ -13,7 +13,8 @@ namespace rondel::internal {
 
 class RONDEL_EXPORT BufferString final : public HxStringObject {
  public:
-  explicit BufferString(bool isMutable) noexcept : HxStringObject(isMutable ? kMutable : 0) {}
+  explicit BufferString(bool isMutable) noexcept
+      : HxStringObject(isMutable ? kBuiltIn | kMutable : 0) {}
   // A mutable one with room for `capacity` units; room for a short text lies in the same block.
   static Ref<BufferString> makeMutable(HxUInteger capacity);
   ~BufferString() override;

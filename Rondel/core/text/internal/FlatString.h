@@ -20,6 +20,9 @@ class HxCharacterSet;
 class HxStringObject;
 
 namespace internal {
+class BufferString;
+class FlatString;
+class SubstringView;
 
 // The hash of a text, never 0, and the same while compiling and at run time: multiply and fold,
 // over 8 bytes at a time. Text that is all ASCII is hashed as its characters, one byte each, other
@@ -135,9 +138,15 @@ class RONDEL_EXPORT HxStringObject : public HxObject {
   HxAny mutableCopy() const final;
 
  protected:
-  constexpr explicit HxStringObject(std::uint32_t flags = 0) noexcept
-      : HxObject(HxTypeID::string, flags) {}
+  constexpr HxStringObject() noexcept : HxObject(HxTypeID::string) {}
   constexpr ~HxStringObject() override = default;
+
+ private:
+  friend class internal::BufferString;
+  friend class internal::FlatString;
+  friend class internal::SubstringView;
+  constexpr explicit HxStringObject(std::uint32_t flags) noexcept
+      : HxObject(HxTypeID::string, flags) {}
 };
 
 namespace internal {

@@ -17,7 +17,7 @@ class RONDEL_EXPORT DataStorage final : public HxObject {
 
   // Data of `length` bytes that the caller writes before anybody else sees them, with room for as
   // many.
-  static HxMutableData makeHandle(HxUInteger length, bool isMutable);
+  static Ref<DataStorage> make(HxUInteger length, bool isMutable);
   // Immutable data over bytes that lie elsewhere; from here on they belong to the data, unless they
   // are borrowed.
   static HxData makeHandle(void* bytes, HxUInteger length, Place place);
