@@ -84,8 +84,7 @@ HxUInteger HxArrayObject::hash() const {
   Iterator object(this, 0);
   HxUInteger hash = length;
   for (HxUInteger i = 0; i < std::min(length, kHashedObjects); ++i, ++object) {
-    hash = internal::foldedProduct(hash ^ internal::elementHash(object->object()),
-                                   0x9E3779B97F4A7C15U);
+    hash = internal::spreadHash(hash ^ internal::elementHash(object->object()));
   }
   return hash;
 }

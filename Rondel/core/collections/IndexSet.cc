@@ -79,7 +79,7 @@ bool IndexSetStorage::isEqual(const HxObject& other) const {
 HxUInteger IndexSetStorage::hash() const {
   HxUInteger hash = ranges.size();
   for (HxRange range : ranges) {
-    hash = internal::foldedProduct(hash ^ range.location, range.length + 0x9E3779B97F4A7C15U);
+    hash = internal::spreadHash(internal::spreadHash(hash ^ range.location) ^ range.length);
   }
   return hash;
 }

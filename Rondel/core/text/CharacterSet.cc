@@ -8,6 +8,7 @@
 
 #include "Rondel/core/text/String.h"
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/TextHash.h"
 
 namespace rondel {
 
@@ -39,7 +40,7 @@ bool HxCharacterSetObject::isEqual(const HxObject& other) const {
 HxUInteger HxCharacterSetObject::hash() const {
   HxUInteger hash = 0;
   for (std::uint64_t word : _words) {
-    hash = internal::foldedProduct(hash ^ word, 0x9E3779B97F4A7C15U) + 1;
+    hash = internal::spreadHash(hash ^ word);
   }
   return hash;
 }

@@ -14,6 +14,7 @@
 #include "Rondel/core/object/internal/RangeCheck.h"
 #include "Rondel/core/text/internal/BufferString.h"
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/TextHash.h"
 #include "Rondel/core/text/internal/TextPieces.h"
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Number.h"
@@ -108,21 +109,20 @@ bool isASCII(TextPieces& text, HxUInteger length) {
 // hashOfBytes for text in pieces.
 class PieceHash {
  public:
-  explicit PieceHash(HxUInteger byteCount) : _left(byteCount), _hash(internal::hashStart(_left)) {}
+  explicit PieceHash(HxUInteger byteCount) : _left(byteCount), _hash(byteCount) {}
 
   // Each piece but the last is of a multiple of 16 bytes.
   void add(const char* bytes, HxUInteger count) {
     const char* const end = bytes + count;
-    for (; bytes < end && _left > 16; bytes += 16, _left -= 16) {
-      _hash = internal::hashBlock(_hash, bytes);
-    }
-    if (bytes < end) _hash = internal::hashEnd(_hash, bytes, _left);
+    for (; bytes < end && _left > 16; bytes += 16, _left -= 16) _hash.addBlock(bytes);
+    if (bytes < end) _result = _hash.finish(bytes, _left);
   }
-  HxUInteger result() const { return _hash; }
+  HxUInteger result() const { return _result; }
 
  private:
   HxUInteger _left;
-  std::uint64_t _hash;
+  internal::TextHash _hash;
+  HxUInteger _result = 0;
 };
 
 // Of a text that is not stored as the hash wants it: wide units that may all be ASCII.

@@ -10,6 +10,7 @@
 #include "Rondel/core/system/internal/FileCalls.h"
 #include "Rondel/core/system/internal/FileContents.h"
 #include "Rondel/core/text/String.h"
+#include "Rondel/core/text/internal/TextHash.h"
 #include "Rondel/core/values/internal/DataStorage.h"
 
 namespace rondel {
@@ -72,11 +73,8 @@ bool DataStorage::isEqual(const HxObject& other) const {
   return _length == data._length && std::memcmp(_bytes, data._bytes, _length) == 0;
 }
 
-// Long data is told apart by its length and its first bytes.
 HxUInteger DataStorage::hash() const {
-  constexpr HxUInteger kHashedBytes = 256;
-  const auto* bytes = reinterpret_cast<const char*>(_bytes);
-  return hashOfBytes(bytes, std::min(_length, kHashedBytes)) + (_length << 32);
+  return hashOfBytes(reinterpret_cast<const char*>(_bytes), _length);
 }
 
 HxString DataStorage::description() const {

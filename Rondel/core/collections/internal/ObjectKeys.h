@@ -6,6 +6,7 @@
 
 #include "Rondel/core/object/Object.h"
 #include "Rondel/core/text/internal/FlatString.h"
+#include "Rondel/core/text/internal/TextHash.h"
 
 namespace rondel::internal {
 
@@ -41,7 +42,7 @@ inline bool equalObjects(const HxObject* a, const HxObject* b) {
 inline std::size_t tableHash(const HxObject* object) {
   if (ObjectBits::isFlatString(object)) return flatString(object)->flatHash() >> 1;
   if (object->typeID() == HxTypeID::string) return object->hash() >> 1;
-  return foldedProduct(object->hash() ^ 0x9E3779B97F4A7C15U, 0xD6E8FEB86659FD93U);
+  return spreadHash(object->hash());
 }
 
 // What an element adds to the hash of a collection. Containers count by their kind alone, so that

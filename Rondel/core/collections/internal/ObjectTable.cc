@@ -50,6 +50,15 @@ ObjectTable::Entry ObjectTable::extract(const HxObject* key) {
   return taken;
 }
 
+std::size_t ObjectTable::probesFor(const HxObject* key) const {
+  if (_count == 0) return 0;
+  const std::size_t hash = hashOf(key);
+  const Entry* const found = find(key, hash);
+  std::size_t end = wrapped(hash);
+  while (found ? &_places[end] != found : _places[end].hash != 0) end = wrapped(end + 1);
+  return wrapped(end - hash) + 1;
+}
+
 void ObjectTable::reserve(std::size_t count) {
   if (count * 3 <= _capacity * 2) return;
   ObjectTable larger;

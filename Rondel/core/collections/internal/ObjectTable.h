@@ -58,6 +58,8 @@ class ObjectTable {
   std::pair<Entry*, bool> insert(HxAny key);
   // Takes the entry of this key out; an empty one when there is none.
   Entry extract(const HxObject* key);
+  // Returns how many places a search for this key looks at: what bad hashes make grow.
+  std::size_t probesFor(const HxObject* key) const;
   // Room for this many entries in all.
   void reserve(std::size_t count);
 

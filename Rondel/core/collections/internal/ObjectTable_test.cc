@@ -3,9 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+#include <bit>
 #include <map>
 #include <random>
+#include <set>
 #include <stdexcept>
+#include <vector>
 
 #include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Number.h"
@@ -156,6 +161,90 @@ TEST(ObjectTable, TakesTheEntriesOfAnotherInTheOrderOfAWalk) {
   }
   EXPECT_EQ(target.size(), source.size());
   for (int i = 0; i < kCount; ++i) ASSERT_EQ(valueOf(target, number(i)), i);
+}
+
+// ---- Work ---------------------------------------------------------------------------------------
+
+// Many more than a table of this size needs with good hashes, and far fewer than one run of all.
+constexpr std::size_t kMostProbes = 200;
+
+// Puts all keys in and returns the longest search for one of them.
+std::size_t longestSearch(const std::vector<HxAny>& keys) {
+  ObjectTable table;
+  for (const HxAny& key : keys) table.insert(key);
+  EXPECT_EQ(table.size(), keys.size());
+  std::size_t longest = 0;
+  for (const HxAny& key : keys) longest = std::max(longest, table.probesFor(key.object()));
+  return longest;
+}
+
+// A text of four words that are chosen to the byte.
+HxString textOfWords(const std::array<std::uint64_t, 4>& words) {
+  std::u16string units;
+  for (const std::uint64_t word : words) {
+    for (int shift = 0; shift < 64; shift += 16) units += static_cast<HxUniChar>(word >> shift);
+  }
+  return HxString(std::u16string_view(units));
+}
+
+TEST(ObjectTable, CountsTheProbesOfASearch) {
+  ObjectTable table;
+  EXPECT_EQ(table.probesFor(key(0, 7).object()), 0u);
+  for (int i = 0; i < 50; ++i) put(table, key(i, 7), i);
+  std::size_t all = 0;
+  for (int i = 0; i < 50; ++i) all += table.probesFor(key(i, 7).object());
+  EXPECT_EQ(all, 50u * 51u / 2u);
+  EXPECT_EQ(table.probesFor(key(50, 7).object()), 51u);
+}
+
+// Texts in which one word is chosen and the word after it counts up.
+std::vector<HxAny> textsWithWord(std::uint64_t chosen, std::size_t place) {
+  std::vector<HxAny> keys;
+  for (std::uint64_t i = 0; i < 4000; ++i) {
+    std::array<std::uint64_t, 4> words{1, 1, 1, 1};
+    words[(place + 1) % 4] = i;
+    words[place] = chosen;
+    keys.push_back(textOfWords(words));
+  }
+  return keys;
+}
+
+TEST(ObjectTable, TextsThatMeetAConstantOfTheHashAreSpread) {
+  for (const std::uint64_t chosen : {0x9E3779B97F4A7C15U, 0xD6E8FEB86659FD93U ^ 64U}) {
+    for (std::size_t place = 0; place < 4; ++place) {
+      EXPECT_LE(longestSearch(textsWithWord(chosen, place)), kMostProbes) << place;
+    }
+  }
+}
+
+// Even where somebody knew the seed: an operand that is zero does not take the other with it.
+TEST(ObjectTable, NoWordMakesTheHashForgetTheOthers) {
+  const std::uint64_t seed = hashSeed();
+  for (const std::uint64_t chosen : {seed, std::rotl(seed, 32), seed ^ 64U}) {
+    for (std::size_t place = 0; place < 4; ++place) {
+      std::set<HxUInteger> hashes;
+      for (const HxAny& text : textsWithWord(chosen, place)) hashes.insert(text.hash());
+      EXPECT_GE(hashes.size(), 1900u) << place;
+    }
+  }
+}
+
+TEST(ObjectTable, ASecondBlockThatCancelsTheFirstIsOfNoUse) {
+  std::vector<HxAny> keys;
+  for (std::uint64_t i = 0; i < 4000; ++i) {
+    keys.push_back(textOfWords({i, ~i, i ^ (i << 32), ~i ^ (i << 32)}));
+  }
+  EXPECT_LE(longestSearch(keys), kMostProbes);
+}
+
+TEST(ObjectTable, NumbersInStepsOfAnySizeAreSpread) {
+  for (int shift = 0; shift < 50; ++shift) {
+    std::vector<HxAny> keys;
+    for (std::uint64_t i = 0; i < 2000; ++i) {
+      keys.push_back(HxNumber::numberWithUnsignedInteger(i << shift));
+    }
+    EXPECT_LE(longestSearch(keys), kMostProbes) << shift;
+  }
 }
 
 }  // namespace

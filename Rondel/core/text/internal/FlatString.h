@@ -8,7 +8,6 @@
 // String.h reads these inline; nothing here is for users.
 #pragma once
 
-#include <bit>
 #include <cstring>
 #include <string_view>
 
@@ -23,70 +22,6 @@ namespace internal {
 class BufferString;
 class FlatString;
 class SubstringView;
-
-// The hash of a text, never 0, and the same while compiling and at run time: multiply and fold,
-// over 8 bytes at a time. Text that is all ASCII is hashed as its characters, one byte each, other
-// text as its UTF-16 units in little-endian order, however the string stores it.
-constexpr std::uint64_t foldedProduct(std::uint64_t a, std::uint64_t b) noexcept {
-  __extension__ using Wide = unsigned __int128;
-  const Wide product = static_cast<Wide>(a) * b;
-  return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
-}
-
-template <class Byte>
-constexpr std::uint64_t loadBytes(const Byte* p, std::size_t n) noexcept {
-  if (std::is_constant_evaluated()) {
-    std::uint64_t value = 0;
-    for (std::size_t i = 0; i < n; ++i) {
-      value |= static_cast<std::uint64_t>(static_cast<unsigned char>(p[i])) << (8 * i);
-    }
-    return value;
-  }
-  if (n == 8) {
-    std::uint64_t value;
-    std::memcpy(&value, p, 8);
-    return value;
-  }
-  std::uint32_t value;
-  std::memcpy(&value, p, 4);
-  return value;
-}
-
-// The steps of hashOfBytes, for text that comes in pieces: the start with the number of bytes, a
-// block of 16 bytes as long as more than 16 are left, and the end with what is left then.
-constexpr std::uint64_t kHashMultiplier = 0x9E3779B97F4A7C15U;
-
-constexpr std::uint64_t hashStart(std::size_t n) noexcept { return 0xD6E8FEB86659FD93U ^ n; }
-
-constexpr std::uint64_t hashBlock(std::uint64_t h, const char* p) noexcept {
-  return foldedProduct(loadBytes(p, 8) ^ kHashMultiplier, loadBytes(p + 8, 8) ^ h);
-}
-
-constexpr std::uint32_t hashEnd(std::uint64_t h, const char* p, std::size_t left) noexcept {
-  std::uint64_t a = 0;
-  std::uint64_t b = 0;
-  if (left >= 8) {
-    a = loadBytes(p, 8);
-    b = loadBytes(p + left - 8, 8);
-  } else if (left >= 4) {
-    a = loadBytes(p, 4);
-    b = loadBytes(p + left - 4, 4);
-  } else if (left > 0) {
-    a = static_cast<std::uint64_t>(static_cast<unsigned char>(p[0])) << 16 |
-        static_cast<std::uint64_t>(static_cast<unsigned char>(p[left / 2])) << 8 |
-        static_cast<std::uint64_t>(static_cast<unsigned char>(p[left - 1]));
-  }
-  h = foldedProduct(a ^ kHashMultiplier, b ^ h);
-  return static_cast<std::uint32_t>(h ^ (h >> 32)) | 1U;
-}
-
-constexpr std::uint32_t hashOfBytes(const char* p, std::size_t n) noexcept {
-  std::uint64_t h = hashStart(n);
-  std::size_t left = n;
-  for (; left > 16; p += 16, left -= 16) h = hashBlock(h, p);
-  return hashEnd(h, p, left);
-}
-
 }  // namespace internal
 
 // The open class of strings. A class that supplies these three operations works wherever a string
@@ -230,10 +165,8 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
   constexpr ~FlatString() override {}
 
   // For constants in static storage; see LiteralStorage.
-  constexpr FlatString(std::uint32_t length, std::uint32_t hash, bool isNarrow) noexcept
-      : HxStringObject(kImmortal | (isNarrow ? kFlatNarrow : kFlatWide)),
-        _length(length),
-        _hash(hash) {}
+  constexpr FlatString(std::uint32_t length, bool isNarrow) noexcept
+      : HxStringObject(kImmortal | (isNarrow ? kFlatNarrow : kFlatWide)), _length(length) {}
 
  private:
   FlatString(std::uint32_t length, std::uint32_t flags) noexcept
@@ -314,23 +247,15 @@ struct LiteralUnits {
       units[length++] = static_cast<HxUniChar>(value);
     }
   }
-  constexpr std::uint32_t hash() const {
-    char bytes[2 * N]{};
-    for (std::size_t i = 0; i < length; ++i) {
-      bytes[2 * i] = static_cast<char>(units[i] & 0xFF);
-      bytes[2 * i + 1] = static_cast<char>(units[i] >> 8);
-    }
-    return hashOfBytes(bytes, 2 * length);
-  }
 };
 
-// An immortal string in static storage: constant-initialised, with its hash, never destroyed.
+// An immortal string in static storage: constant-initialised, never destroyed.
 template <std::size_t N>
 struct NarrowLiteral {
   FlatString header;
   char characters[N]{};
   constexpr explicit NarrowLiteral(const LiteralText<N>& text)
-      : header(static_cast<std::uint32_t>(N - 1), hashOfBytes(text.bytes, N - 1), true) {
+      : header(static_cast<std::uint32_t>(N - 1), true) {
     for (std::size_t i = 0; i < N; ++i) characters[i] = text.bytes[i];
   }
 };
@@ -339,8 +264,7 @@ struct WideLiteral {
   FlatString header;
   HxUniChar characters[N]{};
   constexpr explicit WideLiteral(const LiteralText<N>& text) : WideLiteral(LiteralUnits<N>(text)) {}
-  constexpr explicit WideLiteral(const LiteralUnits<N>& decoded)
-      : header(decoded.length, decoded.hash(), false) {
+  constexpr explicit WideLiteral(const LiteralUnits<N>& decoded) : header(decoded.length, false) {
     for (std::size_t i = 0; i < decoded.length; ++i) characters[i] = decoded.units[i];
   }
 };
