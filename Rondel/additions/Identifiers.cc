@@ -5,8 +5,8 @@
 #include <array>
 
 #include "Rondel/additions/Whitespace.h"
-#include "Rondel/additions/internal/Units.h"
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/CodeUnits.h"
 #include "Rondel/core/text/internal/MakeString.h"
 
 namespace rondel {

@@ -18,14 +18,12 @@ namespace {
 using internal::Characters;
 using internal::GrowingRun;
 using internal::TextBuffer;
+using internal::unitOf;
 
 constexpr std::string_view kQuotedEmptyText = "\"\"";
 
 // What the quoter reads as the end of the text.
 constexpr HxUniChar kEndMark = 0xFFFF;
-
-constexpr HxUniChar unitOf(char unit) noexcept { return static_cast<unsigned char>(unit); }
-constexpr HxUniChar unitOf(HxUniChar unit) noexcept { return unit; }
 
 constexpr bool isASCIIAlphanumeric(HxUniChar unit) noexcept {
   return (unit >= u'0' && unit <= u'9') || (unit >= u'A' && unit <= u'Z') ||
@@ -73,7 +71,7 @@ Out* writeEscape(char letter, HxUniChar unit, Out* out) noexcept {
   *out++ = static_cast<Out>(letter);
   if (letter != kNumbered) return out;
   for (int shift = 12; shift >= 0; shift -= 4) {
-    *out++ = static_cast<Out>("0123456789abcdef"[unit >> shift & 0xF]);
+    *out++ = static_cast<Out>(internal::kHexadecimalDigits[unit >> shift & 0xF]);
   }
   return out;
 }

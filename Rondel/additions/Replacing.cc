@@ -5,8 +5,8 @@
 #include <type_traits>
 
 #include "Rondel/additions/internal/GrowingRun.h"
-#include "Rondel/additions/internal/Units.h"
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/CodeUnits.h"
 #include "Rondel/core/text/internal/MakeString.h"
 
 namespace rondel {

@@ -4,8 +4,8 @@
 #include <algorithm>
 
 #include "Rondel/additions/internal/GrowingRun.h"
-#include "Rondel/additions/internal/Units.h"
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/CodeUnits.h"
 
 namespace rondel {
 

@@ -9,11 +9,12 @@
 #include <cstring>
 #include <new>
 #include <string>
-#include <type_traits>
 
 #include "Rondel/core/object/internal/RangeCheck.h"
 #include "Rondel/core/text/internal/BufferString.h"
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/MakeString.h"
+#include "Rondel/core/text/internal/TextEncoding.h"
 #include "Rondel/core/text/internal/TextHash.h"
 #include "Rondel/core/text/internal/TextPieces.h"
 #include "Rondel/core/values/Data.h"
@@ -67,35 +68,6 @@ HxClass HxMutableString::classObject() noexcept {
 namespace {
 
 using internal::TextPieces;
-
-HxUniChar unitOf(char ascii) { return static_cast<unsigned char>(ascii); }
-HxUniChar unitOf(HxUniChar unit) { return unit; }
-
-template <class Left, class Right>
-bool areSame(const Left* left, const Right* right, HxUInteger count) {
-  if constexpr (std::is_same_v<Left, Right>) {
-    return std::memcmp(left, right, count * sizeof(Left)) == 0;
-  } else {
-    for (HxUInteger i = 0; i < count; ++i) {
-      if (unitOf(left[i]) != unitOf(right[i])) return false;
-    }
-    return true;
-  }
-}
-
-// Two texts of the same length.
-bool haveSameUnits(const HxStringObject& a, const HxStringObject& b, HxUInteger length) {
-  TextPieces left(a);
-  TextPieces right(b);
-  bool isSame = true;
-  internal::forEachPiece({0, length}, [&](HxRange piece) {
-    isSame = left.visit(piece, [&](auto* units) {
-      return right.visit(piece, [&](auto* others) { return areSame(units, others, piece.length); });
-    });
-    return isSame;
-  });
-  return isSame;
-}
 
 bool isASCII(TextPieces& text, HxUInteger length) {
   bool isASCII = true;
@@ -154,7 +126,7 @@ bool HxStringObject::isEqual(const HxObject& other) const {
   if (other.typeID() != HxTypeID::string) return false;
   const auto& string = static_cast<const HxStringObject&>(other);
   const HxUInteger count = length();
-  return count == string.length() && haveSameUnits(*this, string, count);
+  return count == string.length() && internal::haveSameUnits(*this, 0, string, count);
 }
 
 HxUInteger HxStringObject::hash() const {
@@ -270,49 +242,10 @@ HxString HxString::initWithBytesNoCopy(void* bytes, HxUInteger length, HxStringE
   return initWithBytes(bytes, length, encoding);
 }
 
-namespace {
-
-HxString stringFromLatin1(const char* bytes, HxUInteger length) {
-  if (internal::isASCII(bytes, length)) return internal::makeString(bytes, length);
-  std::u16string units(length, u'\0');
-  internal::widenBytes(bytes, length, units.data());
-  return internal::makeString(units.data(), length);
-}
-
-// UTF-16 with or without a byte order mark (RFC 2781, section 4.3). Lone surrogates are kept.
-HxString stringFromUTF16(const unsigned char* bytes, HxUInteger length) {
-  if (length % 2 != 0) return nullptr;
-  const bool isLittle = length >= 2 && bytes[0] == 0xFF && bytes[1] == 0xFE;
-  const bool hasMark = isLittle || (length >= 2 && bytes[0] == 0xFE && bytes[1] == 0xFF);
-  const HxUInteger start = hasMark ? 2 : 0;
-  std::u16string units;
-  units.reserve((length - start) / 2);
-  for (HxUInteger i = start; i < length; i += 2) {
-    const unsigned high = bytes[isLittle ? i + 1 : i];
-    const unsigned low = bytes[isLittle ? i : i + 1];
-    units.push_back(static_cast<HxUniChar>(high << 8 | low));
-  }
-  return internal::makeString(units.data(), units.size());
-}
-
-}  // namespace
-
 HxString HxString::initWithBytes(const void* bytes, HxUInteger length, HxStringEncoding encoding) {
   if (!bytes && length > 0) return nullptr;
-  const char* characters = static_cast<const char*>(bytes);
-  switch (encoding) {
-    case HxASCIIStringEncoding:
-      return internal::isASCII(characters, length) ? internal::makeString(characters, length)
-                                                   : HxString();
-    case HxUTF8StringEncoding:
-      return internal::makeStringFromUTF8(characters, length);
-    case HxUnicodeStringEncoding:
-      return stringFromUTF16(static_cast<const unsigned char*>(bytes), length);
-    case HxHaldenOSRomanStringEncoding:
-      return stringFromLatin1(characters, length);
-    default:
-      return nullptr;
-  }
+  const internal::TextEncoding* const found = internal::textEncoding(encoding);
+  return found ? found->decode(static_cast<const char*>(bytes), length) : HxString();
 }
 
 HxString HxString::initWithData(const HxData& data, HxStringEncoding encoding) {
@@ -386,62 +319,10 @@ std::string HxString::toStdString() const {
   return bytes;
 }
 
-namespace {
-
-// One byte a unit, for encodings whose bytes are the first code points; nil when a unit is above
-// `last`.
-HxData dataOfBytes(const Characters& text, HxUniChar last) {
-  HxMutableData data = HxMutableData::data();
-  data.setLengthUninitialized(text.length());
-  std::uint8_t* out = data.mutableBytes();
-  for (HxUInteger i = 0; i < text.length(); ++i) {
-    const HxUniChar unit = text[i];
-    if (unit > last) return nullptr;
-    out[i] = static_cast<std::uint8_t>(unit);
-  }
-  return data;
-}
-
-HxData dataOfUTF16(const Characters& text) {
-  HxMutableData data = HxMutableData::data();
-  data.setLengthUninitialized((text.length() + 1) * sizeof(HxUniChar));
-  auto* units = reinterpret_cast<HxUniChar*>(data.mutableBytes());
-  units[0] = 0xFEFF;
-  if (text.isNarrow()) {
-    internal::widenBytes(text.narrow(), text.length(), units + 1);
-  } else {
-    std::memcpy(units + 1, text.wide(), text.length() * sizeof(HxUniChar));
-  }
-  return data;
-}
-
-HxData dataOfUTF8(const Characters& text) {
-  if (text.isNarrow()) return HxData::dataWithBytes(text.narrow(), text.length());
-  const HxUInteger bytes = internal::lengthInUTF8(text.wide(), text.length());
-  if (bytes == HxNotFound) return nullptr;
-  HxMutableData data = HxMutableData::data();
-  data.setLengthUninitialized(bytes);
-  internal::encodeUTF8(text.wide(), text.length(), reinterpret_cast<char*>(data.mutableBytes()));
-  return data;
-}
-
-}  // namespace
-
 HxData HxString::dataUsingEncoding(HxStringEncoding encoding) const {
   if (!_object) return nullptr;
-  const Characters text(*this);
-  switch (encoding) {
-    case HxASCIIStringEncoding:
-      return dataOfBytes(text, 0x7F);
-    case HxUTF8StringEncoding:
-      return dataOfUTF8(text);
-    case HxUnicodeStringEncoding:
-      return dataOfUTF16(text);
-    case HxHaldenOSRomanStringEncoding:
-      return dataOfBytes(text, 0xFF);
-    default:
-      return nullptr;
-  }
+  const internal::TextEncoding* const found = internal::textEncoding(encoding);
+  return found ? found->encode(Characters(*this)) : HxData();
 }
 
 // ---- New strings from old ---------------------------------------------------------------------
@@ -458,6 +339,7 @@ HxString HxString::substringWithRange(HxRange range) const {
   const HxStringObject::Contiguous run = stringObject()->contiguousCharacters();
   if (run.narrow) return internal::makeString(run.narrow + range.location, range.length);
   if (run.wide) return internal::makeString(run.wide + range.location, range.length);
+  internal::checkShown(*stringObject(), range);
   std::u16string units(range.length, u'\0');
   stringObject()->getCharacters(units.data(), range);
   return internal::makeString(units.data(), units.size());
@@ -481,18 +363,39 @@ HxString HxString::stringByAppendingString(const HxString& string) const {
   return stringByConcatenating(*this, string);
 }
 
+namespace {
+
+// Copies the units of a built-in string. Returns the end of what it wrote.
+HxUniChar* appendUnits(HxUniChar* out, const FlatString& string) {
+  string.getCharacters(out, {0, string.flatLength()});
+  return out + string.flatLength();
+}
+
+}  // namespace
+
+// The result is built in place where all parts are built-in strings: they are ASCII exactly if they
+// are narrow, so the width of the result is known.
 HxString HxString::concatenate(const HxString* const* parts, HxUInteger count) {
   const std::span all(parts, count);
-  const bool areNarrow = std::all_of(all.begin(), all.end(), [](const HxString* part) {
-    return part->isNil() || part->isFlatNarrow();
-  });
+  const auto areAll = [&](auto condition) {
+    return std::all_of(all.begin(), all.end(),
+                       [&](const HxString* part) { return part->isNil() || condition(*part); });
+  };
   HxUInteger length = 0;
-  for (const HxString* part : all) length += part->asciiView().size();
-  if (areNarrow && length <= internal::FlatString::kMaximumLength) {
-    internal::FlatString* const string = internal::FlatString::makeNarrow(length);
-    char* out = string->narrow();
-    for (const HxString* part : all) out = internal::appendBytes(out, part->asciiView());
-    return HxString(Unchecked{}, HxAny::adopt(string));
+  for (const HxString* part : all) length += part->length();
+  if (length <= FlatString::kMaximumLength) {
+    if (areAll([](const HxString& part) { return part.isFlatNarrow(); })) {
+      return internal::makeNarrowString(length, [&](char* out) {
+        for (const HxString* part : all) out = internal::appendBytes(out, part->asciiView());
+      });
+    }
+    if (areAll([](const HxString& part) { return part.isFlat(); })) {
+      return internal::makeWideString(length, [&](HxUniChar* out) {
+        for (const HxString* part : all) {
+          if (*part) out = appendUnits(out, *part->flat());
+        }
+      });
+    }
   }
   HxMutableString text = HxMutableString::string();
   for (const HxString* part : all) text.appendString(*part);
@@ -521,7 +424,8 @@ BufferString* bufferOf(const HxMutableString& string) noexcept {
 HxMutableString HxMutableString::string() { return initWithCapacity(0); }
 
 HxMutableString HxMutableString::initWithCapacity(HxUInteger capacity) {
-  return HxMutableString(Unchecked{}, BufferString::makeMutable(capacity));
+  constexpr HxUInteger kMostAtOnce = HxUInteger{1} << 20;
+  return HxMutableString(Unchecked{}, BufferString::makeMutable(std::min(capacity, kMostAtOnce)));
 }
 
 HxMutableString HxMutableString::stringWithString(const HxString& string) {

@@ -10,6 +10,7 @@
 #include "Rondel/core/system/internal/FileCalls.h"
 #include "Rondel/core/system/internal/FileContents.h"
 #include "Rondel/core/text/String.h"
+#include "Rondel/core/text/internal/CodeUnits.h"
 #include "Rondel/core/text/internal/TextHash.h"
 #include "Rondel/core/values/internal/DataStorage.h"
 
@@ -78,7 +79,6 @@ HxUInteger DataStorage::hash() const {
 }
 
 HxString DataStorage::description() const {
-  static constexpr char kDigits[] = "0123456789abcdef";
   constexpr HxUInteger kGroup = 4;
   const HxUInteger blanks = _length > 0 ? (_length - 1) / kGroup : 0;
   FlatString* text = FlatString::makeNarrow(2 + 2 * _length + blanks);
@@ -87,8 +87,8 @@ HxString DataStorage::description() const {
   *out++ = '<';
   for (HxUInteger i = 0; i < _length; ++i) {
     if (i > 0 && i % kGroup == 0) *out++ = ' ';
-    *out++ = kDigits[_bytes[i] >> 4];
-    *out++ = kDigits[_bytes[i] & 0xF];
+    *out++ = kHexadecimalDigits[_bytes[i] >> 4];
+    *out++ = kHexadecimalDigits[_bytes[i] & 0xF];
   }
   *out = '>';
   return result;

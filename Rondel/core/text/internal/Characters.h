@@ -12,10 +12,19 @@
 #include <cstdlib>
 #include <new>
 
+#include "Rondel/core/object/internal/RangeCheck.h"
 #include "Rondel/core/text/String.h"
 #include "Rondel/core/text/internal/Transcode.h"
 
 namespace rondel::internal {
+
+// Raises HxRangeException if a string cannot show a range within the length that it tells. For
+// those who take memory for the range, which may be absurd.
+inline void checkShown(const HxStringObject& string, HxRange range) {
+  constexpr HxUInteger kMostUnits = HxNotFound / sizeof(HxUniChar);
+  checkRange("-[HxString getCharacters:range:]", range, kMostUnits);
+  if (range.length > 0) static_cast<void>(string.characterAtIndex(HxMaxRange(range) - 1));
+}
 
 class Characters {
  public:
@@ -54,6 +63,7 @@ class Characters {
   void gather(const HxStringObject& string) {
     HxUniChar* units = _stack;
     if (_length > kStackUnits) {
+      checkShown(string, {0, _length});
       _heap = static_cast<HxUniChar*>(std::malloc(_length * sizeof(HxUniChar)));
       if (!_heap) throw std::bad_alloc();
       units = _heap;

@@ -298,14 +298,11 @@ void Formatter::printReal(const Field& field, double value, char letter) {
 
 // ---- Text ---------------------------------------------------------------------------------------
 
-bool isHighSurrogate(HxUniChar unit) { return (unit & 0xFC00) == 0xD800; }
-bool isLowSurrogate(HxUniChar unit) { return (unit & 0xFC00) == 0xDC00; }
-
 void Formatter::putRun(const Field& field, FormatRun run) {
   if (run.length > field.precision) {
     run.length = field.precision;
-    const bool cutsPair = run.wide && run.length > 0 && isHighSurrogate(run.wide[run.length - 1]) &&
-                          isLowSurrogate(run.wide[run.length]);
+    const bool cutsPair = run.wide && run.length > 0 &&
+                          isSurrogatePair(run.wide[run.length - 1], run.wide[run.length]);
     if (cutsPair) --run.length;
   }
   const HxUInteger blanks = std::max(field.width, run.length) - run.length;

@@ -7,6 +7,7 @@
 //   text.visit({at, count}, [](auto* units) { ... });  // const char* (ASCII) or const HxUniChar*
 #pragma once
 
+#include "Rondel/core/text/internal/CodeUnits.h"
 #include "Rondel/core/text/internal/FlatString.h"
 
 namespace rondel::internal {
@@ -48,6 +49,22 @@ void forEachPiece(HxRange range, Visit visit) {
     if (!visit(HxRange{range.location, count})) return;
     range = {range.location + count, range.length - count};
   }
+}
+
+// Returns whether `b`, of `length` units, stands in `a` from `start` on.
+inline bool haveSameUnits(const HxStringObject& a, HxUInteger start, const HxStringObject& b,
+                          HxUInteger length) {
+  TextPieces left(a);
+  TextPieces right(b);
+  bool isSame = true;
+  forEachPiece({0, length}, [&](HxRange piece) {
+    isSame = left.visit({start + piece.location, piece.length}, [&](auto* units) {
+      return right.visit(piece,
+                         [&](auto* others) { return areSameUnits(units, others, piece.length); });
+    });
+    return isSame;
+  });
+  return isSame;
 }
 
 }  // namespace rondel::internal

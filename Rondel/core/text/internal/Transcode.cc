@@ -72,9 +72,8 @@ UTF8Sequence readUTF8Sequence(const unsigned char* p, HxUInteger left) noexcept 
     value = value << 6 | (p[i] & 0x3FU);
   }
   const bool isOverlong = (n == 3 && value < 0x800) || (n == 4 && value < 0x10000);
-  const bool isSurrogate = value >= 0xD800 && value < 0xE000;
-  return isOverlong || isSurrogate || value > 0x10FFFF ? UTF8Sequence{0, 0}
-                                                       : UTF8Sequence{value, n};
+  return isOverlong || isSurrogate(value) || value > 0x10FFFF ? UTF8Sequence{0, 0}
+                                                              : UTF8Sequence{value, n};
 }
 
 HxString makeStringFromUTF8(const char* bytes, HxUInteger length) {
@@ -87,23 +86,13 @@ HxString makeStringFromUTF8(const char* bytes, HxUInteger length) {
   return makeWideString(all.units, [&](HxUniChar* units) { kernel.convert(begin, end, units); });
 }
 
-namespace {
-
-bool isHighSurrogate(HxUniChar unit) { return (unit & 0xFC00) == 0xD800; }
-bool isSurrogate(HxUniChar unit) { return (unit & 0xF800) == 0xD800; }
-bool isPair(const HxUniChar* units, HxUInteger i, HxUInteger length) {
-  return isHighSurrogate(units[i]) && i + 1 < length && (units[i + 1] & 0xFC00) == 0xDC00;
-}
-
-}  // namespace
-
 HxUInteger lengthInUTF8(const HxUniChar* units, HxUInteger length) noexcept {
   HxUInteger bytes = 0;
   for (HxUInteger i = 0; i < length; ++i) {
     const HxUniChar unit = units[i];
     if (!isSurrogate(unit)) {
       bytes += 1U + (unit >= 0x80 ? 1U : 0U) + (unit >= 0x800 ? 1U : 0U);
-    } else if (isPair(units, i, length)) {
+    } else if (isPairAt(units, length, i)) {
       bytes += 4;
       ++i;
     } else {
@@ -142,8 +131,9 @@ char* encodeUTF8(const HxUniChar* units, HxUInteger length, char* out) noexcept 
       i += run - 1;
       continue;
     }
-    if (isPair(units, i, length)) {
-      value = 0x10000 + ((value - 0xD800) << 10) + (units[++i] - 0xDC00U);
+    if (isPairAt(units, length, i)) {
+      value = codePointOfPair(units[i], units[i + 1]);
+      ++i;
     } else if (isSurrogate(units[i])) {
       value = 0xFFFD;
     }

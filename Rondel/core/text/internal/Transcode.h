@@ -7,6 +7,7 @@
 
 #include "Rondel/core/object/Types.h"
 #include "Rondel/core/text/internal/ASCII.h"
+#include "Rondel/core/text/internal/CodeUnits.h"
 
 namespace rondel {
 class HxString;
@@ -27,17 +28,6 @@ struct UTF8Sequence {
   HxUInteger length;
 };
 UTF8Sequence readUTF8Sequence(const unsigned char* bytes, HxUInteger left) noexcept;
-// Writes a code point as one or two units and gives their number.
-inline HxUInteger splitIntoUnits(std::uint32_t value, HxUniChar* units) noexcept {
-  if (value < 0x10000) {
-    units[0] = static_cast<HxUniChar>(value);
-    return 1;
-  }
-  units[0] = static_cast<HxUniChar>(0xD7C0 + (value >> 10));
-  units[1] = static_cast<HxUniChar>(0xDC00 + (value & 0x3FF));
-  return 2;
-}
-
 // Bytes that units need in UTF-8, HxNotFound when there is a lone surrogate among them.
 HxUInteger lengthInUTF8(const HxUniChar* units, HxUInteger length) noexcept;
 // Writes UTF-8 and gives the byte behind it. A lone surrogate is written as U+FFFD, three bytes.

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "Rondel/core/text/internal/CodeUnits.h"
+
 namespace rondel::internal {
 namespace {
 
@@ -18,8 +20,6 @@ int digitValue(char c) noexcept {
   return c == '/' ? 63 : kNoDigit;
 }
 
-bool isBlank(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
-
 }  // namespace
 
 std::optional<std::string> decodeBase64(std::string_view text) {
@@ -30,7 +30,7 @@ std::optional<std::string> decodeBase64(std::string_view text) {
   std::size_t digits = 0;
   std::size_t padding = 0;
   for (const char c : text) {
-    if (isBlank(c)) continue;
+    if (isBlank(unitOf(c))) continue;
     if (c == '=') {
       ++padding;
       continue;
