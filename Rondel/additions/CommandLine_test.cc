@@ -430,6 +430,15 @@ TEST(CommandLineExtraction, AnElementThatIsNoStringFailsItsCheckAndIsPassedOver)
   EXPECT_EQ(recorder.failures()[0].condition, "HcGetTypeID(string) == HcStringGetTypeID()");
 }
 
+TEST(CommandLineExtraction, ThePrefixIsMatchedByCodeUnits) {
+  const HxString decomposed = "-e\u0301"_hx;
+  const HxString precomposed = "-\u00e9"_hx;
+  EXPECT_EQ(valuesOf({"-\u00e9x"_hx, "y"_hx}, decomposed), (Texts{}));
+  EXPECT_EQ(valuesOf({"-e\u0301x"_hx, "y"_hx}, decomposed), (Texts{"x"}));
+  EXPECT_EQ(valuesOf({"-e\u0301x"_hx, "y"_hx}, precomposed), (Texts{}));
+  EXPECT_EQ(valuesOf({"-e\u0301"_hx, "y"_hx}, "-e"_hx), (Texts{"\u0301"}));
+}
+
 TEST(CommandLineExtraction, AValueMayBeAnyObject) {
   const FailureRecorder recorder;
   EXPECT_EQ(valuesOf({"-I"_hx, HxNumber::numberWithInt(7)}, "-I"_hx), (Texts{"7"}));

@@ -3,9 +3,9 @@
 
 #include <algorithm>
 
-#include "Rondel/additions/internal/Units.h"
 #include "Rondel/core/report/Check.h"
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/CodeUnits.h"
 
 namespace rondel {
 
@@ -47,8 +47,7 @@ HxString stringByRemovingPrefix(const HxString& text, const HxString& possiblePr
   MO_ADDITION(text, "-[HxString(MoStringUtilities) stringByRemovingPrefix:]");
   MoCheckStringOrNil(possiblePrefix);
   if (!HxString::canHold(possiblePrefix.object()) || !text.hasPrefix(possiblePrefix)) return text;
-  const HxRange prefix = text.rangeOfString(possiblePrefix, HxAnchoredSearch);
-  return prefix.length > 0 ? text.substringFromIndex(prefix.length) : text;
+  return possiblePrefix.isEmpty() ? text : text.substringFromIndex(possiblePrefix.length());
 }
 
 HxString stringByRemovingSuffix(const HxString& text, const HxString& possibleSuffix) {
@@ -56,8 +55,8 @@ HxString stringByRemovingSuffix(const HxString& text, const HxString& possibleSu
   MO_ADDITION(text, "-[HxString(MoStringUtilities) stringByRemovingSuffix:]");
   MoCheckStringOrNil(possibleSuffix);
   if (!HxString::canHold(possibleSuffix.object()) || !text.hasSuffix(possibleSuffix)) return text;
-  const HxRange suffix = text.rangeOfString(possibleSuffix, HxAnchoredSearch | HxBackwardsSearch);
-  return suffix.length > 0 ? text.substringToIndex(suffix.location) : text;
+  if (possibleSuffix.isEmpty()) return text;
+  return text.substringToIndex(text.length() - possibleSuffix.length());
 }
 
 HxString firstMatchingPrefixFromArray(const HxString& text, const HxArray& prefixes) {

@@ -8,9 +8,9 @@
 //   substringBetweenString("f(x, y)"_hx, "("_hx, ")"_hx, false);            // x, y
 //   stringByAbbreviatingWithEllipsisInMiddleToLength("abcdefghij"_hx, 7);   // ab…ij
 //
-// Prefixes, suffixes and markers are found as by hasPrefix, hasSuffix and rangeOfString: text that
-// is canonically equivalent counts, and what was found goes as a whole, however it is written
-// there.
+// Prefixes and suffixes are found as by hasPrefix and hasSuffix: by code units. Markers are found
+// as by rangeOfString: text that is canonically equivalent counts, and what was found goes as a
+// whole, however it is written there.
 //
 // Nil text gives zero: nil or an empty range, and nothing is checked. Arguments that fail a check,
 // where the sink returns, are treated as stated with each operation. All of this may be called on

@@ -193,8 +193,9 @@ class RONDEL_EXPORT HxString : public HxHandle {
   HxComparisonResult caseInsensitiveCompare(const HxString& other) const {
     return compare(other, HxCaseInsensitiveSearch);
   }
-  // By canonical equivalence. An empty argument is a prefix and a suffix of every string; nil is of
-  // none.
+  // Returns whether the string starts or ends with the argument, code unit by code unit: a
+  // combining mark after a prefix does not hide it. An empty argument is a prefix and a suffix of
+  // every string; nil is of none.
   bool hasPrefix(const HxString& prefix) const;
   bool hasSuffix(const HxString& suffix) const;
 

@@ -165,6 +165,9 @@ TEST(StringPath, StandardizesByTextWhereNothingExists) {
       {"~no-such-user/a"_hx, "~no-such-user/a"_hx},
       {"a~"_hx, "a~"_hx},
       {"/no-such/\u00e9/..//x"_hx, "/no-such/x"_hx},
+      {"/\u0301x/./b//"_hx, "/\u0301x/b"_hx},
+      {"/\u0301x/../b"_hx, "/b"_hx},
+      {"~\u0301/./a"_hx, "~\u0301/a"_hx},
   };
   for (const Case& row : cases) {
     for (const TextForm form : kTextForms) {

@@ -2,11 +2,13 @@
 //
 // Searching for text and for characters.
 #include <algorithm>
+#include <string>
 
 #include "Rondel/core/object/internal/RangeCheck.h"
 #include "Rondel/core/text/CharacterSet.h"
 #include "Rondel/core/text/String.h"
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/ComposedText.h"
 #include "Rondel/core/text/internal/TextPieces.h"
 #include "Rondel/core/text/internal/TextSearch.h"
 
@@ -32,25 +34,27 @@ HxRange HxString::rangeOfString(const HxString& string, HxStringCompareOptions o
 
 namespace {
 
-bool hasAtEnd(const HxString& string, const HxString& part, HxStringCompareOptions end) {
-  if (!string || !part) return false;
-  return part.isEmpty() || string.rangeOfString(part, HxAnchoredSearch | end).length > 0;
+bool hasUnitsAt(const HxStringObject& text, HxUInteger start, const HxStringObject& part) {
+  return internal::haveSameUnits(text, start, part, part.length());
 }
 
 }  // namespace
 
 bool HxString::hasPrefix(const HxString& prefix) const {
+  if (!_object || !prefix) return false;
   const std::string_view text = asciiView();
   const std::string_view start = prefix.asciiView();
   if (text.data() && start.data()) return text.starts_with(start);
-  return hasAtEnd(*this, prefix, 0);
+  return prefix.length() <= length() && hasUnitsAt(*stringObject(), 0, *prefix.stringObject());
 }
 
 bool HxString::hasSuffix(const HxString& suffix) const {
+  if (!_object || !suffix) return false;
   const std::string_view text = asciiView();
   const std::string_view end = suffix.asciiView();
   if (text.data() && end.data()) return text.ends_with(end);
-  return hasAtEnd(*this, suffix, HxBackwardsSearch);
+  return suffix.length() <= length() &&
+         hasUnitsAt(*stringObject(), length() - suffix.length(), *suffix.stringObject());
 }
 
 // ---- Characters -------------------------------------------------------------------------------
@@ -63,9 +67,7 @@ HxRange HxString::rangeOfCharacterFromSet(const HxCharacterSet& set,
 namespace {
 
 using internal::TextPieces;
-
-HxUniChar unitOf(char ascii) { return static_cast<unsigned char>(ascii); }
-HxUniChar unitOf(HxUniChar unit) { return unit; }
+using internal::unitOf;
 
 // The index of the first member in a range; HxNotFound when there is none.
 HxUInteger firstMember(TextPieces& text, const HxCharacterSetObject& set, HxRange range) {
@@ -123,14 +125,37 @@ HxRange HxStringObject::rangeOfCharacterFromSet(const HxCharacterSet& set,
   return at == HxNotFound ? kNotFoundRange : HxRange{at, 1};
 }
 
+namespace {
+
+// Units beside a boundary that decide whether it is one.
+constexpr HxUInteger kMostContext = 2;
+
+HxRange sequenceAt(const HxUniChar* units, HxUInteger length, HxUInteger index) {
+  const HxUInteger end = internal::nextSequenceBoundary(units, length, index);
+  const HxUInteger start = internal::previousSequenceBoundary(units, length, end);
+  return {start, end - start};
+}
+
+}  // namespace
+
 HxRange HxString::rangeOfComposedCharacterSequenceAtIndex(HxUInteger index) const {
   if (!_object) return {};
   internal::checkIndex("-[HxString rangeOfComposedCharacterSequenceAtIndex:]", index, length());
-  return Characters(*this).visit([index](auto* units, HxUInteger length) {
-    const HxUInteger end = internal::nextSequenceBoundary(units, length, index);
-    const HxUInteger start = internal::previousSequenceBoundary(units, length, end);
-    return HxRange{start, end - start};
-  });
+  const HxUInteger length = this->length();
+  TextPieces text(*stringObject());
+  if (text.run().narrow) return {index, 1};
+  if (text.run().wide) return sequenceAt(text.run().wide, length, index);
+  // An open class shows a window around the index, which grows until the sequence ends inside it.
+  for (HxUInteger reach = 16;; reach *= 2) {
+    const HxUInteger start = index - std::min(index, reach);
+    const HxUInteger end = index + std::min(length - index, reach);
+    std::u16string window(end - start, u'\0');
+    stringObject()->getCharacters(window.data(), {start, end - start});
+    const HxRange found = sequenceAt(window.data(), window.size(), index - start);
+    const bool isWhole = (start == 0 || found.location > kMostContext) &&
+                         (end == length || HxMaxRange(found) + kMostContext < window.size());
+    if (isWhole) return {start + found.location, found.length};
+  }
 }
 
 HxString HxString::stringByTrimmingCharactersInSet(const HxCharacterSet& set) const {

@@ -214,13 +214,47 @@ TEST(StringSearch, TheEmptyStringIsAPrefixAndASuffixOfEveryString) {
   }
 }
 
-TEST(StringSearch, PrefixesAndSuffixesAreWholeSequences) {
+struct Ends {
+  std::u16string_view text;
+  std::u16string_view part;
+  bool isPrefix;
+  bool isSuffix;
+};
+
+constexpr Ends kEnds[] = {
+    {u"e\u0301te\u0301", u"e\u0301t", true, false},
+    {u"e\u0301te\u0301", u"te\u0301", false, true},
+    {u"e\u0301te\u0301", u"\u00e9t", false, false},
+    {u"e\u0301te\u0301", u"t\u00e9", false, false},
+    {u"e\u0301te\u0301", u"e", true, false},
+    {u"e\u0301te\u0301", u"\u0301", false, true},
+    {u"/\u0301x", u"/", true, false},
+    {u"\U0001F600", u"\xd83d", true, false},
+    {u"\u00e9", u"\u00e9\u00e9", false, false},
+    {u"a", u"\u00e9", false, false},
+};
+
+TEST(StringSearch, PrefixesAndSuffixesAreComparedByCodeUnits) {
+  for (const Ends& ends : kEnds) {
+    for (const TextForm form : kTextForms) {
+      for (const TextForm other : kTextForms) {
+        const HxString text = makeText(form, ends.text);
+        const HxString part = makeText(other, ends.part);
+        EXPECT_EQ(text.hasPrefix(part), ends.isPrefix) << &ends - kEnds << nameOf(form);
+        EXPECT_EQ(text.hasSuffix(part), ends.isSuffix) << &ends - kEnds << nameOf(form);
+      }
+    }
+  }
+}
+
+TEST(StringSearch, LongPrefixesAndSuffixesAreComparedWhole) {
   for (const TextForm form : kTextForms) {
-    const HxString text = makeText(form, u"e\u0301te\u0301");
-    EXPECT_TRUE(text.hasPrefix("\u00e9t"_hx)) << nameOf(form);
-    EXPECT_TRUE(text.hasSuffix("t\u00e9"_hx)) << nameOf(form);
-    EXPECT_FALSE(text.hasPrefix("e"_hx)) << nameOf(form);
-    EXPECT_FALSE(text.hasSuffix("\u0301"_hx)) << nameOf(form);
+    const std::u16string units = u"\u00e9" + std::u16string(1000, u'a') + u"\u00e8";
+    const HxString text = makeText(form, units);
+    EXPECT_TRUE(text.hasPrefix(makeText(form, units.substr(0, 900)))) << nameOf(form);
+    EXPECT_TRUE(text.hasSuffix(makeText(form, units.substr(100)))) << nameOf(form);
+    EXPECT_FALSE(text.hasPrefix(makeText(form, units.substr(0, 900) + u"b"))) << nameOf(form);
+    EXPECT_FALSE(text.hasSuffix(makeText(form, u"b" + units.substr(100)))) << nameOf(form);
   }
 }
 
