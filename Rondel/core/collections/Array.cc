@@ -6,9 +6,10 @@
 
 #include "Rondel/core/collections/IndexSet.h"
 #include "Rondel/core/collections/internal/ArrayStorage.h"
+#include "Rondel/core/collections/internal/Containers.h"
+#include "Rondel/core/collections/internal/MergeSort.h"
 #include "Rondel/core/collections/internal/ObjectKeys.h"
 #include "Rondel/core/object/Exception.h"
-#include "Rondel/core/object/internal/Describe.h"
 #include "Rondel/core/object/internal/RangeCheck.h"
 #include "Rondel/core/text/String.h"
 #include "Rondel/core/values/Number.h"
@@ -64,43 +65,13 @@ HxClass HxMutableArray::classObject() noexcept {
 }
 
 bool HxArrayObject::isEqual(const HxObject& other) const {
-  if (this == &other) return true;
-  if (other.typeID() != HxTypeID::array) return false;
-  const auto& array = static_cast<const HxArrayObject&>(other);
-  const HxUInteger length = count();
-  if (length != array.count()) return false;
-  Iterator mine(this, 0);
-  Iterator theirs(&array, 0);
-  for (HxUInteger i = 0; i < length; ++i, ++mine, ++theirs) {
-    if (!equalObjects(mine->object(), theirs->object())) return false;
-  }
-  return true;
+  return this == &other ||
+         (other.typeID() == HxTypeID::array && internal::areEqualContainers(*this, other));
 }
 
-// The first objects and the count tell most arrays apart.
-HxUInteger HxArrayObject::hash() const {
-  constexpr HxUInteger kHashedObjects = 16;
-  const HxUInteger length = count();
-  Iterator object(this, 0);
-  HxUInteger hash = length;
-  for (HxUInteger i = 0; i < std::min(length, kHashedObjects); ++i, ++object) {
-    hash = internal::spreadHash(hash ^ internal::elementHash(object->object()));
-  }
-  return hash;
-}
+HxUInteger HxArrayObject::hash() const { return internal::hashOfContainer(*this); }
 
-HxString HxArrayObject::description() const {
-  HxMutableString text = HxMutableString::stringWithString("(\n"_hx);
-  const HxUInteger length = count();
-  Iterator object(this, 0);
-  for (HxUInteger i = 0; i < length; ++i, ++object) {
-    text.appendString("    "_hx);
-    text.appendString(internal::nestedDescription(*object));
-    text.appendString(i + 1 < length ? ",\n"_hx : "\n"_hx);
-  }
-  text.appendString(")"_hx);
-  return text.copy();
-}
+HxString HxArrayObject::description() const { return internal::descriptionOfContainer(*this); }
 
 HxAny HxArrayObject::copy() const { return gather(Iterator(this, 0), count()); }
 
@@ -232,7 +203,7 @@ std::vector<HxObject*> sortedObjects(const HxArray& array, HxSelector comparator
   objects.reserve(array.count());
   for (const HxAny& object : array) objects.push_back(object.object());
   const bool isPlainCompare = comparator == HxSelector("compare:");
-  std::stable_sort(objects.begin(), objects.end(), [&](const HxObject* a, const HxObject* b) {
+  internal::mergeSort(objects, [&](const HxObject* a, const HxObject* b) {
     if (isPlainCompare && comparesDirectly(a)) return a->compare(*b) < 0;
     return as<HxNumber>(a->performSelector(comparator, HxAny(b))).integerValue() < 0;
   });

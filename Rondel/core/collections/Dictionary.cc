@@ -3,14 +3,13 @@
 
 #include <algorithm>
 #include <new>
-#include <vector>
 
 #include "Rondel/core/collections/internal/ArrayStorage.h"
+#include "Rondel/core/collections/internal/Containers.h"
 #include "Rondel/core/collections/internal/DictionaryText.h"
 #include "Rondel/core/collections/internal/ObjectTable.h"
 #include "Rondel/core/object/Exception.h"
 #include "Rondel/core/object/internal/DeferredDrop.h"
-#include "Rondel/core/object/internal/Describe.h"
 #include "Rondel/core/text/String.h"
 
 namespace rondel {
@@ -115,6 +114,11 @@ class StorageEnumerator final : public HxEnumerator {
 };
 
 }  // namespace
+
+const ObjectTable* tableOfDictionary(const HxObject& dictionary) noexcept {
+  const auto* const storage = builtIn(static_cast<const HxDictionaryObject*>(&dictionary));
+  return storage ? &storage->table() : nullptr;
+}
 
 HxDictionary DictionaryStorage::empty() noexcept {
   alignas(DictionaryStorage) static std::byte block[sizeof(DictionaryStorage)];
@@ -244,45 +248,13 @@ HxClass HxMutableDictionary::classObject() noexcept {
 }
 
 bool HxDictionaryObject::isEqual(const HxObject& other) const {
-  if (this == &other) return true;
-  if (other.typeID() != HxTypeID::dictionary) return false;
-  const HxDictionary dictionary(HxAny::Unchecked{}, HxAny(&other));
-  if (count() != dictionary.count()) return false;
-  HxDictionary::Iterator end;
-  for (HxDictionary::Iterator entry(this); !(entry == end); ++entry) {
-    if (!entry->value.isEqual(*dictionary.borrowObjectForKey(entry->key))) return false;
-  }
-  return true;
+  return this == &other ||
+         (other.typeID() == HxTypeID::dictionary && internal::areEqualContainers(*this, other));
 }
 
-// By count and keys; a sum, since their order is open.
-HxUInteger HxDictionaryObject::hash() const {
-  HxUInteger hash = count();
-  const Ref<HxEnumerator> keys = keyEnumerator();
-  while (const HxAny key = keys->nextObject()) hash += internal::elementHash(key.object());
-  return hash;
-}
+HxUInteger HxDictionaryObject::hash() const { return internal::hashOfContainer(*this); }
 
-HxString HxDictionaryObject::description() const {
-  struct Line {
-    HxString key;
-    HxAny value;
-  };
-  std::vector<Line> lines;
-  lines.reserve(count());
-  const HxDictionary::Iterator end;
-  for (HxDictionary::Iterator entry(this); !(entry == end); ++entry) {
-    lines.push_back({entry->key.description(), entry->value});
-  }
-  std::sort(lines.begin(), lines.end(), [](const Line& a, const Line& b) { return a.key < b.key; });
-  HxMutableString text = HxMutableString::stringWithString("{\n"_hx);
-  for (const Line& line : lines) {
-    text.appendString(HxString::stringByConcatenating(
-        "    "_hx, line.key, " = "_hx, internal::nestedDescription(line.value), ";\n"_hx));
-  }
-  text.appendString("}"_hx);
-  return text.copy();
-}
+HxString HxDictionaryObject::description() const { return internal::descriptionOfContainer(*this); }
 
 HxAny HxDictionaryObject::copy() const { return gather(*this, false); }
 

@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/core/collections/Set.h"
 
-#include <algorithm>
 #include <new>
-#include <vector>
 
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/internal/ArrayStorage.h"
+#include "Rondel/core/collections/internal/Containers.h"
 #include "Rondel/core/collections/internal/ObjectTable.h"
 #include "Rondel/core/object/internal/DeferredDrop.h"
-#include "Rondel/core/object/internal/Describe.h"
 #include "Rondel/core/text/String.h"
 
 namespace rondel {
@@ -73,37 +71,13 @@ HxClass SetStorage::hxClass() const noexcept {
 }
 
 bool SetStorage::isEqual(const HxObject& other) const {
-  if (this == &other) return true;
-  if (other.typeID() != HxTypeID::set) return false;
-  const internal::ObjectTable& theirs = static_cast<const SetStorage&>(other).table;
-  if (table.size() != theirs.size()) return false;
-  for (const Member& member : table) {
-    if (!theirs.find(member.key.object())) return false;
-  }
-  return true;
+  return this == &other ||
+         (other.typeID() == HxTypeID::set && internal::areEqualContainers(*this, other));
 }
 
-// A sum, since the order is open.
-HxUInteger SetStorage::hash() const {
-  HxUInteger hash = table.size();
-  for (const Member& member : table) hash += internal::elementHash(member.key.object());
-  return hash;
-}
+HxUInteger SetStorage::hash() const { return internal::hashOfContainer(*this); }
 
-// "{(\n    first,\n    second\n)}", sorted by the descriptions.
-HxString SetStorage::description() const {
-  std::vector<HxString> lines;
-  lines.reserve(table.size());
-  for (const Member& member : table) lines.push_back(internal::nestedDescription(member.key));
-  std::sort(lines.begin(), lines.end());
-  HxMutableString text = HxMutableString::stringWithString("{("_hx);
-  for (const HxString& line : lines) {
-    text.appendString(&line == lines.data() ? "\n    "_hx : ",\n    "_hx);
-    text.appendString(line);
-  }
-  text.appendString("\n)}"_hx);
-  return text.copy();
-}
+HxString SetStorage::description() const { return internal::descriptionOfContainer(*this); }
 
 HxAny SetStorage::copy() const {
   return bits() & kMutable ? HxAny(makeSet(*this, false)) : HxAny(this);
@@ -112,6 +86,10 @@ HxAny SetStorage::copy() const {
 HxAny SetStorage::mutableCopy() const { return makeSet(*this, true); }
 
 }  // namespace
+
+const internal::ObjectTable& internal::tableOfSet(const HxObject& set) noexcept {
+  return static_cast<const SetStorage&>(set).table;
+}
 
 HxClass HxSet::classObject() noexcept {
   static const HxClassInfo info{"HxSet", HxObject::classObject().info(),

@@ -45,17 +45,4 @@ inline std::size_t tableHash(const HxObject* object) {
   return spreadHash(object->hash());
 }
 
-// What an element adds to the hash of a collection. Containers count by their kind alone, so that
-// hashing nested ones goes one level deep.
-inline HxUInteger elementHash(const HxObject* object) {
-  switch (object->typeID()) {
-    case HxTypeID::array:
-    case HxTypeID::dictionary:
-    case HxTypeID::set:
-      return static_cast<HxUInteger>(object->typeID());
-    default:
-      return tableHash(object);
-  }
-}
-
 }  // namespace rondel::internal

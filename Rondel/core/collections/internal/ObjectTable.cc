@@ -50,6 +50,16 @@ ObjectTable::Entry ObjectTable::extract(const HxObject* key) {
   return taken;
 }
 
+ObjectTable::Candidates ObjectTable::candidatesFor(const HxObject* key) const {
+  Candidates found;
+  if (_count == 0) return found;
+  const std::size_t hash = hashOf(key);
+  for (std::size_t i = wrapped(hash); _places[i].hash != 0; i = wrapped(i + 1)) {
+    if (_places[i].hash == hash && found.count++ == 0) found.first = &_places[i];
+  }
+  return found;
+}
+
 std::size_t ObjectTable::probesFor(const HxObject* key) const {
   if (_count == 0) return 0;
   const std::size_t hash = hashOf(key);

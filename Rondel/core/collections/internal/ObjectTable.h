@@ -48,6 +48,12 @@ class ObjectTable {
   const Entry* find(const HxObject* key) const {
     return _count == 0 ? nullptr : find(key, hashOf(key));
   }
+  // The entries whose key has the hash of this key: how many, and the first of them.
+  struct Candidates {
+    std::size_t count = 0;
+    const Entry* first = nullptr;
+  };
+  Candidates candidatesFor(const HxObject* key) const;
   // The same for a key that is a string of these ASCII characters.
   const Entry* findText(std::string_view ascii) const {
     if (_count == 0) return nullptr;
