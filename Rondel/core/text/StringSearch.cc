@@ -141,19 +141,19 @@ HxRange sequenceAt(const HxUniChar* units, HxUInteger length, HxUInteger index) 
 HxRange HxString::rangeOfComposedCharacterSequenceAtIndex(HxUInteger index) const {
   if (!_object) return {};
   internal::checkIndex("-[HxString rangeOfComposedCharacterSequenceAtIndex:]", index, length());
-  const HxUInteger length = this->length();
+  const HxUInteger count = length();
   TextPieces text(*stringObject());
   if (text.run().narrow) return {index, 1};
-  if (text.run().wide) return sequenceAt(text.run().wide, length, index);
+  if (text.run().wide) return sequenceAt(text.run().wide, count, index);
   // An open class shows a window around the index, which grows until the sequence ends inside it.
   for (HxUInteger reach = 16;; reach *= 2) {
     const HxUInteger start = index - std::min(index, reach);
-    const HxUInteger end = index + std::min(length - index, reach);
+    const HxUInteger end = index + std::min(count - index, reach);
     std::u16string window(end - start, u'\0');
     stringObject()->getCharacters(window.data(), {start, end - start});
     const HxRange found = sequenceAt(window.data(), window.size(), index - start);
     const bool isWhole = (start == 0 || found.location > kMostContext) &&
-                         (end == length || HxMaxRange(found) + kMostContext < window.size());
+                         (end == count || HxMaxRange(found) + kMostContext < window.size());
     if (isWhole) return {start + found.location, found.length};
   }
 }

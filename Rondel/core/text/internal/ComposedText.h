@@ -11,6 +11,7 @@
 // D, case-folded when case does not count. Keys are made sequence by sequence.
 #pragma once
 
+#include "Rondel/core/text/internal/CodeUnits.h"
 #include "Rondel/core/text/internal/UnitBuffer.h"
 
 namespace rondel::internal {
@@ -79,7 +80,13 @@ inline bool mayBeginKey(HxUniChar unit, HxUniChar first, Equivalence equivalence
 // Raises what the failure of an ICU function means; too little room for the result is none.
 void checkICUStatus(int status);
 
-// Appends the normal form D or C.
+// Runs of at least this many marks are long: ICU sorts shorter ones faster.
+inline constexpr HxUInteger kLongRunOfMarks = 32;
+// Returns the first run of at least twice as many units, perhaps of a shorter one, that are all
+// marks with a place in the canonical order, from `from` on; kNotFoundRange if there is none.
+HxRange nextLongRunOfMarks(const HxUniChar* units, HxUInteger length, HxUInteger from);
+
+// Appends the normal form D or C. The time grows as the text does.
 void appendDecomposed(const HxUniChar* units, HxUInteger length, UnitBuffer& out);
 void appendComposed(const HxUniChar* units, HxUInteger length, UnitBuffer& out);
 // Whether text is known to be in that form already.

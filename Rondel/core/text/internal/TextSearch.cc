@@ -1,4 +1,15 @@
 // SPDX-License-Identifier: MIT
+//
+// Most searches look for the first unit of the pattern and compare the rest where it stands. On
+// text that keeps almost matching this is quadratic, so each search has an allowance that grows
+// with the text it has passed. A search that has used it up goes on steadily (Knuth, Morris and
+// Pratt): each unit of text is read once, and a table of the pattern tells how much of a failed
+// match is the start of another one.
+//
+//   "aab" in "aaab":  table 0 1 0       a   a    a                  b
+//                     units matched     1   2    2 (falls to 1, +1)  3: found at 1
+//
+// Composed text is searched in the same two ways, over the keys of its sequences in place of units.
 #include "Rondel/core/text/internal/TextSearch.h"
 
 #if defined(__SSE2__)
@@ -7,6 +18,7 @@
 
 #include <bit>
 #include <cstring>
+#include <vector>
 
 namespace rondel::internal {
 
@@ -51,11 +63,42 @@ HxUniChar upper(HxUniChar ascii) {
   return ascii >= u'a' && ascii <= u'z' ? static_cast<HxUniChar>(ascii - 32) : ascii;
 }
 
-HxUniChar wide(char unit) { return static_cast<unsigned char>(unit); }
-HxUniChar wide(HxUniChar unit) { return unit; }
-
 // ASCII characters that a character beyond ASCII decomposes to as a whole: U+037E, U+1FEF, U+212A.
 bool hasTwin(HxUniChar ascii) { return ascii == u';' || ascii == u'`' || ascii == u'K'; }
+
+// What a quick search may compare after it has passed so many units of text.
+HxUInteger allowance(HxUInteger passed) { return 16 * passed + 1024; }
+
+// How much of a pattern the units up to the present one match.
+template <class PatternUnit>
+class SteadyMatch {
+ public:
+  SteadyMatch(HxUInteger length, const PatternUnit& patternUnit)
+      : _patternUnit(patternUnit), _table(length) {
+    for (HxUInteger i = 1; i < length; ++i) {
+      _matched = extended(_matched, _patternUnit(i));
+      _table[i] = _matched;
+    }
+    _matched = 0;
+  }
+
+  // Takes the next unit. Returns whether the whole pattern ends with it.
+  bool take(HxUniChar unit) {
+    if (_matched == _table.size()) _matched = _table.back();
+    _matched = extended(_matched, unit);
+    return _matched == _table.size();
+  }
+
+ private:
+  HxUInteger extended(HxUInteger matched, HxUniChar unit) const {
+    while (matched > 0 && _patternUnit(matched) != unit) matched = _table[matched - 1];
+    return _patternUnit(matched) == unit ? matched + 1 : 0;
+  }
+
+  const PatternUnit& _patternUnit;
+  std::vector<HxUInteger> _table;  // of each start of the pattern: its longest end that starts it
+  HxUInteger _matched = 0;
+};
 
 }  // namespace
 
@@ -108,12 +151,31 @@ HxRange TextSearch::findBytes(HxRange range) const {
 
 template <class Unit>
 bool TextSearch::matchesUnitsAt(const Unit* units, HxUInteger index) const {
-  if (_bytes) return std::memcmp(units + index, _bytes, _length) == 0;
-  for (HxUInteger i = 0; i < _length; ++i) {
-    const HxUniChar unit = wide(units[index + i]);
-    if (unit != _key[i] && _equivalence.fold(unit) != _key[i]) return false;
+  if (_bytes) {
+    if (unitOf(units[index]) != unitOf(_bytes[0])) return false;
+    _work += _length;
+    return std::memcmp(units + index, _bytes, _length) == 0;
   }
-  return true;
+  HxUInteger matched = 0;
+  while (matched < _length && _equivalence.fold(unitOf(units[index + matched])) == _key[matched]) {
+    ++matched;
+  }
+  _work += matched;
+  return matched == _length;
+}
+
+// The last match where the search is a backward one.
+template <class Unit>
+HxRange TextSearch::findUnitsSteadily(const Unit* units, HxRange range) const {
+  const auto pattern = [this](HxUInteger i) { return patternUnit(i); };
+  SteadyMatch match(_length, pattern);
+  HxRange found = kNotFoundRange;
+  for (HxUInteger at = range.location; at < HxMaxRange(range); ++at, ++_work) {
+    if (!match.take(_equivalence.fold(unitOf(units[at])))) continue;
+    found = {at + 1 - _length, _length};
+    if (!isBackwards()) break;
+  }
+  return found;
 }
 
 template <class Unit>
@@ -124,17 +186,26 @@ HxRange TextSearch::findUnits(const Unit* units, HxRange range) const {
     const HxUInteger at = isBackwards() ? last : range.location;
     return matchesUnitsAt(units, at) ? HxRange{at, _length} : kNotFoundRange;
   }
+  const HxUInteger workBefore = _work;
+  const auto isSpent = [&](HxUInteger passed) { return _work - workBefore > allowance(passed); };
   if (isBackwards()) {
     for (HxUInteger at = last + 1; at-- > range.location;) {
       if (matchesUnitsAt(units, at)) return {at, _length};
+      if (isSpent(last - at)) {
+        return findUnitsSteadily(units, {range.location, at + _length - range.location});
+      }
     }
     return kNotFoundRange;
   }
-  const HxUniChar first = _key[0];
+  const HxUniChar first = patternUnit(0);
   const HxUniChar other = _equivalence.foldsCase ? upper(first) : first;
   for (HxUInteger at = range.location; at <= last; ++at) {
     at = indexOfEither(units, at, last + 1, first, other);
-    if (at <= last && matchesUnitsAt(units, at)) return {at, _length};
+    if (at > last) break;
+    if (matchesUnitsAt(units, at)) return {at, _length};
+    if (isSpent(at - range.location)) {
+      return findUnitsSteadily(units, {at, HxMaxRange(range) - at});
+    }
   }
   return kNotFoundRange;
 }
@@ -152,18 +223,55 @@ HxRange TextSearch::findKeys(HxRange range) const {
     return end == HxNotFound ? kNotFoundRange : HxRange{start, end - start};
   };
   if (isAnchored()) return matchAt(range.location);
+  const HxUInteger workBefore = _work;
+  const auto isSpent = [&](HxUInteger passed) { return _work - workBefore > allowance(passed); };
   if (isBackwards()) {
     for (HxUInteger at = limit; at-- > range.location;) {
       if (!mayBeginKey(_text.wide()[at], _key[0], _equivalence)) continue;
       if (const HxRange match = matchAt(at); match.length > 0) return match;
+      if (isSpent(limit - at)) return findKeysSteadily(range);
     }
     return kNotFoundRange;
   }
   for (HxUInteger at = nextCandidate(range.location, limit); at < limit;
        at = nextCandidate(at + 1, limit)) {
     if (const HxRange match = matchAt(at); match.length > 0) return match;
+    if (isSpent(at - range.location)) return findKeysSteadily({at, limit - at});
   }
   return kNotFoundRange;
+}
+
+// The last match where the search is a backward one. A match begins and ends with a piece; `starts`
+// keeps where the pieces began whose keys began with one of the units that the pattern covers now.
+HxRange TextSearch::findKeysSteadily(HxRange range) const {
+  const HxUniChar* units = _text.wide();
+  const HxUInteger length = _text.length();
+  const auto pattern = [this](HxUInteger i) { return patternUnit(i); };
+  SteadyMatch match(_length, pattern);
+  std::vector<HxUInteger> starts(_length, HxNotFound);
+  HxRange found = kNotFoundRange;
+  HxUInteger taken = 0;  // units of keys, modulo the pattern's length
+  UnitBuffer piece;
+  HxUInteger at = range.location;
+  while (at < HxMaxRange(range) && !isPieceBoundary(units, length, at, _equivalence)) ++at;
+  while (at < HxMaxRange(range)) {
+    const HxUInteger end = nextPiece(units, length, at, _equivalence);
+    if (end > HxMaxRange(range)) break;
+    piece.clear();
+    appendKey(units + at, end - at, _equivalence, piece);
+    bool isMatch = false;
+    for (HxUInteger i = 0; i < piece.length(); ++i) {
+      starts[taken] = i == 0 ? at : HxNotFound;
+      taken = taken + 1 == _length ? 0 : taken + 1;
+      isMatch = match.take(piece[i]);
+    }
+    _work += end - at;
+    at = end;
+    if (!isMatch || starts[taken] == HxNotFound) continue;
+    found = {starts[taken], end - starts[taken]};
+    if (!isBackwards()) break;
+  }
+  return found;
 }
 
 HxUInteger TextSearch::nextCandidate(HxUInteger from, HxUInteger end) const {
@@ -189,12 +297,17 @@ HxUInteger TextSearch::endOfMatchAt(HxUInteger start, HxUInteger limit) const {
   HxUInteger at = start;
   for (HxUInteger matched = 0; matched < _length; matched += piece.length()) {
     // ASCII that no mark follows, most of all text, is a piece and its key at once.
-    for (; at < limit && matched < _length && standsAlone(units, length, at); ++at, ++matched) {
-      if (_equivalence.fold(units[at]) != _key[matched]) return HxNotFound;
+    const HxUInteger runStart = at;
+    while (at < limit && matched < _length && standsAlone(units, length, at) &&
+           _equivalence.fold(units[at]) == _key[matched]) {
+      ++at;
+      ++matched;
     }
+    _work += at - runStart;
     if (matched == _length) return at;
-    if (at >= limit) return HxNotFound;
+    if (at >= limit || standsAlone(units, length, at)) return HxNotFound;
     const HxUInteger end = nextPiece(units, length, at, _equivalence);
+    _work += end - at;
     if (end > limit) return HxNotFound;
     piece.clear();
     appendKey(units + at, end - at, _equivalence, piece);

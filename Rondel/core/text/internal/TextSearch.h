@@ -8,10 +8,11 @@
 //
 // ASCII is searched as it lies. Other text is searched by keys (ComposedText.h) unless code units
 // are to count: a match is a run of whole composed character sequences of the text whose key is
-// that of the pattern.
+// that of the pattern. The time grows as text and pattern do.
 #pragma once
 
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/CodeUnits.h"
 #include "Rondel/core/text/internal/ComposedText.h"
 
 namespace rondel::internal {
@@ -26,6 +27,9 @@ class TextSearch {
   // The first match within a range that fits the text; the last one, or the one at its start or
   // end, when the options say so. An empty pattern is never found.
   HxRange find(HxRange range) const;
+
+  // Returns how many units have been compared so far: what a bad search would make grow.
+  HxUInteger work() const noexcept { return _work; }
 
   bool isBackwards() const noexcept { return (_options & HxBackwardsSearch) != 0; }
   bool isAnchored() const noexcept { return (_options & HxAnchoredSearch) != 0; }
@@ -43,8 +47,14 @@ class TextSearch {
   template <class Unit>
   HxRange findUnits(const Unit* units, HxRange range) const;
   template <class Unit>
+  HxRange findUnitsSteadily(const Unit* units, HxRange range) const;
+  template <class Unit>
   bool matchesUnitsAt(const Unit* units, HxUInteger index) const;
   HxRange findKeys(HxRange range) const;
+  HxRange findKeysSteadily(HxRange range) const;
+  HxUniChar patternUnit(HxUInteger index) const noexcept {
+    return _bytes ? unitOf(_bytes[index]) : _key[index];
+  }
   HxUInteger nextCandidate(HxUInteger from, HxUInteger end) const;
   HxUInteger endOfMatchAt(HxUInteger start, HxUInteger limit) const;
   HxUInteger startOfMatchEndingAt(HxUInteger end, HxUInteger limit) const;
@@ -57,6 +67,7 @@ class TextSearch {
   const char* _bytes = nullptr;  // the pattern on the road of bytes
   HxUInteger _length = 0;        // of the bytes, or of the key
   UnitBuffer _key;
+  mutable HxUInteger _work = 0;
 };
 
 }  // namespace rondel::internal

@@ -62,7 +62,9 @@ class UnitBuffer {
   }
 
  private:
+  // To twice the room at least, so that appending takes time that grows as the text does.
   void grow(HxUInteger capacity) {
+    if (capacity < 2 * _capacity) capacity = 2 * _capacity;
     if (capacity > HxNotFound / sizeof(HxUniChar)) throw std::bad_alloc();
     void* old = _units == _stack ? nullptr : _units;
     auto* units = static_cast<HxUniChar*>(std::realloc(old, capacity * sizeof(HxUniChar)));
