@@ -40,10 +40,13 @@ class RONDEL_EXPORT HxArrayObject : public HxObject {
   // until the array changes or goes.
   virtual const HxAny* contiguousObjects() const { return nullptr; }
 
-  // Equal when the objects are equal in order, whatever the classes of the arrays.
+  // Returns whether the objects are equal in order, whatever the classes of the arrays and however
+  // deep containers nest. Raises HxInternalInconsistencyException only if more than 500 levels of
+  // containers that share a hash have to be told apart as keys or members of sets.
   bool isEqual(const HxObject& other) const final;
   HxUInteger hash() const final;
-  // "(\n    first,\n    second\n)": the descriptions of the objects.
+  // Returns "(\n    first,\n    second\n)": the descriptions of the objects. Containers more than
+  // 100 levels deep are written as "...".
   HxString description() const override;
   // A built-in array of the same objects. A class whose objects never change may give itself.
   HxAny copy() const override;
@@ -112,9 +115,10 @@ class RONDEL_EXPORT HxArray : public HxHandle {
   // The descriptions of the objects with the separator between them, nil counting as an empty one;
   // the empty string for an empty array.
   HxString componentsJoinedByString(const HxString& separator) const;
-  // Sorted by an operation that compares two objects and gives a number, negative when the receiver
-  // comes first, such as "compare:"; stable. Raises HxInvalidArgumentException when an object has
-  // no such operation.
+  // Returns the objects sorted by an operation that compares two objects and gives a number,
+  // negative if the receiver comes first, such as "compare:". Stable. An operation that is no order
+  // gives some order of the same objects. Raises HxInvalidArgumentException if an object has no
+  // such operation.
   HxArray sortedArrayUsingSelector(HxSelector comparator) const;
   bool isEqualToArray(const HxArray& other) const { return isEqual(other); }
   // Calls the operation on every object in order.

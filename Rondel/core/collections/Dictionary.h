@@ -78,10 +78,12 @@ class RONDEL_EXPORT HxDictionaryObject : public HxObject {
   // Every key once. The enumerator keeps what it needs alive.
   virtual Ref<HxEnumerator> keyEnumerator() const = 0;
 
-  // Equal when the same keys have equal values, whatever the classes of the dictionaries.
+  // Returns whether the same keys have equal values, whatever the classes of the dictionaries. Deep
+  // containers are compared as HxArrayObject::isEqual compares them.
   bool isEqual(const HxObject& other) const final;
   HxUInteger hash() const final;
-  // "{\n    key = value;\n}", sorted by the descriptions of the keys.
+  // Returns "{\n    key = value;\n}", sorted by the descriptions of the keys. Containers more than
+  // 100 levels deep are written as "...".
   HxString description() const override;
   // A built-in dictionary of the same entries. A class whose entries never change may give itself.
   HxAny copy() const override;

@@ -136,8 +136,8 @@ template <std::size_t... Index>
 struct SharedNumbers {
   NumberObject integers[sizeof...(Index)] = {NumberObject::immortal(
       Kind::signedInteger, kFirstShared + static_cast<std::int64_t>(Index))...};
-  NumberObject booleans[2] = {NumberObject::immortal(Kind::boolean, 0),
-                              NumberObject::immortal(Kind::boolean, 1)};
+  NumberObject no = NumberObject::immortal(Kind::boolean, 0);
+  NumberObject yes = NumberObject::immortal(Kind::boolean, 1);
 
   constexpr explicit SharedNumbers(std::index_sequence<Index...>) noexcept {}
 };
@@ -172,7 +172,9 @@ HxNumber HxNumber::numberWithUnsignedInteger(HxUInteger value) {
 
 HxNumber HxNumber::numberWithDouble(double value) { return makeNumber(new NumberObject(value)); }
 
-HxNumber HxNumber::numberWithBool(bool value) { return share(sharedNumbers.booleans[value]); }
+HxNumber HxNumber::numberWithBool(bool value) {
+  return share(value ? sharedNumbers.yes : sharedNumbers.no);
+}
 
 // ---- Reading ----------------------------------------------------------------------------------
 

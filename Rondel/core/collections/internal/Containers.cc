@@ -111,7 +111,7 @@ class Comparison {
 
  private:
   static constexpr int kMostLevels = 4;
-  static constexpr int kMostNested = 1000;
+  static constexpr int kMostNested = 500;
 
   bool areEqualElements(const HxObject* a, const HxObject* b, int level) {
     if (!a || !b) return false;

@@ -15,7 +15,7 @@ class ObjectTable;
 HxUInteger hashOfContainer(const HxObject& container);
 
 // Returns whether two containers of the same kind have equal elements, however deep they lie.
-// Raises HxInternalInconsistencyException if more than 1000 levels of containers that share a hash
+// Raises HxInternalInconsistencyException if more than 500 levels of containers that share a hash
 // have to be told apart as keys or members.
 bool areEqualContainers(const HxObject& a, const HxObject& b);
 

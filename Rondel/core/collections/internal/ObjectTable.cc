@@ -1,4 +1,13 @@
 // SPDX-License-Identifier: MIT
+//
+// An entry stands in the place that its hash names, or in the first free one after it. A search
+// starts at the place of the hash and ends at a free place. A removed entry leaves no mark: later
+// entries move up into the gap if their own search starts at the gap or before it.
+//
+//   8 places; hashes end in a: 2, b: 2, c: 3, d: 5       place  2 3 4 5
+//   after inserting a, b, c, d                                  a b c d
+//   remove a: b moves to 2, c (which starts at 3) to 3          b c . d
+//   d starts at its own place, behind the gap: it stays
 #include "Rondel/core/collections/internal/ObjectTable.h"
 
 #include <algorithm>
@@ -34,7 +43,7 @@ std::pair<ObjectTable::Entry*, bool> ObjectTable::insert(HxAny key) {
   return {entry, true};
 }
 
-// The entries behind the gap move up where their searches started before it, so that none ends too
+// Entries after the gap move up if their searches start at it or before, so that none ends too
 // early.
 ObjectTable::Entry ObjectTable::extract(const HxObject* key) {
   const Entry* const found = find(key);

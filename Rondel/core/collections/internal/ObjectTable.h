@@ -44,7 +44,7 @@ class ObjectTable {
   std::size_t size() const noexcept { return _count; }
   bool empty() const noexcept { return _count == 0; }
 
-  // Null when there is none.
+  // Returns the entry of a key, null if there is none.
   const Entry* find(const HxObject* key) const {
     return _count == 0 ? nullptr : find(key, hashOf(key));
   }
@@ -60,13 +60,13 @@ class ObjectTable {
     const std::size_t hash = (hashOfBytes(ascii.data(), ascii.size()) >> 1) | kUsed;
     return findWith(hash, [ascii](const HxObject* kept) { return isText(kept, ascii); });
   }
-  // The entry of this key, a new one with a nil value when there was none, and whether it is new.
+  // Returns the entry of this key and whether it is new. A new one has a nil value.
   std::pair<Entry*, bool> insert(HxAny key);
-  // Takes the entry of this key out; an empty one when there is none.
+  // Takes the entry of this key out. Returns an empty one if there is none.
   Entry extract(const HxObject* key);
   // Returns how many places a search for this key looks at: what bad hashes make grow.
   std::size_t probesFor(const HxObject* key) const;
-  // Room for this many entries in all.
+  // Makes room for this many entries in all.
   void reserve(std::size_t count);
 
   class Iterator {

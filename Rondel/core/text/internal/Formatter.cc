@@ -1,4 +1,14 @@
 // SPDX-License-Identifier: MIT
+//
+// Writes one piece of a format at a time: text as it is, and a conversion by its family. A
+// conversion first becomes a field, with its width and precision known, taken from the arguments if
+// the format says so. The family then writes its characters, and the field puts blanks or zeros
+// around them.
+//
+//   "%-*d|" with 5 and 42    piece   %-*d      width from argument 1: 5; left
+//                            field   width 5, left; argument 2: "42"
+//                            writes  "42" and three blanks
+//                            piece   "|"       writes "|"
 #include "Rondel/core/text/internal/Formatter.h"
 
 #include <locale.h>

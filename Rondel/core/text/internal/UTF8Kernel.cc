@@ -1,4 +1,13 @@
 // SPDX-License-Identifier: MIT
+//
+// The kernel for every machine reads runs of ASCII by the loops of ASCII.h, and each other sequence
+// by its lead: two bytes below E0, three below F0, four from there on. A sequence is well-formed if
+// it is whole, its other bytes are continuations, and its value is none that a shorter form has, no
+// surrogate and not beyond U+10FFFF.
+//
+//   "a" C3 A9 ED A0 80    "a"        run of ASCII          1 unit
+//                         C3 A9      readTwo:   U+00E9     1 unit
+//                         ED A0 80   readThree: U+D800, a surrogate: the walk stops at ED
 #include "Rondel/core/text/internal/UTF8Kernel.h"
 
 #include "Rondel/core/text/internal/ASCII.h"
@@ -39,9 +48,9 @@ struct Writer {
 
 bool isContinuation(std::uint8_t byte) noexcept { return (byte & 0xC0) == 0x80; }
 
-// Each reads the sequence at `p`, which begins with a lead of its length, and gives the bytes
-// behind it; null when it is not well-formed. The limits on the second byte keep out overlong
-// forms, surrogates and what lies beyond U+10FFFF.
+// Each reads the sequence at `p`, which begins with a lead of its length. Returns the byte after
+// it; null if it is not well-formed. Overlong forms of two bytes are told by their lead. The value
+// tells longer overlong forms, surrogates and what lies beyond U+10FFFF.
 template <class Target>
 const std::uint8_t* readTwo(const std::uint8_t* p, std::ptrdiff_t left, Target& target) noexcept {
   if (left < 2 || p[0] < 0xC2 || !isContinuation(p[1])) return nullptr;
