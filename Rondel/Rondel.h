@@ -56,6 +56,7 @@
 #include "Rondel/host/NotificationCenter.h"
 #include "Rondel/host/Pipe.h"
 #include "Rondel/host/Process.h"
+#include "Rondel/host/ProgramPath.h"
 #include "Rondel/host/RunLoop.h"
 #include "Rondel/host/Thread.h"
 #include "Rondel/host/Timer.h"
