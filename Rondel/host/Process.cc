@@ -5,21 +5,23 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/object/internal/Mutex.h"
 #include "Rondel/core/system/internal/FileCalls.h"
 #include "Rondel/core/system/internal/FilePath.h"
 #include "Rondel/host/NotificationCenter.h"
-#include "Rondel/host/Timer.h"
+#include "Rondel/host/RunLoop.h"
 #include "Rondel/host/internal/RunLoopSource.h"
 #include "Rondel/host/linux/Child.h"
+#include "Rondel/host/linux/Reaper.h"
 
 namespace rondel {
 
@@ -27,6 +29,8 @@ using internal::Child;
 using internal::ChildPlan;
 using internal::fileCalls;
 using internal::FilePath;
+using internal::Mutex;
+using internal::MutexLock;
 using internal::RunLoopSource;
 using internal::SharedDescriptor;
 
@@ -34,15 +38,16 @@ namespace {
 
 constexpr int kLostStatus = -1;
 constexpr int kStandardFiles = 3;
-// A child that is being traced looks ended before its status can be taken.
-constexpr HxTimeInterval kPauseAfterFalseAlarm = 0.01;
+// How often a wait asks for the exit of a child that it cannot watch.
+constexpr useconds_t kMicrosecondsBetweenLooks = 20'000;
 
 HxArray commonModes() { return HxArray::arrayWithObject(HxRunLoopCommonModes); }
 
-// Texts in the form in which the system takes a list of them.
+// Texts in the form in which the system takes a list.
 class TextList {
  public:
-  // `what` and `given` are for the message when the text cannot be handed over.
+  // Raises HxInvalidArgumentException, which tells `what` and `given`, if the system cannot take
+  // the text.
   void add(const HxString& text, const char* what, const HxHandle& given) {
     HxCString bytes = text.UTF8String();
     if (bytes.isNull() || std::strlen(bytes.c_str()) != bytes.length()) {
@@ -51,7 +56,7 @@ class TextList {
     }
     _texts.push_back(std::move(bytes));
   }
-  // Ends with null. Good until something is added.
+  // Returns the list, which ends with null. Good until something is added.
   char* const* list() {
     _list.clear();
     for (const HxCString& text : _texts) _list.push_back(const_cast<char*>(text.c_str()));
@@ -73,9 +78,24 @@ TextList argumentList(const HxString& path, const HxArray& arguments) {
   return list;
 }
 
+// Why the system would take another name than this, or none.
+const char* faultOfVariableName(const HxHandle& name) {
+  const HxString text = as<HxString>(name);
+  if (!text) return ", which is no string";
+  if (text.isEmpty()) return ", which is empty";
+  const HxCString bytes = text.UTF8String();
+  return !bytes.isNull() && std::strchr(bytes.c_str(), '=') ? ", which contains '='" : nullptr;
+}
+
 TextList environmentList(const HxDictionary& environment) {
   TextList list;
   for (const auto& [name, value] : environment) {
+    if (const char* const fault = faultOfVariableName(name)) {
+      HxException::raise(HxInvalidArgumentException,
+                         "the name of an environment variable cannot be handed to the system: "
+                         "%@%s"_hx,
+                         name, fault);
+    }
     const auto text = HxString::stringWithFormat("%@=%@"_hx, name, value);
     list.add(as<HxString>(value) ? text : HxString(), "an environment variable", text);
   }
@@ -101,7 +121,7 @@ std::string pathFromAnywhere(const char* path) {
   return absolute.append("/").append(path);
 }
 
-// Why the child could not have entered the directory, as an errno value; 0 when it could.
+// Returns why the child could not have entered the directory, as an errno value; 0 if it could.
 int troubleWithDirectory(const char* directory) {
   struct stat facts = {};
   if (fileCalls.stat(directory, &facts) != 0) return errno;
@@ -109,11 +129,11 @@ int troubleWithDirectory(const char* directory) {
   return fileCalls.access(directory, X_OK) != 0 ? errno : 0;
 }
 
-// Ends the child again unless it was taken out: nothing is left of a failed launch.
-struct StartedChild {
-  Ref<Child> child;
-  ~StartedChild() {
-    if (child) child->destroy();
+// A source that is taken back at the end of the scope, unless it was moved on.
+struct OwnedSource {
+  Ref<RunLoopSource> source;
+  ~OwnedSource() {
+    if (source) source->remove();
   }
 };
 
@@ -146,21 +166,21 @@ struct HxTask::Impl {
     bool isPipeEnd = false;  // to be closed on our side
   } standardFiles[kStandardFiles];
 
-  mutable std::mutex lock;  // of these two, which are set once
-  Ref<Child> child;
-  Ref<HxRunLoop> loop;        // of the thread that launched
+  mutable Mutex lock;
+  Ref<Child> child RONDEL_GUARDED_BY(lock);     // both are set once
+  Ref<HxRunLoop> loop RONDEL_GUARDED_BY(lock);  // of the thread that launched
   Ref<RunLoopSource> source;  // on the launching thread's run loop, until the exit was seen
   bool isTold = false;
 
   Ref<Child> currentChild() const {
-    const std::scoped_lock held(lock);
+    const MutexLock held(lock);
     return child;
   }
   Ref<HxRunLoop> launchLoop() const {
-    const std::scoped_lock held(lock);
+    const MutexLock held(lock);
     return loop;
   }
-  Ref<Child> start(Ref<SharedDescriptor> (&lent)[kStandardFiles]) const;
+  void start(Child& child, const Ref<RunLoopSource>& source) const;
   void releaseStandardFiles();
 };
 
@@ -168,7 +188,7 @@ HxTask::HxTask() : _impl(new Impl) {}
 
 HxTask::~HxTask() {
   if (_impl->source) _impl->source->remove();
-  if (_impl->child) Child::adopt(_impl->child);
+  if (const Ref<Child> child = _impl->currentChild()) Child::adopt(child);
   HxNotificationCenter::defaultCenter()->forgetObject(this, HxTaskDidTerminateNotification);
 }
 
@@ -221,34 +241,32 @@ void HxTask::setStandardError(const Ref<HxFileHandle>& handle) {
 
 // ---- Running ----------------------------------------------------------------------------------
 
+// All that can fail is done before there is a child.
 void HxTask::launch() {
   if (_impl->currentChild()) {
     HxException::raise(HxInvalidArgumentException, "a task can be launched once only"_hx);
   }
-  Ref<SharedDescriptor> lent[kStandardFiles];  // stay open until the child has them
-  StartedChild started{_impl->start(lent)};
-  const Ref<Child> child = started.child;
   const Ref<HxRunLoop> loop = HxRunLoop::currentRunLoop();
-  const auto source = makeRef<RunLoopSource>(loop, child->exitDescriptor(),
-                                             RunLoopSource::Order::exit, this, childMayHaveExited);
+  const auto child = makeRef<Child>();
+  OwnedSource prepared{
+      makeRef<RunLoopSource>(loop, nullptr, RunLoopSource::Order::exit, this, childMayHaveExited)};
   try {
-    source->arm(commonModes());
+    prepared.source->arm(commonModes());
   } catch (const HxException& exception) {
-    source->remove();
-    HxException::raise(HxTaskLaunchException, "could not watch the child: %@"_hx,
+    HxException::raise(HxTaskLaunchException, "could not watch for the exit: %@"_hx,
                        exception.reason());
   }
+  _impl->start(*child, prepared.source);
   {
-    const std::scoped_lock held(_impl->lock);
+    const MutexLock held(_impl->lock);
     _impl->child = child;
     _impl->loop = loop;
   }
-  _impl->source = source;
-  started.child = nullptr;
+  _impl->source = std::move(prepared.source);
   _impl->releaseStandardFiles();
 }
 
-Ref<Child> HxTask::Impl::start(Ref<SharedDescriptor> (&lent)[kStandardFiles]) const {
+void HxTask::Impl::start(Child& started, const Ref<RunLoopSource>& exit) const {
   ChildPlan plan;
   TextList argumentTexts = argumentList(launchPath, arguments);
   TextList environmentTexts = environmentList(environment);
@@ -264,19 +282,16 @@ Ref<Child> HxTask::Impl::start(Ref<SharedDescriptor> (&lent)[kStandardFiles]) co
     absolutePath = pathFromAnywhere(plan.path);
     plan.path = absolutePath.c_str();
   }
-  for (int number = 0; number < kStandardFiles; ++number) {
-    if (!standardFiles[number].handle) continue;
-    lent[number] = standardFiles[number].handle->lendToChild();
-    if (!lent[number]) {
-      HxException::raise(HxTaskLaunchException, "standard file %d of the child is closed"_hx,
-                         number);
+  Ref<SharedDescriptor> lent[kStandardFiles];  // stay open until the child has them
+  for (int fd = 0; fd < kStandardFiles; ++fd) {
+    if (!standardFiles[fd].handle) continue;
+    lent[fd] = standardFiles[fd].handle->lendToChild();
+    if (!lent[fd]) {
+      HxException::raise(HxTaskLaunchException, "standard file %d of the child is closed"_hx, fd);
     }
-    plan.standardFiles[number] = lent[number]->fd();
+    plan.standardFiles[fd] = lent[fd]->fd();
   }
-  int error = 0;
-  Ref<Child> started = Child::start(plan, error);
-  if (!started) raiseLaunchFailure(plan, error);
-  return started;
+  if (const int error = started.start(plan, exit)) raiseLaunchFailure(plan, error);
 }
 
 void HxTask::Impl::releaseStandardFiles() {
@@ -286,26 +301,24 @@ void HxTask::Impl::releaseStandardFiles() {
   }
 }
 
-void HxTask::watchExitAgain(HxTimer&) {
-  if (_impl->source) _impl->source->arm(commonModes());
-}
-
+// A child that is being traced looks ended before its status can be taken. It is asked for every
+// now and then, as one that cannot be watched.
 bool HxTask::childMayHaveExited(HxObject& object) {
   auto& task = static_cast<HxTask&>(object);
   Impl& impl = *task._impl;
-  if (impl.child->poll() == Child::State::running) {
-    impl.source->park();
-    impl.source->loop()->addTimer(HxTimer::timerWithTimeInterval<&HxTask::watchExitAgain>(
-                                      kPauseAfterFalseAlarm, &task, nullptr, false),
-                                  HxRunLoopCommonModes);
+  const Ref<Child> child = impl.currentChild();
+  if (child->poll() == Child::State::running) {
+    impl.source->unwatch();
+    internal::Reaper::shared().watch(*child);
     return false;
   }
+  const auto news =
+      HxNotification::notificationWithName(HxTaskDidTerminateNotification, HxAny(&task));
   impl.source->remove();
   impl.source = nullptr;
-  impl.child->dropExitDescriptor();
+  child->dropExitDescriptor();
   impl.isTold = true;
-  HxNotificationCenter::defaultCenter()->postNotification(HxTaskDidTerminateNotification,
-                                                          HxAny(&task));
+  HxNotificationCenter::defaultCenter()->postNotification(news);
   return true;
 }
 
@@ -314,38 +327,59 @@ bool HxTask::isRunning() const {
   return child && child->poll() == Child::State::running;
 }
 
-void HxTask::terminate() {
-  if (const Ref<Child> child = _impl->currentChild()) child->send(SIGTERM);
+bool HxTask::sendSignal(int signal) {
+  const Ref<Child> child = _impl->currentChild();
+  return child && child->send(signal);
 }
 
-void HxTask::interrupt() {
-  if (const Ref<Child> child = _impl->currentChild()) child->send(SIGINT);
+bool HxTask::sendSignalToProcessGroup(int signal) {
+  const Ref<Child> child = _impl->currentChild();
+  return child && child->sendToGroup(signal);
 }
 
-void HxTask::waitUntilExit() {
+void HxTask::terminate() { sendSignal(SIGTERM); }
+
+void HxTask::interrupt() { sendSignal(SIGINT); }
+
+void HxTask::terminateWithGraceTime(HxTimeInterval seconds) {
+  const Ref<Child> child = _impl->currentChild();
+  if (child && child->send(SIGTERM)) child->killAt(internal::steadyTimeAfter(seconds));
+}
+
+void HxTask::waitUntilExit() { waitUntilExitBeforeDate(HxDate::distantFuture()); }
+
+bool HxTask::waitUntilExitBeforeDate(const HxDate& limit) {
   const Ref<HxTask> self(this);  // may be dropped by whom the loop calls
   const Ref<HxRunLoop> loop = HxRunLoop::currentRunLoop();
-  if (!_impl->currentChild()) return;
-  if (_impl->launchLoop() != loop) return waitOnOtherThread(loop);
-  while (!_impl->isTold && loop->runMode(HxDefaultRunLoopMode, HxDate::distantFuture())) {
+  if (!_impl->currentChild()) return false;
+  if (_impl->launchLoop() != loop) return waitOnOtherThread(loop, limit);
+  while (!_impl->isTold && loop->runMode(HxDefaultRunLoopMode, limit) &&
+         limit.timeIntervalSinceNow() > 0) {
   }
+  return _impl->isTold;
 }
 
 // The notification is the business of the launching thread; here the exit alone counts.
-void HxTask::waitOnOtherThread(const Ref<HxRunLoop>& loop) {
+bool HxTask::waitOnOtherThread(const Ref<HxRunLoop>& loop, const HxDate& limit) {
   const Ref<Child> child = _impl->currentChild();
-  struct Watch {
-    Ref<RunLoopSource> source;
-    ~Watch() { source->remove(); }
-  } const watch{makeRef<RunLoopSource>(
+  const OwnedSource watch{makeRef<RunLoopSource>(
       loop, child->exitDescriptor(), RunLoopSource::Order::exit, this, [](HxObject& object) {
         const bool isRunning = static_cast<HxTask&>(object).isRunning();
-        if (isRunning) usleep(static_cast<useconds_t>(kPauseAfterFalseAlarm * 1e6));
+        if (isRunning) usleep(kMicrosecondsBetweenLooks);
         return !isRunning;
       })};
-  watch.source->arm(nullptr);
-  while (isRunning() && loop->runMode(HxDefaultRunLoopMode, HxDate::distantFuture())) {
+  HxTimeInterval slice = kMicrosecondsBetweenLooks * 1e-6;
+  try {
+    watch.source->arm(nullptr);
+    if (child->exitDescriptor()) slice = limit.timeIntervalSinceNow();
+  } catch (const HxException&) {  // it cannot be watched, but asked for
   }
+  for (bool isOver = false; !isOver && isRunning(); isOver = limit.timeIntervalSinceNow() <= 0) {
+    const HxTimeInterval seconds = std::min(slice, limit.timeIntervalSinceNow());
+    const HxDate end = HxDate::dateWithTimeIntervalSinceNow(seconds);
+    if (!loop->runMode(HxDefaultRunLoopMode, end)) usleep(kMicrosecondsBetweenLooks);
+  }
+  return !isRunning();
 }
 
 // ---- Afterwards -------------------------------------------------------------------------------
@@ -378,9 +412,27 @@ int HxTask::terminationStatus() const {
   return 0;
 }
 
+HxTaskResourceUsage HxTask::resourceUsage() const {
+  const Ref<Child> child = _impl->currentChild();
+  const rusage used = child ? child->usage() : rusage{};
+  const auto seconds = [](const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+  };
+  constexpr HxUInteger kBytesInUnit = 1024;
+  return {
+      .userSeconds = seconds(used.ru_utime),
+      .systemSeconds = seconds(used.ru_stime),
+      .peakResidentBytes = static_cast<HxUInteger>(used.ru_maxrss) * kBytesInUnit,
+      .pageFaultsWithoutInput = static_cast<HxUInteger>(used.ru_minflt),
+      .pageFaultsWithInput = static_cast<HxUInteger>(used.ru_majflt),
+      .voluntaryContextSwitches = static_cast<HxUInteger>(used.ru_nvcsw),
+      .involuntaryContextSwitches = static_cast<HxUInteger>(used.ru_nivcsw),
+  };
+}
+
 int HxTask::processIdentifier() const {
   const Ref<Child> child = _impl->currentChild();
-  return child ? child->number() : 0;
+  return child ? child->pid() : 0;
 }
 
 }  // namespace rondel

@@ -6,41 +6,46 @@
 //   task->setLaunchPath("/bin/ls"_hx);
 //   task->setArguments(HxArray::arrayWithObjects({"-l"_hx}));
 //   center->addObserver<&Lister::ended>(this, HxTaskDidTerminateNotification, task);
-//   task->launch();                      // raises HxException when it cannot be started
+//   task->launch();  // raises HxException if it cannot be started
 //
-// The child. It gets descriptors 0, 1 and 2 and no others; those that were not set are the host's
-// own, or /dev/null where the host has closed its own. Its signals all have their default action
-// and none is blocked, whatever the host does with its own. A file that the system cannot execute
-// is a launch that fails, not a child that exits.
+// The child. It gets descriptors 0, 1 and 2 and no others. Those that were not set are the host's
+// own, or /dev/null if the host has closed its own. All its signals have their default action and
+// none is blocked, whatever the host does with its own. A file that the system cannot execute is a
+// launch that fails, not a child that exits.
+//
+// The launch. It either fails and leaves nothing, or there is a child whose exit will be told:
+// nothing that comes after the start of the child can fail. The first launch of a process makes a
+// thread, which stays. It asks every 20 ms for the exit of a child that the system refuses to watch
+// (EMFILE, ENFILE, ENOMEM, a seccomp filter).
 //
 // The exit. The run loop of the thread that launched sees it and posts
 // HxTaskDidTerminateNotification once, in the common modes, after the reads that were ready by
 // then. The library has no SIGCHLD handler and waits for its own children only, so it lives beside
-// hosts that handle theirs. If the exit status is taken by somebody else, or thrown away because
-// the host ignores SIGCHLD, the child counts as lost: it is told as ended with status -1.
+// hosts that handle theirs. If somebody else takes the exit status, or the system drops it because
+// the host ignores SIGCHLD, the child counts as lost: it is told as ended with status -1. If the
+// system refuses to tell of the exit, that is logged once and asked for again.
 //
 // Dropping. The object of a running child may be dropped: the child runs on, nothing is posted, and
 // the library waits for its exit in the background so that it leaves no zombie.
 //
-// Threads: set up, launch and observe on one thread. isRunning, terminate, interrupt and the
-// queries may be called on any.
+// Threads: set up, launch and observe on one thread. Any thread may send signals, wait and ask.
 #pragma once
 
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/object/internal/OwnedPointer.h"
 #include "Rondel/core/text/String.h"
+#include "Rondel/core/values/Date.h"
 #include "Rondel/host/FileHandle.h"
 #include "Rondel/host/Pipe.h"
 
 namespace rondel {
 
 class HxRunLoop;
-class HxTimer;
 
-// Posted once when the child's exit was seen, with the task as object.
+// Posted once after the child's exit was seen, with the task as object.
 inline constexpr HxString HxTaskDidTerminateNotification = "HxTaskDidTerminateNotification"_hx;
-// The name of what launch raises.
+// The name of the exception that launch raises.
 inline constexpr HxString HxTaskLaunchException = "HxTaskLaunchException"_hx;
 
 enum class HxTaskTerminationReason {
@@ -48,6 +53,19 @@ enum class HxTaskTerminationReason {
   exit,    // ended by itself; terminationStatus is its exit code
   signal,  // ended by a signal; terminationStatus is the signal's number
   lost,    // ended, but nobody can tell how; terminationStatus is -1
+};
+
+// What a child has used, with the descendants that it waited for (getrusage, POSIX and Linux).
+struct HxTaskResourceUsage {
+  double userSeconds = 0;    // of processor time, in the programs
+  double systemSeconds = 0;  // of processor time, in the system on their behalf
+  // The most memory that one of them held at once. At least that of the host at the launch, whose
+  // memory Linux counts until the child executes its file.
+  HxUInteger peakResidentBytes = 0;
+  HxUInteger pageFaultsWithoutInput = 0;
+  HxUInteger pageFaultsWithInput = 0;  // those that had to read from a disk
+  HxUInteger voluntaryContextSwitches = 0;
+  HxUInteger involuntaryContextSwitches = 0;
 };
 
 class RONDEL_EXPORT HxTask final : public HxObject {
@@ -59,58 +77,75 @@ class RONDEL_EXPORT HxTask final : public HxObject {
 
   // ---- Before the launch. Setting anything later has no effect on the child.
 
-  // The file to execute. There is no search along PATH; a relative path starts from the host's
-  // working directory.
+  // Sets the file to execute. PATH is not searched (see HxPathOfProgram); a relative path starts
+  // from the host's working directory.
   void setLaunchPath(const HxString& path);
-  // The child's working directory; nil for the host's.
+  // Sets the child's working directory; nil for the host's.
   void setCurrentDirectoryPath(const HxString& path);
-  // The arguments behind the first, which is the launch path; nil for none.
+  // Sets the arguments after the first, which is the launch path; nil for none.
   void setArguments(const HxArray& arguments);
-  // All variables of the child, texts by name; nil for those of the host, empty for none.
+  // Sets all variables of the child, strings by name; nil for those of the host, empty for none.
   void setEnvironment(const HxDictionary& environment);
-  // Where the child reads and writes: a pipe, of which it gets the end that fits, or a handle; null
-  // for the host's own. The same pipe or handle may be given more than once. The launch closes, on
-  // the host's side, the pipe ends that the child has got.
+  // Sets where the child reads and writes: a pipe, of which it gets the end that fits, or a handle;
+  // null for the host's own. The same pipe or handle may be given more than once. The launch closes
+  // the host's copies of the pipe ends that the child has got.
   void setStandardInput(const Ref<HxPipe>& pipe);
   void setStandardInput(const Ref<HxFileHandle>& handle);
   void setStandardOutput(const Ref<HxPipe>& pipe);
   void setStandardOutput(const Ref<HxFileHandle>& handle);
   void setStandardError(const Ref<HxPipe>& pipe);
   void setStandardError(const Ref<HxFileHandle>& handle);
-  // Whether the child leads a process group of its own; false unless set.
+  // Sets whether the child leads a process group of its own; false by default.
   void setStartsNewProcessGroup(bool flag);
-  // Processor types in order of preference, for files that hold code for several. Files of this
-  // system never do: the list is kept and has no effect.
+  // Sets processor types in order of preference, for files that hold code for several. Linux has no
+  // such files: the list is kept and has no effect.
   void setPreferredArchitectures(const HxArray& cpuTypes);
 
   // ---- Running
 
-  // Starts the child. Raises HxException (HxTaskLaunchException) when that fails; its reason names
-  // the path or the directory concerned and gives the system's words. Nothing is left of a failed
-  // launch, and it may be tried again. Launching twice, or with texts that cannot be handed to the
-  // system (a NUL, a lone surrogate), raises HxInvalidArgumentException.
+  // Starts the child. Raises HxException (HxTaskLaunchException) if that fails; the reason names
+  // the path or the directory concerned and ends with the system's words. A failed launch leaves
+  // nothing and may be tried again. Raises HxInvalidArgumentException for a second launch, for
+  // texts that the system cannot take (a NUL, a lone surrogate, what is no string), and for names
+  // of variables that are empty or contain "=".
   void launch();
 
-  // Whether the child was launched and has not exited, as the system says at this moment. The
-  // notification may still be due when it has.
+  // Returns whether the child was launched and has not exited, as the system says at this moment.
+  // The notification of an exit may still be due.
   bool isRunning() const;
-  // Sends SIGTERM, or SIGINT, to the child. Nothing when it is not running, so that no signal ever
-  // reaches another process.
+
+  // Sends a signal to the child. Returns whether it was sent; false if the child is not running, so
+  // that no signal reaches another process, and if the system refuses. 0 sends nothing, and asks.
+  bool sendSignal(int signal);
+  // Sends a signal to all processes of the group that the child leads (setStartsNewProcessGroup).
+  // Returns whether it was sent; false if the child leads none, and once its exit was seen, for
+  // then the system may give the number of the group to others.
+  bool sendSignalToProcessGroup(int signal);
+  // Sends SIGTERM, or SIGINT, to a running child.
   void terminate();
   void interrupt();
+  // Sends SIGTERM, and SIGKILL if the child still runs after so many seconds: at once for 0, less
+  // and NaN. No run loop is needed for that, and dropping the task does not prevent it.
+  void terminateWithGraceTime(HxTimeInterval seconds);
+
   // Runs the current run loop in its default mode until the child has exited and, on the thread
-  // that launched, the notification was posted. Returns at once when nothing was launched.
+  // that launched, the notification was posted. Returns at once if nothing was launched.
   void waitUntilExit();
+  // Does so until `limit` at the latest: nil and past dates allow one pass without waiting. Returns
+  // whether waitUntilExit would return at once; false if nothing was launched.
+  bool waitUntilExitBeforeDate(const HxDate& limit);
 
   // ---- Afterwards
 
-  // The exit code, the number of the signal, or -1; see HxTaskTerminationReason. 0 before the exit
-  // was seen.
+  // Returns the exit code, the number of the signal, or -1; see HxTaskTerminationReason. 0 before
+  // the exit was seen.
   int terminationStatus() const;
   HxTaskTerminationReason terminationReason() const;
-  // The status word of waitpid (POSIX); -1 before the exit was seen and for a lost child.
+  // Returns the status word of waitpid (POSIX); -1 before the exit was seen and for a lost child.
   int _platformExitInformation() const;
-  // The child's process number, also after its exit; 0 before the launch.
+  // Returns what the child has used; zeros before the exit was seen and for a lost child.
+  HxTaskResourceUsage resourceUsage() const;
+  // Returns the child's pid, also after its exit; 0 before the launch.
   int processIdentifier() const;
   int _procid() const { return processIdentifier(); }
 
@@ -120,8 +155,7 @@ class RONDEL_EXPORT HxTask final : public HxObject {
   HxTask();
   ~HxTask() override;
   static bool childMayHaveExited(HxObject& task);
-  void watchExitAgain(HxTimer& timer);
-  void waitOnOtherThread(const Ref<HxRunLoop>& loop);
+  bool waitOnOtherThread(const Ref<HxRunLoop>& loop, const HxDate& limit);
 
   struct Impl;
   const internal::OwnedPointer<Impl> _impl;

@@ -12,6 +12,9 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstring>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,6 +22,7 @@
 #include "Rondel/core/values/Number.h"
 #include "Rondel/host/Process.h"
 #include "Rondel/testing/Children.h"
+#include "Rondel/testing/LogRecorder.h"
 #include "Rondel/testing/ResourceListener.h"
 #include "Rondel/testing/SystemCallFailures.h"
 
@@ -114,6 +118,27 @@ TEST(ProcessFailure, TextsThatTheSystemCannotTakeRaise) {
       name + "an environment variable cannot be handed to the system: A=1, which is no string");
 }
 
+TEST(ProcessFailure, NamesThatAreNoneOfAVariableRaise) {
+  const std::string start =
+      "HxInvalidArgumentException: the name of an environment variable cannot be handed to the "
+      "system: ";
+  const std::pair<HxAny, std::string> table[] = {
+      {""_hx, ", which is empty"},
+      {"="_hx, "=, which contains '='"},
+      {"A=B"_hx, "A=B, which contains '='"},
+      {"=A"_hx, "=A, which contains '='"},
+      {HxNumber::numberWithInt(1), "1, which is no string"},
+  };
+  for (const auto& [name, end] : table) {
+    const auto task = taskOf("/bin/true");
+    task->setEnvironment(HxDictionary::dictionaryWithEntries({{name, "x"_hx}}));
+    EXPECT_EQ(failureOf(task), start + end);
+  }
+  const auto canonical = taskOf("/usr/bin/env");
+  canonical->setEnvironment(HxDictionary::dictionaryWithEntries({{"\u2260"_hx, "x"_hx}}));
+  EXPECT_EQ(test::outputOf(canonical), "\xE2\x89\xA0=x\n");  // no "=", though it decomposes to one
+}
+
 TEST(ProcessFailure, ClosedStandardFileFailsTheLaunch) {
   const auto task = helper("exit-with");
   const auto pipe = HxPipe::init();
@@ -173,7 +198,7 @@ TEST(ProcessFailure, ChildrenOfTheHostAreLeftAlone) {
 
 // ---- The system refuses
 
-TEST(ProcessFailure, WithoutPidfdAThreadWaits) {
+TEST(ProcessFailure, WithoutPidfdTheExitIsToldToo) {
   for (const int error : {ENOSYS, EPERM, EMFILE, ENFILE, ENOMEM, ENODEV, EINVAL}) {
     const test::SystemCallsKept kept;
     test::failCall<&SystemCalls::pidfd_open>(1, error);
@@ -235,27 +260,160 @@ void expectFailedLaunch(int error, std::string_view words) {
 TEST(ProcessFailure, RefusedCallsFailTheLaunchAndLeaveNothing) {
   expectFailedLaunch<&SystemCalls::posix_spawn>(EAGAIN, ": Resource temporarily unavailable");
   expectFailedLaunch<&SystemCalls::posix_spawn>(ENOMEM, ": Cannot allocate memory");
-  expectFailedLaunch<&SystemCalls::epoll_ctl>(ENOSPC, ": No space left on device");
-  expectFailedLaunch<&SystemCalls::epoll_ctl>(ENOMEM, ": Cannot allocate memory");
 }
 
-TEST(ProcessFailure, WithoutPidfdRefusedCallsFailTheLaunchToo) {
+TEST(ProcessFailure, ChildThatCannotBeWatchedIsToldOfNevertheless) {
+  for (const int error : {ENOMEM, ENOSPC, EPERM}) {
+    const test::SystemCallsKept kept;
+    const auto task = helper("exit-with", {"6"});
+    const auto watcher = makeRef<Watcher>(task);
+    test::failCall<&SystemCalls::epoll_ctl>(1, error, 1000);
+    EXPECT_EQ(statusOf(task), 6);
+    EXPECT_EQ(watcher->count, 1);
+  }
+}
+
+TEST(ProcessFailure, NothingThatTheSystemRefusesAfterTheStartMatters) {
   const test::SystemCallsKept kept;
-  test::failCall<&SystemCalls::pidfd_open>(1, EMFILE);
-  expectFailedLaunch<&SystemCalls::eventfd>(EMFILE, ": Too many open files");
-  test::failCall<&SystemCalls::pidfd_open>(1, ENOSYS);
-  expectFailedLaunch<&SystemCalls::pthread_create>(EAGAIN, ": Resource temporarily unavailable");
+  constexpr int kEver = 1000;
+  test::failCall<&SystemCalls::pidfd_open>(1, EMFILE, kEver);
+  test::failCall<&SystemCalls::epoll_ctl>(1, ENOMEM, kEver);
+  test::failCall<&SystemCalls::eventfd>(1, EMFILE, kEver);
+  test::failCall<&SystemCalls::pthread_create>(1, EAGAIN, kEver);
+  for (int run = 0; run < 5; ++run) {
+    const auto task = helper("exit-with", {"6"});
+    const auto watcher = makeRef<Watcher>(task);
+    EXPECT_EQ(statusOf(task), 6);
+    EXPECT_EQ(watcher->count, 1);
+  }
+  auto dropped = taskOf("/bin/sleep", {"1000"});
+  dropped->launch();
+  const pid_t pid = dropped->processIdentifier();
+  dropped = nullptr;
+  kill(pid, SIGKILL);
+  while (kill(pid, 0) == 0) usleep(1000);
+}
+
+TEST(ProcessFailure, DroppedChildThatCannotBeWatchedLeavesNoZombie) {
+  const test::SystemCallsKept kept;
+  auto task = taskOf("/bin/sleep", {"1000"});
+  task->launch();
+  const pid_t pid = task->processIdentifier();
+  test::failCall<&SystemCalls::epoll_ctl>(2, ENOMEM, 1000);  // the first takes it from the loop
+  task = nullptr;
+  kill(pid, SIGKILL);
+  while (kill(pid, 0) == 0) usleep(1000);
+}
+
+// What a forked process that executes nothing comes to: the result of the function is its status.
+int statusOfFork(int (*function)()) {
+  fflush(nullptr);
+  const pid_t pid = fork();
+  if (pid == 0) _exit(function());
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(ProcessFailure, RefusedThreadFailsTheFirstLaunch) {
+  EXPECT_EQ(statusOfFork([] {
+              test::failCall<&SystemCalls::pthread_create>(1, EAGAIN);
+              auto& spawned = test::countCall<&SystemCalls::posix_spawn>();
+              const std::string failure = failureOf(helper("exit-with"));
+              if (!failure.ends_with(": Resource temporarily unavailable")) return 1;
+              if (spawned.count != 0) return 2;
+              return statusOf(helper("exit-with")) == 0 ? 0 : 3;
+            }),
+            0);
+}
+
+TEST(ProcessFailure, RefusedPollerFailsTheFirstLaunch) {
+  EXPECT_EQ(statusOfFork([] {
+              test::failCall<&SystemCalls::epoll_create1>(1, EMFILE);
+              if (!failureOf(helper("exit-with")).ends_with(": Too many open files")) return 1;
+              return statusOf(helper("exit-with")) == 0 ? 0 : 3;
+            }),
+            0);
+}
+
+TEST(ProcessFailure, ForkedProcessWaitsForItsOwnChildren) {
+  static Ref<HxTask> ofParent;
+  ofParent = taskOf("/bin/sleep", {"1000"});
+  ofParent->launch();
+  EXPECT_EQ(statusOfFork([] {
+              if (ofParent->isRunning()) return 1;  // not a child of this process
+              test::failCall<&SystemCalls::pidfd_open>(1, ENOSYS, 2);
+              if (statusOf(helper("exit-with", {"5"})) != 5) return 2;
+              auto dropped = taskOf("/bin/sleep", {"1000"});
+              dropped->launch();
+              const pid_t pid = dropped->processIdentifier();
+              dropped = nullptr;
+              kill(pid, SIGKILL);
+              while (kill(pid, 0) == 0) usleep(1000);
+              return 0;
+            }),
+            0);
+  EXPECT_TRUE(ofParent->isRunning());
+  ofParent->terminate();
+  ofParent->waitUntilExit();
+  EXPECT_EQ(ofParent->terminationStatus(), SIGTERM);
+  ofParent = nullptr;
+}
+
+// ---- The system does not tell
+
+TEST(ProcessFailure, WaitThatFailsIsToldOnceAndTriedAgain) {
+  for (const int error : {EPERM, ENOSYS, ENOMEM}) {
+    const test::SystemCallsKept kept;
+    const test::LogRecorder log;
+    test::failCall<&SystemCalls::waitid>(1, error, 3);
+    const auto task = helper("exit-with", {"3"});
+    const auto watcher = makeRef<Watcher>(task);
+    EXPECT_EQ(statusOf(task), 3);
+    EXPECT_EQ(watcher->count, 1);
+    EXPECT_EQ(log.messages(),
+              std::vector<std::string>{"HxTask: could not ask for the exit of process " +
+                                       std::to_string(task->processIdentifier()) + ": " +
+                                       strerrordesc_np(error)});
+  }
+}
+
+TEST(ProcessFailure, SystemThatCannotWaitByPidfdIsAskedByPid) {
+  const test::SystemCallsKept kept;
+  static auto* const real = test::systemCalls.waitid.function();
+  test::systemCalls.waitid =
+      +[](idtype_t kind, id_t which, siginfo_t* info, int options, rusage* usage) {
+        if (kind != P_PIDFD) return real(kind, which, info, options, usage);
+        errno = EINVAL;
+        return -1;
+      };
+  EXPECT_EQ(statusOf(helper("exit-with", {"3"})), 3);
+}
+
+TEST(ProcessFailure, DroppedChildWhoseWaitFailsLeavesNoZombie) {
+  const test::SystemCallsKept kept;
+  const test::LogRecorder log;
+  auto task = taskOf("/bin/sleep", {"1000"});
+  task->launch();
+  const pid_t pid = task->processIdentifier();
+  test::failCall<&SystemCalls::waitid>(1, EPERM, 5);
+  task = nullptr;
+  kill(pid, SIGKILL);
+  while (kill(pid, 0) == 0) usleep(1000);
+  EXPECT_EQ(log.messages().size(), 1u);
 }
 
 TEST(ProcessFailure, FalseAlarmOfTheExitIsLookedAtAgain) {
   const test::SystemCallsKept kept;
   static auto* const real = test::systemCalls.waitid.function();
   static std::atomic<int> alarms = 3;
-  test::systemCalls.waitid = +[](idtype_t kind, id_t which, siginfo_t* info, int options) {
-    if (--alarms < 0) return real(kind, which, info, options);
-    info->si_pid = 0;
-    return 0;
-  };
+  test::systemCalls.waitid =
+      +[](idtype_t kind, id_t which, siginfo_t* info, int options, rusage* usage) {
+        if (--alarms < 0) return real(kind, which, info, options, usage);
+        info->si_pid = 0;
+        return 0;
+      };
   const auto task = helper("exit-with", {"3"});
   const auto watcher = makeRef<Watcher>(task);
   auto& waits = test::countCall<&SystemCalls::epoll_wait>();
@@ -270,39 +428,33 @@ TEST(ProcessFailure, InterruptedWaitIsTriedAgain) {
   EXPECT_EQ(statusOf(helper("exit-with", {"3"})), 3);
 }
 
-TEST(ProcessFailure, ReaperWithoutAThreadLooksAtTheNextLaunch) {
-  const test::SystemCallsKept kept;
-  auto task = taskOf("/bin/sleep", {"1000"});
-  task->launch();
-  const pid_t number = task->_procid();
-  test::failCall<&SystemCalls::pthread_create>(1, EAGAIN);
-  task = nullptr;
-  kill(number, SIGKILL);
-  siginfo_t info = {};
-  EXPECT_EQ(waitid(P_PID, static_cast<id_t>(number), &info, WEXITED | WNOWAIT), 0);
-  EXPECT_EQ(kill(number, 0), 0);
-  EXPECT_EQ(statusOf(helper("exit-with")), 0);
-  EXPECT_LT(kill(number, 0), 0);
-}
-
-TEST(ProcessFailure, DescriptorLimitFailsTheLaunchCleanly) {
+// A start that is told as failed has not done its work, and one that has done it is told of.
+TEST(ProcessFailure, FewDescriptorsFailTheLaunchBeforeTheStartOrNotAtAll) {
+  const test::TemporaryDirectory directory;
+  const std::string path = directory.write("starts", "");
   rlimit before;
   getrlimit(RLIMIT_NOFILE, &before);
   const int inUse = test::ProcessResources::now().descriptors;
+  std::string starts;
   bool worked = false;
-  for (int more = 0; more < 12 && !worked; ++more) {
+  for (int more = 0; more < 12; ++more) {
     const rlimit tight = {static_cast<rlim_t>(inUse + more), before.rlim_max};
     setrlimit(RLIMIT_NOFILE, &tight);
-    const auto pipe = HxPipe::init();
-    if (!pipe) continue;
-    const auto task = helper("exit-with", {"3"});
-    task->setStandardOutput(pipe);
-    const std::string failure = failureOf(task);
-    worked = failure.empty();
-    EXPECT_TRUE(worked || failure.ends_with("Too many open files")) << failure;
+    std::thread([&] {  // with a run loop that is new
+      const auto pipe = HxPipe::init();
+      const auto task = taskOf("/bin/sh", {"-c", "ulimit -n 100; echo x >>" + path});
+      if (pipe) task->setStandardInput(pipe);
+      const std::string failure = failureOf(task);
+      worked = failure.empty();
+      if (worked) starts += "x\n";
+      EXPECT_TRUE(worked || failure.ends_with("Too many open files")) << failure;
+    })
+        .join();
   }
   setrlimit(RLIMIT_NOFILE, &before);
   EXPECT_TRUE(worked);
+  std::ifstream file(path);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), starts);
 }
 
 // Every call of the system that a whole run makes fails in turn, with several errors. Whatever

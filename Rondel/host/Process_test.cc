@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "Rondel/core/values/Number.h"
+#include "Rondel/testing/AllocationCounter.h"
 #include "Rondel/testing/Children.h"
 #include "Rondel/testing/ResourceListener.h"
 #include "Rondel/testing/SystemCallFailures.h"
@@ -32,6 +33,13 @@ using test::SystemCalls;
 using test::taskOf;
 using test::text;
 using test::Watcher;
+
+// The thread and the descriptors that the first launch makes stay.
+const test::WarmUp firstLaunch([] {
+  const auto task = taskOf("/bin/true");
+  task->launch();
+  task->waitUntilExit();
+});
 
 // ---- Exit
 
@@ -365,29 +373,56 @@ TEST(Process, DroppedRunningChildLeavesNoZombie) {
   EXPECT_EQ(watcher->count, 0);
 }
 
-TEST(Process, ManyDroppedChildrenShareOneThread) {
-  const int threads = test::ProcessResources::now().threads;
-  std::vector<pid_t> numbers;
+TEST(Process, DroppedChildrenNeedNoThreadAndNoDescriptorOfTheirOwn) {
+  std::vector<Ref<HxTask>> tasks;
+  std::vector<pid_t> pids;
   for (int count = 0; count < 20; ++count) {
-    const auto task = taskOf("/bin/sleep", {"1000"});
-    task->launch();
-    numbers.push_back(task->_procid());
+    tasks.push_back(taskOf("/bin/sleep", {"1000"}));
+    tasks.back()->launch();
+    pids.push_back(tasks.back()->processIdentifier());
   }
-  EXPECT_EQ(test::ProcessResources::now().threads, threads + 1);
-  for (const pid_t number : numbers) kill(number, SIGKILL);
-  for (const pid_t number : numbers) {
-    while (kill(number, 0) == 0) usleep(1000);
+  const test::ProcessResources before = test::ProcessResources::now();
+  tasks.clear();
+  EXPECT_EQ(test::ProcessResources::now(), before);  // their pidfds stay until they end
+  for (const pid_t pid : pids) kill(pid, SIGKILL);
+  for (const pid_t pid : pids) {
+    while (kill(pid, 0) == 0) usleep(1000);
   }
 }
 
-TEST(Process, DroppedAfterTheExitNeedsNoThread) {
+TEST(Process, DroppingARunningTaskTakesNoMemory) {
+  for (const bool hasPidfd : {true, false}) {
+    const test::SystemCallsKept kept;
+    if (!hasPidfd) test::failCall<&SystemCalls::pidfd_open>(1, ENOSYS);
+    auto task = taskOf("/bin/sleep", {"1000"});
+    task->launch();
+    const pid_t pid = task->processIdentifier();
+    const test::AllocationCounter allocations;
+    task = nullptr;
+    EXPECT_EQ(allocations.count(), 0u);
+    kill(pid, SIGKILL);
+    while (kill(pid, 0) == 0) usleep(1000);
+  }
+}
+
+// Counted in calls of the system: one wait and one watch for each child that is dropped.
+TEST(Process, DroppingManyRunningTasksCostsNoMoreEach) {
+  constexpr int kTasks = 100;
   const test::SystemCallsKept kept;
-  auto task = helper("exit-with");
-  task->launch();
-  while (task->isRunning()) usleep(1000);
-  auto& threads = test::countCall<&SystemCalls::pthread_create>();
-  task = nullptr;
-  EXPECT_EQ(threads.count, 0);
+  std::vector<Ref<HxTask>> tasks;
+  std::vector<pid_t> pids;
+  for (int count = 0; count < kTasks; ++count) {
+    tasks.push_back(taskOf("/bin/sleep", {"1000"}));
+    tasks.back()->launch();
+    pids.push_back(tasks.back()->processIdentifier());
+  }
+  auto& waits = test::countCall<&SystemCalls::waitid>();
+  tasks.clear();
+  EXPECT_EQ(waits.count, kTasks);
+  for (const pid_t pid : pids) kill(pid, SIGKILL);
+  for (const pid_t pid : pids) {
+    while (kill(pid, 0) == 0) usleep(1000);
+  }
 }
 
 TEST(Process, MayBeDroppedByItsObserver) {
@@ -476,6 +511,43 @@ TEST(Process, OutputIsSeenBeforeTheExit) {
   task->waitUntilExit();
   HxNotificationCenter::defaultCenter()->removeObserver(reader.get());
   EXPECT_EQ(order, "oe");
+}
+
+TEST(Process, OutputOfManyIsSeenBeforeAnyOfTheirExits) {
+  constexpr int kTasks = 100;
+  class Reader : public HxObject {
+   public:
+    void arrived(const HxNotification&) { ++*reads; }
+    int* reads = nullptr;
+  };
+  int reads = 0;
+  int readsAtTheFirstExit = -1;
+  const auto reader = makeRef<Reader>();
+  reader->reads = &reads;
+  std::vector<Ref<HxTask>> tasks;
+  std::vector<Ref<HxPipe>> pipes;
+  std::vector<Ref<Watcher>> watchers;
+  for (int count = 0; count < kTasks; ++count) {
+    pipes.push_back(HxPipe::init());
+    tasks.push_back(shell("echo line"));
+    tasks.back()->setStandardOutput(pipes.back());
+    watchers.push_back(makeRef<Watcher>(tasks.back()));
+    watchers.back()->reaction = [&] {
+      if (readsAtTheFirstExit < 0) readsAtTheFirstExit = reads;
+    };
+    tasks.back()->launch();
+  }
+  for (const auto& task : tasks) {
+    while (task->isRunning()) usleep(1000);
+  }
+  for (const auto& pipe : pipes) {
+    HxNotificationCenter::defaultCenter()->addObserver<&Reader::arrived>(
+        reader.get(), HxFileHandleReadCompletionNotification, pipe->fileHandleForReading());
+    pipe->fileHandleForReading()->readInBackgroundAndNotify();
+  }
+  for (const auto& task : tasks) task->waitUntilExit();
+  HxNotificationCenter::defaultCenter()->removeObserver(reader.get());
+  EXPECT_EQ(readsAtTheFirstExit, kTasks);
 }
 
 TEST(Process, TwoHundredChildrenAtOnce) {

@@ -1,24 +1,28 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/host/ProgramPath.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <string_view>
 
+#include "Rondel/core/system/internal/FileCalls.h"
+#include "Rondel/core/system/internal/FilePath.h"
+
 namespace rondel {
+
+using internal::fileCalls;
+using internal::FilePath;
+
 namespace {
 
 // Returns 0 if the process may execute the file, or why it may not.
 int obstacleTo(const std::string& path) {
   struct stat facts = {};
-  if (stat(path.c_str(), &facts) < 0) return errno;
+  if (fileCalls.stat(path.c_str(), &facts) < 0) return errno;
   if (!S_ISREG(facts.st_mode)) return EACCES;
   return faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) < 0 ? errno : 0;
 }
@@ -52,22 +56,11 @@ std::string searchPathOfSystem() {
   return path.substr(0, path.find('\0'));
 }
 
-// Returns 0 if the system can take the name, or an errno value.
-int faultOf(const HxString& name, const HxCString& bytes) {
-  if (!name) return EINVAL;
-  if (name.isEmpty()) return ENOENT;
-  return bytes.isNull() || std::strlen(bytes.c_str()) != bytes.length() ? EILSEQ : 0;
-}
-
 template <class Search>
 HxString find(const HxString& name, Search&& search) {
-  const HxCString bytes = name.UTF8String();
-  if (const int fault = faultOf(name, bytes)) {
-    errno = fault;
-    return nullptr;
-  }
-  const std::string_view wanted(bytes.c_str(), bytes.length());
-  return wanted.find('/') == wanted.npos ? search(wanted) : name;
+  const FilePath wanted = FilePath::strict(name);
+  if (!wanted) return nullptr;
+  return wanted.view().find('/') == std::string_view::npos ? search(wanted.view()) : name;
 }
 
 }  // namespace

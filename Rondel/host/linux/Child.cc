@@ -6,10 +6,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdint>
+#include <cstring>
+#include <utility>
 
-#include "Rondel/host/internal/ThreadStart.h"
-#include "Rondel/host/linux/Event.h"
+#include "Rondel/core/report/Log.h"
 #include "Rondel/host/linux/Reaper.h"
 #include "Rondel/host/linux/SystemCalls.h"
 
@@ -19,7 +19,7 @@ namespace {
 constexpr int kStandardFiles = 3;
 constexpr short kFlags = POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
 
-// Thrown inside this file only.
+// Thrown within this file only.
 struct Refused {
   int error;
 };
@@ -40,39 +40,39 @@ class Actions {
     if (plan.directory) require(posix_spawn_file_actions_addchdir_np(&_actions, plan.directory));
     std::copy_n(plan.standardFiles, kStandardFiles, _sources);
     moveLowSourcesAway();
-    for (int number = 0; number < kStandardFiles; ++number) connect(number);
+    for (int fd = 0; fd < kStandardFiles; ++fd) connect(fd);
     require(posix_spawn_file_actions_addclosefrom_np(&_actions, kStandardFiles));
   }
   const posix_spawn_file_actions_t* get() const { return &_actions; }
 
  private:
   // A source that is itself one of 0 to 2 may be overwritten before its turn, as when two of them
-  // are swapped. It goes to a higher number first, which the close-from shuts again.
+  // are swapped. It goes to a higher fd first, which the close-from shuts again.
   void moveLowSourcesAway() {
     int free = kStandardFiles;
-    for (int number = 0; number < kStandardFiles; ++number) {
-      const int source = _sources[number];
-      if (source < 0 || source >= kStandardFiles || source == number) continue;
+    for (int fd = 0; fd < kStandardFiles; ++fd) {
+      const int source = _sources[fd];
+      if (source < 0 || source >= kStandardFiles || source == fd) continue;
       while (std::find(_sources, _sources + kStandardFiles, free) != _sources + kStandardFiles) {
         ++free;
       }
       require(posix_spawn_file_actions_adddup2(&_actions, source, free));
-      _sources[number] = free++;
+      _sources[fd] = free++;
     }
   }
 
-  void connect(int number) {
-    if (_sources[number] >= 0) {
-      // A descriptor that already has its number loses close-on-exec by this.
-      require(posix_spawn_file_actions_adddup2(&_actions, _sources[number], number));
-    } else if (!isInherited(number)) {
-      require(posix_spawn_file_actions_addopen(&_actions, number, "/dev/null", O_RDWR, 0));
+  void connect(int fd) {
+    if (_sources[fd] >= 0) {
+      // A descriptor that is already in its place loses close-on-exec by this.
+      require(posix_spawn_file_actions_adddup2(&_actions, _sources[fd], fd));
+    } else if (!isInherited(fd)) {
+      require(posix_spawn_file_actions_addopen(&_actions, fd, "/dev/null", O_RDWR, 0));
     }
   }
 
-  // Whether the child finds the host's own descriptor of this number.
-  static bool isInherited(int number) {
-    const int flags = systemCalls.fcntl(number, F_GETFD, 0);
+  // Returns whether the child finds the host's own descriptor there.
+  static bool isInherited(int fd) {
+    const int flags = systemCalls.fcntl(fd, F_GETFD, 0);
     return flags >= 0 && (flags & FD_CLOEXEC) == 0;
   }
 
@@ -103,158 +103,208 @@ class Attributes {
   posix_spawnattr_t _attributes;
 };
 
-pid_t spawn(const ChildPlan& plan) {
-  Actions actions;
-  actions.add(plan);
-  Attributes attributes;
-  attributes.set(plan);
-  pid_t number = 0;
-  require(systemCalls.posix_spawn(&number, plan.path, actions.get(), attributes.get(),
-                                  plan.arguments, plan.environment));
-  return number;
+// Returns 0 or an errno value.
+int spawn(const ChildPlan& plan, pid_t& pid) {
+  try {
+    Actions actions;
+    actions.add(plan);
+    Attributes attributes;
+    attributes.set(plan);
+    require(systemCalls.posix_spawn(&pid, plan.path, actions.get(), attributes.get(),
+                                    plan.arguments, plan.environment));
+    return 0;
+  } catch (const Refused& refused) {
+    return refused.error;
+  }
 }
 
-int waitRetrying(idtype_t kind, id_t which, siginfo_t* result, int options) {
+// Returns 0 or an errno value, never EINTR.
+int waitRetrying(idtype_t kind, int which, siginfo_t& info, int options, rusage& used) noexcept {
   int answer;
   do {
-    result->si_pid = 0;
-    answer = systemCalls.waitid(kind, which, result, options);
+    info.si_pid = 0;
+    answer = systemCalls.waitid(kind, static_cast<id_t>(which), &info, options, &used);
   } while (answer < 0 && errno == EINTR);
-  return answer;
+  return answer < 0 ? errno : 0;
 }
 
-// The status word that waitpid would have given.
-int waitStatusOf(const siginfo_t& info) {
+// Returns the status word of waitpid.
+int waitStatusOf(const siginfo_t& info) noexcept {
   if (info.si_code == CLD_EXITED) return W_EXITCODE(info.si_status & 0xFF, 0);
   return info.si_status | (info.si_code == CLD_DUMPED ? WCOREFLAG : 0);
 }
 
 }  // namespace
 
-Ref<Child> Child::start(const ChildPlan& plan, int& error) {
-  Reaper::shared().sweep();
-  Ref<Child> child = makeRef<Child>();
-  try {
-    child->_number = spawn(plan);
-    require(child->watchExit());
-    return child;
-  } catch (const Refused& refused) {
-    error = refused.error;
-  } catch (...) {
-    child->destroy();
-    throw;
+// ---- The start --------------------------------------------------------------------------------
+
+int Child::start(const ChildPlan& plan, const Ref<RunLoopSource>& source) {
+  if (const int error = Reaper::shared().prepare()) return error;
+  {
+    const MutexLock held(_lock);
+    _source = source;
   }
-  child->destroy();
-  return nullptr;
+  _leadsGroup = plan.leadsGroup;
+  if (const int error = spawn(plan, _pid)) return error;
+  Reaper::shared().markLost(_pid);
+  watchExit();
+  return 0;
 }
 
-// Gives 0 or an errno value.
-int Child::watchExit() {
-  _exit = ownDescriptor(systemCalls.pidfd_open(_number, 0));
-  if (_exit) return 0;
-  if (errno == ESRCH) {  // gone already, because the host ignores SIGCHLD
-    _state = State::lost;
+void Child::watchExit() noexcept {
+  MutexLock held(_lock);
+  if (_exitFd->own(systemCalls.pidfd_open(_pid, 0))) {
+    if (_source->watch(_exitFd)) return;
+  } else {
+    const bool isGone = errno == ESRCH;  // because the host ignores SIGCHLD
+    _exitFd = nullptr;
+    if (isGone) {
+      _state = State::lost;
+      _source->raise();
+      return;
+    }
   }
-  return watchExitByThread();
-}
-
-int Child::watchExitByThread() {
-  _exit = makeEvent(_state == State::lost ? 1 : 0);
-  if (!_exit) return errno;
-  if (_state == State::lost) return 0;
-  _byThread = true;
-  retain();  // for the thread
-  const int error = startDetachedThread(waitForExit, this);
-  if (error != 0) release();
-  return error;
-}
-
-void* Child::waitForExit(void* argument) {
-  const Ref<Child> child = Ref<Child>::adopt(static_cast<Child*>(argument));
-  const Ref<SharedDescriptor> exit = child->exitDescriptor();
-  siginfo_t unused;
-  waitRetrying(P_PID, static_cast<id_t>(child->_number), &unused, WEXITED | WNOWAIT);
-  if (exit) {
-    const std::uint64_t one = 1;
-    systemCalls.write(exit->fd(), &one, sizeof one);
-  }
-  const std::scoped_lock held(child->_lock);
-  if (child->_abandoned) child->pollLocked();
-  return nullptr;
+  held.unlock();
+  Reaper::shared().watch(*this);
 }
 
 Ref<SharedDescriptor> Child::exitDescriptor() const {
-  const std::scoped_lock held(_lock);
-  return _exit;
+  const MutexLock held(_lock);
+  return _exitFd;
 }
 
-void Child::dropExitDescriptor() {
-  const std::scoped_lock held(_lock);
-  _exit = nullptr;
+void Child::dropExitDescriptor() noexcept {
+  Ref<SharedDescriptor> dropped;  // closed outside the lock
+  const MutexLock held(_lock);
+  dropped = std::move(_exitFd);
 }
 
-Child::State Child::poll() {
-  const std::scoped_lock held(_lock);
-  return pollLocked();
+// ---- The exit ---------------------------------------------------------------------------------
+
+Child::State Child::poll() noexcept {
+  MutexLock held(_lock);
+  const State state = pollLocked();
+  const int error = _askError;
+  const bool isToBeTold = std::exchange(_failureIsDue, false);
+  held.unlock();
+  if (isToBeTold) tellOfFailure(error);
+  return state;
 }
 
-Child::State Child::pollLocked() {
+Child::State Child::pollLocked() noexcept {
   if (_state != State::running) return _state;
-  siginfo_t info;
-  if (waitWithoutWaiting(&info) < 0) {
+  siginfo_t info = {};
+  rusage used = {};
+  _askError = ask(info, used, WEXITED | WNOHANG);
+  if (_askError == ECHILD) {
     _state = State::lost;
+  } else if (_askError != 0) {
+    _failureIsDue = !std::exchange(_failureIsTold, true);
   } else if (info.si_pid != 0) {
     _waitStatus = waitStatusOf(info);
+    _usage = used;
     _state = State::exited;
   }
   return _state;
 }
 
-// By the pidfd where there is one: a thief may have taken the status, and the number may by now be
-// that of another child of ours.
-int Child::waitWithoutWaiting(siginfo_t* info) const {
-  const bool byNumber = _byThread || !_exit;
-  const int which = byNumber ? _number : _exit->fd();
-  return waitRetrying(byNumber ? P_PID : P_PIDFD, static_cast<id_t>(which), info,
-                      WEXITED | WNOHANG);
+// By the pidfd if there is one: somebody else may have taken the status, and the pid may by now be
+// that of another child of ours. Linux 5.3 has pidfds, but cannot wait by them: EINVAL.
+int Child::ask(siginfo_t& info, rusage& used, int options) const noexcept {
+  if (_exitFd) {
+    const int error = waitRetrying(P_PIDFD, _exitFd->fd(), info, options, used);
+    if (error != EINVAL) return error;
+  }
+  return waitRetrying(P_PID, _pid, info, options, used);
+}
+
+void Child::tellOfFailure(int error) const noexcept {
+  try {
+    HxLog("HxTask: could not ask for the exit of process %d: %s"_hx, _pid, strerrordesc_np(error));
+  } catch (...) {  // the asking goes on, whatever becomes of the message
+  }
+}
+
+bool Child::pollOrKill(SteadyTime now) noexcept {
+  if (poll() != State::running) return true;
+  bool isDue;
+  {
+    const MutexLock held(_lock);
+    isDue = now >= _killDeadline;
+    if (isDue) _killDeadline = kForever;
+  }
+  if (isDue) send(SIGKILL);
+  return false;
+}
+
+void Child::markLost() noexcept {
+  const MutexLock held(_lock);
+  if (_state == State::running && !_exitFd) _state = State::lost;
+}
+
+void Child::tellEnd() noexcept {
+  Ref<RunLoopSource> source;
+  {
+    const MutexLock held(_lock);
+    source = _source;
+  }
+  if (source) source->raise();
 }
 
 Child::State Child::state() const {
-  const std::scoped_lock held(_lock);
+  const MutexLock held(_lock);
   return _state;
 }
 
 int Child::waitStatus() const {
-  const std::scoped_lock held(_lock);
+  const MutexLock held(_lock);
   return _waitStatus;
 }
 
-void Child::send(int signal) {
-  const std::scoped_lock held(_lock);
-  if (pollLocked() != State::running) return;
-  if (!_byThread && _exit) {
-    if (systemCalls.pidfd_send_signal(_exit->fd(), signal, nullptr, 0) == 0) return;
-    if (errno == ESRCH) return;  // somebody else has taken its status
+rusage Child::usage() const {
+  const MutexLock held(_lock);
+  return _usage;
+}
+
+// ---- Signals ----------------------------------------------------------------------------------
+
+// By the pid only if a filter forbids signals by pidfd, or there is none, and if the system has
+// just told that the child was not waited for: then the pid is still its own.
+bool Child::send(int signal) noexcept {
+  const MutexLock held(_lock);
+  if (pollLocked() != State::running) return false;
+  if (_exitFd) {
+    if (systemCalls.pidfd_send_signal(_exitFd->fd(), signal, nullptr, 0) == 0) return true;
+    if (errno != ENOSYS && errno != EPERM) return false;
   }
-  systemCalls.kill(_number, signal);  // not waited for yet, so the number is still its own
+  return _askError == 0 && systemCalls.kill(_pid, signal) == 0;
 }
 
-void Child::destroy() {
-  const std::scoped_lock held(_lock);
-  if (_number == 0 || _state != State::running) return;
-  systemCalls.kill(_number, SIGKILL);
-  siginfo_t unused;
-  waitRetrying(P_PID, static_cast<id_t>(_number), &unused, WEXITED);
-  _state = State::lost;
+// The pid names the group for as long as the status was not taken: so this only looks.
+bool Child::sendToGroup(int signal) noexcept {
+  const MutexLock held(_lock);
+  if (!_leadsGroup || _state != State::running) return false;
+  siginfo_t info = {};
+  rusage used = {};
+  if (ask(info, used, WEXITED | WNOHANG | WNOWAIT) != 0) return false;
+  return systemCalls.kill(-_pid, signal) == 0;
 }
 
-void Child::adopt(const Ref<Child>& child) {
+void Child::killAt(SteadyTime deadline) noexcept {
   {
-    const std::scoped_lock held(child->_lock);
-    child->_abandoned = true;
-    if (child->pollLocked() != State::running || child->_byThread) return;
+    const MutexLock held(_lock);
+    _killDeadline = std::min(_killDeadline, deadline);
   }
-  Reaper::shared().add(child);
+  Reaper::shared().watch(*this);
+}
+
+void Child::adopt(const Ref<Child>& child) noexcept {
+  Ref<RunLoopSource> unused;  // let go of outside the lock
+  {
+    const MutexLock held(child->_lock);
+    unused = std::move(child->_source);
+  }
+  Reaper::shared().adopt(*child);
 }
 
 }  // namespace rondel::internal

@@ -2,83 +2,110 @@
 //
 // A child process that this process started, and waits for alone.
 //
-// The exit is told by a descriptor that becomes readable: a pidfd, or where the system has none or
-// forbids it, an eventfd that a waiting thread of our own writes to. Readable is a hint; poll()
-// looks. No signal is sent after the status was taken, so none reaches a process that has got the
-// number since.
+// Nothing fails after the spawn. The caller arms a source without a descriptor before, and start()
+// sees to the thread of the Reaper. Once there is a child, the source watches its pidfd. If there
+// is no pidfd, or the system refuses to watch it, the Reaper asks for the exit and raises the
+// source. Either is a hint that poll() has to confirm.
 //
-// Threads: everything may be called on any thread.
+// No signal is sent after the status was taken, so none reaches a process that got the pid since.
+//
+// Threads: any thread may call anything here once start() has returned.
 #pragma once
 
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/types.h>
 
-#include <mutex>
-
+#include "Rondel/core/object/internal/Mutex.h"
+#include "Rondel/host/internal/RunLoopSource.h"
 #include "Rondel/host/internal/SharedDescriptor.h"
+#include "Rondel/host/internal/SteadyClock.h"
 
 namespace rondel::internal {
 
 // What to start. All texts belong to the caller.
 struct ChildPlan {
   const char* path = nullptr;
-  char* const* arguments = nullptr;    // ends with null; the first is the path
-  char* const* environment = nullptr;  // ends with null
-  const char* directory = nullptr;     // null for the host's
-  int standardFiles[3] = {-1, -1,
-                          -1};  // of the host, for 0, 1, 2 of the child; -1: the same number
+  char* const* arguments = nullptr;     // ends with null; the first is the path
+  char* const* environment = nullptr;   // ends with null
+  const char* directory = nullptr;      // null for the host's
+  int standardFiles[3] = {-1, -1, -1};  // the host's for 0, 1, 2 of the child; -1: the same fd
   bool leadsGroup = false;
 };
+
+struct ChildList;
 
 class Child final : public HxObject {
  public:
   enum class State { running, exited, lost };
 
-  // Starts one; null, with the reason in `error` as an errno value, when that fails.
-  static Ref<Child> start(const ChildPlan& plan, int& error);
+  // Starts the child and makes `source` ready at its exit. Returns 0, or an errno value if there is
+  // no child. Call it once.
+  int start(const ChildPlan& plan, const Ref<RunLoopSource>& source);
 
-  int number() const noexcept { return _number; }
-  // Becomes readable at the exit, and stays so.
+  pid_t pid() const noexcept { return _pid; }
+  // Returns the pidfd, which stays readable from the exit on; null if there is none.
   Ref<SharedDescriptor> exitDescriptor() const;
-  // Lets go of that descriptor, which nobody needs after the exit was seen.
-  void dropExitDescriptor();
+  // Lets go of the pidfd, which nobody needs after the exit was seen.
+  void dropExitDescriptor() noexcept;
 
-  // Looks whether the child has exited, without waiting, and takes its status if so. Gives the
-  // state by then. Lost: the status was taken by somebody else.
-  State poll();
-  // What poll() saw last.
+  // Asks for the exit without waiting, and takes the status if there is one. Returns the state by
+  // then. Lost: somebody else took the status. Logs once if the system refuses to tell.
+  State poll() noexcept;
+  // Returns what poll() saw last.
   State state() const;
-  // As waitpid tells it; meaningful once exited.
+  // Returns the status as waitpid tells it; meaningful once exited.
   int waitStatus() const;
+  // Returns what the child has used; all zero before it exited.
+  rusage usage() const;
 
-  // Sends a signal unless the exit was seen.
-  void send(int signal);
-  // Makes an end of it: SIGKILL, and waits for the exit.
-  void destroy();
+  // Sends a signal unless the exit was seen. Returns whether it was sent.
+  bool send(int signal) noexcept;
+  // Sends a signal to the group that the child leads, unless its exit was seen. Returns whether it
+  // was sent; false if the child leads none.
+  bool sendToGroup(int signal) noexcept;
+  // Sends SIGKILL if the child still runs at that time.
+  void killAt(SteadyTime deadline) noexcept;
 
-  // Sees to it that the child is waited for when nobody else does: by a thread for all such
-  // children, which is there only while there are any.
-  static void adopt(const Ref<Child>& child);
+  // Has the exit waited for when nobody else waits any more, so that the child is left no zombie.
+  // Needs no memory.
+  static void adopt(const Ref<Child>& child) noexcept;
 
  private:
   template <class T, class... Arguments>
   friend Ref<T> rondel::makeRef(Arguments&&... arguments);
-  Child() noexcept = default;
+  friend class Reaper;
+  friend struct ChildList;
+  Child() : _exitFd(makeRef<SharedDescriptor>()) {}
   ~Child() override = default;
 
-  int watchExit();
-  int watchExitByThread();
-  static void* waitForExit(void* child);
-  State pollLocked();
-  int waitWithoutWaiting(siginfo_t* info) const;
+  void watchExit() noexcept;
+  State pollLocked() noexcept RONDEL_REQUIRES(_lock);
+  int ask(siginfo_t& info, rusage& used, int options) const noexcept RONDEL_REQUIRES(_lock);
+  void tellOfFailure(int error) const noexcept;
+  // The round of the Reaper, every 20 ms. Returns whether the child has ended.
+  bool pollOrKill(SteadyTime now) noexcept;
+  void markLost() noexcept;
+  void tellEnd() noexcept;
 
-  pid_t _number = 0;
-  mutable std::mutex _lock;
-  State _state = State::running;
-  int _waitStatus = 0;
-  bool _byThread = false;
-  bool _abandoned = false;
-  Ref<SharedDescriptor> _exit;
+  pid_t _pid = 0;  // set by start(), like the next one
+  bool _leadsGroup = false;
+
+  mutable Mutex _lock;
+  State _state RONDEL_GUARDED_BY(_lock) = State::running;
+  int _waitStatus RONDEL_GUARDED_BY(_lock) = 0;
+  rusage _usage RONDEL_GUARDED_BY(_lock) = {};
+  int _askError RONDEL_GUARDED_BY(_lock) = 0;  // why the system did not tell, the last time
+  bool _failureIsDue RONDEL_GUARDED_BY(_lock) = false;
+  bool _failureIsTold RONDEL_GUARDED_BY(_lock) = false;
+  SteadyTime _killDeadline RONDEL_GUARDED_BY(_lock) = kForever;
+  Ref<SharedDescriptor> _exitFd RONDEL_GUARDED_BY(_lock);
+  Ref<RunLoopSource> _source RONDEL_GUARDED_BY(_lock);  // until adopted
+
+  // Guarded by the lock of the Reaper.
+  ChildList* _list = nullptr;
+  Child* _next = nullptr;
+  Child* _previous = nullptr;
 };
 
 }  // namespace rondel::internal

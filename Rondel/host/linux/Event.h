@@ -8,7 +8,8 @@
 
 namespace rondel::internal {
 
-// Raised already when the value is not 0. Null, with errno set, when the system refuses it.
+// Returns an event, raised already if the value is not 0. Null, with errno set, if the system
+// refuses it.
 Ref<SharedDescriptor> makeEvent(unsigned value = 0);
 
 }  // namespace rondel::internal

@@ -27,6 +27,8 @@ class Poller {
     refused,    // errno tells why
   };
 
+  // Makes room for waits with this capacity, which then need no memory.
+  void reserve(std::size_t capacity) { _events.reserve(capacity); }
   // Makes what waiting needs. Returns false, with errno set, if the system refuses. Once is enough.
   bool open();
   bool isOpen() const noexcept { return static_cast<bool>(_poller); }

@@ -1,92 +1,163 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/host/linux/Reaper.h"
 
+#include <pthread.h>
+#include <time.h>
+
+#include <cerrno>
 #include <cstdint>
+#include <utility>
 
 #include "Rondel/host/internal/ThreadStart.h"
-#include "Rondel/host/linux/Event.h"
-#include "Rondel/host/linux/SystemCalls.h"
 
 namespace rondel::internal {
 namespace {
 
-// A child that is being traced may look ready for a while before its status can be taken.
-constexpr timespec kPauseAfterFalseAlarm = {.tv_sec = 0, .tv_nsec = 10'000'000};
+constexpr SteadyTime kRound = kNanosecondsASecond / 50;
+constexpr std::size_t kBatch = 64;
+
+// The child is in a list for as long as the poller knows its token.
+std::uint64_t tokenOf(const Child& child) { return reinterpret_cast<std::uintptr_t>(&child); }
+Child& childOf(std::uint64_t token) {
+  return *reinterpret_cast<Child*>(static_cast<std::uintptr_t>(token));
+}
 
 }  // namespace
+
+void ChildList::add(Child& child) noexcept {
+  child.retain();
+  child._list = this;
+  child._previous = nullptr;
+  child._next = std::exchange(first, &child);
+  if (child._next) child._next->_previous = &child;
+}
+
+Ref<Child> ChildList::remove(Child& child) noexcept {
+  Child*& link = child._previous ? child._previous->_next : first;
+  link = child._next;
+  if (child._next) child._next->_previous = child._previous;
+  child._list = nullptr;
+  return Ref<Child>::adopt(&child);
+}
 
 Reaper& Reaper::shared() {
   static Reaper& reaper = *new Reaper;
   return reaper;
 }
 
-void Reaper::add(const Ref<Child>& child) {
-  const std::scoped_lock held(_lock);
-  sweepLocked();
-  _children.push_back(child);
-  if (_changed) {
-    const std::uint64_t one = 1;
-    systemCalls.write(_changed->fd(), &one, sizeof one);
-  } else if (!startThread()) {
-    _changed = nullptr;
+// ---- The side of the launching threads --------------------------------------------------------
+
+int Reaper::prepare() {
+  const MutexLock held(_lock);
+  return _isPrepared ? 0 : prepareLocked();
+}
+
+int Reaper::prepareLocked() {
+  if (!_knowsOfForks) {
+    const int error =
+        pthread_atfork([] { shared().stayLockedWhileForking(); }, [] { shared().goOnAfterFork(); },
+                       [] { shared().startOverAfterFork(); });
+    if (error != 0) return error;
+    _knowsOfForks = true;
+  }
+  _poller.reserve(kBatch);
+  if (!_poller.open()) return errno;
+  const int error = startDetachedThread(run, this);
+  if (error != 0) _poller.close();
+  _isPrepared = error == 0;
+  return error;
+}
+
+// In the new process: the thread and what it waits with are its parent's.
+void Reaper::startOverAfterFork() {
+  _isPrepared = false;
+  _poller.close();
+  while (_watched.first) _asked.add(*_watched.remove(*_watched.first));
+  _lock.unlock();
+}
+
+void Reaper::watch(Child& child) noexcept {
+  const MutexLock held(_lock);
+  if (child._list) return;
+  _asked.add(child);
+  if (_poller.isOpen()) _poller.wake();
+}
+
+void Reaper::adopt(Child& child) noexcept {
+  if (child.poll() != Child::State::running) return;
+  const Ref<SharedDescriptor> exit = child.exitDescriptor();
+  const MutexLock held(_lock);
+  if (child._list) return;
+  const bool isWatched = exit && _poller.isOpen() &&
+                         _poller.watch(exit->fd(), tokenOf(child)) == Poller::Watching::started;
+  if (isWatched) {
+    _watched.add(child);
+  } else {
+    _asked.add(child);
+    if (_poller.isOpen()) _poller.wake();
   }
 }
 
-void Reaper::sweep() {
-  const std::scoped_lock held(_lock);
-  if (!_changed) sweepLocked();
+void Reaper::markLost(pid_t pid) noexcept {
+  const MutexLock held(_lock);
+  for (Child* child = _asked.first; child; child = child->_next) {
+    if (child->pid() == pid) child->markLost();
+  }
 }
 
-bool Reaper::startThread() {
-  _changed = makeEvent();
-  return _changed && startDetachedThread(run, this) == 0;
-}
+// ---- The thread -------------------------------------------------------------------------------
 
 void* Reaper::run(void* reaper) {
-  while (static_cast<Reaper*>(reaper)->waitAndSweep()) {
-  }
-  return nullptr;
+  for (;;) static_cast<Reaper*>(reaper)->turn();
 }
 
-// False when no child is left.
-bool Reaper::waitAndSweep() {
-  const Ref<SharedDescriptor> changed = waitForNews();
-  std::uint64_t additions = 0;
-  systemCalls.read(changed->fd(), &additions, sizeof additions);
-
-  std::unique_lock held(_lock);
-  const std::size_t before = _children.size();
-  sweepLocked();
-  const std::size_t after = _children.size();
-  if (after == 0) {
-    _changed = nullptr;
-    return false;
+void Reaper::turn() noexcept {
+  std::uint64_t tokens[kBatch];
+  const SteadyTime deadline = nextRound();
+  const int count = _poller.wait(millisecondsUntil(deadline), tokens, kBatch);
+  for (int index = 0; index < count; ++index) {
+    if (tokens[index] != Poller::kWakeUp) look(childOf(tokens[index]));
   }
-  held.unlock();
-  if (additions == 0 && after == before) nanosleep(&kPauseAfterFalseAlarm, nullptr);
-  return true;
+  const SteadyTime now = steadyNow();
+  if (now >= deadline) askAll(now);
+  if (count < 0) {  // not without end, whatever is wrong
+    const timespec pause = {.tv_sec = 0, .tv_nsec = kRound};
+    nanosleep(&pause, nullptr);
+  }
 }
 
-// Sleeps until a child may have exited or another one was added. Gives what tells of the latter.
-Ref<SharedDescriptor> Reaper::waitForNews() {
-  std::vector<Ref<SharedDescriptor>> watched;
-  {
-    const std::scoped_lock held(_lock);
-    watched.push_back(_changed);
-    for (const Ref<Child>& child : _children) watched.push_back(child->exitDescriptor());
-  }
-  std::vector<pollfd> descriptors;
-  descriptors.reserve(watched.size());
-  for (const auto& one : watched) {
-    descriptors.push_back({.fd = one->fd(), .events = POLLIN, .revents = 0});
-  }
-  systemCalls.poll(descriptors.data(), descriptors.size(), -1);
-  return watched.front();
+SteadyTime Reaper::nextRound() const {
+  const MutexLock held(_lock);
+  return _asked.first ? _lastRound + kRound : kForever;
 }
 
-void Reaper::sweepLocked() {
-  std::erase_if(_children,
-                [](const Ref<Child>& child) { return child->poll() != Child::State::running; });
+// A dropped child whose pidfd is readable. If it runs nevertheless, as one that is being traced
+// may, the poller would tell of it again and again.
+void Reaper::look(Child& child) noexcept {
+  const bool hasEnded = child.poll() != Child::State::running;
+  const Ref<SharedDescriptor> exit = child.exitDescriptor();
+  Ref<Child> dropped;  // outside the lock
+  const MutexLock held(_lock);
+  _poller.unwatch(exit->fd());
+  dropped = _watched.remove(child);
+  if (!hasEnded) _asked.add(child);
+}
+
+void Reaper::askAll(SteadyTime now) noexcept {
+  _lastRound = now;
+  _lock.lock();
+  Child* child = _asked.first;
+  _lock.unlock();
+  while (child) {  // the lock is let go of while each is asked: others may put theirs in front
+    const bool hasEnded = child->pollOrKill(now);
+    Ref<Child> ended;
+    _lock.lock();
+    Child* const next = child->_next;
+    if (hasEnded) ended = _asked.remove(*child);
+    _lock.unlock();
+    if (ended) ended->tellEnd();
+    child = next;
+  }
 }
 
 }  // namespace rondel::internal

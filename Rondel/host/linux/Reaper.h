@@ -1,39 +1,65 @@
 // SPDX-License-Identifier: MIT
 //
-// Waits for the exits of children that nobody waits for any more, so that none stays a zombie.
+// Waits for the exits of which no run loop hears: those of children that were dropped while they
+// ran, and of children that cannot be watched.
 //
-// A thread does it, which starts with the first such child and ends with the last one. Where the
-// system refuses that thread, the children are looked at whenever another child is started or
-// handed over.
+// One thread does it. It is made before the first child is, and stays: what is handed over
+// later needs no thread, no memory and no descriptor. It sleeps until the system tells of the
+// pidfd of a dropped child. All others it asks for every 20 ms, while there are any.
+//
+// A forked process has no such thread; its first launch makes one.
 #pragma once
 
-#include <mutex>
-#include <vector>
-
+#include "Rondel/core/object/internal/Mutex.h"
+#include "Rondel/host/internal/SteadyClock.h"
 #include "Rondel/host/linux/Child.h"
+#include "Rondel/host/linux/Poller.h"
 
 namespace rondel::internal {
 
+// Children in a row, which keeps them alive. Each is in one list at most, so it needs no memory.
+struct ChildList {
+  Child* first = nullptr;
+
+  void add(Child& child) noexcept;
+  Ref<Child> remove(Child& child) noexcept;
+};
+
 class Reaper {
  public:
-  // The one of the process. It is never destroyed, since its thread may run to the very end.
+  // Returns the one of the process. It is never destroyed, since its thread runs to the very end.
   static Reaper& shared();
 
-  void add(const Ref<Child>& child);
-  // Drops those that have exited. Costs next to nothing when there are none.
-  void sweep();
+  // Makes what waiting needs. Returns 0 or an errno value. Once is enough.
+  int prepare();
+
+  // Asks for the child's exit every 20 ms from now on, and makes its source ready then.
+  void watch(Child& child) noexcept;
+  // Waits for the child's exit, of which nobody wants to hear.
+  void adopt(Child& child) noexcept;
+  // Notes that the children with this pid must have been waited for by somebody else: the system
+  // has just given the pid to another child.
+  void markLost(pid_t pid) noexcept;
 
  private:
   Reaper() = default;
+  int prepareLocked() RONDEL_REQUIRES(_lock);
   static void* run(void* reaper);
-  bool startThread();
-  bool waitAndSweep();
-  Ref<SharedDescriptor> waitForNews();
-  void sweepLocked();
+  void turn() noexcept;
+  void look(Child& child) noexcept;
+  SteadyTime nextRound() const;
+  void askAll(SteadyTime now) noexcept;
+  void stayLockedWhileForking() RONDEL_NO_THREAD_SAFETY_ANALYSIS { _lock.lock(); }
+  void goOnAfterFork() RONDEL_NO_THREAD_SAFETY_ANALYSIS { _lock.unlock(); }
+  void startOverAfterFork() RONDEL_NO_THREAD_SAFETY_ANALYSIS;
 
-  std::mutex _lock;
-  std::vector<Ref<Child>> _children;
-  Ref<SharedDescriptor> _changed;  // an eventfd; there while the thread is
+  mutable Mutex _lock;
+  bool _isPrepared RONDEL_GUARDED_BY(_lock) = false;
+  bool _knowsOfForks RONDEL_GUARDED_BY(_lock) = false;
+  ChildList _asked RONDEL_GUARDED_BY(_lock);    // taken out by the thread alone, as the next
+  ChildList _watched RONDEL_GUARDED_BY(_lock);  // by the poller
+  Poller _poller;                               // opened by prepare()
+  SteadyTime _lastRound = 0;                    // of the thread
 };
 
 }  // namespace rondel::internal

@@ -13,6 +13,7 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/epoll.h>
+#include <sys/resource.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 
@@ -21,27 +22,27 @@
 namespace rondel::internal {
 
 struct SystemCalls {
-  SystemCall<ssize_t(int descriptor, void* buffer, size_t length)> read;
-  SystemCall<ssize_t(int descriptor, const void* bytes, size_t length)> write;
-  SystemCall<int(int descriptor)> close;
+  SystemCall<ssize_t(int fd, void* buffer, size_t length)> read;
+  SystemCall<ssize_t(int fd, const void* bytes, size_t length)> write;
+  SystemCall<int(int fd)> close;
   SystemCall<int(int* ends, int flags)> pipe2;
-  SystemCall<int(int descriptor, int command, int argument)> fcntl;
+  SystemCall<int(int fd, int command, int argument)> fcntl;
   SystemCall<int(pollfd* descriptors, nfds_t count, int milliseconds)> poll;
 
   SystemCall<int(int flags)> epoll_create1;
-  SystemCall<int(int poller, int operation, int descriptor, epoll_event* event)> epoll_ctl;
+  SystemCall<int(int poller, int operation, int fd, epoll_event* event)> epoll_ctl;
   SystemCall<int(int poller, epoll_event* events, int capacity, int milliseconds)> epoll_wait;
   SystemCall<int(unsigned value, int flags)> eventfd;
 
-  SystemCall<int(pid_t* process, const char* path, const posix_spawn_file_actions_t* actions,
+  SystemCall<int(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
                  const posix_spawnattr_t* attributes, char* const* arguments,
                  char* const* environment)>
       posix_spawn;
-  SystemCall<int(idtype_t kind, id_t which, siginfo_t* result, int options)> waitid;
-  SystemCall<int(pid_t process, int signal)> kill;
-  SystemCall<int(pid_t process, unsigned flags)> pidfd_open;
-  SystemCall<int(int process, int signal, siginfo_t* information, unsigned flags)>
-      pidfd_send_signal;
+  // As the system has it, with what the child has used.
+  SystemCall<int(idtype_t kind, id_t which, siginfo_t* result, int options, rusage* usage)> waitid;
+  SystemCall<int(pid_t pid, int signal)> kill;
+  SystemCall<int(pid_t pid, unsigned flags)> pidfd_open;
+  SystemCall<int(int pidfd, int signal, siginfo_t* information, unsigned flags)> pidfd_send_signal;
   SystemCall<int(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
                  void* argument)>
       pthread_create;
