@@ -10,6 +10,8 @@
 
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/report/Log.h"
+#include "Rondel/core/system/internal/FileCalls.h"
 #include "Rondel/core/values/internal/DataStorage.h"
 #include "Rondel/host/NotificationCenter.h"
 #include "Rondel/host/internal/RunLoopSource.h"
@@ -18,6 +20,7 @@
 
 namespace rondel {
 
+using internal::fileCalls;
 using internal::RunLoopSource;
 using internal::SharedDescriptor;
 using internal::systemCalls;
@@ -49,6 +52,12 @@ ssize_t readOnce(int descriptor, void* buffer, std::size_t size) {
     count = systemCalls.read(descriptor, buffer, size);
   } while (count < 0 && errno == EINTR);
   return count;
+}
+
+// Returns whether this error of a read is the end of a terminal, or of what hangs on one.
+bool isHangUp(int fd, int error) {
+  struct stat facts = {};
+  return error == EIO && fileCalls.fstat(fd, &facts) == 0 && S_ISCHR(facts.st_mode);
 }
 
 // What a read has left in a buffer for it. Little is handed out as a copy of its own size, so that
@@ -106,6 +115,12 @@ Ref<HxFileHandle> HxFileHandle::initWithFileDescriptor(int descriptor, bool clos
   const auto ownership =
       closeOnDealloc ? SharedDescriptor::Ownership::owned : SharedDescriptor::Ownership::borrowed;
   return makeRef<HxFileHandle>(makeRef<SharedDescriptor>(descriptor, ownership), false);
+}
+
+Ref<HxFileHandle> HxFileHandle::fileHandleWithNullDevice() {
+  const Ref<SharedDescriptor> device =
+      internal::ownDescriptor(fileCalls.open("/dev/null", O_RDWR | O_CLOEXEC, 0));
+  return device ? makeRef<HxFileHandle>(device, false) : nullptr;
 }
 
 int HxFileHandle::fileDescriptor() const noexcept {
@@ -211,7 +226,12 @@ Ref<RunLoopSource> HxFileHandle::Impl::currentSource(Ref<SharedDescriptor>& open
 bool HxFileHandle::Impl::readChunk(const Ref<SharedDescriptor>& open, HxData& data) {
   internal::prepareForReading(buffer, chunkSize);
   const ssize_t count = open ? readOnce(open->fd(), buffer.mutableBytes(), chunkSize) : 0;
-  if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return false;
+  const int error = count < 0 ? errno : 0;
+  if (error == EAGAIN || error == EWOULDBLOCK) return false;
+  if (error != 0 && !isHangUp(open->fd(), error)) {
+    HxLog("HxFileHandle: could not read from descriptor %d: %s"_hx, open->fd(),
+          strerrordesc_np(error));
+  }
   const std::size_t length = count > 0 ? static_cast<std::size_t>(count) : 0;
   data = readBytes(buffer, length);
   if (length == 0) buffer = nullptr;

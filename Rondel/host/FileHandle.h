@@ -53,6 +53,10 @@ class RONDEL_EXPORT HxFileHandle final : public HxObject {
     return initWithFileDescriptor(descriptor, false);
   }
 
+  // Returns a new handle on /dev/null, which is empty to read and drops what is written; null, with
+  // errno set, if the system refuses to open it.
+  static Ref<HxFileHandle> fileHandleWithNullDevice();
+
   // The descriptor, still the handle's; -1 once closed.
   int fileDescriptor() const noexcept;
   bool isClosed() const noexcept { return fileDescriptor() < 0; }
@@ -63,9 +67,9 @@ class RONDEL_EXPORT HxFileHandle final : public HxObject {
   // HxFileHandleReadCompletionNotification is posted to the default center, on this thread, by a
   // pass of its run loop in one of these modes (an array of mode names; nil or empty means the
   // default mode). They are at most 64 KiB, or 256 KiB of a pipe of HxPipe that has been full for a
-  // while. At the end of the file, after a read error and on a closed handle the data is empty; the
-  // hang-up of a terminal (EIO) is an end. The read after it has to be asked for again, usually by
-  // the observer.
+  // while. At the end of the file, after a read error and on a closed handle the data is empty. A
+  // read error is logged; the hang-up of a terminal (EIO) is an end, and no error. The read after
+  // it has to be asked for again, usually by the observer.
   //
   // There is one read at a time: asking again while one is due changes its modes. The handle is not
   // kept alive by it; dropping or closing the handle takes the read back, and nothing is posted.

@@ -20,6 +20,7 @@
 #include "Rondel/host/Pipe.h"
 #include "Rondel/host/Process.h"
 #include "Rondel/host/RunLoop.h"
+#include "Rondel/testing/LogRecorder.h"
 #include "Rondel/testing/Places.h"
 #include "Rondel/testing/SystemCallFailures.h"
 
@@ -451,16 +452,47 @@ TEST_F(FileHandle, SuppliedDescriptorKeepsItsFlags) {
 
 // ---- The system refuses
 
-TEST_F(FileHandle, ReadErrorIsAnEnd) {
+TEST_F(FileHandle, ReadErrorIsAnEndAndLogged) {
   for (const int error : {EIO, EBADF, EINVAL, ENOMEM, ECONNRESET}) {
     const test::SystemCallsKept kept;
+    const test::LogRecorder log;
     const auto reader = makeRef<Reader>(reading);
     writing->writeData(bytes("x"));
     reading->readInBackgroundAndNotify();
     test::failCall<&SystemCalls::read>(1, error);
     readToEnd(reader);
     EXPECT_EQ(reader->chunks, 1) << std::strerror(error);
+    EXPECT_EQ(log.messages(),
+              std::vector<std::string>{"HxFileHandle: could not read from descriptor " +
+                                       std::to_string(reading->fileDescriptor()) + ": " +
+                                       strerrordesc_np(error)});
   }
+}
+
+TEST_F(FileHandle, HangUpOfATerminalIsNotLogged) {
+  const test::LogRecorder log;
+  const auto terminal = HxFileHandle::initWithFileDescriptor(posix_openpt(O_RDWR | O_NOCTTY), true);
+  ASSERT_EQ(grantpt(terminal->fileDescriptor()), 0);
+  ASSERT_EQ(unlockpt(terminal->fileDescriptor()), 0);
+  close(open(ptsname(terminal->fileDescriptor()), O_RDWR | O_NOCTTY | O_CLOEXEC));
+  const auto reader = makeRef<Reader>(terminal);
+  terminal->readInBackgroundAndNotify();
+  readToEnd(reader);
+  EXPECT_EQ(reader->chunks, 1);
+  EXPECT_TRUE(log.messages().empty());
+}
+
+TEST_F(FileHandle, NullDeviceIsEmptyAndTakesEverything) {
+  const auto device = HxFileHandle::fileHandleWithNullDevice();
+  ASSERT_TRUE(device);
+  EXPECT_EQ(fcntl(device->fileDescriptor(), F_GETFD), FD_CLOEXEC);
+  device->writeData(bytes("x"));
+  EXPECT_TRUE(device->availableData().isEmpty());
+  const auto reader = makeRef<Reader>(device);
+  device->readInBackgroundAndNotify();
+  readToEnd(reader);
+  EXPECT_EQ(reader->chunks, 1);
+  EXPECT_NE(HxFileHandle::fileHandleWithNullDevice(), device);
 }
 
 TEST_F(FileHandle, InterruptedAndEmptyReadsAreTriedAgain) {
