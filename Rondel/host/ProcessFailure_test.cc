@@ -221,10 +221,10 @@ TEST(ProcessFailure, WithoutPidfdSignalsAndDroppingWork) {
 
   auto dropped = taskOf("/bin/sleep", {"1000"});
   dropped->launch();
-  const pid_t number = dropped->_procid();
+  const pid_t pid = dropped->_procid();
   dropped = nullptr;
-  kill(number, SIGKILL);
-  while (kill(number, 0) == 0) usleep(1000);
+  kill(pid, SIGKILL);
+  while (kill(pid, 0) == 0) usleep(1000);
 }
 
 TEST(ProcessFailure, WithoutPidfdALostChildEndsTheRun) {
@@ -498,12 +498,13 @@ class WholeRun : public HxObject {
 template <auto Call>
 void failEachInTurn(std::initializer_list<int> errors) {
   constexpr int kEnough = 200;
+  const test::LogRecorder log;  // of reads that fail
   for (const int error : errors) {
-    int number = 0;
+    int call = 0;
     int made = 0;
     do {
       const test::SystemCallsKept kept;
-      test::failCall<Call>(++number, error);
+      test::failCall<Call>(++call, error);
       std::thread([] {  // with a run loop that is new
         try {
           makeRef<WholeRun>()->run();
@@ -513,8 +514,8 @@ void failEachInTurn(std::initializer_list<int> errors) {
       })
           .join();
       made = test::ruleOf<Call>().count;
-    } while (number <= made && number < kEnough);
-    EXPECT_GT(number, 1);
+    } while (call <= made && call < kEnough);
+    EXPECT_GT(call, 1);
   }
 }
 

@@ -299,40 +299,40 @@ TEST(Process, StandardFilesMayBeSwapped) {
   const test::TemporaryDirectory directory;
   int kept[3];
   std::string paths[3];
-  for (int number = 0; number < 3; ++number) kept[number] = fcntl(number, F_DUPFD_CLOEXEC, 10);
+  for (int fd = 0; fd < 3; ++fd) kept[fd] = fcntl(fd, F_DUPFD_CLOEXEC, 10);
   fflush(stdout);
   std::vector<std::string> faults;
   for (int plan = 0; plan < 64; ++plan) {
-    for (int number = 0; number < 3; ++number) {
-      paths[number] = directory.write(std::to_string(number), "");
-      close(number);
-      EXPECT_EQ(open(paths[number].c_str(), O_RDWR | O_APPEND), number);
+    for (int fd = 0; fd < 3; ++fd) {
+      paths[fd] = directory.write(std::to_string(fd), "");
+      close(fd);
+      EXPECT_EQ(open(paths[fd].c_str(), O_RDWR | O_APPEND), fd);
     }
     const int sources[3] = {plan % 4, plan / 4 % 4, plan / 16};  // 3: none
     const auto task = shell("echo to0 >&0; echo to1; echo to2 >&2");
-    for (int number = 0; number < 3; ++number) {
-      if (sources[number] == 3) continue;
-      const auto handle = HxFileHandle::initWithFileDescriptor(sources[number], false);
-      if (number == 0) task->setStandardInput(handle);
-      if (number == 1) task->setStandardOutput(handle);
-      if (number == 2) task->setStandardError(handle);
+    for (int fd = 0; fd < 3; ++fd) {
+      if (sources[fd] == 3) continue;
+      const auto handle = HxFileHandle::initWithFileDescriptor(sources[fd], false);
+      if (fd == 0) task->setStandardInput(handle);
+      if (fd == 1) task->setStandardOutput(handle);
+      if (fd == 2) task->setStandardError(handle);
     }
     task->launch();
     task->waitUntilExit();
     std::string expected[3];
-    for (int number = 0; number < 3; ++number) {
-      const int target = sources[number] == 3 ? number : sources[number];
-      expected[target] += "to" + std::to_string(number) + "\n";
+    for (int fd = 0; fd < 3; ++fd) {
+      const int target = sources[fd] == 3 ? fd : sources[fd];
+      expected[target] += "to" + std::to_string(fd) + "\n";
     }
-    for (int number = 0; number < 3; ++number) {
-      std::ifstream file(paths[number]);
+    for (int fd = 0; fd < 3; ++fd) {
+      std::ifstream file(paths[fd]);
       const std::string got(std::istreambuf_iterator<char>(file), {});
-      if (got != expected[number]) faults.push_back(std::to_string(plan) + ": " + got);
+      if (got != expected[fd]) faults.push_back(std::to_string(plan) + ": " + got);
     }
   }
-  for (int number = 0; number < 3; ++number) {
-    dup2(kept[number], number);
-    close(kept[number]);
+  for (int fd = 0; fd < 3; ++fd) {
+    dup2(kept[fd], fd);
+    close(kept[fd]);
   }
   EXPECT_TRUE(faults.empty()) << faults.size() << " wrong, first " << faults.front();
 }
@@ -341,9 +341,9 @@ TEST(Process, WorksWithClosedStandardFilesOfTheHost) {
   fflush(stdout);
   for (int closed = 0; closed < 8; ++closed) {
     int kept[3];
-    for (int number = 0; number < 3; ++number) {
-      kept[number] = fcntl(number, F_DUPFD_CLOEXEC, 10);
-      if (closed & 1 << number) close(number);
+    for (int fd = 0; fd < 3; ++fd) {
+      kept[fd] = fcntl(fd, F_DUPFD_CLOEXEC, 10);
+      if (closed & 1 << fd) close(fd);
     }
     const auto pipe = HxPipe::init();
     const auto descriptors = helper("show-descriptors");
@@ -351,9 +351,9 @@ TEST(Process, WorksWithClosedStandardFilesOfTheHost) {
     descriptors->launch();
     const std::string output = stringOf(pipe->fileHandleForReading()->readDataToEndOfFile());
     descriptors->waitUntilExit();
-    for (int number = 0; number < 3; ++number) {
-      dup2(kept[number], number);
-      close(kept[number]);
+    for (int fd = 0; fd < 3; ++fd) {
+      dup2(kept[fd], fd);
+      close(kept[fd]);
     }
     EXPECT_EQ(output, "0 1 2\n") << closed;
   }
@@ -365,11 +365,11 @@ TEST(Process, DroppedRunningChildLeavesNoZombie) {
   auto task = taskOf("/bin/sleep", {"1000"});
   const auto watcher = makeRef<Watcher>(task);
   task->launch();
-  const pid_t number = task->_procid();
+  const pid_t pid = task->_procid();
   task = nullptr;
   EXPECT_FALSE(runOnce());
-  EXPECT_EQ(kill(number, SIGKILL), 0);
-  while (kill(number, 0) == 0) usleep(1000);
+  EXPECT_EQ(kill(pid, SIGKILL), 0);
+  while (kill(pid, 0) == 0) usleep(1000);
   EXPECT_EQ(watcher->count, 0);
 }
 

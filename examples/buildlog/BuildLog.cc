@@ -2,7 +2,6 @@
 #include "BuildLog.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,11 +13,11 @@
 
 #include "Rondel/Streams/LineBufferFilter.h"
 #include "Rondel/Streams/UTF8Filters.h"
-#include "Rondel/core/system/ProcessInfo.h"
 #include "Rondel/core/text/CharacterSet.h"
 #include "Rondel/host/FileHandle.h"
 #include "Rondel/host/Pipe.h"
 #include "Rondel/host/Process.h"
+#include "Rondel/host/ProgramPath.h"
 #include "Rondel/host/RunLoop.h"
 
 using namespace rondel;
@@ -36,24 +35,6 @@ int interruptDescriptor = -1;
 void tellOfInterrupt(int) {
   const char byte = 'i';
   [[maybe_unused]] const auto written = write(interruptDescriptor, &byte, 1);
-}
-
-// The program as a shell would find it: a name without a slash along PATH, and nil when it is not
-// there.
-HxString findProgram(const HxString& name) {
-  if (name.rangeOfString("/"_hx).length > 0) return name;
-  const HxString path =
-      HxProcessInfo::processInfo()->environment().objectForKey<HxString>("PATH"_hx);
-  for (const HxAny& folder : path.componentsSeparatedByString(":"_hx)) {
-    const HxString candidate = as<HxString>(folder).stringByAppendingPathComponent(name);
-    struct stat status {};
-    const HxCString bytes = candidate.UTF8String();
-    if (!bytes.isNull() && stat(bytes, &status) == 0 && S_ISREG(status.st_mode) &&
-        access(bytes, X_OK) == 0) {
-      return candidate;
-    }
-  }
-  return nullptr;
 }
 
 HxString withoutTerminator(const HxString& line) {
@@ -108,15 +89,14 @@ bool BuildLog::failToStart(const HxString& format, const HxString& what) {
 
 bool BuildLog::prepare() {
   const HxString name = _options.command.objectAtIndex<HxString>(0);
-  const HxString program = findProgram(name);
+  const HxString program = HxPathOfProgram(name);
   if (!program) return failToStart("cannot find %@ along PATH"_hx, name);
   if (_options.inputPath) {
     _input = HxData::initWithContentsOfFile(_options.inputPath);
     if (!_input) return failToStart("cannot read %@"_hx, _options.inputPath);
     _task->performWritesInBackground();
   } else {
-    const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    _task->setTaskStdInputFileHandle(HxFileHandle::initWithFileDescriptor(null, true));
+    _task->setTaskStdInputFileHandle(HxFileHandle::fileHandleWithNullDevice());
   }
   const Ref<ZevMoUTF8DecoderFilter> decoder = ZevMoUTF8DecoderFilter::init();
   const Ref<ZevMoLineBufferFilter> lines = ZevMoLineBufferFilter::init();
