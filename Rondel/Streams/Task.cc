@@ -1,11 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/Streams/Task.h"
 
+#include <algorithm>
+#include <bit>
 #include <cstdlib>
-#include <mutex>
+#include <exception>
+#include <utility>
+#include <vector>
 
 #include "Rondel/Streams/internal/TaskWriter.h"
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/object/internal/Mutex.h"
+#include "Rondel/core/report/Check.h"
 #include "Rondel/core/report/Log.h"
 #include "Rondel/core/values/Date.h"
 #include "Rondel/host/Architecture.h"
@@ -26,9 +32,9 @@ namespace {
 
 // A stack of free run-loop modes: there are never more names than there were tasks alive at once.
 struct RunLoopModePool {
-  std::mutex lock;
-  HxMutableArray runLoopModeNames = HxMutableArray::array();
-  HxUInteger uniqueIdCounter = 0;
+  internal::Mutex lock;
+  std::vector<HxString> runLoopModeNames RONDEL_GUARDED_BY(lock);
+  HxUInteger uniqueIdCounter RONDEL_GUARDED_BY(lock) = 0;
 
   static RunLoopModePool& shared() {
     static auto* pool = new RunLoopModePool;
@@ -36,7 +42,7 @@ struct RunLoopModePool {
   }
 };
 
-// Whether tasks start children at all: read once a process.
+// Returns whether tasks start children at all. Read once a process.
 bool doLaunch() {
   static const bool decision = std::getenv("ZevMoTaskDontLaunch") == nullptr;
   return decision;
@@ -46,22 +52,25 @@ HxArray anyArchitecture() { return HxArray::arrayWithObject(HxNumber::numberWith
 
 }  // namespace
 
+// There is always room for all names that were made, so that a task's destructor allocates nothing.
 HxString ZevMoTask::checkoutRunLoopMode() {
   RunLoopModePool& pool = RunLoopModePool::shared();
-  const std::scoped_lock held(pool.lock);
-  if (pool.runLoopModeNames.isEmpty()) {
+  const internal::MutexLock held(pool.lock);
+  if (pool.runLoopModeNames.empty()) {
+    pool.runLoopModeNames.reserve(
+        std::max(pool.runLoopModeNames.capacity(), std::bit_ceil(pool.uniqueIdCounter + 1)));
     return HxString::stringWithFormat("ZevTaskDataCaptureRunLoopMode-0x%08lX"_hx,
                                       pool.uniqueIdCounter++);
   }
-  HxString name = as<HxString>(pool.runLoopModeNames.lastObject());
-  pool.runLoopModeNames.removeLastObject();
+  HxString name = std::move(pool.runLoopModeNames.back());
+  pool.runLoopModeNames.pop_back();
   return name;
 }
 
 void ZevMoTask::checkInRunLoopMode(const HxString& mode) {
   RunLoopModePool& pool = RunLoopModePool::shared();
-  const std::scoped_lock held(pool.lock);
-  pool.runLoopModeNames.addObject(mode);
+  const internal::MutexLock held(pool.lock);
+  if (mode) pool.runLoopModeNames.push_back(mode);
 }
 
 // ---- Life -------------------------------------------------------------------------------------
@@ -85,19 +94,53 @@ ZevMoTask::ZevMoTask()
 ZevMoTask::~ZevMoTask() {
   _delegate = nullptr;
   _byteStream = nullptr;
-  cleanupAfterTask();
+  try {
+    cleanupAfterTask();
+  } catch (...) {
+    HxLog("ZevMoTask: the owner of an output handle raised while its task was destroyed."_hx);
+  }
   checkInRunLoopMode(_dataCaptureRunLoopMode);
 }
 
-void ZevMoTask::keepAliveThisTurn() {
-  HxRunLoop::currentRunLoop()->retainUntilEndOfTurn(HxAny(this));
+// The one share that a task has of itself while it calls out. So it can tell whether anybody else
+// has one.
+class ZevMoTask::SelfShare final : public HxObject {
+ public:
+  explicit SelfShare(Ref<ZevMoTask> task) : _task(std::move(task)) { _task->_selfShare = this; }
+
+ private:
+  ~SelfShare() override { _task->_selfShare = nullptr; }
+  const Ref<ZevMoTask> _task;
+};
+
+// Returns the share; nil in the destructor, when the object is there until that returns.
+HxAny ZevMoTask::keptAlive() {
+  if (_selfShare) return HxAny(_selfShare);
+  return retainIfAlive() ? HxAny(makeRef<SelfShare>(Ref<ZevMoTask>::adopt(this))) : HxAny();
 }
+
+// Outside a pass of the run loop nothing would end the share.
+void ZevMoTask::keepAliveThisTurn() {
+  const Ref<HxRunLoop> runLoop = HxRunLoop::currentRunLoop();
+  if (runLoop->isInPass()) runLoop->retainUntilEndOfTurn(keptAlive());
+}
+
+// Returns whether nobody but the task itself keeps it any more: whoever was interested in its
+// events may be gone as well.
+bool ZevMoTask::isForsaken() const { return _selfShare && isUniquelyReferenced(); }
 
 // ---- Configuration ----------------------------------------------------------------------------
 
 void ZevMoTask::setDelegate(ZevMoTaskDelegate* delegate) {
   _delegate = delegate;
   if (!delegate) cleanupAfterTask();
+}
+
+void ZevMoTask::setSynchronizedFileHandleDelegate(ZevMoTaskSynchronizedFileHandle* owner) {
+  ZevMoTaskSynchronizedFileHandle* const former = _synchronizedFileHandleDelegate.get();
+  if (former == owner) return;
+  _synchronizedFileHandleDelegate = owner;
+  if (former) former->synchronizedTaskWillGo(this);
 }
 
 void ZevMoTask::setTaskStdInputFileHandle(const Ref<HxFileHandle>& handle) {
@@ -107,47 +150,67 @@ void ZevMoTask::setTaskStdInputFileHandle(const Ref<HxFileHandle>& handle) {
 void ZevMoTask::setTaskStdOutputFileHandleReadTaskOutput(const Ref<HxFileHandle>& handle,
                                                          bool readTaskOutput) {
   if (handle == _fromTaskHandle) return;
+  const HxAny alive = keptAlive();
   stopObservingOutput();
+  const bool wasRead = std::exchange(_readTaskOutput, readTaskOutput);
   _fromTaskHandle = handle;
-  _readTaskOutput = readTaskOutput;
+  if (_runIsUnderWay && wasRead) outputDidEnd();
 }
 
 void ZevMoTask::performWritesInBackground() {
-  if (!_writer) _writer = TaskWriter::start();
+  if (_writesInBackground) return;
+  _writer = TaskWriter::start();
+  _writesInBackground = true;
 }
 
 // ---- Starting ---------------------------------------------------------------------------------
 
-// Gives whether the run that failed is still the present one: the delegate may start another.
+namespace {
+
+// Calls both, the second one also if the first one raises.
+template <class First, class Second>
+void callBoth(First first, Second second) {
+  try {
+    first();
+  } catch (...) {
+    second();
+    throw;
+  }
+  second();
+}
+
+}  // namespace
+
+// Returns whether the start that failed is still the latest: the delegate may make another.
 bool ZevMoTask::failToStart(const HxString& message) {
-  const Ref<HxTask> failed = _task;
+  const HxUInteger runNumber = _runNumber;
   if (_delegate) {
     keepAliveThisTurn();
     _delegate->taskFailureMessage(this, message);
   }
-  if (_task != failed) return false;
-  _taskIsRunning = false;
-  return true;
+  return runNumber == _runNumber;
 }
 
 void ZevMoTask::startTask() {
-  const Ref<ZevMoTask> kept(this);  // a delegate may drop the task
+  MO_OPERATION("-[ZevMoTask startTask]");
+  MoAssert(!_runIsUnderWay);
+  if (_runIsUnderWay) return;
+  const HxAny alive = keptAlive();  // a delegate may drop the task
+  forgetEarlierRun();
   if (!_taskPath) {
-    dropProcess();
     failToStart("Nil task path"_hx);
     return;
   }
   if (!HxFileManager::defaultManager()->fileExistsAtPath(_taskPath)) {
-    dropProcess();
     failToStart(HxString::stringWithFormat("Task not found at path: %@"_hx, _taskPath));
     return;
   }
-  executeTaskAtPath(_taskPath, _taskDirectory, _taskArgs, _taskEnv, _preferredArchitectures);
-  if (_taskAutoStdinData) {
-    // Also when the launch has failed; and the close does not wait for a write in the background.
-    sendDataToTask(_taskAutoStdinData);
-    if (const Ref<HxFileHandle> input = taskStandardInput()) input->closeFile();
-  }
+  const HxUInteger runNumber = _runNumber;
+  callBoth([&] { run(_taskPath, _taskDirectory, _taskArgs, _taskEnv, _preferredArchitectures); },
+           [&] {
+             // Also after a launch that has failed.
+             if (runNumber == _runNumber && _taskAutoStdinData) sendAutomaticInput();
+           });
 }
 
 void ZevMoTask::executeTaskAtPath(const HxString& path, const HxString& directory,
@@ -158,22 +221,52 @@ void ZevMoTask::executeTaskAtPath(const HxString& path, const HxString& director
 void ZevMoTask::executeTaskAtPath(const HxString& path, const HxString& directory,
                                   const HxArray& arguments, const HxDictionary& environment,
                                   const HxArray& preferredArchitectures) {
-  const Ref<ZevMoTask> kept(this);
+  MO_OPERATION(
+      "-[ZevMoTask executeTaskAtPath:inDirectory:withArguments:withEnvironment:"
+      "withPreferredAchitectures:]");
+  MoAssert(!_runIsUnderWay);
+  if (_runIsUnderWay) return;
+  const HxAny alive = keptAlive();
+  forgetEarlierRun();
+  run(path, directory, arguments, environment, preferredArchitectures);
+}
+
+// What the earlier run made itself. Handles that were supplied stay.
+void ZevMoTask::forgetEarlierRun() {
   dropProcess();
   stopObservingOutput();
+  if (_toTaskPipe && _toTaskHandle == _toTaskPipe->fileHandleForWriting()) _toTaskHandle = nullptr;
+  if (_fromTaskPipe && _fromTaskHandle == _fromTaskPipe->fileHandleForReading()) {
+    _fromTaskHandle = nullptr;
+    _readTaskOutput = false;
+  }
+  _toTaskPipe = nullptr;
+  _fromTaskPipe = nullptr;
+  if (_writer && _wasStarted) {
+    _writer->abandon();
+    _writer = nullptr;
+  }
+  ++_runNumber;
+  _wasStarted = true;
+  _taskIsRunning = false;
+  _terminationStatus = 0;
+}
+
+void ZevMoTask::run(const HxString& path, const HxString& directory, const HxArray& arguments,
+                    const HxDictionary& environment, const HxArray& preferredArchitectures) {
   _task = HxTask::init();
   if (preferredArchitectures) _task->setPreferredArchitectures(preferredArchitectures);
   if (!prepareStandardInput() || !prepareOutput()) return;
   configure(path, directory, arguments, environment);
   if (!launch(path)) return;
-  if (_delegate) {
-    keepAliveThisTurn();
-    _delegate->taskDidStart(this);
-  }
-  if (_readTaskOutput) startReading();
-  // Last, so that nothing can be sent or stopped during taskDidStart; the delegate may have cleaned
-  // up there.
-  _taskIsRunning = _task.get() != nullptr;
+  const HxUInteger runNumber = _runNumber;
+  callBoth(
+      [this] {
+        if (!_delegate) return;
+        keepAliveThisTurn();
+        _delegate->taskDidStart(this);
+      },
+      [&] { beginRunning(runNumber); });
 }
 
 bool ZevMoTask::prepareStandardInput() {
@@ -226,13 +319,46 @@ void ZevMoTask::configure(const HxString& path, const HxString& directory, const
   _task->setStartsNewProcessGroup(_startsNewProcessGroup);
   center->addObserver<&ZevMoTask::taskDidTerminate>(this, HxTaskDidTerminateNotification, _task);
   _stopRequested = false;
-  _taskIsRunning = false;
   _gotLastFileNotification = false;
   _gotTaskTerminationNotification = false;
   _didSendStop = false;
 }
 
-// Others may have a share of the process object or of the handle, which then have news when this
+// Without a child no run is under way: nothing will end it.
+bool ZevMoTask::launch(const HxString& path) {
+  if (!doLaunch()) return true;
+  try {
+    if (_writesInBackground && !_writer) _writer = TaskWriter::start();
+    _task->launch();
+    _runIsUnderWay = true;
+    return true;
+  } catch (const HxException& exception) {
+    const HxString message =
+        HxString::stringWithFormat("Exception starting task (%@) ; name: %@, reason: %@"_hx, path,
+                                   exception.name(), exception.reason());
+    if (failToStart(message)) dropProcess();
+    return false;
+  }
+}
+
+// After taskDidStart, so that nothing can be sent or stopped in there. By now the delegate may have
+// cleaned up or started another run, and heard the exit of this one.
+void ZevMoTask::beginRunning(HxUInteger runNumber) {
+  if (runNumber != _runNumber || !_task) return;
+  _taskIsRunning = !_gotTaskTerminationNotification;
+  if (_readTaskOutput) startReading();
+}
+
+void ZevMoTask::sendAutomaticInput() {
+  callBoth(
+      [this] {
+        // Empty data would end a background writer before the close.
+        if (!_taskAutoStdinData.isEmpty()) sendDataToTask(_taskAutoStdinData);
+      },
+      [this] { closeInputAfterWrites(); });
+}
+
+// Others may have a share of the process object or of the handle, which then have news after this
 // run is over. So nothing is dropped that is still observed.
 void ZevMoTask::dropProcess() {
   if (!_task) return;
@@ -245,20 +371,6 @@ void ZevMoTask::stopObservingOutput() {
   if (!_fromTaskHandle) return;
   HxNotificationCenter::defaultCenter()->removeObserver(
       this, HxFileHandleReadCompletionNotification, _fromTaskHandle);
-}
-
-bool ZevMoTask::launch(const HxString& path) {
-  if (!doLaunch()) return true;
-  try {
-    _task->launch();
-    return true;
-  } catch (const HxException& exception) {
-    const HxString message =
-        HxString::stringWithFormat("Exception starting task (%@) ; name: %@, reason: %@"_hx, path,
-                                   exception.name(), exception.reason());
-    if (failToStart(message)) dropProcess();
-    return false;
-  }
 }
 
 // ---- Ending -----------------------------------------------------------------------------------
@@ -280,7 +392,7 @@ void ZevMoTask::waitUntilExit() {
   // task's reads alone, which leaves the other sources of the default mode in peace.
   constexpr HxTimeInterval kLastOutputSeconds = 0.5;
   constexpr HxTimeInterval kMarginSeconds = 0.025;
-  const Ref<ZevMoTask> kept(this);
+  const HxAny alive = keptAlive();
   const Ref<HxRunLoop> runLoop = HxRunLoop::currentRunLoop();
   Ref<HxTask>(_task)->waitUntilExit();
   const HxDate deadline = HxDate::dateWithTimeIntervalSinceNow(kLastOutputSeconds);
@@ -290,12 +402,16 @@ void ZevMoTask::waitUntilExit() {
 }
 
 void ZevMoTask::closeTaskHandles() {
+  const HxAny alive = keptAlive();
   if (_fromTaskHandle) _fromTaskHandle->closeFile();
   if (_toTaskHandle) _toTaskHandle->closeFile();
+  if (_readTaskOutput) outputDidEnd();
 }
 
 void ZevMoTask::cleanupAfterTask() {
+  const HxAny alive = keptAlive();
   dropProcess();
+  _runIsUnderWay = false;
   _taskIsRunning = false;
   stopObservingOutput();
   _fromTaskPipe = nullptr;
@@ -307,8 +423,9 @@ void ZevMoTask::cleanupAfterTask() {
   _taskArgs = nullptr;
   _taskEnv = nullptr;
   _taskAutoStdinData = nullptr;
-  // The writer stays, ended: the object serves one run.
   if (_writer) _writer->abandon();
+  _writer = nullptr;
+  setSynchronizedFileHandleDelegate(nullptr);
 }
 
 // ---- Output and exit --------------------------------------------------------------------------
@@ -316,7 +433,7 @@ void ZevMoTask::cleanupAfterTask() {
 // A handle that cannot be watched is at its end: closing it keeps the child from waiting for a
 // reader that will not come, and the run ends with the exit.
 void ZevMoTask::startReading() {
-  if (!_fromTaskHandle) return;  // a delegate or a consumer has cleaned up meanwhile
+  if (hasOutputEnded()) return;  // a delegate or a consumer has closed it or cleaned up
   try {
     _fromTaskHandle->readInBackgroundAndNotifyForModes(_readModes);
   } catch (const HxException& exception) {
@@ -331,21 +448,26 @@ void ZevMoTask::outputDidEnd() {
   if (_gotTaskTerminationNotification) _sendDidStop();
 }
 
+// A handle that was closed directly gives no notice.
+bool ZevMoTask::hasOutputEnded() const {
+  return _gotLastFileNotification || !_fromTaskHandle || _fromTaskHandle->isClosed();
+}
+
 void ZevMoTask::fileActivityNotification(const HxNotification& notification) {
-  const Ref<ZevMoTask> kept(this);
+  if (isForsaken()) return;
+  const HxAny alive = keptAlive();
+  const HxUInteger runNumber = _runNumber;
   const HxData data =
       notification.userInfo().objectForKey<HxData>(HxFileHandleNotificationDataItem);
   if (data.isEmpty()) {
     outputDidEnd();
     return;
   }
-  try {
-    passOn(data);
-  } catch (...) {
-    startReading();  // the run goes on to its end, whatever a consumer raises
-    throw;
-  }
-  startReading();
+  // The run goes on to its end, whatever a consumer raises.
+  callBoth([&] { passOn(data); },
+           [&] {
+             if (runNumber == _runNumber && !isForsaken()) startReading();
+           });
 }
 
 void ZevMoTask::passOn(const HxData& data) {
@@ -357,42 +479,67 @@ void ZevMoTask::passOn(const HxData& data) {
   }
 }
 
+// A write that a descendant of the child keeps waiting must not hold the run loop: the writer is
+// not waited for. What is sent from now on is dropped, so the descendant may as well know.
+void ZevMoTask::endBackgroundWrites() {
+  if (!_writer) return;
+  _writer->abandon();
+  if (_toTaskPipe) _toTaskPipe->fileHandleForWriting()->closeFile();
+}
+
 void ZevMoTask::taskDidTerminate(const HxNotification&) {
-  const Ref<ZevMoTask> kept(this);
-  if (_writer) _writer->finish();  // blocks until the write in progress has returned
+  if (isForsaken()) return;
+  const HxAny alive = keptAlive();
+  endBackgroundWrites();
   _taskIsRunning = false;
   _gotTaskTerminationNotification = true;
   _terminationStatus = _task->terminationStatus();
   if (_readTaskOutput) {
-    if (!_gotLastFileNotification) return;  // the end of output will finish the job
+    if (hasOutputEnded()) _sendDidStop();  // else the end of output will finish the job
   } else if (_synchronizedFileHandleDelegate) {
-    _synchronizedFileHandleDelegate->taskDidStopForSynchronizedFileHandle();
-    // On false its report of the last data will finish the job. The owner may have left meanwhile.
-    if (!_synchronizedFileHandleDelegate ||
-        !_synchronizedFileHandleDelegate->didSynchronizedFileHandleReceiveLastData()) {
-      return;
-    }
+    tellOwnerOfExit();
+  } else {
+    _sendDidStop();
   }
-  _sendDidStop();
+}
+
+// If the owner says no, its report of the last data will finish the job. It may leave meanwhile.
+void ZevMoTask::tellOwnerOfExit() {
+  callBoth([this] { _synchronizedFileHandleDelegate->taskDidStopForSynchronizedFileHandle(); },
+           [this] {
+             if (_synchronizedFileHandleDelegate &&
+                 _synchronizedFileHandleDelegate->didSynchronizedFileHandleReceiveLastData()) {
+               _sendDidStop();
+             }
+           });
 }
 
 void ZevMoTask::synchronizedFileHandleDidReceivedLastData() {
   if (_gotTaskTerminationNotification) _sendDidStop();
 }
 
-// Once a run, also when the owner of the output reports its last data while it is asked for it.
+// Once a run, also if the owner of the output reports its last data while it is asked for it.
 void ZevMoTask::_sendDidStop() {
-  if (_didSendStop) return;
+  if (!_runIsUnderWay || _didSendStop) return;
   _didSendStop = true;
-  const Ref<ZevMoTask> kept(this);
-  if (_byteStream->streamConsumer()) {
-    keepAliveThisTurn();
-    _byteStream->sendStreamDidEnd();
-  }
-  if (_delegate) {
-    keepAliveThisTurn();
-    _delegate->taskDidStop(this, _stopRequested);
-  }
+  const HxAny alive = keptAlive();
+  const HxUInteger runNumber = _runNumber;
+  callBoth(
+      [this] {
+        if (!_byteStream->streamConsumer()) return;
+        keepAliveThisTurn();
+        _byteStream->sendStreamDidEnd();
+      },
+      [&] { tellDelegateOfStop(runNumber); });
+}
+
+// A consumer may have cleaned up, and started another run, while it heard of the stream's end.
+void ZevMoTask::tellDelegateOfStop(HxUInteger runNumber) {
+  if (runNumber != _runNumber) return;
+  _runIsUnderWay = false;
+  if (!_delegate) return;
+  keepAliveThisTurn();
+  _delegate->taskDidStop(this, _stopRequested);
 }
 
 // ---- Input ------------------------------------------------------------------------------------
@@ -402,7 +549,7 @@ bool ZevMoTask::isWritable() const {
 }
 
 void ZevMoTask::sendDataToTask(const HxData& data) {
-  // The end mark of the background writer passes also when the child has gone.
+  // The end mark of the background writer passes also after the child has gone.
   if (!isWritable() && (!_writer || !data.isEmpty())) return;
   if (_writer) {
     _writer->queue(_toTaskHandle, data);
@@ -413,6 +560,7 @@ void ZevMoTask::sendDataToTask(const HxData& data) {
 
 void ZevMoTask::sendStringAsCStringToTask(const HxString& string) {
   const HxCString bytes = string.fileSystemRepresentation();
+  if (string && bytes.isNull()) return;
   sendDataToTask(HxData::dataWithBytes(bytes.c_str(), bytes.length()));
 }
 
@@ -442,36 +590,6 @@ int ZevMoTask::processID() const { return _task ? _task->_procid() : 0; }
 HxString ZevMoTask::description() const {
   return HxString::stringWithFormat("%@ %@"_hx, _taskPath,
                                     _taskArgs.componentsJoinedByString(" "_hx));
-}
-
-// ---- Architectures ----------------------------------------------------------------------------
-
-HxNumber ZevMoTask::_cpuTypeForArch(const HxString& name) {
-  const HnArchInfo* info = HnGetArchInfoFromName(name.UTF8String().c_str());
-  return info ? HxNumber::numberWithInt(info->cputype) : HxNumber();
-}
-
-HxString ZevMoTask::_cpuStringForCPUSubType(const HxNumber& type) {
-  if (!type) return nullptr;
-  const HnArchInfo* info = HnGetArchInfoFromCpuType(type.intValue(), kAnyCpuSubtype);
-  if (info) info = HnGetArchInfoFromCpuType(info->cputype, kAnyCpuSubtype);
-  return info ? HxString::stringWithUTF8String(info->name) : HxString();
-}
-
-HxString ZevMoTask::cpuTypeStringForArch(const HxString& name) {
-  return _cpuStringForCPUSubType(_cpuTypeForArch(name));
-}
-
-HxArray ZevMoTask::cpuTypesForArchStrings(const HxArray& names) {
-  HxMutableArray types = HxMutableArray::array();
-  for (const HxAny& name : names) types.addObject(_cpuTypeForArch(as<HxString>(name)));
-  return types;
-}
-
-HxArray ZevMoTask::architecturesForCPUTypes(const HxArray& types) {
-  HxMutableArray names = HxMutableArray::array();
-  for (const HxAny& type : types) names.addObject(_cpuStringForCPUSubType(as<HxNumber>(type)));
-  return names;
 }
 
 }  // namespace rondel

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// ZevMoTask runs one child process: it feeds its input, pushes its output into a byte stream, and
-// tells its delegate, exactly once, when the child has exited and its last output has been seen.
+// ZevMoTask runs one child process. It feeds the child's input, pushes its output into a byte
+// stream, and tells its delegate, exactly once, that the child has exited and its last output has
+// been seen.
 //
 //   Ref<ZevMoTask> task = ZevMoTask::init();
 //   task->setDelegate(this);
@@ -9,34 +10,46 @@
 //   task->setTaskArguments(HxArray::arrayWithObjects({"-c"_hx, "main.c"_hx}));
 //   task->byteStream()->setByteStreamConsumer(decoder);   // or leave it, and take task:outputData:
 //   task->startTask();
-//   task->waitUntilExit();                                // or run the thread's run loop
+//   while (!task->runIsOver()) {                          // or task->waitUntilExit()
+//     HxRunLoop::currentRunLoop()->runMode(HxDefaultRunLoopMode, HxDate::distantFuture());
+//   }
 //
 // Output and error output are always one channel. What the child writes reaches the stream in
-// chunks, one at a time: the consumer has finished with a chunk before the following read is armed.
+// chunks, one at a time: the consumer has finished with a chunk before the next read is armed.
 // Nothing is buffered here.
 //
-// A child whose descendants keep its output open is not stopped, as far as the delegate hears,
-// until they have closed it: there is no time limit. stopTask, setDelegate(nullptr) and dropping
-// the task still work then.
+// Runs. A run is under way from a successful launch until taskDidStop, or until it is abandoned by
+// cleanupAfterTask, setDelegate(nullptr) or dropping the task. None of these signals the child; one
+// that still runs is reaped in the background after its exit. taskDidStop comes after two events,
+// in either order: the child's exit, and the end of its output. The output ends when the child and
+// all its descendants have closed it, which has no time limit; or when closeTaskHandles closes it
+// here, or another output handle is set. Starting while a run is under way fails a check
+// ("!_runIsUnderWay") and does nothing. A later start first drops the process object and the pipes
+// that the earlier run made itself; handles that were supplied stay.
 //
-// An object serves one run. End it with setDelegate(nullptr), which runs cleanupAfterTask, or by
-// dropping it; neither signals the child. A child that is still running is then reaped behind the
-// scenes when it exits.
-//
-// Threads. A task belongs to the thread that starts it, which must run its run loop; each thread
+// Threads. A task belongs to the thread that starts it, which must run its run loop. Each thread
 // may have tasks of its own. Everything happens on that thread: launch, notifications, every
-// delegate call and every send. Only background writes have a thread of their own. Before each
-// delegate call, and before the stream is ended, the task keeps itself alive until the current turn
-// of the run loop is over, so a delegate may drop its last reference in the callback.
+// delegate call and every send. Only background writes have a thread of their own, one a run.
 //
-// Errors. What hinders the start is told by task:failureMessage:, and then nothing else follows for
-// that run. A write in the foreground raises HxException to the caller of sendDataToTask; in the
-// background it is dropped without a word. Output that the run loop refuses to watch counts as
-// ended, with a line through HxLog. What a delegate or a consumer raises passes through to whom
-// runs the run loop, and the run goes on.
+// Ownership. Only its owners keep a task. Where it calls out in a pass of the run loop, it also
+// keeps itself until that pass ends, so a delegate may drop its last reference in the callback. A
+// task whose owners have all gone reads no more and hears of no event. A delegate, the owner of a
+// supplied output handle, or a consumer of byteStream() that goes is forgotten by its tasks and
+// streams, and the run goes on without it. It must go on the task's thread.
+//
+// Errors. What hinders the start is told by task:failureMessage:, and nothing else follows for that
+// start. A write in the foreground raises HxException to the caller of sendDataToTask; in the
+// background it is dropped silently. Output that the run loop refuses to watch counts as ended,
+// with a line through HxLog.
+//
+// What a delegate or a consumer raises passes through to whoever called startTask or runs the run
+// loop, after the task has done its part: a raise in taskDidStart comes after reading was armed and
+// the automatic input sent, one in a chunk after the next read was armed, one in the stream's end
+// after taskDidStop. So every run that has started ends with one taskDidStop.
 #pragma once
 
 #include "Rondel/Streams/Stream.h"
+#include "Rondel/Streams/internal/ZeroingReference.h"
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/text/String.h"
@@ -55,30 +68,38 @@ namespace internal {
 class TaskWriter;
 }
 
-// Hears of one task. A delegate has all four operations; the task calls them without asking.
-class ZevMoTaskDelegate {
+// Hears of one task, or of several. A delegate has all four operations; the task calls them without
+// asking.
+class RONDEL_EXPORT ZevMoTaskDelegate : public internal::Referent {
  public:
-  // After a successful launch, before reading begins. isRunning() is still false: stopTask does
-  // nothing and data is not sent.
+  // Called after a successful launch, before reading begins. isRunning() is still false: stopTask
+  // does nothing and data is not sent.
   virtual void taskDidStart(ZevMoTask* task) = 0;
-  // A chunk of output, never empty; only while byteStream() has no consumer.
+  // Takes a chunk of output, never empty. Called only while byteStream() has no consumer.
   virtual void taskOutputData(ZevMoTask* task, const HxData& data) = 0;
-  // The task could not be started. Nothing else follows for this run.
+  // Called if the task could not be started. Nothing else follows for this start. The task may be
+  // started again here.
   virtual void taskFailureMessage(ZevMoTask* task, const HxString& message) = 0;
-  // Once, at the end of a run that started. `stopRequested` tells whether stopTask took effect.
+  // Called once, at the end of a run that started. `stopRequested` tells whether stopTask took
+  // effect. The run is over by then: the task may be started again here.
   virtual void taskDidStop(ZevMoTask* task, bool stopRequested) = 0;
 
  protected:
   ~ZevMoTaskDelegate() = default;
 };
 
-// Kept by the owner of an output handle that the task does not read itself.
-class ZevMoTaskSynchronizedFileHandle {
+// Implemented by the owner of an output handle that the task does not read itself.
+class RONDEL_EXPORT ZevMoTaskSynchronizedFileHandle : public internal::Referent {
  public:
-  // The child has exited: stop watching.
+  // Called after the child has exited: stop watching.
   virtual void taskDidStopForSynchronizedFileHandle() = 0;
-  // Whether all output has been received.
+  // Returns whether all output has been received. If not, the run ends with the owner's call of
+  // synchronizedFileHandleDidReceivedLastData.
   virtual bool didSynchronizedFileHandleReceiveLastData() = 0;
+  // Called when the task has no more to do with this owner: it is destroyed, it cleans up, or it
+  // gets another owner. Forget the pointer to it. The task may be in its destructor: do not retain
+  // it. Raise nothing.
+  virtual void synchronizedTaskWillGo(ZevMoTask*) {}
 
  protected:
   ~ZevMoTaskSynchronizedFileHandle() = default;
@@ -92,44 +113,50 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
 
   // ---- Configuration, before the run starts; nothing is copied ---------------------------------
 
-  // The executable, an absolute or relative path; it is not looked up in PATH.
+  // Sets the executable, an absolute or relative path. It is not looked up in PATH.
   void setTaskPath(const HxString& path) { _taskPath = path; }
   HxString taskPath() const { return _taskPath; }
-  // The working directory; nil for that of this process.
+  // Sets the working directory; nil for that of this process.
   void setTaskCurrentDirectory(const HxString& directory) { _taskDirectory = directory; }
   HxString taskCurrentDirectory() const { return _taskDirectory; }
-  // Strings, without the executable's own name; nil for none.
+  // Sets the arguments: strings, without the executable's own name; nil for none.
   void setTaskArguments(const HxArray& arguments) { _taskArgs = arguments; }
   HxArray taskArguments() const { return _taskArgs; }
-  // The whole environment of the child; nil for that of this process, empty for an empty one.
+  // Sets the whole environment of the child; nil for that of this process, empty for an empty one.
   void setTaskEnvironment(const HxDictionary& environment) { _taskEnv = environment; }
   HxDictionary taskEnvironment() const { return _taskEnv; }
-  // Sent to the child by startTask, after which its input is closed. With background writes the
-  // close may overtake the data.
+  // Sets what startTask sends to the child, after which it closes the child's input. With
+  // background writes the close waits for the data. Otherwise startTask blocks until the data is
+  // written, and lets the exception of a failed write through after the close.
   void setTaskAutomaticStandardInData(const HxData& data) { _taskAutoStdinData = data; }
   HxData taskAutomaticStandardInData() const { return _taskAutoStdinData; }
-  // Cpu types (HxNumber) in order of preference, for executables that hold several. One element, -1
-  // for any, at first.
+  // Sets the cpu types (HxNumber) in order of preference, for executables that hold several. By
+  // default one element, -1 for any.
   void setPreferredArchitectures(const HxArray& types) { _preferredArchitectures = types; }
   HxArray preferredArchitectures() const { return _preferredArchitectures; }
-  // Whether the child leads a process group of its own; true at first.
+  // Sets whether the child leads a process group of its own; true by default. A child in another
+  // group than the terminal's is stopped by the system when it reads the terminal.
   void setStartsNewProcessGroup(bool flag) { _startsNewProcessGroup = flag; }
   bool startsNewProcessGroup() const { return _startsNewProcessGroup; }
-  // Not owned: the delegate must outlive the task or be taken back. Null also runs
-  // cleanupAfterTask.
+  // Sets the delegate, which is not owned. Null also runs cleanupAfterTask. A delegate that goes is
+  // forgotten, and the run goes on.
   void setDelegate(ZevMoTaskDelegate* delegate);
-  ZevMoTaskDelegate* delegate() const { return _delegate; }
-  // Not owned.
-  void setSynchronizedFileHandleDelegate(ZevMoTaskSynchronizedFileHandle* owner) {
-    _synchronizedFileHandleDelegate = owner;
-  }
+  // Returns null if there is no delegate or it has gone.
+  ZevMoTaskDelegate* delegate() const { return _delegate.get(); }
+  // Sets the owner of a supplied output handle, which is not owned. The former owner, if another,
+  // is told synchronizedTaskWillGo. cleanupAfterTask and the destructor tell the present one, and
+  // clear it. An owner that goes is forgotten; if it had still to report the last data, the run
+  // ends with the next call of synchronizedFileHandleDidReceivedLastData, or by cleanupAfterTask.
+  void setSynchronizedFileHandleDelegate(ZevMoTaskSynchronizedFileHandle* owner);
   ZevMoTaskSynchronizedFileHandle* synchronizedFileHandleDelegate() const {
-    return _synchronizedFileHandleDelegate;
+    return _synchronizedFileHandleDelegate.get();
   }
-  // The child's standard input, in place of a pipe made for it; nil for the pipe.
+  // Sets the child's standard input, in place of a pipe made for it; nil for the pipe.
   void setTaskStdInputFileHandle(const Ref<HxFileHandle>& handle);
-  // The child's output and error output, in place of a pipe made for it. With `readTaskOutput` the
-  // task reads the handle itself. The handle that is set already changes nothing, flag included.
+  // Sets the child's output and error output, in place of a pipe made for it. With `readTaskOutput`
+  // the task reads the handle itself. The handle that is set already changes nothing, flag
+  // included. While a run is under way its output counts as ended, and the handle is for the next
+  // run.
   void setTaskStdOutputFileHandleReadTaskOutput(const Ref<HxFileHandle>& handle,
                                                 bool readTaskOutput);
   // Accepted and ignored: output and error are always one.
@@ -137,12 +164,15 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   void setCapturesStandardError(bool) {}
   // Makes sendDataToTask queue its data for a thread of its own, so that a child that does not read
   // cannot block the run loop. From then on SIGPIPE is ignored in the whole process. Call it before
-  // startTask; a second call does nothing.
+  // startTask; a second call does nothing. Raises HxException if there is no thread to be had, and
+  // then writes stay in the foreground.
   void performWritesInBackground();
 
   // ---- Running ---------------------------------------------------------------------------------
 
-  // Launches with the settings above, then sends the automatic input.
+  // Launches with the settings above, then sends the automatic input. Does nothing, after a failed
+  // check, while a run is under way. What hinders the start is told to the delegate; this raises
+  // only what a delegate raises, or a write of the automatic input in the foreground.
   void startTask();
   // The launch proper. Null directory, arguments, environment and architectures leave the defaults.
   void executeTaskAtPath(const HxString& path, const HxString& directory, const HxArray& arguments,
@@ -150,72 +180,86 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   void executeTaskAtPath(const HxString& path, const HxString& directory, const HxArray& arguments,
                          const HxDictionary& environment);
   // Asks the running child to end (SIGTERM); the delegate hears of the end with stopRequested true.
-  // Nothing when it is not running.
+  // Does nothing if it is not running.
   void stopTask();
   // Sends SIGINT, and changes no state.
   void interruptTask();
   // Runs the run loop in the default mode until the child has exited, and then, for at most half a
   // second, this task's reads alone.
   void waitUntilExit();
-  // Closes both handles of the task.
+  // Closes both handles of the task. The output counts as ended: if the child has exited already,
+  // taskDidStop comes before this returns, otherwise with the exit.
   void closeTaskHandles();
-  // Drops everything that belongs to the run. It neither signals the child nor waits for it.
+  // Drops everything that belongs to the run, tells the owner of a supplied output handle, and
+  // forgets it. It neither signals the child nor waits for it.
   void cleanupAfterTask();
 
   // ---- Input to the child ----------------------------------------------------------------------
 
-  // Dropped without a word unless the child is running. With background writes it is queued,
-  // otherwise written at once, which blocks and raises HxException when the write fails. Callers
-  // must not send empty data: with background writes it is the end mark.
+  // Sends data to the child; dropped silently unless the child is running. With background writes
+  // it is queued. Otherwise it is written at once, which blocks, and raises HxException if the
+  // write fails. Do not send empty data: with background writes it is the end mark.
+  //
+  // At the child's exit a background writer drops what waits, cuts off a write under way, and
+  // closes the input: a descendant that still reads it sees its end.
   void sendDataToTask(const HxData& data);
-  // The string's file-system representation, without its NUL.
+  // Sends the string's file-system representation, without its NUL. A string with a lone surrogate
+  // has none, and sends nothing.
   void sendStringAsCStringToTask(const HxString& string);
-  // Closes the child's input once everything that was sent has been written, so that the child sees
-  // its end. At once without background writes.
+  // Closes the child's input after everything that was sent has been written, so that the child
+  // sees its end. At once without background writes, or after these have ended.
   void closeInputAfterWrites();
-  // A task may be a stream's consumer. The stream's end does not close the child's input.
+  // Sends the data. A task may be a stream's consumer. The stream's end does not close the child's
+  // input: call closeInputAfterWrites where the end is heard.
   void streamProcessBytes(ZevMoStream* stream, const HxData& data) override;
   void streamDidEnd(ZevMoStream*) override {}
 
   // ---- Questions -------------------------------------------------------------------------------
 
-  // The exit status, or the number of the signal that killed the child (see HxTask); -1 when the
-  // status was lost. Good once the exit was seen.
+  // Returns the exit status, or the number of the signal that killed the child (see HxTask); -1 if
+  // the status was lost. 0 until the exit was seen.
   std::int32_t terminationStatus() const { return _terminationStatus; }
-  // The host's own form of the exit status (that of waitpid), -1 without a process object.
+  // Returns the host's own form of the exit status (that of waitpid), -1 without a process object.
   std::int32_t platformExitInformation() const;
+  // Returns whether the child was started and neither its exit was seen nor stopTask called. The
+  // last output may still be due when this turns false: to wait for the end, ask runIsOver. During
+  // taskDidStart it is false; after an exit that was heard in there it stays so.
   bool isRunning() const { return _taskIsRunning; }
-  // 0 without a process object.
+  // Returns whether a start was made whose outcome is known: the run has stopped, could not start
+  // or was abandoned. Nothing more is told of it then. False before the first start. True during
+  // taskDidStop and task:failureMessage:. What a tool that turns the run loop itself waits for.
+  bool runIsOver() const { return _wasStarted && !_runIsUnderWay; }
+  // Returns the child's pid, 0 without a process object.
   int processID() const;
-  // The process object of the current run, null without one.
+  // Returns the process object of the current run, null without one.
   Ref<HxTask> hxTask() const { return _task; }
-  // The source of the output, named "task output stream"; lives as long as the task.
+  // The source of the output, named "task output stream". It lives as long as the task.
   const Ref<ZevMoByteStream>& byteStream() const { return _byteStream; }
-  // Null once a background write was refused.
+  // Returns null after a background write was refused or cut off.
   Ref<HxFileHandle> taskStandardInput() const;
   Ref<HxFileHandle> taskStandardOutput() const { return _fromTaskHandle; }
   Ref<HxFileHandle> taskStandardError() const { return _fromTaskHandle; }
-  // Path and arguments with blanks between them, unquoted.
+  // Returns path and arguments with blanks between them, unquoted.
   HxString description() const override;
 
-  // By which the owner of a supplied output handle reports the last data; spelt so.
+  // By this the owner of a supplied output handle reports the last data; spelt so.
   void synchronizedFileHandleDidReceivedLastData();
 
   // ---- Architectures ---------------------------------------------------------------------------
 
-  // Cpu type of an architecture name; nil for nil and for unknown names.
+  // Returns the cpu type of an architecture name; nil for nil and for unknown names.
   static HxNumber _cpuTypeForArch(const HxString& name);
-  // Name of a cpu type; nil for nil and for unknown types.
+  // Returns the name of a cpu type; nil for nil and for unknown types.
   static HxString _cpuStringForCPUSubType(const HxNumber& type);
-  // The canonical name of an architecture name: "armv7" gives "arm".
+  // Returns the canonical name of an architecture name: "arm" for "armv7".
   static HxString cpuTypeStringForArch(const HxString& name);
-  // In order, without those that are unknown.
+  // Map in order, without what is unknown.
   static HxArray cpuTypesForArchStrings(const HxArray& names);
   static HxArray architecturesForCPUTypes(const HxArray& types);
 
   // ---- Run-loop modes --------------------------------------------------------------------------
 
-  // A mode name that no other task has, and its return. Every task holds one for life.
+  // Returns a mode name that no other task has; and takes it back. Every task holds one for life.
   static HxString checkoutRunLoopMode();
   static void checkInRunLoopMode(const HxString& mode);
 
@@ -224,30 +268,44 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   ~ZevMoTask() override;
 
  private:
+  class SelfShare;
+
   bool failToStart(const HxString& message);
+  void forgetEarlierRun();
+  void run(const HxString& path, const HxString& directory, const HxArray& arguments,
+           const HxDictionary& environment, const HxArray& preferredArchitectures);
   bool prepareStandardInput();
   bool prepareOutput();
   void configure(const HxString& path, const HxString& directory, const HxArray& arguments,
                  const HxDictionary& environment);
+  bool launch(const HxString& path);
+  void beginRunning(HxUInteger runNumber);
+  void sendAutomaticInput();
   void dropProcess();
   void stopObservingOutput();
-  bool launch(const HxString& path);
+
   void startReading();
   void outputDidEnd();
+  bool hasOutputEnded() const;
   void passOn(const HxData& data);
+  void endBackgroundWrites();
+  void tellOwnerOfExit();
+  void tellDelegateOfStop(HxUInteger runNumber);
+  HxAny keptAlive();
   void keepAliveThisTurn();
+  bool isForsaken() const;
 
   void fileActivityNotification(const HxNotification& notification);
   void taskDidTerminate(const HxNotification& notification);
   void _sendDidStop();
   bool isWritable() const;
 
-  ZevMoTaskDelegate* _delegate = nullptr;  // not retained
+  internal::ZeroingReference<ZevMoTaskDelegate> _delegate;
   Ref<HxTask> _task;
   Ref<HxPipe> _toTaskPipe;
   Ref<HxPipe> _fromTaskPipe;
-  Ref<HxFileHandle> _fromTaskHandle;  // read here, or written by the child when it was supplied
-  Ref<HxFileHandle> _toTaskHandle;    // written here, or read by the child when it was supplied
+  Ref<HxFileHandle> _fromTaskHandle;  // read here, or written by the child if it was supplied
+  Ref<HxFileHandle> _toTaskHandle;    // written here, or read by the child if it was supplied
   HxString _taskPath;
   HxString _taskDirectory;
   HxArray _taskArgs;
@@ -256,12 +314,17 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   Ref<ZevMoByteStream> _byteStream;
   HxString _dataCaptureRunLoopMode;
   HxArray _readModes;  // the default mode and _dataCaptureRunLoopMode
-  ZevMoTaskSynchronizedFileHandle* _synchronizedFileHandleDelegate = nullptr;  // not retained
-  Ref<internal::TaskWriter> _writer;  // null until background writes begin; stays for life
+  internal::ZeroingReference<ZevMoTaskSynchronizedFileHandle> _synchronizedFileHandleDelegate;
+  Ref<internal::TaskWriter> _writer;  // of this run, if _writesInBackground
   HxArray _preferredArchitectures;
+  SelfShare* _selfShare = nullptr;  // clears this when it goes
+  HxUInteger _runNumber = 0;        // of the latest start
   std::int32_t _terminationStatus = 0;
+  bool _writesInBackground = false;
   bool _readTaskOutput = false;
   bool _stopRequested = false;
+  bool _wasStarted = false;
+  bool _runIsUnderWay = false;
   bool _taskIsRunning = false;
   bool _gotTaskTerminationNotification = false;
   bool _gotLastFileNotification = false;

@@ -54,16 +54,30 @@ TEST(TaskInput, AutomaticDataIsSentAndTheInputClosed) {
   EXPECT_EQ(recorder.output, "automatic");
 }
 
-TEST(TaskInput, AutomaticDataWithABackgroundWriterMayBeOvertakenButNothingHangs) {
-  for (int i = 0; i < 20; ++i) {
+TEST(TaskInput, AutomaticDataWithABackgroundWriterArrivesWhole) {
+  const std::string sent(300000, 'x');
+  for (int i = 0; i < 50; ++i) {
     TaskRecorder recorder;
     const Ref<ZevMoTask> task = shellTask("cat", recorder);
     task->performWritesInBackground();
-    task->setTaskAutomaticStandardInData(dataOf("automatic"));
+    task->setTaskAutomaticStandardInData(dataOf(sent));
     ASSERT_TRUE(runToEnd(*task, recorder));
-    EXPECT_TRUE(recorder.output.empty() || recorder.output == "automatic");
-    EXPECT_EQ(recorder.events.back(), "stop 0");
+    ASSERT_EQ(recorder.output, sent);
+    EXPECT_EQ(recorder.events, (Events{"start", "output", "stop 0"}));
   }
+}
+
+TEST(TaskInput, ARefusedAutomaticWriteRaisesAndClosesTheInput) {
+  const test::SystemCallsKept kept;
+  test::failCall<&test::SystemCalls::write>(1, EIO);
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("cat; echo end", recorder);
+  task->setTaskAutomaticStandardInData(dataOf("refused"));
+  EXPECT_THROW(task->startTask(), HxException);
+  EXPECT_TRUE(task->isRunning());
+  EXPECT_TRUE(task->taskStandardInput()->isClosed());
+  ASSERT_TRUE(runUntil([&] { return task->runIsOver(); }));
+  EXPECT_EQ(recorder.output, "end\n");
 }
 
 TEST(TaskInput, ToAStoppedChildIsDropped) {
@@ -161,6 +175,77 @@ TEST(TaskInput, AnEndMarkOfTheCallersEndsTheWriterAndDoesNotHangTheExit) {
   ASSERT_TRUE(runUntil([&] { return recorder.isOver(); }));
   EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
 }
+
+TEST(TaskInput, IsClosedAlsoAfterAnEndMark) {
+  for (const bool hasEnded : {false, true}) {
+    const auto before = test::ProcessResources::now();
+    TaskRecorder recorder;
+    const Ref<ZevMoTask> task = shellTask("cat; echo end", recorder);
+    task->performWritesInBackground();
+    task->startTask();
+    task->sendDataToTask(dataOf("data "));
+    task->sendDataToTask(dataOf(""));
+    if (hasEnded) {
+      ASSERT_TRUE(
+          runUntil([&] { return test::ProcessResources::now().threads == before.threads; }));
+    }
+    task->closeInputAfterWrites();
+    EXPECT_TRUE(!hasEnded || task->taskStandardInput()->isClosed());
+    ASSERT_TRUE(runUntil([&] { return task->runIsOver(); }));
+    EXPECT_EQ(recorder.output, "data end\n");
+  }
+}
+
+TEST(TaskInput, ATextThatHasNoBytesSendsNothingAndIsNoEndMark) {
+  const HxUniChar units[] = {'a', 0xD800};
+  for (const bool inBackground : {false, true}) {
+    TaskRecorder recorder;
+    const Ref<ZevMoTask> task = shellTask("cat", recorder);
+    if (inBackground) task->performWritesInBackground();
+    task->startTask();
+    task->sendStringAsCStringToTask(HxString::stringWithCharacters(units, 2));
+    task->sendStringAsCStringToTask("next"_hx);
+    task->closeInputAfterWrites();
+    ASSERT_TRUE(runUntil([&] { return task->runIsOver(); }));
+    EXPECT_EQ(recorder.output, "next");
+  }
+}
+
+// ---- Descendants that inherit the input
+// -----------------------------------------------------------
+
+TEST(TaskInput, ADescendantThatKeepsItOpenDoesNotHoldTheRunLoop) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task =
+      shellTask("exec 3<&0; sleep 60 <&3 >/dev/null 2>&1 & echo $!; sleep 0.1", recorder);
+  task->performWritesInBackground();
+  task->startTask();
+  task->sendDataToTask(dataOf(std::string(4U << 20U, 'x')));
+  task->closeInputAfterWrites();
+  ASSERT_TRUE(runUntil([&] { return task->runIsOver(); }));
+  EXPECT_EQ(recorder.events, (Events{"start", "output", "stop 0"}));
+  EXPECT_TRUE(task->taskStandardInput().isNil());
+  EXPECT_EQ(kill(std::stoi(recorder.output), SIGKILL), 0);  // it was there all the while
+}
+
+TEST(TaskInput, ADescendantThatStillReadsItSeesItsEndAfterTheExit) {
+  for (const std::size_t chunk : {std::size_t{4} << 20U, std::size_t{1000}}) {
+    TaskRecorder recorder;
+    const Ref<ZevMoTask> task =
+        shellTask("exec 3<&0; (sleep 0.2; exec wc -c <&3) & exit 0", recorder);
+    task->performWritesInBackground();
+    task->startTask();
+    for (std::size_t sent = 0; sent < 4U << 20U; sent += chunk) {
+      task->sendDataToTask(dataOf(std::string(chunk, 'x')));
+    }
+    ASSERT_TRUE(runUntil([&] { return task->runIsOver(); }));
+    EXPECT_LT(std::stoul(recorder.output), 4U << 20U);
+    EXPECT_EQ(recorder.events, (Events{"start", "output", "stop 0"}));
+  }
+}
+
+// ---- End marks
+// --------------------------------------------------------------------------------------
 
 TEST(TaskInput, AnEndMarkPassesBeforeTheTaskRunsAndNothingElseDoes) {
   const HxData marks[] = {nullptr, dataOf("")};
@@ -310,7 +395,6 @@ TEST(TaskInput, ATaskWithAWriterMayBeDroppedInAnyState) {
     task->startTask();
   }
   EXPECT_EQ(recorder.events, (Events{"start"}));
-  runFor(0.02);  // the task kept itself until the end of a turn
 }
 
 TEST(TaskInput, AfterCleanupNoSecondWriterIsStarted) {

@@ -229,8 +229,6 @@ TEST(TaskDropping, InEachStateManyTimes) {
       state.enter(task, recorder, mode);
       if (task && i % 3 == 0) task->setDelegate(nullptr);
       task = nullptr;
-      // It may have kept itself until the end of a turn, and hear its stop in that one.
-      HxRunLoop::currentRunLoop()->runMode(HxDefaultRunLoopMode, nullptr);
       const std::size_t events = recorder.events.size();
       HxRunLoop::currentRunLoop()->runMode(HxDefaultRunLoopMode, nullptr);
       EXPECT_EQ(recorder.events.size(), events);

@@ -216,6 +216,8 @@ void HxRunLoop::stop() {
 
 void HxRunLoop::retainUntilEndOfTurn(const HxHandle& object) { _impl->kept.push_back(object); }
 
+bool HxRunLoop::isInPass() const noexcept { return _impl->depth > 0; }
+
 // The last ones, until so many are left. What is let go of may keep others.
 void HxRunLoop::Impl::releaseKept(std::size_t left) {
   while (kept.size() > left) {

@@ -19,9 +19,9 @@
 // then reads; then exits of children. So output is seen before the exit where both are there.
 // Passes may be nested: a call may run the loop again, in the same mode or another one.
 //
-// Threads. runMode, run, runUntilDate and retainUntilEndOfTurn belong to the loop's own thread; all
-// else may be called on any thread. When a thread ends, its loop drops what it waits for, calls
-// that were not made yet included, and lets go of what it kept.
+// Threads. runMode, run, runUntilDate, retainUntilEndOfTurn and isInPass belong to the loop's own
+// thread; all else may be called on any thread. When a thread ends, its loop drops what it waits
+// for, calls that were not made yet included, and lets go of what it kept.
 //
 // What a call raises passes through the pass to the caller of runMode; nothing is lost by that.
 #pragma once
@@ -77,6 +77,8 @@ class RONDEL_EXPORT HxRunLoop final : public HxObject {
   // this thread ends or the thread does. In nested passes it is the innermost that counts. For an
   // object that calls out and may be dropped by whom it calls.
   void retainUntilEndOfTurn(const HxHandle& object);
+  // Returns whether a pass of this loop is under way.
+  bool isInPass() const noexcept;
 
   // ---- Calls
 

@@ -9,33 +9,6 @@
 
 namespace rondel::internal {
 
-namespace {
-
-// Holds the lock for a scope, and leaves the condition that was told last.
-class Locked {
- public:
-  explicit Locked(HxConditionLock& lock) : _lock(lock) {
-    _lock.lock();
-    _condition = _lock.condition();
-  }
-  Locked(HxConditionLock& lock, HxInteger condition) : _lock(lock), _condition(condition) {
-    _lock.lockWhenCondition(condition);
-  }
-  Locked(const Locked&) = delete;
-  Locked& operator=(const Locked&) = delete;
-  ~Locked() { _lock.unlockWithCondition(_condition); }
-
-  void leaveCondition(HxInteger condition) { _condition = condition; }
-
- private:
-  HxConditionLock& _lock;
-  HxInteger _condition = 0;
-};
-
-}  // namespace
-
-TaskWriter::TaskWriter() = default;
-
 Ref<TaskWriter> TaskWriter::start() {
   Ref<TaskWriter> writer = makeRef<TaskWriter>();
   HxThread::detachNewThread<&TaskWriter::run>(writer.get());
@@ -44,11 +17,13 @@ Ref<TaskWriter> TaskWriter::start() {
 
 // ---- The task's side --------------------------------------------------------------------------
 
-void TaskWriter::append(Chunk chunk) {
-  Locked locked(*_lock);
-  if (_isFinished) return;  // nobody would take it
-  _chunks.push_back(std::move(chunk));
-  locked.leaveCondition(kChunksQueued);
+// Returns false if nobody would take the chunk.
+bool TaskWriter::append(Chunk chunk) {
+  const MutexLock held(_lock);
+  if (_isFinished) return false;
+  _queue.push_back(std::move(chunk));
+  _changed.notifyOne();
+  return true;
 }
 
 void TaskWriter::queue(const Ref<HxFileHandle>& handle, const HxData& data) {
@@ -56,32 +31,31 @@ void TaskWriter::queue(const Ref<HxFileHandle>& handle, const HxData& data) {
 }
 
 void TaskWriter::queueClose(const Ref<HxFileHandle>& handle) {
-  append({Purpose::close, handle, nullptr});
+  if (!append({Purpose::close, handle, nullptr})) handle->closeFile();
 }
 
-void TaskWriter::finish() {
-  append({Purpose::end, nullptr, nullptr});
-  const Locked locked(*_lock, kWriterFinished);
-}
-
-void TaskWriter::abandon() {
+void TaskWriter::abandon() noexcept {
+  Chunks forgotten;
   Ref<HxFileHandle> blocked;
-  Ref<HxFileHandle> failed;  // dropped outside the lock, as the chunks are
-  std::deque<Chunk> forgotten;
   {
-    Locked locked(*_lock);
-    failed = std::exchange(_failedHandle, nullptr);
-    if (_isFinished) return;
-    forgotten.swap(_chunks);
-    _chunks.push_back({Purpose::end, nullptr, nullptr});
+    const MutexLock held(_lock);
+    _isAbandoned = true;
+    forgotten.swap(_queue);
     blocked = _writingTo;
-    locked.leaveCondition(kChunksQueued);
+    for (const Chunk& chunk : forgotten) {
+      if (chunk.purpose == Purpose::write) _failedHandle = chunk.handle;
+    }
+    if (blocked) _failedHandle = blocked;
+    _changed.notifyOne();
   }
-  if (blocked) blocked->closeFile();  // its write then fails, also when the child does not read
+  if (blocked) blocked->closeFile();  // ends its write, also if the child does not read
+  for (const Chunk& chunk : forgotten) {
+    if (chunk.purpose != Purpose::end) chunk.handle->closeFile();
+  }
 }
 
 bool TaskWriter::hasFailed(const HxFileHandle* handle) const {
-  const Locked locked(*_lock);
+  const MutexLock held(_lock);
   return handle && _failedHandle.get() == handle;
 }
 
@@ -89,44 +63,65 @@ bool TaskWriter::hasFailed(const HxFileHandle* handle) const {
 
 void TaskWriter::run() {
   std::signal(SIGPIPE, SIG_IGN);  // of the whole process: a write that nobody reads is refused
-  for (;;) {
-    const Chunk chunk = takeChunk();
-    if (chunk.purpose == Purpose::end) return;
-    perform(chunk);
+  Chunks chunks;
+  while (take(chunks)) {
+    for (Chunk& each : chunks) {
+      const Chunk chunk = std::move(each);  // lets go of the data as soon as it is written
+      perform(chunk);
+    }
+    chunks.clear();
   }
 }
 
-TaskWriter::Chunk TaskWriter::takeChunk() {
-  Locked locked(*_lock, kChunksQueued);
-  Chunk chunk = std::move(_chunks.front());
-  _chunks.pop_front();
-  if (chunk.purpose == Purpose::end) {
-    _isFinished = true;
-    locked.leaveCondition(kWriterFinished);
-  } else {
-    if (chunk.purpose == Purpose::close || _failedHandle != chunk.handle) _writingTo = chunk.handle;
-    locked.leaveCondition(_chunks.empty() ? kQueueEmpty : kChunksQueued);
-  }
-  return chunk;
+// Waits for work. Returns false if there is none and none will come.
+bool TaskWriter::take(Chunks& chunks) {
+  const MutexLock held(_lock);
+  while (_queue.empty() && !_gotEndMark && !_isAbandoned) _changed.wait(_lock);
+  _isFinished = _queue.empty();
+  chunks.swap(_queue);
+  return !_isFinished;
 }
 
-// Outside the lock, so that a full pipe does not stall who sends.
 void TaskWriter::perform(const Chunk& chunk) {
-  bool hasFailed = false;
-  if (_writingTo) {  // only this thread sets it
-    try {
-      if (chunk.purpose == Purpose::write) {
-        chunk.handle->writeData(chunk.data);
-      } else {
-        chunk.handle->closeFile();
-      }
-    } catch (const HxException&) {
-      hasFailed = true;  // told to nobody: later chunks are taken and thrown away
+  switch (chunk.purpose) {
+    case Purpose::write:
+      if (beginWriting(chunk)) write(chunk);
+      return;
+    case Purpose::close:
+      chunk.handle->closeFile();
+      return;
+    case Purpose::end: {
+      const MutexLock held(_lock);
+      _gotEndMark = true;
+      return;
     }
   }
-  const Locked locked(*_lock);
+}
+
+// Returns whether the chunk is to be written at all.
+bool TaskWriter::beginWriting(const Chunk& chunk) {
+  MutexLock held(_lock);
+  if (_isAbandoned) {
+    _failedHandle = chunk.handle;
+    held.unlock();
+    chunk.handle->closeFile();
+    return false;
+  }
+  if (_gotEndMark || _failedHandle == chunk.handle) return false;
+  _writingTo = chunk.handle;
+  return true;
+}
+
+void TaskWriter::write(const Chunk& chunk) {
+  bool isRefused = false;
+  try {
+    chunk.handle->writeData(chunk.data);
+  } catch (const HxException&) {
+    isRefused = true;  // told to nobody: later chunks for it are thrown away
+  }
+  const MutexLock held(_lock);
   _writingTo = nullptr;
-  if (hasFailed) _failedHandle = chunk.handle;
+  if (isRefused) _failedHandle = chunk.handle;
 }
 
 }  // namespace rondel::internal

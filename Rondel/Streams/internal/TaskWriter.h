@@ -1,67 +1,66 @@
 // SPDX-License-Identifier: MIT
 //
-// The background writer of a task: a queue of chunks and the thread that writes them. It shares
-// nothing with the task but this object, and every chunk carries the handle that it is for, so that
-// a task can be dropped in any state.
+// The background writer of one run of a task: a queue of chunks and the thread that writes them. It
+// shares nothing with the task but this object. Every chunk carries the handle that it is for, so
+// that a task can be dropped in any state.
 //
-// The condition lock's states are those of the queue:
-//
-//   kChunksQueued     at least one chunk waits         set by the task, and by the writer when it
-//                                                      leaves chunks behind
-//   kQueueEmpty       nothing waits                    set at the start, and by the writer when it
-//                                                      took the last chunk
-//   kWriterFinished   the writer took the end mark     set by the writer
+// The thread takes the whole queue at a time and writes outside the lock, so that a full pipe does
+// not stall who sends. It ends after it has met an end mark, or after it was abandoned.
 #pragma once
 
-#include <deque>
+#include <vector>
 
+#include "Rondel/core/object/internal/Mutex.h"
 #include "Rondel/core/values/Data.h"
-#include "Rondel/host/ConditionLock.h"
 #include "Rondel/host/FileHandle.h"
 
 namespace rondel::internal {
 
 class TaskWriter final : public HxObject {
  public:
-  // Starts the thread, which ignores SIGPIPE for the whole process.
+  // Starts the thread, which ignores SIGPIPE for the whole process. Raises HxException if there is
+  // no thread to be had.
   static Ref<TaskWriter> start();
 
-  // Queues data; an empty chunk is the end mark, and nothing behind it is ever written.
+  // Queues data. An empty chunk is the end mark: no data after it is ever written.
   void queue(const Ref<HxFileHandle>& handle, const HxData& data);
-  // Queues the closing of the handle, behind all data that waits.
+  // Closes the handle after all data that waits was written; at once if the thread has ended.
   void queueClose(const Ref<HxFileHandle>& handle);
-  // Queues the end mark and waits until the thread has taken it: until everything queued was
-  // written or refused.
-  void finish();
-  // Forgets what waits, closes what is being written to, so that a child that does not read cannot
-  // hold the thread, and has the thread end without waiting for it.
-  void abandon();
-  // Whether a write to the handle has failed, so that nothing more will reach it.
+  // Forgets what waits and ends the thread, without waiting for it. What was not written is cut
+  // off: the handles concerned are closed, which also ends a write that nobody reads. Allocates
+  // nothing.
+  void abandon() noexcept;
+  // Returns whether a write to the handle was refused or cut off, so that nothing more reaches it.
   bool hasFailed(const HxFileHandle* handle) const;
 
  private:
   friend Ref<TaskWriter> rondel::makeRef<TaskWriter>();
-  enum Condition : HxInteger { kChunksQueued = 0, kQueueEmpty = 1, kWriterFinished = 2 };
   enum class Purpose { write, close, end };
   struct Chunk {
     Purpose purpose;
     Ref<HxFileHandle> handle;
     HxData data;
   };
+  using Chunks = std::vector<Chunk>;
 
-  TaskWriter();
+  TaskWriter() = default;
   ~TaskWriter() override = default;
 
-  void append(Chunk chunk);
+  bool append(Chunk chunk);
   void run();
-  Chunk takeChunk();
+  bool take(Chunks& chunks);
   void perform(const Chunk& chunk);
+  void write(const Chunk& chunk);
+  bool beginWriting(const Chunk& chunk);
 
-  const Ref<HxConditionLock> _lock = HxConditionLock::initWithCondition(kQueueEmpty);
-  std::deque<Chunk> _chunks;        // guarded by _lock, like all below
-  Ref<HxFileHandle> _writingTo;     // set while a write or a close is under way
-  Ref<HxFileHandle> _failedHandle;  // a write to it was refused; what follows for it is thrown away
-  bool _isFinished = false;
+  mutable Mutex _lock;
+  Condition _changed;
+  Chunks _queue RONDEL_GUARDED_BY(_lock);
+  Ref<HxFileHandle> _writingTo RONDEL_GUARDED_BY(_lock);     // while a write is under way
+  Ref<HxFileHandle> _failedHandle RONDEL_GUARDED_BY(_lock);  // gets nothing more
+  bool _gotEndMark RONDEL_GUARDED_BY(_lock) = false;
+  bool _isAbandoned RONDEL_GUARDED_BY(_lock) = false;
+  bool _isFinished RONDEL_GUARDED_BY(_lock) = false;  // the thread takes nothing more
 };
 
 }  // namespace rondel::internal
