@@ -143,7 +143,10 @@ void ZevMoTask::setSynchronizedFileHandleDelegate(ZevMoTaskSynchronizedFileHandl
   if (former) former->synchronizedTaskWillGo(this);
 }
 
+// A pipe whose handle is given up would stay open for nobody, here and below.
 void ZevMoTask::setTaskStdInputFileHandle(const Ref<HxFileHandle>& handle) {
+  if (handle == _toTaskHandle) return;
+  _toTaskPipe = nullptr;
   _toTaskHandle = handle;
 }
 
@@ -153,6 +156,7 @@ void ZevMoTask::setTaskStdOutputFileHandleReadTaskOutput(const Ref<HxFileHandle>
   const HxAny alive = keptAlive();
   stopObservingOutput();
   const bool wasRead = std::exchange(_readTaskOutput, readTaskOutput);
+  _fromTaskPipe = nullptr;
   _fromTaskHandle = handle;
   if (_runIsUnderWay && wasRead) outputDidEnd();
 }

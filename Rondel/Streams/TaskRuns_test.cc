@@ -3,6 +3,7 @@
 // When a run begins and when it is over: second starts, closed handles, and callbacks that raise.
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <stdexcept>
 
 #include "Rondel/Streams/LineBufferFilter.h"
@@ -233,6 +234,16 @@ TEST(TaskRun, AnotherOutputHandleEndsTheOutput) {
     EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
     EXPECT_EQ(task->taskStandardOutput(), pipe->fileHandleForReading());
   }
+}
+
+TEST(TaskRun, AnotherOutputHandleClosesThePipeThatNobodyReads) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("exec head -c 1000000 /dev/zero", recorder);
+  task->startTask();
+  task->setTaskStdOutputFileHandleReadTaskOutput(nullptr, false);
+  ASSERT_TRUE(runUntil([&] { return task->runIsOver(); }));
+  EXPECT_EQ(task->terminationStatus(), SIGPIPE);
+  EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
 }
 
 // ---- Callbacks that raise -----------------------------------------------------------------------
