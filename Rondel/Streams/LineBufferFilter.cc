@@ -13,7 +13,7 @@ namespace {
 // The room for an unfinished line that is kept once the line has gone out, in units.
 constexpr HxUInteger kKeptRoom = 65536;
 
-// The offset behind the last terminator, 0 when there is none.
+// Returns the offset after the last terminator, 0 if there is none.
 template <class Unit>
 HxUInteger endOfCompleteLines(const Unit* units, HxUInteger length) noexcept {
   while (length > 0 && !internal::endsLine(units[length - 1])) --length;
@@ -31,7 +31,7 @@ HxClass ZevMoLineBufferFilter::classObject() noexcept {
 }
 
 // The held line has no terminator, so only the input is searched for one, and each unit of it only
-// once. The lines behind the first are made straight from the input.
+// once. The lines after the first are made straight from the input.
 void ZevMoLineBufferFilter::streamProcessCharacters(ZevMoStream*, const HxString& characters) {
   const HxAny alive = internal::keptAlive(this);
   // A consumer may change a mutable string while its lines are being sent.
@@ -96,7 +96,7 @@ void ZevMoLineBufferFilter::sendLinesTogether(const HxString& input, const Unit*
   sendLine(isWhole ? input.substringToIndex(offset) : savedStringWith(input, offset));
 }
 
-// The held line and the input up to `end`; nothing is held then.
+// Returns the held line and the input up to `end`. Nothing is held then.
 HxString ZevMoLineBufferFilter::savedStringWith(const HxString& input, HxUInteger end) {
   _savedString.appendString(input.substringToIndex(end));
   return takeSavedString();

@@ -12,8 +12,8 @@ namespace rondel {
 
 namespace {
 
-// The destruction of a stream destroys its consumer from within, and so on down the chain. From
-// some depth on a loop does it instead: a stream that it releases leaves its own consumer to it.
+// The destruction of a stream destroys its consumer from within, and so on down the chain. From a
+// certain depth a loop does it instead: a stream that it releases leaves its own consumer to it.
 struct Teardown {
   const HxObject* stream;  // the one that is being released
   HxObject* consumer;      // what it has left

@@ -47,7 +47,7 @@ void ZevMoUTF8DecoderFilter::streamProcessBytes(ZevMoStream* stream, const HxDat
   sendCharacters(string);
 }
 
-// What was held back, if anything, and `data` behind it.
+// Returns what was held back, if anything, with `data` after it.
 HxData ZevMoUTF8DecoderFilter::takeBufferedBytesBefore(const HxData& data) {
   if (_numBufferedUTF8Bytes == 0) return data;
   HxData bytes = joined(_bufferedUTF8Bytes, _numBufferedUTF8Bytes, data);
@@ -104,14 +104,14 @@ void ZevMoUTF8BufferFilter::streamProcessBytes(ZevMoStream*, const HxData& data)
 
 namespace {
 
-// How many bytes follow a lead byte; for F8 to FF, which lead nothing, as many as before.
-unsigned continuationsBehind(std::uint8_t lead, unsigned expected) {
+// Returns how many bytes follow a lead byte; for F8 to FF, which lead nothing, as many as before.
+unsigned continuationsAfter(std::uint8_t lead, unsigned expected) {
   return lead >= 0xF8 ? expected : lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
 }
 
 }  // namespace
 
-// ASCII bytes change nothing here, on purpose: consumers are used to what becomes of damaged text.
+// Deliberate: ASCII bytes change nothing here. Consumers are used to what becomes of damaged text.
 void ZevMoUTF8BufferFilter::saveUnfinishedSequence(const std::uint8_t* bytes, HxUInteger length) {
   unsigned expected = 0;
   for (HxUInteger i = length - std::min<HxUInteger>(length, sizeof _savedBytes); i < length; ++i) {
@@ -126,7 +126,7 @@ void ZevMoUTF8BufferFilter::saveUnfinishedSequence(const std::uint8_t* bytes, Hx
         _numSavedBytes = 0;
       }
     } else {
-      expected = continuationsBehind(byte, expected);
+      expected = continuationsAfter(byte, expected);
       if (expected == 0) continue;
       _numSavedBytes = 1;
       _savedBytes[0] = byte;

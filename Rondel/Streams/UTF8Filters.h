@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The filters between bytes and text. A child process writes bytes in chunks that end anywhere, so
-// also within a multi-byte character; two of these carry a chain across those seams.
+// The filters between bytes and text. A child process writes bytes in chunks that end anywhere,
+// also within a multi-byte character. Two of these carry a chain across those seams.
 //
 //   Filter                   takes       sends       holds back                 at the end
 //   ZevMoUTF8DecoderFilter   bytes       characters  an incomplete last         sends it decoded,
@@ -15,7 +15,7 @@
 //   decoder->setCharacterStreamConsumer(lines);
 //
 // All of them bear ZevMoStreamConsumerRetaining: the stream that feeds them owns them. Malformed
-// bytes are no failure. A filter serves one run of data; it is not meant to be used after its end.
+// bytes are no failure. A filter serves one run of data, and is not used after its end.
 //
 // Threads: see Stream.h. There is no lock.
 #pragma once
@@ -27,14 +27,14 @@ namespace rondel {
 // Bytes to characters. Bytes that are no UTF-8 become a backslash and three octal digits each, so
 // that nothing is lost; see initWithPotentiallyMalformedUTF8Bytes.
 //
-// Every chunk is answered by one send, also when all of it is held back: the string is empty then.
-// Nil data is an error of the caller, reported to the failure sink; when that returns, the data
-// counts as empty. The stream argument must not be null either.
+// Every chunk leads to one send. If all of it is held back, the string is empty. Nil data is an
+// error of the caller, reported to the failure sink; if that returns, the data counts as empty. The
+// stream argument must not be null either.
 class RONDEL_EXPORT ZevMoUTF8DecoderFilter : public ZevMoCharacterStream,
                                              public ZevMoByteStreamConsuming,
                                              public ZevMoStreamConsumerRetaining {
  public:
-  // A new filter, the caller's.
+  // Both return a new filter, for the caller.
   static Ref<ZevMoUTF8DecoderFilter> stream() { return init(); }
   static Ref<ZevMoUTF8DecoderFilter> init() { return makeRef<ZevMoUTF8DecoderFilter>(); }
 
@@ -52,18 +52,18 @@ class RONDEL_EXPORT ZevMoUTF8DecoderFilter : public ZevMoCharacterStream,
   std::uint8_t _bufferedUTF8Bytes[4] = {};
 };
 
-// Bytes to bytes, so that a consumer behind it sees whole characters in each chunk. It looks at the
-// last four bytes of a chunk and judges nothing: what it does not hold back goes through unchanged,
-// and a chunk that is all held back sends nothing.
+// Bytes to bytes, so that its consumer sees whole characters in each chunk. It looks at the last
+// four bytes of a chunk and judges nothing: what it does not hold back is sent unchanged. A chunk
+// that is all held back sends nothing.
 //
-// Only text that is UTF-8 is passed on faithfully. An ASCII byte behind a lead byte at the end of a
+// Only text that is UTF-8 is passed on faithfully. An ASCII byte after a lead byte at the end of a
 // chunk does not end the pending sequence: of the bytes E2 41, E2 is sent, and E2 comes again, in
-// place of 41, with the following chunk. At the end what is held is dropped.
+// place of 41, with the next chunk. At the end what is held is dropped.
 class RONDEL_EXPORT ZevMoUTF8BufferFilter : public ZevMoByteStream,
                                             public ZevMoByteStreamConsuming,
                                             public ZevMoStreamConsumerRetaining {
  public:
-  // A new filter, the caller's.
+  // Both return a new filter, for the caller.
   static Ref<ZevMoUTF8BufferFilter> stream() { return init(); }
   static Ref<ZevMoUTF8BufferFilter> init() { return makeRef<ZevMoUTF8BufferFilter>(); }
 
@@ -80,13 +80,13 @@ class RONDEL_EXPORT ZevMoUTF8BufferFilter : public ZevMoByteStream,
   std::uint8_t _savedBytes[4] = {};
 };
 
-// Characters to bytes. A chunk with a lone surrogate does not convert, and is sent as nil data; nil
-// is sent for nil as well.
+// Characters to bytes. A chunk with a lone surrogate cannot be converted, and nil data is sent for
+// it, as for nil.
 class RONDEL_EXPORT ZevMoUTF8EncoderFilter : public ZevMoByteStream,
                                              public ZevMoCharacterStreamConsuming,
                                              public ZevMoStreamConsumerRetaining {
  public:
-  // A new filter, the caller's.
+  // Both return a new filter, for the caller.
   static Ref<ZevMoUTF8EncoderFilter> stream() { return init(); }
   static Ref<ZevMoUTF8EncoderFilter> init() { return makeRef<ZevMoUTF8EncoderFilter>(); }
 

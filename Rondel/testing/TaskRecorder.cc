@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/testing/TaskRecorder.h"
 
-#include <mutex>
-
+#include "Rondel/core/object/internal/Mutex.h"
 #include "Rondel/core/report/Log.h"
 #include "Rondel/core/values/Date.h"
 #include "Rondel/host/RunLoop.h"
@@ -78,26 +77,29 @@ std::string bytesOf(const HxData& data) {
 
 namespace {
 
-std::mutex captureLock;
-std::vector<std::string> captured;
+internal::Mutex captureLock;
+std::vector<std::string> captured RONDEL_GUARDED_BY(captureLock);
 HxLogOutput formerOutput = nullptr;
 
 void keepLine(const HxString& message) {
-  const std::lock_guard<std::mutex> guard(captureLock);
+  const internal::MutexLock held(captureLock);
   captured.push_back(message.toStdString());
 }
 
 }  // namespace
 
 LogCapture::LogCapture() {
-  captured.clear();
+  {
+    const internal::MutexLock held(captureLock);
+    captured.clear();
+  }
   formerOutput = HxSetLogOutput(keepLine);
 }
 
 LogCapture::~LogCapture() { HxSetLogOutput(formerOutput); }
 
 std::vector<std::string> LogCapture::lines() const {
-  const std::lock_guard<std::mutex> guard(captureLock);
+  const internal::MutexLock held(captureLock);
   return captured;
 }
 

@@ -12,7 +12,7 @@
 namespace rondel::test {
 
 /// A delegate that keeps every event in order: "start", "output", "failure TEXT", "stop 0" or "stop
-/// 1". Runs of output count once. A hook is called behind the note of its event.
+/// 1". Runs of output count once. A hook is called after the note of its event.
 class TaskRecorder final : public HxObject, public ZevMoTaskDelegate {
  public:
   using Hook = std::function<void(ZevMoTask*)>;
@@ -35,7 +35,7 @@ class TaskRecorder final : public HxObject, public ZevMoTaskDelegate {
 /// A task that runs `script` with /bin/sh and tells the recorder.
 Ref<ZevMoTask> shellTask(const char* script, TaskRecorder& recorder);
 
-/// Runs the default mode until the condition holds; false when it does not within 30 seconds.
+/// Runs the default mode until the condition holds. Returns false if it does not within 30 seconds.
 bool runUntil(const std::function<bool()>& condition);
 
 /// Starts the task and runs until the recorder has heard its end.

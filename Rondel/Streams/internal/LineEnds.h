@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The units of a span that end a line, one after the other. For spans of many short lines: it finds
-// them by 64 units at a time, so that a line costs no search of its own.
+// Finds the units of a span that end a line, in order. For spans of many short lines: it looks at
+// 64 units at a time, so that a line costs no search of its own.
 //
 //   LineEnds ends(units, length);
 //   for (HxUInteger at = ends.next(); at < length; at = ends.next()) ...
@@ -21,7 +21,7 @@ inline __m128i loadUnits(const void* p) noexcept {
   return _mm_loadu_si128(static_cast<const __m128i*>(p));
 }
 
-// Bit i for unit i of the block: it ends a line.
+// Sets bit i if unit i of the block ends a line.
 inline std::uint64_t lineEndsInBlock(const char* units) noexcept {
   std::uint64_t ends = 0;
   for (unsigned i = 0; i < kLineEndBlock; i += 16) {
@@ -30,12 +30,12 @@ inline std::uint64_t lineEndsInBlock(const char* units) noexcept {
   return ends;
 }
 
-// Sixteen units in a byte each: those above 0xFF become 0xFF or 0.
+// Packs sixteen units into a byte each: those above 0xFF become 0xFF or 0.
 inline __m128i packedUnits(const HxUniChar* units) noexcept {
   return _mm_packus_epi16(loadUnits(units), loadUnits(units + 8));
 }
 
-// U+2028 and U+2029 are rare: the units are looked at only when one is among those above 0xFF.
+// U+2028 and U+2029 are rare: this is called only if a unit is above 0xFF.
 inline std::uint64_t rareLineEndsInBlock(const HxUniChar* units) noexcept {
   std::uint64_t ends = 0;
   for (unsigned i = 0; i < kLineEndBlock; i += 8) {
@@ -76,13 +76,13 @@ std::uint64_t lineEndsInBlock(const Unit* units) noexcept {
 template <class Unit>
 class LineEnds {
  public:
-  // The span must stay as it is meanwhile.
+  // The span must not change meanwhile.
   LineEnds(const Unit* units, HxUInteger length) noexcept : _units(units), _length(length) {}
 
-  // The index of the next one; the length when there is none. Of CR LF both are given.
+  // Returns the index of the next one, the length if there is none. CR LF counts as two.
   HxUInteger next() noexcept {
     while (_ends == 0) {
-      if (_behind == _length) return _length;
+      if (_blockEnd == _length) return _length;
       readBlock();
     }
     const HxUInteger index = _start + static_cast<HxUInteger>(std::countr_zero(_ends));
@@ -92,24 +92,24 @@ class LineEnds {
 
  private:
   void readBlock() noexcept {
-    _start = _behind;
+    _start = _blockEnd;
     const HxUInteger left = _length - _start;
     if (left >= kLineEndBlock) {
       _ends = lineEndsInBlock(_units + _start);
-      _behind += kLineEndBlock;
+      _blockEnd += kLineEndBlock;
     } else {
       Unit last[kLineEndBlock] = {};
       std::copy_n(_units + _start, left, last);
       _ends = lineEndsInBlock(last);
-      _behind = _length;
+      _blockEnd = _length;
     }
   }
 
   const Unit* _units;
   HxUInteger _length;
-  HxUInteger _start = 0;    // of the block
-  HxUInteger _behind = 0;   // the first unit that was not looked at
-  std::uint64_t _ends = 0;  // of the block, those that were given cleared
+  HxUInteger _start = 0;  // of the block
+  HxUInteger _blockEnd = 0;
+  std::uint64_t _ends = 0;  // of the block, without those that were returned
 };
 
 }  // namespace rondel::internal
