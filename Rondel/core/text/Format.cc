@@ -27,9 +27,12 @@ std::int64_t HxArgument::asInteger() const noexcept {
       return static_cast<std::int64_t>(_bits);
     case Kind::real:
       return cut(_real);
-    default:
-      return 0;
+    case Kind::cString:
+    case Kind::pointer:
+    case Kind::object:
+      break;
   }
+  return 0;
 }
 
 std::uint64_t HxArgument::asUnsigned() const noexcept {
@@ -46,9 +49,12 @@ double HxArgument::asReal() const noexcept {
       return static_cast<double>(static_cast<std::int64_t>(_bits));
     case Kind::unsignedInteger:
       return static_cast<double>(_bits);
-    default:
-      return 0;
+    case Kind::cString:
+    case Kind::pointer:
+    case Kind::object:
+      break;
   }
+  return 0;
 }
 
 const void* HxArgument::asPointer() const noexcept {
@@ -58,9 +64,12 @@ const void* HxArgument::asPointer() const noexcept {
     case Kind::pointer:
     case Kind::object:
       return _pointer;
-    default:
-      return nullptr;
+    case Kind::signedInteger:
+    case Kind::unsignedInteger:
+    case Kind::real:
+      break;
   }
+  return nullptr;
 }
 
 HxString HxString::initWithFormatArguments(const HxString& format, HxArguments arguments) {

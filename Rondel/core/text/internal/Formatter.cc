@@ -351,7 +351,10 @@ void Formatter::putText(const Field& field, const HxArgument* argument) {
       return putObject(field, argument->asObject());
     case Kind::cString:
       return putCString(field, argument->asCString());
-    default:
+    case Kind::signedInteger:
+    case Kind::unsignedInteger:
+    case Kind::real:
+    case Kind::pointer:
       return putNaturally(field, *argument);
   }
 }
