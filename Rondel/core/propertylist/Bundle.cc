@@ -39,14 +39,14 @@ void logReports(const std::vector<HxString>& reports) {
 
 HxDictionary readDictionaryFile(const HxString& path, std::vector<HxString>& reports) {
   HxError error;
-  const HxAny list = HxPropertyListWithContentsOfFile(path, &error);
+  const HxAny list = propertyListOfRegularFile(path, &error);
   if (HxDictionary dictionary = as<HxDictionary>(list)) return dictionary;
   const bool isMissing = !list && error.domain() == HxPOSIXErrorDomain &&
                          (error.code() == ENOENT || error.code() == ENOTDIR);
   if (isMissing) return nullptr;
-  const HxString reason = list ? "its root is no dictionary"_hx : error.localizedDescription();
+  if (list) error = propertyListFileError(path, "the root is not a dictionary"_hx);
   reports.push_back(
-      HxString::stringWithFormat("The file '%@' is treated as empty: %@"_hx, path, reason));
+      HxString::stringWithFormat("File treated as empty: %@"_hx, error.localizedDescription()));
   return nullptr;
 }
 

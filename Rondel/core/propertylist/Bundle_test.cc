@@ -3,8 +3,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <thread>
@@ -218,10 +220,25 @@ TEST_F(Bundle, DamagedFilesAreToldOnceAndCountAsEmpty) {
     EXPECT_EQ(bundle().localizedStringForKey("a"_hx, ""_hx, "T"_hx), "a"_hx);
   }
   EXPECT_THAT(log.messages(),
-              ElementsAre("The file '" + info + "' is treated as empty: its root is no dictionary",
-                          "The file '" + table +
-                              "' is treated as empty: line 1, column 5: a value "
-                              "was expected, but the text ends here"));
+              ElementsAre("File treated as empty: " + info + ": the root is not a dictionary",
+                          "File treated as empty: " + table +
+                              ": line 1, column 5: expected a value, found the end of the text"));
+}
+
+TEST_F(Bundle, FIFOInPlaceOfAFileIsToldOnceAndNotWaitedFor) {
+  const test::LogRecorder log;
+  const std::string info = folder.path("Info.plist");
+  const std::string table = folder.path("Resources/de.lproj/T.strings");
+  std::filesystem::create_directories(folder.path("Resources/de.lproj"));
+  ASSERT_EQ(mkfifo(info.c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo(table.c_str(), 0600), 0);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(bundle().infoDictionary(), HxDictionary::dictionary());
+    EXPECT_EQ(bundle().localizedStringForKey("a"_hx, ""_hx, "T"_hx), "a"_hx);
+  }
+  EXPECT_THAT(log.messages(),
+              ElementsAre("File treated as empty: " + info + ": not a regular file",
+                          "File treated as empty: " + table + ": not a regular file"));
 }
 
 TEST_F(Bundle, NilGivesNilForEverything) {

@@ -8,6 +8,7 @@
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/propertylist/internal/PropertyListForms.h"
+#include "Rondel/core/system/internal/FileContents.h"
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Date.h"
 #include "Rondel/core/values/Number.h"
@@ -25,6 +26,10 @@ std::string codePointName(HxUniChar unit) {
   std::string name = "U+";
   for (unsigned shift = 16; shift > 0; shift -= 4) name += kDigits[unit >> (shift - 4) & 0xFU];
   return name;
+}
+
+std::string tooDeepMessage() {
+  return "nested deeper than " + std::to_string(HxPropertyListDepthLimit) + " containers";
 }
 
 HxString builtInString(const HxString& text) {
@@ -73,12 +78,46 @@ HxAny copyAtDepth(const HxHandle& value, HxUInteger depth) {
     case HxTypeID::dictionary:
       return depth < HxPropertyListDepthLimit ? copyOfDictionary(as<HxDictionary>(value), depth + 1)
                                               : HxAny();
-    default:
-      return {};
+    case HxTypeID::object:
+    case HxTypeID::set:
+    case HxTypeID::indexSet:
+    case HxTypeID::characterSet:
+    case HxTypeID::error:
+    case HxTypeID::bundle:
+      break;
   }
+  return {};
 }
 
 }  // namespace
+
+bool textFormKeepsTypes(const HxHandle& list) {
+  switch (HcGetTypeID(list)) {
+    case HxTypeID::string:
+    case HxTypeID::data:
+      return true;
+    case HxTypeID::array:
+      for (const HxAny& element : as<HxArray>(list)) {
+        if (!textFormKeepsTypes(element)) return false;
+      }
+      return true;
+    case HxTypeID::dictionary:
+      for (const auto& [key, value] : as<HxDictionary>(list)) {
+        if (!textFormKeepsTypes(value)) return false;
+      }
+      return true;
+    case HxTypeID::number:
+    case HxTypeID::date:
+    case HxTypeID::object:
+    case HxTypeID::set:
+    case HxTypeID::indexSet:
+    case HxTypeID::characterSet:
+    case HxTypeID::error:
+    case HxTypeID::bundle:
+      break;
+  }
+  return false;
+}
 
 HxAny copyOfPropertyList(const HxHandle& list) { return copyAtDepth(list, 0); }
 
@@ -137,13 +176,13 @@ HxAny readXMLString(const HxString& string, const Characters& text, PropertyList
   if (!bytes.isNull()) return internal::readXMLPropertyList(bytes.view(), "UTF-8", failure);
   HxUInteger lone = 0;
   while (!isLoneSurrogate(text, lone)) ++lone;
-  failure = {HxPropertyListEncodingError, "a surrogate stands alone", placeInText(text, lone)};
+  failure = {HxPropertyListEncodingError, "lone surrogate", placeInText(text, lone)};
   return {};
 }
 
 HxAny readString(const HxString& string, PropertyListFailure& failure) {
   if (!string) {
-    failure.message = "there is no text";
+    failure.message = "no text";
     return {};
   }
   const Characters text(string);
@@ -157,7 +196,7 @@ HxAny readUTF16(std::string_view bytes, PropertyListFailure& failure) {
   const HxUInteger whole = bytes.size() & ~HxUInteger{1};
   const HxString string = HxString::initWithBytes(bytes.data(), whole, HxUnicodeStringEncoding);
   if (whole == bytes.size()) return readString(string, failure);
-  failure = {HxPropertyListEncodingError, "the data ends within a character",
+  failure = {HxPropertyListEncodingError, "incomplete character at the end of the data",
              placeInText(Characters(string), string.length())};
   return {};
 }
@@ -174,7 +213,7 @@ HxAny failAtMalformedUTF8(std::string_view bytes, PropertyListFailure& failure) 
     internal::advance(place, previous, bytes[start]);
     previous = bytes[start];
   }
-  failure = {HxPropertyListEncodingError, "these bytes are not UTF-8", place};
+  failure = {HxPropertyListEncodingError, "invalid UTF-8", place};
   return {};
 }
 
@@ -186,7 +225,7 @@ HxAny readUTF8(std::string_view bytes, PropertyListFailure& failure) {
 
 HxAny readData(const HxData& data, PropertyListFailure& failure) {
   if (!data) {
-    failure.message = "there is no data";
+    failure.message = "no data";
     return {};
   }
   std::string_view bytes(reinterpret_cast<const char*>(data.bytes()), data.length());
@@ -199,43 +238,67 @@ HxAny readData(const HxData& data, PropertyListFailure& failure) {
                                      : readUTF8(bytes, failure);
 }
 
-void storeFailure(const PropertyListFailure& failure, const HxString& path, HxError* error) {
-  if (!error) return;
+// The path, if there is one, begins the description: "/tmp/x: line 3, column 7: ...".
+HxError errorOf(HxPropertyListErrorCode code, const HxString& reason, const HxString& path) {
   HxMutableDictionary userInfo = HxMutableDictionary::dictionary();
-  const std::string description = failure.description();
-  userInfo.setObject(HxString(std::string_view(description)), HxLocalizedDescriptionKey);
+  userInfo.setObject(path ? HxString::stringByConcatenating(path, ": "_hx, reason) : reason,
+                     HxLocalizedDescriptionKey);
   userInfo.setObject(path, HxFilePathErrorKey);
-  *error = HxError::errorWithDomain(HxPropertyListErrorDomain, failure.code, userInfo.copy());
+  return HxError::errorWithDomain(HxPropertyListErrorDomain, code, userInfo.copy());
+}
+
+// A nil path means data that are from no file.
+HxAny listOfData(const HxData& data, const HxString& path, HxError* error) {
+  PropertyListFailure failure;
+  HxAny list = readData(data, failure);
+  if (!list && error) {
+    const std::string reason = failure.description();
+    *error = errorOf(failure.code, HxString(std::string_view(reason)), path);
+  }
+  return list;
+}
+
+// The contents are nil, with errno set, if the file could not be read.
+HxAny listOfFile(const HxData& contents, const HxString& path, HxError* error) {
+  if (contents) return listOfData(contents, path, error);
+  if (error) *error = HxError::posixError(errno ? errno : EIO, path);
+  return nullptr;
 }
 
 }  // namespace
 
 HxAny HxPropertyListWithData(const HxData& data, HxError* error) {
-  PropertyListFailure failure;
-  HxAny list = readData(data, failure);
-  if (!list) storeFailure(failure, nullptr, error);
-  return list;
+  return listOfData(data, nullptr, error);
 }
 
 HxAny HxPropertyListWithString(const HxString& text, HxError* error) {
   PropertyListFailure failure;
   HxAny list = readString(text, failure);
-  if (!list) storeFailure(failure, nullptr, error);
+  if (!list && error) {
+    const std::string reason = failure.description();
+    *error = errorOf(failure.code, HxString(std::string_view(reason)), nullptr);
+  }
   return list;
 }
 
 HxAny HxPropertyListWithContentsOfFile(const HxString& path, HxError* error) {
-  errno = path ? 0 : ENOENT;
-  const HxData data = path ? HxData::initWithContentsOfFile(path) : HxData();
-  if (!data) {
-    if (error) *error = HxError::posixError(errno ? errno : EIO, path);
-    return nullptr;
-  }
-  PropertyListFailure failure;
-  HxAny list = readData(data, failure);
-  if (!list) storeFailure(failure, path, error);
-  return list;
+  return listOfFile(internal::contentsOfFile(path), path, error);
 }
+
+namespace internal {
+
+HxAny propertyListOfRegularFile(const HxString& path, HxError* error) {
+  const HxData contents = contentsOfRegularFile(path);
+  if (contents || errno != ENOTSUP) return listOfFile(contents, path, error);
+  if (error) *error = propertyListFileError(path, "not a regular file"_hx);
+  return nullptr;
+}
+
+HxError propertyListFileError(const HxString& path, const HxString& reason) {
+  return errorOf(HxPropertyListValueError, reason, path);
+}
+
+}  // namespace internal
 
 HxDictionary HxDictionary::dictionaryWithContentsOfFile(const HxString& path) {
   return as<HxDictionary>(HxPropertyListWithContentsOfFile(path));

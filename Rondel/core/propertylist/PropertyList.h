@@ -11,16 +11,16 @@
 // are strings; in the XML form also a number, a boolean (an HxNumber too) or a date. It nests at
 // most HxPropertyListDepthLimit containers deep.
 //
-// The two forms are told apart by their first character behind blanks: '<' with '?', '!' or a
-// letter behind it begins the XML form, unless hexadecimal digits alone lead to a '>', which makes
-// it data; everything else is the text form.
+// The first character after blanks tells the two forms apart. '<' with '?', '!' or a letter after
+// it begins the XML form, unless hexadecimal digits alone lead to a '>', which makes it data.
+// Everything else is the text form.
 //
 // The text form.
 //   { key = value; other; }     a dictionary. Each entry ends with ';', and a key alone is its own
 //                               value
 //   key = value; other;         the same without braces: the form of tables of messages. A text of
 //                               nothing but blanks and comments is an empty one
-//   ( a, b, c )                 an array; a comma may stand behind the last value
+//   ( a, b, c )                 an array; the last value may have a comma, too
 //   <0fbd 7700>                 data: hexadecimal digits in pairs, blanks between them
 //   word                        a bare string: letters and digits of ASCII and any of _ $ / : . - +
 //                               A comment of the form // does not begin inside one
@@ -31,7 +31,7 @@
 //                               error
 //   // ..., /* ... */           comments, to the end of the line or between the marks, wherever
 //                               blanks may stand
-// Of a key that stands twice the last value counts, in both forms.
+// If a key is given twice, the last value counts, in both forms.
 //
 // The XML form. The root element is plist and holds one value: dict (key and value in turn), array,
 // string, data (base64, RFC 4648), integer (decimal, 64 bits), real, true, false, date (RFC 3339,
@@ -41,10 +41,11 @@
 // Encodings of data and files: UTF-8 with or without a signature, UTF-16 with a byte order mark,
 // and for XML what its declaration says: UTF-8, UTF-16, ISO-8859-1 or US-ASCII.
 //
-// Errors. A reader gives the whole list or nil, never a part. Its error has the domain
-// HxPropertyListErrorDomain, one of the codes below, and a description "line 3, column 7: what was
-// found"; both count from 1, columns in characters. A file that cannot be read gives an error of
-// HxPOSIXErrorDomain; with a file, its path stands under HxFilePathErrorKey.
+// Errors. A reader returns the whole list or nil, never a part. Its error has the domain
+// HxPropertyListErrorDomain, one of the codes below, and a description "line 3, column 7: expected
+// a value, found ';'". Lines and columns count from 1; columns are in characters. A file that
+// cannot be read gives an error of HxPOSIXErrorDomain. The error of a file has its path under
+// HxFilePathErrorKey, and the description begins with it: "/tmp/x: line 3, column 7: ...".
 //
 // The lists that are read are immutable throughout. All functions may be used on any thread.
 #pragma once
@@ -67,16 +68,18 @@ enum HxPropertyListErrorCode : HxInteger {
 
 enum class HxPropertyListFormat { text, xml };
 
-// The list in the bytes, in the text, in the file; nil with an error when there is none. Nil data
-// or text is an error; a nil path is one of the system, ENOENT.
+// Returns the list in the bytes, in the text, in the file; nil with an error if there is none. Nil
+// data and nil text are errors. A path that names no file is an error of the system: EINVAL for
+// nil, ENOENT for the empty path, EILSEQ for a NUL or a lone surrogate. Pipes and devices are read
+// to their end.
 RONDEL_EXPORT HxAny HxPropertyListWithData(const HxData& data, HxError* error = nullptr);
 RONDEL_EXPORT HxAny HxPropertyListWithString(const HxString& text, HxError* error = nullptr);
 RONDEL_EXPORT HxAny HxPropertyListWithContentsOfFile(const HxString& path,
                                                      HxError* error = nullptr);
 
-// The list as text in UTF-8, with keys in order of their code units; nil with an error when it is
-// no property list. The error's description tells where: "key 'a', index 2: ...". Reading gives an
-// equal list, but for this:
+// Returns the list as text in UTF-8, with keys in order of their code units; nil with an error if
+// it is no property list. The error's description tells where: "key 'a', index 2: ...". Reading
+// gives an equal list, with these exceptions:
 //   In the text form numbers and booleans become strings of their stringValue, dates of their
 //   rfc3339String. Non-ASCII characters stand as they are, control characters and lone surrogates
 //   as escapes.

@@ -20,7 +20,7 @@ bool isWordCharacter(HxUniChar c) noexcept {
          c == '$' || c == '/' || c == ':' || c == '.' || c == '-' || c == '+';
 }
 
-// The value of a digit, the base or more when it is none.
+// Returns the value of a digit, 16 if it is none.
 unsigned digitValue(HxUniChar c) noexcept {
   if (c >= '0' && c <= '9') return c - u'0';
   if (c >= 'a' && c <= 'f') return c - u'a' + 10U;
@@ -28,7 +28,7 @@ unsigned digitValue(HxUniChar c) noexcept {
   return 16;
 }
 
-// The character of a one-letter escape, 0 when the letter is none.
+// Returns the character of a one-letter escape, 0 if the letter is none.
 HxUniChar characterOfEscape(HxUniChar letter) noexcept {
   static constexpr char kLetters[] = "abfnrtv\"\\";
   static constexpr char kCharacters[] = "\a\b\f\n\r\t\v\"\\";
@@ -40,8 +40,8 @@ HxUniChar characterOfEscape(HxUniChar letter) noexcept {
   return 0;
 }
 
-// Recursive descent over the grammar of PropertyList.h. A value that could not be read is nil, and
-// the first failure is the one that counts.
+// Recursive descent over the grammar of PropertyList.h. Returns nil for a value that could not be
+// read; the first failure counts.
 class TextReader {
  public:
   TextReader(const Characters& text, PropertyListFailure& failure)
@@ -56,23 +56,23 @@ class TextReader {
     const HxAny first = readValue(0);
     if (!first || !skipBlanks()) return {};
     if (atEnd() || !as<HxString>(first) || (peek() != '=' && peek() != ';')) {
-      return nothingBehind(first);
+      return wholeText(first);
     }
     _at = start;
     const HxAny table = readEntries(1);
-    return table ? nothingBehind(table) : HxAny();
+    return table ? wholeText(table) : HxAny();
   }
 
   HxAny readOnlyValue() {
     if (!skipBlanks()) return {};
     const HxAny value = readValue(0);
-    return value && skipBlanks() ? nothingBehind(value) : HxAny();
+    return value && skipBlanks() ? wholeText(value) : HxAny();
   }
 
  private:
   bool atEnd() const noexcept { return _at == _text.length(); }
   HxUniChar peek() const noexcept { return _text[_at]; }
-  // The unit that lies `distance` ahead, 0 behind the end.
+  // The unit that lies `distance` ahead, 0 after the end.
   HxUniChar peek(HxUInteger distance) const noexcept {
     return distance < _text.length() - _at ? _text[_at + distance] : u'\0';
   }
@@ -89,7 +89,7 @@ class TextReader {
     return {};
   }
   HxAny failExpecting(const char* what) {
-    return fail(_at, std::string(what) + " was expected, but " + whatIsHere());
+    return fail(_at, "expected " + std::string(what) + ", found " + whatIsHere());
   }
 
   TextPlace placeOf(HxUInteger where) const noexcept {
@@ -103,16 +103,16 @@ class TextReader {
   }
 
   std::string whatIsHere() const {
-    if (atEnd()) return "the text ends here";
+    if (atEnd()) return "the end of the text";
     const HxUniChar units[] = {peek(), peek(1)};
     const bool isPair = (units[0] & 0xFC00) == 0xD800 && (units[1] & 0xFC00) == 0xDC00;
     const bool isSurrogate = (units[0] & 0xF800) == 0xD800;
-    if (units[0] < ' ' || (isSurrogate && !isPair)) return codePointName(units[0]) + " stands here";
+    if (units[0] < ' ' || (isSurrogate && !isPair)) return codePointName(units[0]);
     const HxString character = HxString::stringWithCharacters(units, isPair ? 2 : 1);
-    return "'" + character.toStdString() + "' stands here";
+    return "'" + character.toStdString() + "'";
   }
 
-  // Blanks and comments. False when a comment is not closed.
+  // Skips blanks and comments. Returns false if a comment is not closed.
   bool skipBlanks() {
     while (!atEnd()) {
       if (isBlank(peek())) {
@@ -136,16 +136,15 @@ class TextReader {
         return true;
       }
     }
-    fail(start, "this comment is not closed");
+    fail(start, "unterminated comment");
     return false;
   }
 
-  HxAny nothingBehind(const HxHandle& list) {
-    return atEnd() ? HxAny(list)
-                   : fail(_at, "nothing may stand behind the list, but " + whatIsHere());
+  HxAny wholeText(const HxHandle& list) {
+    return atEnd() ? HxAny(list) : failExpecting("the end of the text");
   }
 
-  // The value here; blanks before it are behind us.
+  // Reads the value here; blanks before it are skipped already.
   HxAny readValue(HxUInteger depth) {
     if (nextIs('{') || nextIs('(')) return readContainer(depth + 1);
     if (nextIs('<')) return readData();
@@ -154,10 +153,7 @@ class TextReader {
 
   HxAny readContainer(HxUInteger depth) {
     if (depth > HxPropertyListDepthLimit) {
-      return fail(_at,
-                  "more than " + std::to_string(HxPropertyListDepthLimit) +
-                      " containers lie in one another",
-                  HxPropertyListDepthError);
+      return fail(_at, tooDeepMessage(), HxPropertyListDepthError);
     }
     if (take('(')) return readArray(depth);
     take('{');
@@ -178,7 +174,7 @@ class TextReader {
     }
   }
 
-  // Entries to the end of the text, or to what begins none.
+  // Reads entries to the end of the text, or to what begins none.
   HxAny readEntries(HxUInteger depth) {
     HxMutableDictionary dictionary = HxMutableDictionary::dictionary();
     for (;;) {
@@ -206,7 +202,7 @@ class TextReader {
     std::string bytes;
     unsigned high = 16;
     for (; !nextIs('>'); ++_at) {
-      if (atEnd()) return fail(start, "this data is not closed");
+      if (atEnd()) return fail(start, "unterminated data");
       if (isBlank(peek())) continue;
       const unsigned digit = digitValue(peek());
       if (digit == 16) return failExpecting("a hexadecimal digit or '>'");
@@ -217,7 +213,7 @@ class TextReader {
         high = 16;
       }
     }
-    if (high != 16) return fail(_at, "this data has an odd number of hexadecimal digits");
+    if (high != 16) return fail(_at, "odd number of hexadecimal digits in data");
     ++_at;
     return HxData::dataWithBytes(bytes.data(), bytes.size());
   }
@@ -249,7 +245,7 @@ class TextReader {
         return {};
       }
     }
-    return fail(quote, "this string is not closed");
+    return fail(quote, "unterminated string");
   }
 
   bool readEscape(std::u16string& units) {
@@ -258,7 +254,7 @@ class TextReader {
     if (!atEnd() && digitValue(peek()) < 8) return readOctalEscape(start, units);
     const HxUniChar character = atEnd() ? u'\0' : characterOfEscape(peek());
     if (character == 0) {
-      fail(start, "no escape begins like this");
+      fail(start, "unknown escape sequence");
       return false;
     }
     ++_at;
@@ -272,7 +268,7 @@ class TextReader {
     for (int i = 0; i < 4; ++i, ++_at) {
       const unsigned digit = atEnd() ? 16 : digitValue(peek());
       if (digit == 16) {
-        fail(start, "\\U is followed by less than four hexadecimal digits");
+        fail(start, "expected four hexadecimal digits after \\U");
         return false;
       }
       unit = unit << 4 | digit;
@@ -287,7 +283,7 @@ class TextReader {
       value = value << 3 | digitValue(peek());
     }
     if (value > 0xFF) {
-      fail(start, "this octal escape is above 377");
+      fail(start, "octal escape above \\377");
       return false;
     }
     units.push_back(static_cast<HxUniChar>(value));

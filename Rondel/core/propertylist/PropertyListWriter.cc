@@ -23,14 +23,14 @@ constexpr std::size_t kIndent = 4;
 bool isHighSurrogate(HxUniChar unit) noexcept { return (unit & 0xFC00) == 0xD800; }
 bool isLowSurrogate(HxUniChar unit) noexcept { return (unit & 0xFC00) == 0xDC00; }
 
-// What a value is called in messages: its class.
+// Returns what a value is called in messages: its class.
 std::string className(const HxHandle& value) {
   const char* name = value.hxClass().name();
   return name ? name : "nil";
 }
 
-// Walks a list and leaves its text in _out; the two forms differ in how each kind is written. A
-// function that could not write gives false.
+// Walks a list and leaves its text in _out. The two forms differ in how each kind is written. A
+// function that could not write returns false.
 class Writer {
  public:
   virtual ~Writer() = default;
@@ -64,12 +64,19 @@ class Writer {
         return deeper([&] { return writeArray(as<HxArray>(value)); });
       case HxTypeID::dictionary:
         return deeper([&] { return writeDictionary(as<HxDictionary>(value)); });
-      default:
-        return fail("a value of class " + className(value) + " is no property list");
+      case HxTypeID::object:
+      case HxTypeID::set:
+      case HxTypeID::indexSet:
+      case HxTypeID::characterSet:
+      case HxTypeID::error:
+      case HxTypeID::bundle:
+        break;
     }
+    return fail("a value of class " + className(value) + " is not a property list");
   }
 
-  // The elements of an array, or the sorted keys of a dictionary, each with its place for messages.
+  // Visits the elements of an array, or the sorted keys of a dictionary, and keeps the place of
+  // each for messages.
   template <class WriteOne>
   bool forEachElement(const HxArray& array, WriteOne writeOne) {
     const HxUInteger count = array.count();
@@ -85,7 +92,7 @@ class Writer {
     std::vector<HxString> keys;
     for (const auto& [key, value] : dictionary) {
       const HxString name = as<HxString>(key);
-      if (!name) return fail("a key of class " + className(key) + " is no string");
+      if (!name) return fail("a key of class " + className(key) + " is not a string");
       keys.push_back(name);
     }
     std::sort(keys.begin(), keys.end());
@@ -107,7 +114,7 @@ class Writer {
     _out += '\n';
     _out.append(_depth * kIndent, ' ');
   }
-  // A run of well-formed units as UTF-8.
+  // Appends a run of well-formed units as UTF-8.
   void appendUnits(const HxUniChar* units, HxUInteger length) {
     char bytes[2 * 3];
     _out.append(bytes, internal::encodeUTF8(units, length, bytes));
@@ -119,15 +126,13 @@ class Writer {
  private:
   bool writeDate(const HxDate& date) {
     const HxString text = date.rfc3339String();
-    return text ? writeDateText(text) : fail("the date lies outside the years 0 to 9999");
+    return text ? writeDateText(text) : fail("date outside the years 0 to 9999");
   }
 
   template <class Write>
   bool deeper(Write write) {
     if (_depth == HxPropertyListDepthLimit) {
-      return fail("more than " + std::to_string(HxPropertyListDepthLimit) +
-                      " containers lie in one another",
-                  HxPropertyListDepthError);
+      return fail(internal::tooDeepMessage(), HxPropertyListDepthError);
     }
     ++_depth;
     const bool isWritten = write();
@@ -135,7 +140,7 @@ class Writer {
     return isWritten;
   }
 
-  // Puts one more step before the place of a failure, on the way back up.
+  // Puts one more step before the place of a failure, on the way back up. Returns false.
   bool failedIn(const std::string& step) {
     _where.insert(0, step + (_where.empty() ? ": " : ", "));
     return false;
@@ -171,7 +176,7 @@ class TextWriter final : public Writer {
            c == '.' || c == '-';
   }
 
-  // Gives the number of units beyond the first that were written with it.
+  // Returns the number of units beyond the first that were written with it.
   HxUInteger appendCharacter(const Characters& text, HxUInteger at) {
     const HxUniChar units[] = {text[at], at + 1 < text.length() ? text[at + 1] : u'\0'};
     if (isHighSurrogate(units[0]) && isLowSurrogate(units[1])) {
@@ -189,7 +194,7 @@ class TextWriter final : public Writer {
     return 0;
   }
 
-  // 0 for a character that has no escape of one letter.
+  // Returns 0 for a character that has no escape of one letter.
   static char letterOfEscape(HxUniChar c) noexcept {
     static constexpr char kBellToReturn[] = "abtnvfr";
     if (c >= '\a' && c <= '\r') return kBellToReturn[c - '\a'];
@@ -322,8 +327,7 @@ class XMLWriter final : public Writer {
       const HxUniChar units[] = {text[i], i + 1 < text.length() ? text[i + 1] : u'\0'};
       const bool isPair = isHighSurrogate(units[0]) && isLowSurrogate(units[1]);
       if (!isPair && !isAllowed(units[0])) {
-        return fail("the string holds " + internal::codePointName(units[0]) +
-                    ", which XML does not allow");
+        return fail("XML does not allow " + internal::codePointName(units[0]) + " in a string");
       }
       appendCharacter(units, isPair ? 2 : 1);
       i += isPair;

@@ -143,13 +143,13 @@ TEST(PropertyList, WhatIsNoPropertyListIsNotWritten) {
     HxAny list;
     std::string description;
   } cases[] = {
-      {nullptr, "a value of class nil is no property list"},
-      {set, "a value of class " + className + " is no property list"},
-      {badKey, "a key of class HxNumber is no string"},
+      {nullptr, "a value of class nil is not a property list"},
+      {set, "a value of class " + className + " is not a property list"},
+      {badKey, "a key of class HxNumber is not a string"},
       {entry(HxArray::arrayWithObjects({"b"_hx, entry(set, "c"_hx)}), "a"_hx),
-       "key 'a', index 1, key 'c': a value of class " + className + " is no property list"},
+       "key 'a', index 1, key 'c': a value of class " + className + " is not a property list"},
       {HxArray::arrayWithObject(HxDate::dateWithTimeIntervalSinceReferenceDate(1e15)),
-       "index 0: the date lies outside the years 0 to 9999"},
+       "index 0: date outside the years 0 to 9999"},
   };
   for (const auto& [list, description] : cases) {
     for (const auto format : {HxPropertyListFormat::text, HxPropertyListFormat::xml}) {
@@ -173,7 +173,7 @@ TEST(PropertyList, XMLRefusesCharactersThatItDoesNotAllow) {
     EXPECT_TRUE(
         HxDataFromPropertyList(HxString(string), HxPropertyListFormat::xml, &error).isNil());
     EXPECT_EQ(error.localizedDescription().toStdString(),
-              "the string holds " + std::string(name) + ", which XML does not allow");
+              "XML does not allow " + std::string(name) + " in a string");
   }
 }
 

@@ -29,7 +29,7 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(start, text.find_last_not_of(kBlanks) - start + 1);
 }
 
-// The whole text as a number; a plus sign may stand before it.
+// Returns the whole text as a number. It may begin with a plus sign.
 template <class Number>
 std::optional<Number> parseNumber(std::string_view text) {
   if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
@@ -39,7 +39,7 @@ std::optional<Number> parseNumber(std::string_view text) {
   return number;
 }
 
-// What the text of each leaf element stands for; nil when it stands for nothing.
+// Each returns what the text of a leaf element means; nil if it means nothing.
 
 HxAny stringOf(std::string_view text) { return HxString(text); }
 
@@ -196,22 +196,22 @@ class XMLReader {
   static void XMLCALL onEntityDeclaration(void* self, const XML_Char*, int, const XML_Char*, int,
                                           const XML_Char*, const XML_Char*, const XML_Char*,
                                           const XML_Char*) {
-    handle(self, [](XMLReader& reader) { reader.fail("entity declarations are refused"); });
+    handle(self, [](XMLReader& reader) { reader.fail("entity declarations are not allowed"); });
   }
   static void XMLCALL onSkippedEntity(void* self, const XML_Char* name, int) {
     handle(self, [&](XMLReader& reader) {
-      reader.fail("the entity '" + std::string(name) + "' is not declared");
+      reader.fail("undeclared entity '" + std::string(name) + "'");
     });
   }
 
   void start(std::string_view name) {
     const Element* element = elementNamed(name);
-    if (!element) return fail(tag(name) + " is no element of a property list");
-    if (_leaf) return fail(tag(name) + " may not stand in " + tag(_leaf->name));
+    if (!element) return fail("unknown element " + tag(name));
+    if (_leaf) return fail("unexpected " + tag(name) + " in " + tag(_leaf->name));
     const bool isRoot = element->kind == Element::Kind::root;
     if (isRoot == _isInRoot) {
-      return fail(isRoot ? "<plist> may stand outermost only"
-                         : "the outermost element is not <plist>");
+      return fail(isRoot ? "unexpected <plist> in <plist>"
+                         : "expected <plist>, found " + tag(name));
     }
     if (isRoot) {
       _isInRoot = true;
@@ -224,14 +224,14 @@ class XMLReader {
     const bool isKey = element.kind == Element::Kind::key;
     if (_open.empty()) {
       if (isKey)
-        fail("<key> may stand in <dict> only");
+        fail("unexpected <key> outside <dict>");
       else if (_root)
-        fail("<plist> holds more than one value");
+        fail("more than one value in <plist>");
     } else if (const OpenContainer& container = _open.back(); container.array) {
-      if (isKey) fail("<key> may stand in <dict> only");
+      if (isKey) fail("unexpected <key> outside <dict>");
     } else if (isKey != container.key.isNil()) {
-      fail(isKey ? "a <key> stands where a value was expected"
-                 : tag(element.name) + " stands where a <key> was expected");
+      fail(std::string(isKey ? "expected a value" : "expected <key>") + ", found " +
+           tag(element.name));
     }
     return !_hasFailed;
   }
@@ -241,9 +241,7 @@ class XMLReader {
       _leaf = &element;
       _text.clear();
     } else if (_open.size() == HxPropertyListDepthLimit) {
-      fail("more than " + std::to_string(HxPropertyListDepthLimit) +
-               " containers lie in one another",
-           HxPropertyListDepthError);
+      fail(tooDeepMessage(), HxPropertyListDepthError);
     } else if (element.kind == Element::Kind::array) {
       _open.push_back({HxMutableArray::array(), nullptr, nullptr});
     } else {
@@ -255,7 +253,7 @@ class XMLReader {
     if (_leaf) {
       _text += text;
     } else if (!trimmed(text).empty()) {
-      fail("text may not stand here");
+      fail("unexpected text");
     }
   }
 
@@ -265,14 +263,14 @@ class XMLReader {
     } else if (element.kind != Element::Kind::root) {
       endContainer();
     } else if (!_root) {
-      fail("<plist> holds no value");
+      fail("no value in <plist>");
     }
   }
 
   void endLeaf() {
     const Element& element = *std::exchange(_leaf, nullptr);
     const HxAny value = element.valueOf(_text);
-    if (!value) return fail("this text is no value of " + tag(element.name));
+    if (!value) return fail("invalid text in " + tag(element.name));
     if (element.kind == Element::Kind::key) {
       _open.back().key = as<HxString>(value);
     } else {
@@ -281,7 +279,7 @@ class XMLReader {
   }
 
   void endContainer() {
-    if (_open.back().key) return fail("the last <key> has no value");
+    if (_open.back().key) return fail("expected a value, found </dict>");
     const HxAny value = _open.back().closed();
     _open.pop_back();
     place(value);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The readers of the two forms of property lists, and what a failed reading or writing leaves
-// behind. PropertyList.cc chooses between them and makes the error.
+// The readers of the two forms of property lists, and what a failed reading or writing leaves.
+// PropertyList.cc chooses between them and makes the error.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@
 
 namespace rondel::internal {
 
-// A place in a text, both counted from 1; columns in characters.
+// A place in a text. Both count from 1; columns are in characters.
 struct TextPlace {
   HxUInteger line = 1;
   HxUInteger column = 1;
@@ -40,24 +40,35 @@ struct PropertyListFailure {
   std::string description() const;  // "line 3, column 7: message"
 };
 
-// "U+001B"
+// Returns "U+001B".
 std::string codePointName(HxUniChar unit);
+// Returns the message of HxPropertyListDepthError.
+std::string tooDeepMessage();
 
-// Each gives the list, or nil with the failure.
+// Each reader returns the list, or nil with the failure.
 
-// The text form, with the form of tables of messages.
+// Reads the text form, with the form of tables of messages.
 HxAny readTextPropertyList(const Characters& text, PropertyListFailure& failure);
-// The text form, where only a value that is written out counts: neither a table nor an empty text.
+// Reads the text form, where only a value that is written out counts: neither a table nor an empty
+// text.
 HxAny readTextValue(const Characters& text, PropertyListFailure& failure);
-// The XML form; a null encoding means what the document declares.
+// Reads the XML form; a null encoding means what the document declares.
 HxAny readXMLPropertyList(std::string_view document, const char* encoding,
                           PropertyListFailure& failure);
 
-// An independent, immutable copy of a property list, made of built-in objects only; nil when it is
-// none. It runs the code of the objects that it copies, and raises what that raises.
+// Reads a property list from a regular file. Refuses anything else without waiting for it.
+HxAny propertyListOfRegularFile(const HxString& path, HxError* error);
+// Returns the error of a file that holds another property list than was wanted.
+HxError propertyListFileError(const HxString& path, const HxString& reason);
+
+// Returns an independent, immutable copy of a property list, made of built-in objects only; nil if
+// it is none. Runs the code of the objects that it copies, and raises what that raises.
 HxAny copyOfPropertyList(const HxHandle& list);
 
-// The text as a built-in, immutable string: no code of anybody else runs when it is used.
+// Returns whether the text form gives back the same types: it makes numbers and dates strings.
+bool textFormKeepsTypes(const HxHandle& list);
+
+// Returns the text as a built-in, immutable string: no code of anybody else runs when it is used.
 HxString builtInString(const HxString& text);
 
 }  // namespace rondel::internal
