@@ -3,6 +3,7 @@
 
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/propertylist/Bundle.h"
+#include "Rondel/core/propertylist/internal/PropertyListForms.h"
 #include "Rondel/core/report/Check.h"
 #include "Rondel/core/report/Log.h"
 #include "Rondel/core/values/Number.h"
@@ -16,7 +17,7 @@ bool flagOfString(const HxString& text) {
   return text.caseInsensitiveCompare("YES"_hx) == HxOrderedSame || text.integerValue() != 0;
 }
 
-// A domain's name, nil standing for that of the main bundle.
+// Returns the domain's name; nil means that of the main bundle.
 HxString domainName(const HxString& name) {
   return name ? name : HxBundle::mainBundle().bundleIdentifier();
 }
@@ -28,7 +29,7 @@ void registerDefaultsOfContentsOfFile(const Ref<HxUserDefaults>& defaults, const
   if (!defaults) return;
   HxParameterAssertText(!path.isNil(), "path != nil");
   if (!path) return;
-  const HxDictionary entries = HxDictionary::dictionaryWithContentsOfFile(path);
+  const HxDictionary entries = as<HxDictionary>(internal::propertyListOfRegularFile(path, nullptr));
   if (!entries) {
     HxLog("%@: failed to load defaults file '%@'."_hx, moFunction, path);
   } else if (!entries.isEmpty()) {

@@ -7,7 +7,7 @@
 //   registerDefaultsOfContentsOfFile(defaults, path);
 //   if (boolForKeyWithDefaultValue(defaults, "UseColour"_hx, true)) ...
 //
-// On a null reference each gives its zero answer. All may be used on any thread.
+// On a null reference each returns its zero answer. All may be used on any thread.
 #pragma once
 
 #include "Rondel/core/propertylist/UserDefaults.h"
@@ -16,27 +16,28 @@ namespace rondel {
 
 // Registers the entries of a property list file whose root is a dictionary. A nil path fails a
 // check of the host's assertion handler, "Invalid parameter not satisfying: path != nil". A file
-// that gives no dictionary is told through HxLog and otherwise ignored.
+// that holds no dictionary, or that is no regular file, is reported through HxLog and otherwise
+// ignored.
 RONDEL_EXPORT void registerDefaultsOfContentsOfFile(const Ref<HxUserDefaults>& defaults,
                                                     const HxString& path);
 
-// A flag with an answer for the case that it is not set. A string is true when it is "YES" in any
-// case or when its integerValue is not 0, so any other word is false and not the default. A number
-// is true when its integerValue is not 0, and a number of -1 means the default. Values of other
-// kinds give the default, and so does no value.
+// Returns a flag, or the default if it is not set. A string is true if it is "YES" in any case or
+// if its integerValue is not 0; any other word is false and not the default. A number is true if
+// its integerValue is not 0, and a number of -1 means the default. Values of other kinds give the
+// default.
 RONDEL_EXPORT bool boolForKeyWithDefaultValue(const Ref<HxUserDefaults>& defaults,
                                               const HxString& key, bool defaultValue);
 
-// The value of a key in one domain alone; nil when the key or the domain is not there. A nil name
-// means the identifier of the main bundle, and gives nil when it has none.
+// Returns the value of a key in one domain alone; nil if the key or the domain is not there. A nil
+// name means the identifier of the main bundle, and gives nil if it has none.
 RONDEL_EXPORT HxAny objectForKeyInVolatileDomainForName(const Ref<HxUserDefaults>& defaults,
                                                         const HxString& key, const HxString& name);
 RONDEL_EXPORT HxAny objectForKeyInPersistentDomainForName(const Ref<HxUserDefaults>& defaults,
                                                           const HxString& key,
                                                           const HxString& name);
 
-// Whether the value that a search finds differs from the registered one. False for a key that is
-// not set or not registered.
+// Returns whether the value that a search finds differs from the registered one. False for a key
+// that is not set or not registered.
 RONDEL_EXPORT bool objectIsChangedForKey(const Ref<HxUserDefaults>& defaults, const HxString& key);
 
 }  // namespace rondel

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/propertylist/internal/ChangedDefaults.h"
 #include "Rondel/host/Thread.h"
 #include "Rondel/host/Timer.h"
 #include "Rondel/host/internal/RunLoopImpl.h"
@@ -179,6 +180,7 @@ bool HxRunLoop::runMode(const HxString& mode, std::int64_t deadline) {
   const Impl::Turn turn(*_impl, number);
   held.unlock();
   if (hasAnything) _impl->pass(number, deadline);
+  internal::writeChangedDefaults();
   return hasAnything;
 }
 

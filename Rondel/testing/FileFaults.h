@@ -37,21 +37,21 @@ void failFirstCall(int error) {
   failCall<Call>(1, error);
 }
 
-/// The fd is gone also after an error.
-inline void failFirstClose(int error) {
+/// Lets the `number`-th close from now on fail. The fd is gone all the same.
+inline void failClose(int number, int error) {
   static int errorOfClose = 0;
-  static bool isDue = false;
+  static int closesLeft = 0;
   errorOfClose = error;
-  isDue = true;
+  closesLeft = number;
   static int (*const original)(int) = fileCalls.close.function();
   fileCalls.close = +[](int fd) {
     const int result = original(fd);
-    if (!isDue) return result;
-    isDue = false;
+    if (--closesLeft != 0) return result;
     errno = errorOfClose;
     return -1;
   };
 }
+inline void failFirstClose(int error) { failClose(1, error); }
 
 /// The faults of these calls, of all calls if none is named.
 inline std::vector<FileFault> faultsOf(std::initializer_list<std::string_view> calls) {

@@ -15,34 +15,41 @@
 //   HxGlobalDomain         the user's settings for all programs, kept in a file.
 //   HxRegistrationDomain   what the program registers at its start. Gone with the process.
 //
-// The command line. A word that begins with one dash and something behind it is a key when a value
-// follows. The value is any word that begins with no dash, or with a dash and a digit or a dot; it
-// is read as a property list in text form ("( a, b )", "{ a = 1; }"), and stands as it is when it
-// is none. A word "--" ends the search, so the command line of a child is not looked at. Of a key
-// that is given twice the last value counts.
+// The command line. A word is a key if it begins with one dash, something follows the dash, and a
+// value follows the word. The value is any word that begins with no dash, or with a dash and a
+// digit or a dot. It is read as a property list in text form ("( a, b )", "{ a = 1; }"), and stands
+// as it is if it is none. A word "--" ends the search, so the command line of a child is not looked
+// at. If a key is given twice, the last value counts.
 //
-// Files. The domain NAME is kept in $XDG_CONFIG_HOME/rondel/defaults/NAME.plist, with ~/.config
-// where that variable is not set to an absolute path (XDG base directory specification), as a
-// property list in text form with sorted keys; in NAME each '/', '%', NUL and a first '.' is
-// written as '%' and two hexadecimal digits. When neither variable helps, nothing is kept beyond
-// the process. A file is read when its domain is first needed, and again at each change and by
-// synchronize. A change is written at once: under a lock that other processes honour, the file is
-// read again, the keys that were changed here are changed there, and the file is replaced, so that
-// settings that others wrote in between stay. A change that cannot be written is reported through
-// HxLog, holds in this process, and is tried again with the next one.
+// Files. The domain NAME is kept in $XDG_CONFIG_HOME/rondel/defaults/NAME.plist, or below ~/.config
+// if that variable is not set to an absolute path (XDG base directory specification). In NAME each
+// '/', '%', NUL and a first '.' is written as '%' and two hexadecimal digits. If neither variable
+// helps, nothing is kept beyond the process. A file is a property list with sorted keys, in text
+// form. It is in XML form if it holds numbers, booleans or dates, which the text form cannot tell
+// from strings. Values keep their types, with two exceptions: a date loses its fractions of a
+// second, and a file that holds a string which XML does not allow (see PropertyList.h) is in text
+// form all the same. A file is read when its domain is first needed, by synchronize and before each
+// writing.
 //
-// A file that is damaged or cannot be read is reported once through HxLog and treated as empty. It
-// is left alone until a setting of its domain is changed; then it is kept beside the new one, with
-// ".damaged" behind its name.
+// Writing. A change holds in this process at once. It is written by synchronize, at the end of the
+// next pass of a run loop on any thread, and at exit; many changes cost one writing. A process that
+// ends by a signal or by _exit, or that forks and does not exec, loses what was not written by
+// then. Writing waits for the lock that all processes honour, reads the file again, makes its own
+// changes there and replaces the file, so that settings that others wrote in between stay. Reads
+// and changes by other threads do not wait meanwhile. Nothing is written without the lock. What
+// cannot be written is reported once through HxLog and kept. It is tried again with the next
+// change, by synchronize and at exit.
 //
-// The text form knows strings, data, arrays and dictionaries. Numbers, booleans and dates that are
-// set stay what they are in this process and are strings for every later one ("1" and "0" for
-// booleans, RFC 3339 for dates); integerForKey and boolForKey read both alike.
+// A file that is damaged, or that is no regular file, is reported once through HxLog and treated as
+// empty. It is left alone until a setting of its domain is changed; then it is kept beside the new
+// one, with ".damaged" after its name. A file that was read before and cannot be read again is
+// reported once, and its last contents stay.
 //
 // Values that go in are copied; what comes out never changes. A nil key has no value. All
 // operations may be used on any thread.
 #pragma once
 
+#include "Rondel/core/object/internal/OwnedPointer.h"
 #include "Rondel/core/text/String.h"
 
 namespace rondel {
@@ -64,55 +71,57 @@ class RONDEL_EXPORT HxUserDefaults : public HxObject {
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  // The store of this process. Made on first use; never null, never ends.
+  // Returns the store of this process. It is made on first use; never null, never ends.
   static Ref<HxUserDefaults> standardUserDefaults();
 
   // ---- Reading
 
-  // The value in the first domain that has the key; nil when none has it.
+  // Returns the value in the first domain that has the key; nil if none has it.
   HxAny objectForKey(const HxString& key) const;
-  // The value if it is a string, a number as its decimal text; nil otherwise.
+  // Returns the value if it is a string, a number as its decimal text; nil otherwise.
   HxString stringForKey(const HxString& key) const;
-  // The value if it is an array of strings only; nil otherwise.
+  // Returns the value if it is an array of strings only; nil otherwise.
   HxArray stringArrayForKey(const HxString& key) const;
-  // The value of a number, the leading decimal number of a string; 0 otherwise.
+  // Returns the value of a number, the leading decimal number of a string; 0 otherwise.
   HxInteger integerForKey(const HxString& key) const;
-  // Whether a number is not 0, or a string begins as HxString::boolValue wants it; false otherwise.
+  // Returns whether a number is not 0, or a string begins as HxString::boolValue wants it; false
+  // otherwise.
   bool boolForKey(const HxString& key) const;
-  // All that objectForKey would find: the four domains as one dictionary.
+  // Returns all that objectForKey would find: the four domains as one dictionary.
   HxDictionary dictionaryRepresentation() const;
 
   // ---- Changing
 
   // Sets a key in the application domain. A nil value removes the key there. A value that is no
-  // property list (see PropertyList.h) is reported through HxLog and changes nothing.
+  // property list (see PropertyList.h) is reported through HxLog and changes nothing. Does not wait
+  // for files, except to read the domain for the first time.
   void setObject(const HxHandle& value, const HxString& key);
   void removeObjectForKey(const HxString& key) { setObject(HxAny(), key); }
   // Adds entries to HxRegistrationDomain; an entry replaces a former one of its key. Entries that
   // are no property-list values are reported through HxLog and left out.
   void registerDefaults(const HxDictionary& defaults);
-  // Reads the files again and writes what could not be written before. False with an error when
-  // something is still not written; see Error.h.
+  // Writes all changes and reads the files again. Waits while another process writes. Returns false
+  // with an error if something is still not written; see Error.h.
   bool synchronize(HxError* error = nullptr);
 
   // ---- Domains by name
 
-  // Nil when there is none of that name. A volatile domain of a name of one's own is kept but not
-  // searched.
+  // Returns nil if there is none of that name. A volatile domain of a name of one's own is kept but
+  // not searched.
   HxDictionary volatileDomainForName(const HxString& name) const;
   // Replaces a volatile domain, and with it what the command line or registerDefaults gave; nil
   // removes it.
   void setVolatileDomain(const HxDictionary& domain, const HxString& name);
-  // The application domain and HxGlobalDomain by their names, and the settings of any other program
-  // by its name. Nil when nothing was ever set in it.
+  // Returns the application domain and HxGlobalDomain by their names, and the settings of any other
+  // program by its name. Nil if nothing was ever set in it.
   HxDictionary persistentDomainForName(const HxString& name) const;
 
  private:
   friend class internal::UserDefaultsStore;
-  explicit HxUserDefaults(internal::UserDefaultsStore* store) noexcept : _store(store) {}
+  explicit HxUserDefaults(internal::UserDefaultsStore* store) noexcept;
   ~HxUserDefaults() override;
 
-  internal::UserDefaultsStore* const _store;  // owned
+  const internal::OwnedPointer<internal::UserDefaultsStore> _store;
 };
 
 }  // namespace rondel

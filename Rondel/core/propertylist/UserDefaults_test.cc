@@ -1,17 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/core/propertylist/UserDefaults.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -28,8 +24,10 @@
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Date.h"
 #include "Rondel/core/values/Number.h"
+#include "Rondel/testing/DefaultsFolder.h"
 #include "Rondel/testing/LogRecorder.h"
 #include "Rondel/testing/Places.h"
+#include "Rondel/testing/SystemCallFailures.h"
 
 namespace rondel {
 namespace {
@@ -39,37 +37,10 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-HxString hx(const std::string& utf8) { return HxString(std::string_view(utf8)); }
-
-std::string contentsOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
-HxArray words(std::initializer_list<HxAny> list) { return HxArray::arrayWithObjects(list); }
-
-// Stores on a fresh folder; the lines of the log are kept.
-class UserDefaults : public testing::Test {
- protected:
-  // A new one reads the files as a new process would.
-  Ref<HxUserDefaults> store(const HxArray& arguments = nullptr) const {
-    return UserDefaultsStore::makeDefaults({hx(folder.path("defaults")), "tool"_hx, arguments});
-  }
-  static Ref<HxUserDefaults> storeInMemory() {
-    return UserDefaultsStore::makeDefaults({nullptr, "tool"_hx, nullptr});
-  }
-  std::string writeTool(std::string_view contents) const {
-    return folder.write("defaults/tool.plist", contents);
-  }
-  std::string toolFile() const { return contentsOf(folder.path("defaults/tool.plist")); }
-  static void registerEntry(const Ref<HxUserDefaults>& defaults, const HxHandle& value,
-                            const HxString& key) {
-    defaults->registerDefaults(HxDictionary::dictionaryWithObject(value, key));
-  }
-
-  const test::LogRecorder log;
-  const test::TemporaryDirectory folder;
-};
+using test::contentsOf;
+using test::hx;
+using test::words;
+using UserDefaults = test::DefaultsFolder;
 
 // ---- Domains
 
@@ -234,6 +205,7 @@ TEST_F(UserDefaults, RemovingUncoversTheNextDomain) {
   defaults->removeObjectForKey("a"_hx);
   EXPECT_EQ(defaults->objectForKey("a"_hx), "3"_hx);
   defaults->setObject(nullptr, "b"_hx);
+  EXPECT_TRUE(defaults->synchronize());
   EXPECT_EQ(toolFile(), "{}\n");
 }
 
@@ -254,9 +226,13 @@ TEST_F(UserDefaults, WhatOthersWroteInBetweenStays) {
   const Ref<HxUserDefaults> one = store();
   const Ref<HxUserDefaults> other = store();
   one->setObject("1"_hx, "a"_hx);
+  EXPECT_TRUE(one->synchronize());
   other->setObject("2"_hx, "b"_hx);
+  EXPECT_TRUE(other->synchronize());
   one->setObject("3"_hx, "c"_hx);
+  EXPECT_TRUE(one->synchronize());
   other->removeObjectForKey("a"_hx);
+  EXPECT_TRUE(other->synchronize());
   EXPECT_EQ(store()->dictionaryRepresentation(),
             HxDictionary::dictionaryWithEntries({{"b"_hx, "2"_hx}, {"c"_hx, "3"_hx}}));
   EXPECT_TRUE(one->objectForKey("a"_hx));
@@ -264,19 +240,15 @@ TEST_F(UserDefaults, WhatOthersWroteInBetweenStays) {
   EXPECT_TRUE(one->objectForKey("a"_hx).isNil());
 }
 
-TEST_F(UserDefaults, NumbersStayNumbersInThisProcessAndAreStringsForTheNext) {
+TEST_F(UserDefaults, ManyChangesCostOneWriting) {
+  const test::SystemCallsKept kept;
   const Ref<HxUserDefaults> defaults = store();
-  defaults->setObject(HxNumber::numberWithBool(true), "a"_hx);
-  defaults->setObject(words({HxNumber::numberWithInt(5)}), "b"_hx);
-  defaults->setObject(HxNumber::numberWithInt(7), "c"_hx);
-  store()->setObject("8"_hx, "c"_hx);
-  defaults->synchronize();
-  EXPECT_TRUE(as<HxNumber>(defaults->objectForKey("a"_hx)).isBoolean());
-  EXPECT_EQ(defaults->objectForKey("b"_hx), words({HxNumber::numberWithInt(5)}));
-  EXPECT_EQ(defaults->objectForKey("c"_hx), "8"_hx);
-  EXPECT_EQ(store()->objectForKey("a"_hx), "1"_hx);
-  EXPECT_EQ(store()->objectForKey("b"_hx), words({"5"_hx}));
-  EXPECT_TRUE(store()->boolForKey("a"_hx));
+  const auto& renames = test::countCall<&test::FileCalls::rename>();
+  for (int i = 0; i < 100; ++i) defaults->setObject("x"_hx, hx(std::to_string(i)));
+  EXPECT_EQ(renames.count, 0);
+  EXPECT_TRUE(defaults->synchronize());
+  EXPECT_EQ(renames.count, 1);
+  EXPECT_EQ(store()->dictionaryRepresentation().count(), 100U);
 }
 
 TEST_F(UserDefaults, ValuesAreCopied) {
@@ -311,88 +283,23 @@ TEST_F(UserDefaults, FolderAndFileAreForTheUserAlone) {
   EXPECT_EQ(status.st_mode & 0777, 0700u);
 }
 
-TEST_F(UserDefaults, LockThatIsHeldOnAndOnIsDoneWithout) {
-  folder.write("defaults/.lock", "");
-  const int lock = open(folder.path("defaults/.lock").c_str(), O_RDWR | O_CLOEXEC);
-  ASSERT_EQ(flock(lock, LOCK_EX), 0);
-  store()->setObject("1"_hx, "a"_hx);
-  EXPECT_EQ(store()->objectForKey("a"_hx), "1"_hx);
-  close(lock);
-}
-
-TEST_F(UserDefaults, ChangeThatCannotBeWrittenHoldsAndIsTriedAgain) {
+TEST_F(UserDefaults, ChangeThatCannotBeWrittenHoldsAndIsToldOnceAndTriedAgain) {
   // A file stands where the folder should be.
   const std::string inTheWay = folder.write("defaults", "");
   const Ref<HxUserDefaults> defaults = store();
   defaults->setObject("1"_hx, "a"_hx);
   EXPECT_EQ(defaults->objectForKey("a"_hx), "1"_hx);
-  EXPECT_THAT(log.messages(),
-              ElementsAre(HasSubstr("The default 'a' holds for this process only: ")));
   HxError error;
   EXPECT_FALSE(defaults->synchronize(&error));
   EXPECT_EQ(error.domain(), HxPOSIXErrorDomain);
   EXPECT_EQ(error.code(), ENOTDIR);
   EXPECT_FALSE(defaults->synchronize());
+  EXPECT_THAT(log.messages(), ElementsAre("Settings not written, will be tried again: " + inTheWay +
+                                          ": Not a directory"));
 
   std::filesystem::remove(inTheWay);
   EXPECT_TRUE(defaults->synchronize(&error));
   EXPECT_EQ(store()->objectForKey("a"_hx), "1"_hx);
-}
-
-// ---- Damaged files
-
-TEST_F(UserDefaults, DamagedFileIsToldOnceAndCountsAsEmpty) {
-  const std::string path = writeTool("{ a = 1;\n b = ");
-  const Ref<HxUserDefaults> defaults = store();
-  EXPECT_TRUE(defaults->objectForKey("a"_hx).isNil());
-  EXPECT_TRUE(defaults->synchronize());
-  EXPECT_TRUE(defaults->objectForKey("a"_hx).isNil());
-  EXPECT_THAT(log.messages(), ElementsAre("The defaults file '" + path +
-                                          "' is treated as empty: line 2, column 6: a value was "
-                                          "expected, but the text ends here"));
-  EXPECT_EQ(toolFile(), "{ a = 1;\n b = ");
-}
-
-TEST_F(UserDefaults, DamagedFileIsKeptAsideWhenASettingIsChanged) {
-  const std::string path = writeTool("{ a = ");
-  folder.write("defaults/tool.plist.damaged", "from before");
-  const Ref<HxUserDefaults> defaults = store();
-  defaults->removeObjectForKey("a"_hx);
-  EXPECT_EQ(toolFile(), "{ a = ");
-  defaults->setObject("2"_hx, "b"_hx);
-  EXPECT_EQ(toolFile(), "{\n    b = 2;\n}\n");
-  EXPECT_EQ(contentsOf(path + ".damaged"), "from before");
-  EXPECT_EQ(contentsOf(path + ".damaged-2"), "{ a = ");
-  EXPECT_EQ(log.messages().size(), 1u);
-}
-
-TEST_F(UserDefaults, FileWithoutADictionaryIsDamaged) {
-  const std::string path = writeTool("( a )");
-  EXPECT_EQ(store()->dictionaryRepresentation(), HxDictionary::dictionary());
-  EXPECT_THAT(log.messages(), ElementsAre("The defaults file '" + path +
-                                          "' is treated as empty: its root is no dictionary"));
-}
-
-TEST_F(UserDefaults, FolderInPlaceOfTheFileIsKeptAsideToo) {
-  std::filesystem::create_directories(folder.path("defaults/tool.plist/inner"));
-  const Ref<HxUserDefaults> defaults = store();
-  defaults->setObject("1"_hx, "a"_hx);
-  EXPECT_EQ(toolFile(), "{\n    a = 1;\n}\n");
-  EXPECT_TRUE(std::filesystem::exists(folder.path("defaults/tool.plist.damaged/inner")));
-  EXPECT_EQ(log.messages().size(), 1u);
-}
-
-TEST_F(UserDefaults, DamageThatComesLaterIsToldAndRepairIsSeen) {
-  writeTool("{ a = 1; }");
-  const Ref<HxUserDefaults> defaults = store();
-  EXPECT_TRUE(defaults->objectForKey("a"_hx));
-  writeTool("{");
-  defaults->synchronize();
-  EXPECT_TRUE(defaults->objectForKey("a"_hx).isNil());
-  writeTool("{ a = 2; }");
-  defaults->synchronize();
-  EXPECT_EQ(defaults->objectForKey("a"_hx), "2"_hx);
-  EXPECT_EQ(log.messages().size(), 1u);
 }
 
 // ---- Places
@@ -463,6 +370,8 @@ TEST_F(UserDefaults, ManyThreadsAndStoresLoseNothing) {
     });
   }
   for (std::thread& thread : threads) thread.join();
+  EXPECT_TRUE(one->synchronize());
+  EXPECT_TRUE(other->synchronize());
   EXPECT_EQ(store()->dictionaryRepresentation().count(), 40u);
 }
 

@@ -1,12 +1,24 @@
 // SPDX-License-Identifier: MIT
+//
+// Several processes change one file without losing each other's settings. Nobody writes what it has
+// in memory. Each writer waits for the lock, reads the file, makes its own changes in what it read,
+// and replaces the file:
+//
+//   process A: Jobs = 4      process B: Colour = YES        the file
+//   lock, read {}            waits                          { }
+//   write, unlock            waits                          { Jobs = 4; }
+//                            lock, read { Jobs = 4; }       { Jobs = 4; }
+//                            write, unlock                  { Colour = YES; Jobs = 4; }
+//
+// A reader needs no lock, since the file is replaced at one stroke.
 #include "Rondel/core/propertylist/internal/DefaultsFile.h"
-
-#include <unistd.h>
 
 #include <cerrno>
 #include <string_view>
+#include <utility>
 
 #include "Rondel/core/propertylist/PropertyList.h"
+#include "Rondel/core/propertylist/internal/PropertyListForms.h"
 #include "Rondel/core/system/internal/Descriptor.h"
 #include "Rondel/core/system/internal/FileCalls.h"
 #include "Rondel/core/values/Data.h"
@@ -14,62 +26,86 @@
 namespace rondel::internal {
 namespace {
 
-// How long another process may hold the lock before the file is written all the same.
-constexpr int kLockRounds = 100;
-constexpr useconds_t kLockRoundMicroseconds = 10'000;
+constexpr mode_t kForTheUserAlone = 0700;
 
-// Held by every process that changes a file of the folder. A lock that cannot be had is done
-// without: settings are worth more than the rare change that is lost.
+// Makes the folder and those on the way to it, for the user alone. Returns false with errno set.
+bool makeFolder(const std::string& path) {
+  for (std::size_t i = 1; i <= path.size(); ++i) {
+    if (i < path.size() && path[i] != '/') continue;
+    const std::string folder = path.substr(0, i);
+    struct stat status;
+    if (fileCalls.mkdir(folder.c_str(), kForTheUserAlone) == 0 || errno == EEXIST) continue;
+    // Where a folder may not be made it may still stand.
+    const int error = errno;
+    if (fileCalls.stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) continue;
+    errno = error;
+    return false;
+  }
+  return true;
+}
+
+// Held by every process that changes a file of the folder. False, with errno set, if the lock
+// cannot be had at all; one that another process holds is waited for.
 class FolderLock {
  public:
   explicit FolderLock(const std::string& folder)
-      : _file(fileCalls.open((folder + "/.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
-    for (int round = 0; _file && round < kLockRounds; ++round) {
-      if (fileCalls.flock(_file.get(), LOCK_EX | LOCK_NB) == 0) return;
-      if (errno != EWOULDBLOCK && errno != EINTR) return;
-      usleep(kLockRoundMicroseconds);
-    }
-  }
+      : _file(uninterrupted([&] {
+          return fileCalls.open((folder + "/.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        })),
+        _isHeld(_file &&
+                uninterrupted([&] { return fileCalls.flock(_file.get(), LOCK_EX); }) == 0) {}
+  explicit operator bool() const noexcept { return _isHeld; }
 
  private:
   const Descriptor _file;  // closing it gives the lock back
+  const bool _isHeld;
 };
 
-// With the folders on the way, for the user alone.
-void makeFolder(const std::string& path) {
-  for (std::size_t i = 1; i <= path.size(); ++i) {
-    if (i == path.size() || path[i] == '/') fileCalls.mkdir(path.substr(0, i).c_str(), 0700);
-  }
-}
-
 HxString stringOf(const std::string& text) { return HxString(std::string_view(text)); }
-
-HxData textOf(const HxHandle& value) {
-  return HxDataFromPropertyList(value, HxPropertyListFormat::text);
-}
-
-// What was read, with numbers, booleans and dates of `known` where the file has their text: it
-// cannot tell them from strings.
-HxDictionary withKnownTypes(const HxDictionary& read, const HxDictionary& known) {
-  HxMutableDictionary result = read.mutableCopy();
-  for (const auto& [key, value] : known) {
-    const HxAny now = read.objectForKey(key);
-    if (now && now != value && textOf(now).isEqualToData(textOf(value))) {
-      result.setObject(value, key);
-    }
-  }
-  return result.copy();
-}
 
 bool isMissing(const HxError& error) {
   return error.domain() == HxPOSIXErrorDomain &&
          (error.code() == ENOENT || error.code() == ENOTDIR);
 }
 
-// Whether the file itself is the trouble, and not the state of the machine at this moment.
+// Returns whether the file itself is the trouble, and not the state of the machine at this moment.
 bool isOfTheFile(const HxError& error) {
-  return error.domain() != HxPOSIXErrorDomain || error.code() == EACCES || error.code() == EISDIR ||
-         error.code() == ELOOP;
+  if (error.domain() != HxPOSIXErrorDomain) return true;
+  const HxInteger code = error.code();
+  return code == EACCES || code == EISDIR || code == ELOOP || code == ENOTSUP;
+}
+
+// Returns the entries in the text form, or in the XML form if that alone keeps all their types. A
+// string that XML does not allow is worth more than the type of a number beside it.
+HxData dataOf(const HxDictionary& entries, HxError* error = nullptr) {
+  if (!textFormKeepsTypes(entries)) {
+    if (HxData xml = HxDataFromPropertyList(entries, HxPropertyListFormat::xml)) return xml;
+  }
+  return HxDataFromPropertyList(entries, HxPropertyListFormat::text, error);
+}
+
+// Returns the entries that read back as something else, with what they read back as; nil for none.
+HxDictionary changedByWriting(const HxDictionary& entries, const HxData& written) {
+  const HxDictionary readBack = as<HxDictionary>(HxPropertyListWithData(written));
+  HxMutableDictionary changed = nullptr;
+  for (const auto& [key, value] : entries) {
+    const HxAny now = readBack.objectForKey(key);
+    if (now == value) continue;
+    if (!changed) changed = HxMutableDictionary::dictionary();
+    changed.setObject(now, key);
+  }
+  return changed.copy();
+}
+
+// Puts a damaged file beside its place, under a name that is free.
+bool setAside(const HxString& damaged) {
+  const std::string path = damaged.toStdString();
+  std::string aside = path + ".damaged";
+  struct stat status;
+  for (int number = 2; fileCalls.lstat(aside.c_str(), &status) == 0; ++number) {
+    aside = path + ".damaged-" + std::to_string(number);
+  }
+  return errno == ENOENT && fileCalls.rename(path.c_str(), aside.c_str()) == 0;
 }
 
 }  // namespace
@@ -99,101 +135,78 @@ HxString defaultsFolder(const char* configHome, const char* home) {
   return stringOf(folder + "/rondel/defaults");
 }
 
-DefaultsFile::DefaultsFile(const HxString& folder, const HxString& domainName)
-    : _folder(folder.toStdString()),
-      _path(folder ? stringOf(_folder + "/" + defaultsFileName(domainName)) : HxString()) {}
+DefaultsPlace::DefaultsPlace(const HxString& wantedFolder, const HxString& domainName)
+    : folder(wantedFolder.toStdString()),
+      path(wantedFolder ? stringOf(folder + "/" + defaultsFileName(domainName)) : HxString()) {}
 
-void DefaultsFile::read(Reports& reports) {
-  if (!_path) return;
+DefaultsReading readDefaultsFile(const HxString& path) {
+  using State = DefaultsReading::State;
   HxError error;
-  const HxAny list = HxPropertyListWithContentsOfFile(_path, &error);
-  if (const HxDictionary dictionary = as<HxDictionary>(list)) {
-    _state = State::whole;
-    _stored = withKnownTypes(dictionary, _contents);
-  } else {
-    readError(list, error, reports);
-    _stored = nullptr;
-  }
-  applyChanges();
+  const HxAny list = propertyListOfRegularFile(path, &error);
+  if (const HxDictionary entries = as<HxDictionary>(list)) return {State::whole, entries, nullptr};
+  if (list) error = propertyListFileError(path, "the root is not a dictionary"_hx);
+  if (isMissing(error)) return {};
+  return {isOfTheFile(error) ? State::damaged : State::unreadable, nullptr, error};
 }
 
-void DefaultsFile::readError(const HxHandle& list, const HxError& error, Reports& reports) {
-  const bool wasTold = _state == State::damaged || _state == State::unreadable;
-  _readError = error;
-  if (!list && isMissing(error)) {
-    _state = State::missing;
-    return;
+DefaultsContents DefaultsContents::refreshed(const HxDictionary& read) const {
+  HxMutableDictionary result = nullptr;
+  HxMutableDictionary kept = nullptr;
+  for (const auto& [key, value] : asWritten) {
+    if (read.objectForKey(key) != value) continue;
+    if (!result) {
+      result = read.mutableCopy();
+      kept = HxMutableDictionary::dictionary();
+    }
+    result.setObject(values.objectForKey(key), key);
+    kept.setObject(value, key);
   }
-  _state = list || isOfTheFile(error) ? State::damaged : State::unreadable;
-  const HxString reason = list ? "its root is no dictionary"_hx : error.localizedDescription();
-  if (!wasTold) {
-    reports.push_back(HxString::stringWithFormat(
-        "The defaults file '%@' is treated as empty: %@"_hx, _path, reason));
-  }
+  return result ? DefaultsContents{result.copy(), kept.copy()} : DefaultsContents{read, nullptr};
 }
 
-void DefaultsFile::setObject(const HxHandle& value, const HxString& key) {
-  _changes.emplace_back(key, value);
-  applyChanges();
-}
-
-void DefaultsFile::applyChanges() {
-  if (!_stored && _changes.empty()) {
-    _contents = nullptr;
-    return;
-  }
-  HxMutableDictionary contents =
-      _stored ? _stored.mutableCopy() : HxMutableDictionary::dictionary();
-  for (const auto& [key, value] : _changes) {
+HxDictionary entriesWithChanges(const HxDictionary& entries, const DefaultsChanges& changes) {
+  HxMutableDictionary result = entries ? entries.mutableCopy() : HxMutableDictionary::dictionary();
+  for (const auto& [key, value] : changes) {
     if (value) {
-      contents.setObject(value, key);
+      result.setObject(value, key);
     } else {
-      contents.removeObjectForKey(key);
+      result.removeObjectForKey(key);
     }
   }
-  _contents = contents.copy();
+  return result.copy();
 }
 
-bool DefaultsFile::write(Reports& reports, HxError& error) {
-  if (_changes.empty()) return true;
-  if (_path) {
-    makeFolder(_folder);
-    const FolderLock lock(_folder);
-    read(reports);
-    if (!writeUnderLock(error)) return false;
-  }
-  _stored = _contents;
-  _changes.clear();
-  return true;
-}
+namespace {
 
-bool DefaultsFile::writeUnderLock(HxError& error) {
-  if (_state == State::unreadable) {
-    error = _readError;
-    return false;
-  }
+DefaultsWriting changeUnderLock(const DefaultsPlace& place, const DefaultsContents& known,
+                                const DefaultsChanges& changes) {
+  using State = DefaultsReading::State;
+  DefaultsReading found = readDefaultsFile(place.path);
+  if (found.state == State::unreadable) return {{}, {}, found.error};
+  DefaultsContents before = found.state == State::damaged ? known : known.refreshed(found.entries);
+  DefaultsContents after = {entriesWithChanges(before.values, changes), nullptr};
+  HxError error;
+  const HxData data = dataOf(after.values, &error);
+  if (!data) return {{}, {}, error};
   // Removing what is not there is no reason to make a file or to give up a damaged one.
-  if (_stored ? _contents.isEqual(_stored) : _contents.isEmpty()) return true;
-  const HxData text = HxDataFromPropertyList(_contents, HxPropertyListFormat::text, &error);
-  if (!text || (_state == State::damaged && !setAside(error))) return false;
-  if (!text.writeToFile(_path, true)) {
-    error = HxError::posixError(errno, _path);
-    return false;
+  const bool isSame = before.values ? data == dataOf(before.values) : after.values.isEmpty();
+  if (isSame) return {std::move(found), std::move(before), nullptr};
+  const bool isFree = found.state != State::damaged || setAside(place.path);
+  if (!isFree || !data.writeToFile(place.path, true)) {
+    return {{}, {}, HxError::posixError(errno, place.path)};
   }
-  _state = State::whole;
-  return true;
+  after.asWritten = changedByWriting(after.values, data);
+  return {std::move(found), std::move(after), nullptr};
 }
 
-bool DefaultsFile::setAside(HxError& error) const {
-  const std::string path = _path.toStdString();
-  std::string aside = path + ".damaged";
-  struct stat status;
-  for (int number = 2; fileCalls.lstat(aside.c_str(), &status) == 0; ++number) {
-    aside = path + ".damaged-" + std::to_string(number);
+}  // namespace
+
+DefaultsWriting changeDefaultsFile(const DefaultsPlace& place, const DefaultsContents& known,
+                                   const DefaultsChanges& changes) {
+  if (makeFolder(place.folder)) {
+    if (const FolderLock lock(place.folder); lock) return changeUnderLock(place, known, changes);
   }
-  if (fileCalls.rename(path.c_str(), aside.c_str()) == 0) return true;
-  error = HxError::posixError(errno, _path);
-  return false;
+  return {{}, {}, HxError::posixError(errno, stringOf(place.folder))};
 }
 
 }  // namespace rondel::internal

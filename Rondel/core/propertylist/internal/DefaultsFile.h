@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// One persistent domain of the user defaults: a property list file, what was last read of it, and
-// the changes that are not in it yet.
-//
-// Not for several threads at once. Lines for the log are handed out instead of written, since the
-// caller holds a lock.
+// A property list file of settings: read without waiting, and changed under a lock that other
+// processes honour. Nothing here is kept between the calls; DefaultsDomain.h keeps it.
 #pragma once
 
 #include <string>
-#include <utility>
+#include <unordered_map>
 #include <vector>
 
 #include "Rondel/core/collections/Dictionary.h"
@@ -16,48 +13,57 @@
 
 namespace rondel::internal {
 
-class DefaultsFile {
- public:
-  using Reports = std::vector<HxString>;
+// What is to become of each key: its new value, or nil to remove it.
+using DefaultsChanges = std::unordered_map<HxString, HxAny>;
 
-  // A nil folder keeps everything in memory. The folder is made when something is written.
-  DefaultsFile(const HxString& folder, const HxString& domainName);
+// Where a file of settings lies.
+struct DefaultsPlace {
+  // A nil folder keeps everything in memory: the path is nil.
+  DefaultsPlace(const HxString& wantedFolder, const HxString& domainName);
 
-  // The file with the changes; nil when nothing was ever set.
-  const HxDictionary& contents() const noexcept { return _contents; }
-
-  // Reads the file again. One that is damaged counts as empty, and is reported when it was not
-  // before.
-  void read(Reports& reports);
-  // Holds from now on; nil removes. Key and value are built-in objects.
-  void setObject(const HxHandle& value, const HxString& key);
-  // Brings the changes into the file, as it is by now. False with an error when that fails; they
-  // stay for the next time.
-  bool write(Reports& reports, HxError& error);
-
- private:
-  // What the file was when it was last read.
-  enum class State { missing, whole, damaged, unreadable };
-
-  void readError(const HxHandle& list, const HxError& error, Reports& reports);
-  void applyChanges();
-  bool writeUnderLock(HxError& error);
-  bool setAside(HxError& error) const;
-
-  const std::string _folder;  // empty for memory only
-  const HxString _path;       // nil for memory only
-  State _state = State::missing;
-  HxError _readError;    // of the last reading
-  HxDictionary _stored;  // as last read or written
-  HxDictionary _contents;
-  std::vector<std::pair<HxString, HxAny>> _changes;  // in order; nil removes
+  std::string folder;
+  HxString path;
 };
 
-// The file of a domain: characters that mean something in a path are written as '%' and two
-// hexadecimal digits.
+// What a file was found to be, and what it holds.
+struct DefaultsReading {
+  // `unreadable` is the state of the machine at this moment; `damaged` is the file's own.
+  enum class State { missing, whole, damaged, unreadable };
+
+  State state = State::missing;
+  HxDictionary entries;  // nil unless whole
+  HxError error;         // of a damaged or an unreadable file
+};
+DefaultsReading readDefaultsFile(const HxString& path);
+
+// What a file holds, as values of this process. A file cannot hold all of them exactly: a date
+// loses its fractions of a second.
+struct DefaultsContents {
+  HxDictionary values;  // nil if there is no file
+  // What those values became in the file that did not stay what they were; nil for none.
+  HxDictionary asWritten;
+
+  // Returns what was read later, with values from here where the file has what they became.
+  DefaultsContents refreshed(const HxDictionary& read) const;
+};
+HxDictionary entriesWithChanges(const HxDictionary& entries, const DefaultsChanges& changes);
+
+// How the changing of a file went.
+struct DefaultsWriting {
+  DefaultsReading found;      // the file before, if there is no error
+  DefaultsContents contents;  // the file now, if there is no error
+  HxError error;              // why nothing was written
+};
+// Makes the changes in the file as it is by now. `known` is what it held when it was last read. It
+// takes the place of a file that was damaged meanwhile, which is put aside.
+DefaultsWriting changeDefaultsFile(const DefaultsPlace& place, const DefaultsContents& known,
+                                   const DefaultsChanges& changes);
+
+// Returns the name of a domain's file: characters that mean something in a path are written as '%'
+// and two hexadecimal digits.
 std::string defaultsFileName(const HxString& domainName);
-// The folder of the files, by the values of XDG_CONFIG_HOME and HOME, which may be null; nil when
-// neither is an absolute path in UTF-8.
+// Returns the folder of the files, by the values of XDG_CONFIG_HOME and HOME, which may be null;
+// nil if neither is an absolute path in UTF-8.
 HxString defaultsFolder(const char* configHome, const char* home);
 
 }  // namespace rondel::internal
