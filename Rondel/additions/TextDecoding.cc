@@ -8,6 +8,7 @@
 
 #include "Rondel/core/propertylist/UserDefaults.h"
 #include "Rondel/core/report/Check.h"
+#include "Rondel/core/system/internal/FileContents.h"
 #include "Rondel/core/text/internal/ASCII.h"
 #include "Rondel/core/text/internal/MakeString.h"
 #include "Rondel/core/text/internal/Transcode.h"
@@ -229,8 +230,10 @@ bool beginsWith(const HxData& data, std::string_view prefix) {
          std::memcmp(data.bytes(), prefix.data(), prefix.size()) == 0;
 }
 
-HxData contentsOf(const HxString& path, const HxData& fileData) {
-  return fileData ? fileData : HxData::initWithContentsOfMappedFile(path);
+// The first bytes tell. All of a device would be more than there is memory.
+HxData beginningOf(const HxString& path, const HxData& fileData) {
+  constexpr HxUInteger kLongestMark = 3;
+  return fileData ? fileData : internal::firstBytesOfFile(path, kLongestMark);
 }
 
 constexpr std::string_view kXMLDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
@@ -238,12 +241,12 @@ constexpr std::string_view kXMLDeclaration = "<?xml version=\"1.0\" encoding=\"U
 }  // namespace
 
 bool isFileUnicode(const HxString& path, const HxData& fileData) {
-  const HxData contents = contentsOf(path, fileData);
+  const HxData contents = beginningOf(path, fileData);
   return beginsWith(contents, "\xFF\xFE") || beginsWith(contents, "\xFE\xFF");
 }
 
 bool isFileUTF8WithBOM(const HxString& path, const HxData& fileData) {
-  return beginsWith(contentsOf(path, fileData), "\xEF\xBB\xBF");
+  return beginsWith(beginningOf(path, fileData), "\xEF\xBB\xBF");
 }
 
 HxString initWithContentsOfFile(const HxString& filePath, HxStringEncoding defaultCStringEncoding,

@@ -94,6 +94,11 @@ TEST_F(TextFiles, ThatCannotBeOpenedAreOfNoKind) {
   }
 }
 
+TEST_F(TextFiles, WithoutAnEndAreToldByTheirFirstBytesToo) {
+  EXPECT_FALSE(isFileUnicode("/dev/zero"_hx, nullptr));
+  EXPECT_FALSE(isFileUTF8WithBOM("/dev/zero"_hx, nullptr));
+}
+
 constexpr std::string_view kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
 
 struct File {
