@@ -82,7 +82,7 @@ HxDictionary BundleObject::table(const HxString& name) {
   std::vector<HxString> reports;
   HxAny table;
   {
-    const std::lock_guard guard(_mutex);
+    const MutexLock held(_lock);
     table = _tables.objectForKey(key);
     if (!table) {
       table = readTable(key, reports);
@@ -131,7 +131,7 @@ BundleObject& objectOf(const HxBundle& bundle) {
   return *static_cast<BundleObject*>(bundle.object());
 }
 
-// The folder's path without links; nil when there is no such folder.
+// Returns the folder's path without links; nil if there is no such folder.
 HxString folderAt(const HxString& path) {
   const internal::FilePath name = internal::FilePath::strict(path);
   if (!name) return nullptr;
@@ -189,7 +189,7 @@ class Registry {
 
   template <class Test>
   HxBundle first(Test test) {
-    const std::lock_guard guard(_mutex);
+    const internal::MutexLock held(_lock);
     for (const HxBundle& bundle : _bundles) {
       if (test(objectOf(bundle))) return bundle;
     }
@@ -199,7 +199,7 @@ class Registry {
     return first([&](BundleObject& bundle) { return bundle.path() == path; });
   }
   void add(const HxBundle& bundle) {
-    const std::lock_guard guard(_mutex);
+    const internal::MutexLock held(_lock);
     _bundles.push_back(bundle);
   }
 
@@ -212,16 +212,16 @@ class Registry {
   void tellWhatWasFound() {
     std::vector<HxString> reports;
     {
-      const std::lock_guard guard(_mutex);
+      const internal::MutexLock held(_lock);
       reports.swap(_reports);
     }
     internal::logReports(reports);
   }
 
-  std::mutex _mutex;
-  std::vector<HxString> _reports;
+  internal::Mutex _lock;
+  std::vector<HxString> _reports RONDEL_GUARDED_BY(_lock);
   const HxBundle _mainBundle;
-  std::vector<HxBundle> _bundles;
+  std::vector<HxBundle> _bundles RONDEL_GUARDED_BY(_lock);
 };
 
 }  // namespace

@@ -13,12 +13,13 @@
 //
 // Of Info.plist two keys are read here: HxBundleIdentifier, the name by which the bundle is found,
 // and HxBundleDevelopmentRegion, the language that its texts were first written in. A file that is
-// damaged or cannot be read is reported once through HxLog and treated as empty.
+// damaged, cannot be read or is no regular file is reported once through HxLog and treated as
+// empty.
 //
 // Languages. The languages that a user wants come from the environment, read once for each bundle:
 // LANGUAGE (several, separated by colons), then the first of LC_ALL, LC_MESSAGES and LANG that is
 // not empty; the locale C wants none. "de_AT.UTF-8" stands for de_AT.lproj, de-AT.lproj and
-// de.lproj, in this order. Behind them come en, the development region and Base. A text is taken
+// de.lproj, in this order. After them come en, the development region and Base. A text is taken
 // from the first of these that has its key.
 //
 // A bundle that was made once stays known and is never unloaded; the same path gives the same
@@ -33,7 +34,7 @@ class HxDictionary;
 
 // The library's own bundle, with the table of its messages.
 inline constexpr HxString HxRondelBundleIdentifier = "com.ostrand.Vantor.Rondel"_hx;
-// The table that is meant when none is named.
+// The table that is meant if none is named.
 inline constexpr HxString HxDefaultStringsTable = "Localizable"_hx;
 
 class RONDEL_EXPORT HxBundle : public HxHandle {
@@ -45,29 +46,29 @@ class RONDEL_EXPORT HxBundle : public HxHandle {
     return object && object->typeID() == HxTypeID::bundle;
   }
 
-  // The bundle of the running program: the folder that its executable lies in. Never nil.
+  // Returns the bundle of the running program: the folder that its executable lies in. Never nil.
   static HxBundle mainBundle();
-  // The bundle in a folder; nil when the path is nil or leads to no folder.
+  // Returns the bundle in a folder; nil if the path leads to no folder.
   static HxBundle bundleWithPath(const HxString& path);
-  // The first bundle with this identifier among the main bundle, the library's own one and those
-  // that bundleWithPath made; nil when there is none. The library's own bundle is always there: it
-  // is the folder "rondel" of the user's or the system's data folders ($XDG_DATA_HOME,
-  // $XDG_DATA_DIRS, see the XDG base directory specification), and where there is no such folder a
-  // bundle without tables stands in for it, so that each message is its own key.
+  // Returns the first bundle with this identifier; nil if there is none. It looks at the main
+  // bundle, the library's own one and those that bundleWithPath made. The library's own bundle is
+  // always there: the folder "rondel" of the user's or the system's data folders ($XDG_DATA_HOME,
+  // $XDG_DATA_DIRS, see the XDG base directory specification). If there is no such folder, a bundle
+  // without tables stands in for it, so that each message is its own key.
   static HxBundle bundleWithIdentifier(const HxString& identifier);
 
-  // Its folder, without links; nil for a bundle that has none.
+  // Returns its folder, without links; nil for a bundle that has none.
   HxString bundlePath() const;
-  // From Info.plist; nil when it has none.
+  // Returns the identifier in Info.plist; nil if it has none.
   HxString bundleIdentifier() const;
-  // All of Info.plist; empty when there is none.
+  // Returns all of Info.plist; empty if there is none.
   HxDictionary infoDictionary() const;
-  // The translations for Info.plist: the table "InfoPlist", whose keys are keys or texts of
-  // infoDictionary. Nil when there is no such table.
+  // Returns the translations for Info.plist: the table "InfoPlist", whose keys are keys or texts of
+  // infoDictionary. Nil if there is no such table.
   HxDictionary localizedInfoDictionary() const;
-  // The text for `key` in a table, nil or empty meaning HxDefaultStringsTable. A key that the table
-  // lacks gives `value`, unless that is nil or empty: then the key itself. A nil key gives `value`,
-  // or the empty string for a nil value. Nil on nil.
+  // Returns the text for `key` in a table; a nil or empty name means HxDefaultStringsTable. For a
+  // key that the table lacks it returns `value`, or the key itself if `value` is nil or empty. For
+  // a nil key it returns `value`, or the empty string if `value` is nil. Nil on nil.
   HxString localizedStringForKey(const HxString& key, const HxString& value,
                                  const HxString& table) const;
 };

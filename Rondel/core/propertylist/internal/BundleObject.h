@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// The object behind an HxBundle, and how the library's own bundle is found.
+// The implementation of HxBundle, and how the library's own bundle is found.
 #pragma once
 
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "Rondel/core/collections/Dictionary.h"
+#include "Rondel/core/object/internal/Mutex.h"
 #include "Rondel/core/propertylist/Bundle.h"
 
 namespace rondel::internal {
@@ -26,8 +26,8 @@ class BundleObject final : public HxObject {
   // As given, else that of Info.plist.
   const HxString& identifier() const noexcept { return _identifier; }
   const HxDictionary& info() const noexcept { return _info; }
-  // The entries of a table in all wanted languages, the first language that has a key counting; nil
-  // when no language has the table. Read on first use.
+  // Returns the entries of a table in all wanted languages; nil if no language has the table. The
+  // first language that has a key counts. Read on first use.
   HxDictionary table(const HxString& name);
 
  private:
@@ -37,19 +37,20 @@ class BundleObject final : public HxObject {
   HxString _identifier;
   HxDictionary _info;
   std::vector<std::string> _languages;  // all that are looked at, in order
-  std::mutex _mutex;
-  HxMutableDictionary _tables = nullptr;  // guarded by _mutex; by name, the empty array for none
+  Mutex _lock;
+  // By name; the empty array for none.
+  HxMutableDictionary _tables RONDEL_GUARDED_BY(_lock) = nullptr;
 };
 
-// A dictionary from a property list file. A file that is not there gives nil; one that is damaged
-// does so too, and adds a line about it.
+// Returns a dictionary from a property list file; nil if there is none. Adds a line about a file
+// that is damaged or is no regular file.
 HxDictionary readDictionaryFile(const HxString& path, std::vector<HxString>& reports);
 
-// Writes the lines through HxLog; not to be called with a lock held.
+// Writes the lines through HxLog. Not to be called with a lock held.
 void logReports(const std::vector<HxString>& reports);
 
-// The library's bundle: the first of the folders whose Info.plist has its identifier, else a bundle
-// of nothing. Adds lines about damaged files.
+// Returns the library's bundle: the first of the folders whose Info.plist has its identifier, else
+// a bundle of nothing. Adds lines about damaged files.
 HxBundle libraryBundleIn(const std::vector<std::string>& folders, std::vector<HxString>& reports);
 
 }  // namespace rondel::internal
