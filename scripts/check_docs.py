@@ -48,7 +48,8 @@ def run(program, folder):
     """Returns why the program did not end well, or nothing."""
     try:
         done = subprocess.run([program], capture_output=True, text=True, errors="replace", cwd=folder,
-                              stdin=subprocess.DEVNULL, timeout=SECONDS)
+                              stdin=subprocess.DEVNULL, timeout=SECONDS,
+                              env={**os.environ, "XDG_CONFIG_HOME": str(folder)})  # settings go there
     except subprocess.TimeoutExpired:
         return f"still ran after {SECONDS} s"
     return f"status {done.returncode}\n{done.stdout}{done.stderr}" if done.returncode else ""
