@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <optional>
 
+#include "Rondel/core/propertylist/internal/ChangedDefaults.h"
 #include "Rondel/testing/Places.h"
 #include "Rondel/testing/ResourceListener.h"
 
@@ -30,5 +31,7 @@ int main(int argc, char** argv) {
   if (!getenv(kHomeVariable)) useHome(home.emplace());
   // GoogleTest owns its listeners.
   testing::UnitTest::GetInstance()->listeners().Append(new rondel::test::ResourceListener);
-  return RUN_ALL_TESTS();
+  const int result = RUN_ALL_TESTS();
+  rondel::internal::writeChangedDefaults();  // at exit their folder is gone
+  return result;
 }
