@@ -302,6 +302,24 @@ TEST_F(DefaultsFiles, ChangeAfterLaterDamageWritesTheLastContentsToo) {
   EXPECT_EQ(contentsOf(path + ".damaged"), "{");
 }
 
+TEST_F(DefaultsFiles, DamagedFileStaysWhereItIsIfNoNewOneCanBeWritten) {
+  for (const test::FileFault& fault : test::faultsOf({"lstat", "fsync", "rename"})) {
+    const std::string path = writeTool("{");
+    const Ref<HxUserDefaults> defaults = store();
+    defaults->setObject("1"_hx, "a"_hx);
+    {
+      const test::SystemCallsKept kept;
+      fault.install();
+      EXPECT_FALSE(defaults->synchronize()) << fault.name();
+      EXPECT_EQ(contentsOf(path), "{") << fault.name();
+      EXPECT_FALSE(std::filesystem::exists(path + ".damaged")) << fault.name();
+    }
+    EXPECT_TRUE(defaults->synchronize()) << fault.name();
+    EXPECT_EQ(contentsOf(path + ".damaged"), "{") << fault.name();
+    std::filesystem::remove(path + ".damaged");
+  }
+}
+
 TEST_F(DefaultsFiles, FileThatWasRemovedIsEmpty) {
   const std::string path = writeTool("{ a = 1; }");
   const Ref<HxUserDefaults> defaults = store();

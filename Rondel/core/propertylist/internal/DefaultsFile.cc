@@ -97,15 +97,29 @@ HxDictionary changedByWriting(const HxDictionary& entries, const HxData& written
   return changed.copy();
 }
 
-// Puts a damaged file beside its place, under a name that is free.
-bool setAside(const HxString& damaged) {
-  const std::string path = damaged.toStdString();
+// Puts a damaged file beside its place, under a name that is free. Returns that name; the empty
+// string with errno set if it stays.
+std::string setAside(const std::string& path) {
   std::string aside = path + ".damaged";
   struct stat status;
   for (int number = 2; fileCalls.lstat(aside.c_str(), &status) == 0; ++number) {
     aside = path + ".damaged-" + std::to_string(number);
   }
-  return errno == ENOENT && fileCalls.rename(path.c_str(), aside.c_str()) == 0;
+  const bool isMoved = errno == ENOENT && fileCalls.rename(path.c_str(), aside.c_str()) == 0;
+  return isMoved ? aside : std::string();
+}
+
+// Writes a file in place of a damaged one. Returns false, with errno set and the damaged file where
+// it was, if that fails.
+bool replaceDamagedFile(const HxString& damaged, const HxData& data) {
+  const std::string path = damaged.toStdString();
+  const std::string aside = setAside(path);
+  if (aside.empty()) return false;
+  if (data.writeToFile(damaged, true)) return true;
+  const int error = errno;
+  fileCalls.rename(aside.c_str(), path.c_str());
+  errno = error;
+  return false;
 }
 
 }  // namespace
@@ -191,10 +205,9 @@ DefaultsWriting changeUnderLock(const DefaultsPlace& place, const DefaultsConten
   // Removing what is not there is no reason to make a file or to give up a damaged one.
   const bool isSame = before.values ? data == dataOf(before.values) : after.values.isEmpty();
   if (isSame) return {std::move(found), std::move(before), nullptr};
-  const bool isFree = found.state != State::damaged || setAside(place.path);
-  if (!isFree || !data.writeToFile(place.path, true)) {
-    return {{}, {}, HxError::posixError(errno, place.path)};
-  }
+  const bool isWritten = found.state == State::damaged ? replaceDamagedFile(place.path, data)
+                                                       : data.writeToFile(place.path, true);
+  if (!isWritten) return {{}, {}, HxError::posixError(errno, place.path)};
   after.asWritten = changedByWriting(after.values, data);
   return {std::move(found), std::move(after), nullptr};
 }
