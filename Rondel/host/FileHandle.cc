@@ -5,11 +5,11 @@
 
 #include <cerrno>
 #include <cstring>
-#include <mutex>
 #include <utility>
 
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/object/internal/Mutex.h"
 #include "Rondel/core/report/Log.h"
 #include "Rondel/core/system/internal/FileCalls.h"
 #include "Rondel/core/values/internal/DataStorage.h"
@@ -21,6 +21,7 @@
 namespace rondel {
 
 using internal::fileCalls;
+using internal::MutexLock;
 using internal::RunLoopSource;
 using internal::SharedDescriptor;
 using internal::systemCalls;
@@ -28,14 +29,14 @@ using internal::systemCalls;
 namespace {
 
 constexpr std::size_t kChunkSize = 64 * 1024;
-// A pipe that always holds a whole chunk is read on without asking the run loop, so many times.
+// How often in a row a pipe that always holds a whole chunk is read without asking the run loop.
 constexpr int kReadsInOneTurn = 8;
-// After so many whole chunks in a row a pipe gets more room, and is read by as much at a time: that
+// After so many whole chunks in a row a pipe gets more room, and is read by as much at a time. That
 // saves both sides waits and calls, and still fits the caches.
 constexpr int kChunksBeforeGrowth = 8;
 constexpr std::size_t kLargeChunkSize = 256 * 1024;
 
-// How often a wait looks whether the handle was closed where the system refuses to tell it.
+// How often a wait looks whether the handle was closed if the system refuses an event for it.
 constexpr int kMillisecondsBetweenLooks = 50;
 
 constexpr int kLastStandardFile = 2;
@@ -45,7 +46,7 @@ constexpr int kLastStandardFile = 2;
                      strerrordesc_np(error));
 }
 
-// Bytes read, 0 at the end, or -1 with errno set; never EINTR.
+// Returns how many bytes it read, 0 at the end, or -1 with errno set, which is never EINTR.
 ssize_t readOnce(int descriptor, void* buffer, std::size_t size) {
   ssize_t count;
   do {
@@ -60,8 +61,8 @@ bool isHangUp(int fd, int error) {
   return error == EIO && fileCalls.fstat(fd, &facts) == 0 && S_ISCHR(facts.st_mode);
 }
 
-// What a read has left in a buffer for it. Little is handed out as a copy of its own size, so that
-// who keeps it keeps no more.
+// Returns what a read has put into the buffer. A small part is copied, so that whoever retains it
+// does not retain the whole buffer.
 HxData readBytes(HxMutableData& buffer, std::size_t length) {
   constexpr std::size_t kLeastPart = 4;
   if (length < buffer.length() / kLeastPart) return HxData::dataWithBytes(buffer.bytes(), length);
@@ -69,28 +70,70 @@ HxData readBytes(HxMutableData& buffer, std::size_t length) {
   return buffer;
 }
 
+// The background read of one thread. Only that thread touches the buffer.
+class BackgroundRead final : public HxObject {
+ public:
+  BackgroundRead(const Ref<HxRunLoop>& loop, const Ref<SharedDescriptor>& descriptor,
+                 HxFileHandle* handle, RunLoopSource::Ready ready)
+      : source(
+            makeRef<RunLoopSource>(loop, descriptor, RunLoopSource::Order::read, handle, ready)) {}
+
+  bool readChunk(const Ref<SharedDescriptor>& open, bool canGrow, HxData& data);
+  bool wasWhole(HxUInteger length) const { return length == _chunkSize; }
+
+  const Ref<RunLoopSource> source;
+
+ private:
+  ~BackgroundRead() override = default;
+  void growPipe(int fd);
+
+  HxMutableData _buffer = nullptr;
+  std::size_t _chunkSize = kChunkSize;
+  int _wholeChunks = 0;  // in a row
+};
+
+// Reads once. Returns false if there was nothing after all. Stores empty data at the end and after
+// an error.
+bool BackgroundRead::readChunk(const Ref<SharedDescriptor>& open, bool canGrow, HxData& data) {
+  internal::prepareForReading(_buffer, _chunkSize);
+  const ssize_t count = open ? readOnce(open->fd(), _buffer.mutableBytes(), _chunkSize) : 0;
+  const int error = count < 0 ? errno : 0;
+  if (error == EAGAIN || error == EWOULDBLOCK) return false;
+  if (error != 0 && !isHangUp(open->fd(), error)) {
+    HxLog("HxFileHandle: could not read from descriptor %d: %s"_hx, open->fd(),
+          strerrordesc_np(error));
+  }
+  const std::size_t length = count > 0 ? static_cast<std::size_t>(count) : 0;
+  data = readBytes(_buffer, length);
+  if (length == 0) _buffer = nullptr;
+  _wholeChunks = length == _chunkSize ? _wholeChunks + 1 : 0;
+  if (canGrow && _wholeChunks == kChunksBeforeGrowth) growPipe(open->fd());
+  return true;
+}
+
+void BackgroundRead::growPipe(int fd) {
+  if (_chunkSize == kLargeChunkSize) return;
+  const int size = systemCalls.fcntl(fd, F_SETPIPE_SZ, static_cast<int>(kLargeChunkSize));
+  if (size > 0) _chunkSize = kLargeChunkSize;  // else the system has none to spare
+}
+
 }  // namespace
 
 struct HxFileHandle::Impl {
   Impl(const Ref<SharedDescriptor>& open, bool isOurs) : descriptor(open), isPrivateEnd(isOurs) {}
 
-  std::mutex lock;                   // of these five
-  Ref<SharedDescriptor> descriptor;  // null once closed
-  Ref<SharedDescriptor> closing;     // an eventfd that ends waits; there once somebody has waited
-  Ref<RunLoopSource> source;         // of the background read
-  bool isPrivateEnd;                 // an end of our own pipe that no child shares
-  bool isNonBlocking = false;        // because we made it so
+  internal::Mutex lock;
+  Ref<SharedDescriptor> descriptor RONDEL_GUARDED_BY(lock);  // null once closed
+  // An eventfd that ends waits. There is one once somebody has waited.
+  Ref<SharedDescriptor> closing RONDEL_GUARDED_BY(lock);
+  Ref<BackgroundRead> read RONDEL_GUARDED_BY(lock);
+  bool isPrivateEnd RONDEL_GUARDED_BY(lock);           // of our own pipe, and no child shares it
+  bool isNonBlocking RONDEL_GUARDED_BY(lock) = false;  // because we made it so
 
-  HxMutableData buffer = nullptr;  // of the background read
-  std::size_t chunkSize = kChunkSize;
-  int wholeChunks = 0;  // in a row
-
-  void makeNonBlocking();
+  void makeNonBlocking() RONDEL_REQUIRES(lock);
   void waitFor(short events, const Ref<SharedDescriptor>& open, const char* purpose);
   Ref<SharedDescriptor> endOfWaits(const Ref<SharedDescriptor>& open, const char* purpose);
-  Ref<RunLoopSource> currentSource(Ref<SharedDescriptor>& open, bool& canReadOn);
-  bool readChunk(const Ref<SharedDescriptor>& open, HxData& data);
-  void growPipe(int number);
+  Ref<BackgroundRead> readOfThisThread(Ref<SharedDescriptor>& open, bool& canReadOn);
 };
 
 HxFileHandle::HxFileHandle(const Ref<SharedDescriptor>& descriptor, bool isPrivateEnd)
@@ -124,36 +167,37 @@ Ref<HxFileHandle> HxFileHandle::fileHandleWithNullDevice() {
 }
 
 int HxFileHandle::fileDescriptor() const noexcept {
-  const std::scoped_lock held(_impl->lock);
+  const MutexLock held(_impl->lock);
   return _impl->descriptor ? _impl->descriptor->fd() : -1;
 }
 
 void HxFileHandle::closeFile() {
-  Ref<SharedDescriptor> descriptor;  // closed when the last user lets go, outside the lock
+  Ref<SharedDescriptor> descriptor;  // these outlive the lock
   Ref<SharedDescriptor> closing;
-  Ref<RunLoopSource> source;
+  Ref<BackgroundRead> read;
   {
-    const std::scoped_lock held(_impl->lock);
+    const MutexLock held(_impl->lock);
     std::swap(descriptor, _impl->descriptor);
     std::swap(closing, _impl->closing);
-    std::swap(source, _impl->source);
+    std::swap(read, _impl->read);
   }
   const std::uint64_t one = 1;
   if (closing) systemCalls.write(closing->fd(), &one, sizeof one);
-  if (source) source->remove();
+  if (read) read->source->remove();
 }
 
-// A share of the descriptor for the time of a call, whose waits closeFile ends if they are ours.
-Ref<SharedDescriptor> HxFileHandle::openDescriptor(const char* purpose, bool waitsAreOurs) const {
-  const std::scoped_lock held(_impl->lock);
+// Returns a share of the descriptor for the time of a call, whose waits closeFile ends. Raises if
+// the handle is closed.
+Ref<SharedDescriptor> HxFileHandle::openDescriptor(const char* purpose) const {
+  const MutexLock held(_impl->lock);
   if (!_impl->descriptor) raiseFailure(purpose, -1, EBADF);
-  if (waitsAreOurs) _impl->makeNonBlocking();
+  _impl->makeNonBlocking();
   return _impl->descriptor;
 }
 
 // Returns the descriptor for a child, which finds it as it was made. Null if closed.
 Ref<SharedDescriptor> HxFileHandle::lendToChild() const {
-  const std::scoped_lock held(_impl->lock);
+  const MutexLock held(_impl->lock);
   if (!_impl->descriptor) return nullptr;
   if (_impl->isNonBlocking) systemCalls.fcntl(_impl->descriptor->fd(), F_SETFL, 0);
   _impl->isNonBlocking = false;
@@ -167,27 +211,24 @@ void HxFileHandle::readInBackgroundAndNotify() { readInBackgroundAndNotifyForMod
 
 void HxFileHandle::readInBackgroundAndNotifyForModes(const HxArray& modes) {
   const Ref<HxRunLoop> loop = HxRunLoop::currentRunLoop();
-  Ref<RunLoopSource> source;
-  Ref<RunLoopSource> ofOtherThread;
+  Ref<BackgroundRead> read;
+  Ref<BackgroundRead> ofOtherThread;
   {
-    const std::scoped_lock held(_impl->lock);
-    if (_impl->source && _impl->source->loop() != loop) {
-      std::swap(ofOtherThread, _impl->source);
-    }
-    if (!_impl->source) {
+    const MutexLock held(_impl->lock);
+    if (_impl->read && _impl->read->source->loop() != loop) std::swap(ofOtherThread, _impl->read);
+    if (!_impl->read) {
       _impl->makeNonBlocking();
-      _impl->source = makeRef<RunLoopSource>(loop, _impl->descriptor, RunLoopSource::Order::read,
-                                             this, descriptorIsReady);
-      if (!_impl->descriptor) _impl->source->raise();  // a closed handle is at its end
+      _impl->read = makeRef<BackgroundRead>(loop, _impl->descriptor, this, descriptorIsReady);
+      if (!_impl->descriptor) _impl->read->source->raise();  // a closed handle is at its end
     }
-    source = _impl->source;
+    read = _impl->read;
   }
-  if (ofOtherThread) ofOtherThread->remove();
-  source->arm(modes);
+  if (ofOtherThread) ofOtherThread->source->remove();
+  read->source->arm(modes);
 }
 
-// Only what nobody else shares. It lets a turn read on without asking first, and a close end a
-// write that waits. The lock is held.
+// Makes the descriptor non-blocking if nobody else shares it. Then a turn can read on without
+// asking first, and a close ends a read or a write that waits.
 void HxFileHandle::Impl::makeNonBlocking() {
   if (!isPrivateEnd || isNonBlocking || !descriptor) return;
   isNonBlocking = systemCalls.fcntl(descriptor->fd(), F_SETFL, O_NONBLOCK) == 0;
@@ -200,56 +241,33 @@ bool HxFileHandle::descriptorIsReady(HxObject& object) {
   for (int round = 0; round < kReadsInOneTurn; ++round) {
     Ref<SharedDescriptor> descriptor;
     bool canReadOn = false;
-    const Ref<RunLoopSource> source = impl.currentSource(descriptor, canReadOn);
+    const Ref<BackgroundRead> read = impl.readOfThisThread(descriptor, canReadOn);
     HxData data;
-    if (!source || !impl.readChunk(descriptor, data)) break;
+    if (!read || !read->readChunk(descriptor, canReadOn, data)) break;
     handled = true;
     const HxUInteger length = data.length();
-    length > 0 ? source->disarm() : source->park();
+    length > 0 ? read->source->disarm() : read->source->park();
     HxNotificationCenter::defaultCenter()->postNotification(
         HxFileHandleReadCompletionNotification, HxAny(&handle),
         HxDictionary::dictionaryWithObject(data, HxFileHandleNotificationDataItem));
-    if (!canReadOn || length < impl.chunkSize || !source->isArmedNow()) break;
+    if (!canReadOn || !read->wasWhole(length) || !read->source->isArmedNow()) break;
   }
   return handled;
 }
 
-// Null when the handle was closed meanwhile.
-Ref<RunLoopSource> HxFileHandle::Impl::currentSource(Ref<SharedDescriptor>& open, bool& canReadOn) {
-  const std::scoped_lock held(lock);
+// Returns null if the handle was closed meanwhile, or another thread has asked for the read.
+Ref<BackgroundRead> HxFileHandle::Impl::readOfThisThread(Ref<SharedDescriptor>& open,
+                                                         bool& canReadOn) {
+  const Ref<HxRunLoop> loop = HxRunLoop::currentRunLoop();
+  const MutexLock held(lock);
   open = descriptor;
   canReadOn = isNonBlocking;
-  return source;
-}
-
-// One read; false when there was nothing after all. Empty data at the end and after an error.
-bool HxFileHandle::Impl::readChunk(const Ref<SharedDescriptor>& open, HxData& data) {
-  internal::prepareForReading(buffer, chunkSize);
-  const ssize_t count = open ? readOnce(open->fd(), buffer.mutableBytes(), chunkSize) : 0;
-  const int error = count < 0 ? errno : 0;
-  if (error == EAGAIN || error == EWOULDBLOCK) return false;
-  if (error != 0 && !isHangUp(open->fd(), error)) {
-    HxLog("HxFileHandle: could not read from descriptor %d: %s"_hx, open->fd(),
-          strerrordesc_np(error));
-  }
-  const std::size_t length = count > 0 ? static_cast<std::size_t>(count) : 0;
-  data = readBytes(buffer, length);
-  if (length == 0) buffer = nullptr;
-  wholeChunks = length == chunkSize ? wholeChunks + 1 : 0;
-  if (wholeChunks == kChunksBeforeGrowth && chunkSize < kLargeChunkSize) growPipe(open->fd());
-  return true;
-}
-
-void HxFileHandle::Impl::growPipe(int number) {
-  const std::scoped_lock held(lock);
-  if (!isNonBlocking) return;
-  const int size = systemCalls.fcntl(number, F_SETPIPE_SZ, static_cast<int>(kLargeChunkSize));
-  if (size > 0) chunkSize = kLargeChunkSize;  // else the system has none to spare
+  return read && read->source->loop() == loop ? read : nullptr;
 }
 
 // ---- Reading and writing at once --------------------------------------------------------------
 
-// Until the descriptor is ready for these events. Raises when the handle is closed meanwhile.
+// Waits until the descriptor is ready for these events. Raises if the handle is closed meanwhile.
 void HxFileHandle::Impl::waitFor(short events, const Ref<SharedDescriptor>& open,
                                  const char* purpose) {
   const Ref<SharedDescriptor> end = endOfWaits(open, purpose);
@@ -258,10 +276,10 @@ void HxFileHandle::Impl::waitFor(short events, const Ref<SharedDescriptor>& open
   systemCalls.poll(two, 2, end ? -1 : kMillisecondsBetweenLooks);
 }
 
-// What closing makes readable; null when the system has none left.
+// Returns the event that a close makes readable; null if the system refuses one.
 Ref<SharedDescriptor> HxFileHandle::Impl::endOfWaits(const Ref<SharedDescriptor>& open,
                                                      const char* purpose) {
-  const std::scoped_lock held(lock);
+  const MutexLock held(lock);
   if (!descriptor) raiseFailure(purpose, open->fd(), EBADF);
   if (!closing) closing = internal::makeEvent();
   return closing;
@@ -269,7 +287,7 @@ Ref<SharedDescriptor> HxFileHandle::Impl::endOfWaits(const Ref<SharedDescriptor>
 
 HxData HxFileHandle::availableData() {
   static constexpr const char* kPurpose = "cannot read from";
-  const Ref<SharedDescriptor> descriptor = openDescriptor(kPurpose, false);
+  const Ref<SharedDescriptor> descriptor = openDescriptor(kPurpose);
   HxMutableData buffer = nullptr;
   internal::prepareForReading(buffer, kChunkSize);
   ssize_t count = readOnce(descriptor->fd(), buffer.mutableBytes(), kChunkSize);
@@ -292,7 +310,7 @@ HxData HxFileHandle::readDataToEndOfFile() {
 void HxFileHandle::writeData(const HxData& data) {
   static constexpr const char* kPurpose = "cannot write to";
   if (data.isEmpty()) return;
-  const Ref<SharedDescriptor> descriptor = openDescriptor(kPurpose, true);
+  const Ref<SharedDescriptor> descriptor = openDescriptor(kPurpose);
   const std::uint8_t* bytes = data.bytes();
   std::size_t left = data.length();
   while (left > 0) {

@@ -414,6 +414,44 @@ TEST_F(FileHandle, ReadMovesToTheThreadThatAsks) {
   EXPECT_FALSE(look());
 }
 
+// Adds up what arrives, on whichever thread.
+class Adder : public HxObject {
+ public:
+  void arrived(const HxNotification& notification) {
+    const auto data =
+        notification.userInfo().objectForKey<HxData>(HxFileHandleNotificationDataItem);
+    for (HxUInteger at = 0; at < data.length(); ++at) sum += data.bytes()[at];
+    if (data.isEmpty()) ended = true;
+  }
+  std::atomic<std::size_t> sum = 0;
+  std::atomic<bool> ended = false;
+};
+
+TEST_F(FileHandle, TwoThreadsThatAskInTurnsShareNoBuffer) {
+  const auto adder = makeRef<Adder>();
+  const auto center = HxNotificationCenter::defaultCenter();
+  center->addObserver<&Adder::arrived>(adder.get(), HxFileHandleReadCompletionNotification,
+                                       reading);
+  const std::string text(4'000'000, '\1');
+  std::thread writer([&] {
+    writing->writeData(bytes(text));
+    writing->closeFile();
+  });
+  const auto ask = [&] {
+    while (!adder->ended) {
+      reading->readInBackgroundAndNotify();
+      HxRunLoop::currentRunLoop()->runMode(HxDefaultRunLoopMode, nullptr);
+    }
+  };
+  std::thread other(ask);
+  ask();
+  other.join();
+  writer.join();
+  center->removeObserver(adder.get());
+  EXPECT_EQ(adder->sum, text.size());
+  reading->closeFile();
+}
+
 TEST(FileHandleOfFile, OrdinaryFileIsReadInTheBackground) {
   const test::TemporaryDirectory directory;
   const std::string text = pattern(200'000);
@@ -690,6 +728,22 @@ TEST_F(FileHandle, CloseEndsTheWaitsOfAllThreads) {
   EXPECT_TRUE(reason.hasSuffix(": Bad file descriptor"_hx));
 }
 
+TEST_F(FileHandle, CloseEndsAReadThatWaitsForAPipeMadeHere) {
+  for (const bool withoutEvent : {false, true}) {
+    const test::SystemCallsKept kept;
+    if (withoutEvent) test::failCall<&SystemCalls::eventfd>(1, EMFILE, 1000);
+    pipe = HxPipe::init();
+    HxString reason;
+    std::thread reader([&, handle = pipe->fileHandleForReading()] {
+      reason = reasonOf([&] { handle->availableData(); });
+    });
+    usleep(20'000);  // whether it waits by then or not
+    pipe->fileHandleForReading()->closeFile();
+    reader.join();
+    EXPECT_TRUE(reason.hasSuffix(": Bad file descriptor"_hx));
+  }
+}
+
 TEST_F(FileHandle, CloseDuringABlockedCallOfTheSystemLeavesTheNumberUntilItReturns) {
   const int number = fcntl(writing->fileDescriptor(), F_DUPFD_CLOEXEC, 0);
   writing = HxFileHandle::initWithFileDescriptor(number, true);  // stays blocking
@@ -699,8 +753,7 @@ TEST_F(FileHandle, CloseDuringABlockedCallOfTheSystemLeavesTheNumberUntilItRetur
   EXPECT_TRUE(writing->isClosed());
   EXPECT_FALSE(write.hasReturned());
   EXPECT_GE(fcntl(number, F_GETFD), 0);
-  char sink[4096];
-  while (!write.hasReturned()) EXPECT_GE(read(reading->fileDescriptor(), sink, sizeof sink), 0);
+  while (!write.hasReturned()) reading->availableData();
   EXPECT_TRUE(write.reason().isNil());
   EXPECT_LT(fcntl(number, F_GETFD), 0);
 }
