@@ -1,4 +1,17 @@
 // SPDX-License-Identifier: MIT
+//
+// A run loop repeats one pass: it makes the calls that other threads asked for, fires the timers
+// that are due, then waits in the poller and dispatches what that reports. It waits only if nothing
+// was called before, and at most until the next timer. The poller reports tokens, never fds, so
+// that a descriptor that was closed and opened again meanwhile is not mistaken for the old one.
+//
+//   runMode(default, distantFuture)     a read is armed, a timer is due in 5 ms
+//   makeCalls, fireTimers               nothing yet
+//   poller.wait(5)                      another thread calls performBlock, which raises the wake-up
+//   dispatch                            the wake-up is no source, so nothing was handled: again
+//   makeCalls                           makes the call
+//   poller.wait(0)                      the read is ready: dispatched too
+//   end                                 returns true; what the calls asked for is for the next pass
 #include "Rondel/host/RunLoop.h"
 
 #include <algorithm>
@@ -7,6 +20,7 @@
 #include <utility>
 
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/object/internal/KeptAlive.h"
 #include "Rondel/core/propertylist/internal/ChangedDefaults.h"
 #include "Rondel/host/Thread.h"
 #include "Rondel/host/Timer.h"
@@ -16,6 +30,7 @@ namespace rondel {
 
 using internal::Closure;
 using internal::kForever;
+using internal::MutexLock;
 using internal::Poller;
 using internal::RunLoopSource;
 using internal::steadyNow;
@@ -23,8 +38,9 @@ using internal::SteadyTime;
 
 namespace {
 
-// The loop of this thread, or null when it has none yet.
+// The loop of this thread, or null: not made yet, or ended.
 thread_local HxRunLoop* loopOfThread = nullptr;
+thread_local bool loopOfThreadHasEnded = false;
 
 [[noreturn]] void raiseSystemError(const HxString& what) {
   HxException::raise(HxInternalInconsistencyException, "%@: %s"_hx, what, strerrordesc_np(errno));
@@ -39,7 +55,9 @@ HxRunLoop::HxRunLoop() : _impl(new Impl) {}
 HxRunLoop::~HxRunLoop() = default;
 
 HxRunLoop::Impl::Impl() {
-  modes = {{.isCommon = true}, {.isCommon = true}};
+  modes.resize(2);
+  modes[kCommonModes].isCommon = true;
+  modes[kDefaultMode].isCommon = true;
   modeNumbers = {{HxRunLoopCommonModes, kCommonModes}, {HxDefaultRunLoopMode, kDefaultMode}};
 }
 
@@ -53,32 +71,43 @@ Ref<HxRunLoop> HxRunLoop::mainRunLoop() {
   return loop;
 }
 
+// Returns the loop that has ended, for threads that ask after their own one has.
+Ref<HxRunLoop> HxRunLoop::endedRunLoop() {
+  static const auto& loop = *[] {
+    auto* const ended = new Ref<HxRunLoop>(makeRef<HxRunLoop>());
+    (*ended)->_impl->close();
+    return ended;
+  }();
+  return loop;
+}
+
 Ref<HxRunLoop> HxRunLoop::currentRunLoop() {
-  if (!loopOfThread) {
-    if (HxThread::isMainThread()) {
-      loopOfThread = mainRunLoop().get();
-    } else {
-      // Closes the loop at the end of the thread, whoever holds it then.
-      thread_local struct Closer {
-        Ref<HxRunLoop> loop = makeRef<HxRunLoop>();
-        ~Closer() {
-          loop->_impl->close();
-          loopOfThread = nullptr;
-        }
-      } closer;
-      loopOfThread = closer.loop.get();
-    }
+  if (loopOfThread) return Ref<HxRunLoop>(loopOfThread);
+  if (loopOfThreadHasEnded) return endedRunLoop();
+  if (HxThread::isMainThread()) {
+    loopOfThread = mainRunLoop().get();
+  } else {
+    // Closes the loop at the end of the thread, whoever holds it then.
+    thread_local const struct Closer {
+      Ref<HxRunLoop> loop = makeRef<HxRunLoop>();
+      ~Closer() {
+        loop->_impl->close();
+        loopOfThread = nullptr;
+        loopOfThreadHasEnded = true;
+      }
+    } closer;
+    loopOfThread = closer.loop.get();
   }
   return Ref<HxRunLoop>(loopOfThread);
 }
 
 void HxRunLoop::Impl::close() {
   releaseKept(0);
-  std::vector<Slot> droppedSlots;
-  std::map<TimerKey, TimerEntry> droppedTimers;
+  std::vector<Slot> droppedSlots;  // these outlive the lock
+  std::unordered_map<std::uint64_t, TimerEntry> droppedTimers;
   std::deque<Call> droppedCalls;
   {
-    const std::scoped_lock held(lock);
+    const MutexLock held(lock);
     closed = true;
     for (Slot& slot : slots) {
       if (!slot.source) continue;
@@ -87,19 +116,19 @@ void HxRunLoop::Impl::close() {
       unwatch(*source);
       erase(*source);
     }
+    for (Mode& mode : modes) mode.timers.clear();
     droppedSlots.swap(slots);
     droppedTimers.swap(timers);
     droppedCalls.swap(calls);
     poller.close();
   }
-  for (auto& [key, entry] : droppedTimers) entry.timer->invalidate();
+  for (auto& [number, entry] : droppedTimers) entry.timer->invalidate();
 }
 
 bool HxRunLoop::Impl::isOwnThread() const noexcept {
   return loopOfThread && loopOfThread->_impl.get() == this;
 }
 
-// The lock is held.
 void HxRunLoop::Impl::wake() {
   if (wakeIsDue || isOwnThread() || !poller.isOpen()) return;
   wakeIsDue = true;
@@ -110,7 +139,7 @@ void HxRunLoop::Impl::wake() {
 
 void HxRunLoop::addCommonMode(const HxString& mode) {
   if (!mode) return;
-  const std::scoped_lock held(_impl->lock);
+  const MutexLock held(_impl->lock);
   _impl->modes[_impl->numberOfMode(mode)].isCommon = true;
 }
 
@@ -123,17 +152,29 @@ unsigned HxRunLoop::Impl::numberOfMode(const HxString& name) {
   return number;
 }
 
-// Whether what is in these modes takes part when this one runs.
+// Returns whether what is in these modes takes part when this one runs.
 bool HxRunLoop::Impl::includes(const ModeNumbers& set, unsigned mode) const {
-  return std::any_of(set.begin(), set.end(), [&](unsigned one) {
-    return one == mode || (one == kCommonModes && modes[mode].isCommon);
-  });
+  for (const unsigned one : set) {
+    if (one == mode || (one == kCommonModes && modes[mode].isCommon)) return true;
+  }
+  return false;
 }
 
 bool HxRunLoop::Impl::hasAnythingToWaitFor(unsigned mode) const {
-  const bool isCommon = modes[mode].isCommon;
-  return modes[mode].armedSources > 0 || (isCommon && modes[kCommonModes].armedSources > 0) ||
-         (isCommon && !calls.empty()) || nextDeadline(mode) != kForever;
+  const auto isInUse = [](const Mode& one) { return one.armedSources > 0 || !one.timers.empty(); };
+  if (isInUse(modes[mode])) return true;
+  return modes[mode].isCommon && (isInUse(modes[kCommonModes]) || !calls.empty());
+}
+
+// Returns whether a pass of the mode has something to do that the poller does not tell.
+bool HxRunLoop::Impl::hasWorkNow(unsigned mode) const {
+  if (modes[mode].isCommon && !calls.empty()) return true;
+  for (const auto* tokens : {&alwaysReady, &parked}) {
+    for (const std::uint64_t token : *tokens) {
+      if (wants(token, mode)) return true;
+    }
+  }
+  return false;
 }
 
 // ---- Running ----------------------------------------------------------------------------------
@@ -141,7 +182,7 @@ bool HxRunLoop::Impl::hasAnythingToWaitFor(unsigned mode) const {
 // Begins with what is kept from outside any turn, and ends with letting it go.
 class HxRunLoop::Impl::Turn {
  public:
-  Turn(Impl& impl, unsigned mode)
+  Turn(Impl& impl, unsigned mode) RONDEL_REQUIRES(impl.lock)
       : _impl(impl),
         _mark(impl.depth == 0 ? 0 : impl.kept.size()),
         _outerMode(std::exchange(impl.runningMode, mode)) {
@@ -151,7 +192,7 @@ class HxRunLoop::Impl::Turn {
   ~Turn() {
     _impl.releaseKept(_mark);
     --_impl.depth;
-    const std::scoped_lock held(_impl.lock);
+    const MutexLock held(_impl.lock);
     _impl.runningMode = _outerMode;
   }
   Turn(const Turn&) = delete;
@@ -173,13 +214,17 @@ bool HxRunLoop::runMode(const HxString& mode, std::int64_t deadline) {
                        "a run loop can be run on its own thread only"_hx);
   }
   if (!mode) return false;
-  std::unique_lock held(_impl->lock);
+  MutexLock held(_impl->lock);
+  if (_impl->closed) return false;
   const unsigned number = _impl->numberOfMode(mode);
   const bool hasAnything = number != Impl::kCommonModes && _impl->hasAnythingToWaitFor(number);
+  // Another loop polls the descriptor: what nobody waits for any more must be taken off it.
+  const bool looksOnly = !hasAnything && _impl->isEmbedded && number != Impl::kCommonModes;
   if (hasAnything) _impl->openPoller();
   const Impl::Turn turn(*_impl, number);
   held.unlock();
   if (hasAnything) _impl->pass(number, deadline);
+  if (looksOnly) _impl->pass(number, 0);
   internal::writeChangedDefaults();
   return hasAnything;
 }
@@ -191,16 +236,16 @@ void HxRunLoop::runUntilDate(const HxDate& limit) { runUntil(internal::steadyTim
 void HxRunLoop::runUntil(std::int64_t deadline) {
   struct Run {
     explicit Run(Impl& loop) : impl(loop) {
-      const std::scoped_lock held(impl.lock);
+      const MutexLock held(impl.lock);
       ++impl.runs;
     }
     ~Run() {
-      const std::scoped_lock held(impl.lock);
+      const MutexLock held(impl.lock);
       --impl.runs;
       impl.stopAsked = false;
     }
     bool isToStop() const {
-      const std::scoped_lock held(impl.lock);
+      const MutexLock held(impl.lock);
       return impl.stopAsked;
     }
     Impl& impl;
@@ -210,17 +255,23 @@ void HxRunLoop::runUntil(std::int64_t deadline) {
 }
 
 void HxRunLoop::stop() {
-  const std::scoped_lock held(_impl->lock);
+  const MutexLock held(_impl->lock);
   if (_impl->runs == 0) return;
   _impl->stopAsked = true;
   _impl->wake();
 }
 
-void HxRunLoop::retainUntilEndOfTurn(const HxHandle& object) { _impl->kept.push_back(object); }
+void HxRunLoop::retainUntilEndOfTurn(const HxHandle& object) {
+  {
+    const MutexLock held(_impl->lock);
+    if (_impl->closed) return;
+  }
+  _impl->kept.push_back(object);
+}
 
 bool HxRunLoop::isInPass() const noexcept { return _impl->depth > 0; }
 
-// The last ones, until so many are left. What is let go of may keep others.
+// Lets go of the last ones until so many are left. An object that goes may keep others.
 void HxRunLoop::Impl::releaseKept(std::size_t left) {
   while (kept.size() > left) {
     const HxAny last = std::move(kept.back());
@@ -228,7 +279,6 @@ void HxRunLoop::Impl::releaseKept(std::size_t left) {
   }
 }
 
-// The lock is held.
 void HxRunLoop::Impl::openPoller() {
   if (!poller.open()) raiseSystemError("a run loop cannot wait"_hx);
 }
@@ -237,32 +287,35 @@ void HxRunLoop::Impl::openPoller() {
 void HxRunLoop::Impl::pass(unsigned mode, SteadyTime deadline) {
   bool isOver = false;
   while (!isOver) {
-    const std::uint64_t lastNumber = lastTimerNumber();  // what the calls set is for the next pass
+    const std::uint64_t lastNumber = lastTimerNumber();  // what the calls add is for the next pass
     const bool called = makeCalls(mode);
     const bool fired = fireTimers(mode, lastNumber);
     const bool alreadyDone = called || fired;
     const bool dispatched = waitAndDispatch(mode, alreadyDone ? 0 : deadline);
-    const std::scoped_lock held(lock);
+    const MutexLock held(lock);
     isOver = alreadyDone || dispatched || stopAsked || !hasAnythingToWaitFor(mode) ||
              steadyNow() >= deadline;
   }
 }
 
 std::uint64_t HxRunLoop::Impl::lastTimerNumber() {
-  const std::scoped_lock held(lock);
+  const MutexLock held(lock);
   return timerNumber;
 }
 
-// Those that are there now; what they ask for in turn comes in the next pass.
+// Makes the calls that are there now. What they ask for in turn comes in the next pass.
 bool HxRunLoop::Impl::makeCalls(unsigned mode) {
-  std::unique_lock held(lock);
+  MutexLock held(lock);
   if (!modes[mode].isCommon) return false;
   const std::size_t due = calls.size();
   for (std::size_t made = 0; made < due && !calls.empty(); ++made) {
-    const Call call = std::move(calls.front());
+    Call call = std::move(calls.front());
     calls.pop_front();
     held.unlock();
-    call.closure->call();
+    {
+      const Call dropped = std::move(call);  // outside the lock
+      dropped.closure->call();
+    }
     held.lock();
   }
   return due > 0;
@@ -271,12 +324,11 @@ bool HxRunLoop::Impl::makeCalls(unsigned mode) {
 bool HxRunLoop::Impl::waitAndDispatch(unsigned mode, SteadyTime deadline) {
   std::size_t ready = 0;
   {
-    const std::scoped_lock held(lock);
+    const MutexLock held(lock);
     watchArmedAgain(mode);
     batch.clear();
     for (const std::uint64_t token : alwaysReady) {
-      const RunLoopSource* source = find(token);
-      if (source->_armed && includes(source->_modes, mode)) batch.push_back(token);
+      if (wants(token, mode)) batch.push_back(token);
     }
     ready = batch.size();
     batch.resize(ready + slots.size() + 1);  // all sources, and the wake-up
@@ -292,33 +344,36 @@ bool HxRunLoop::Impl::waitAndDispatch(unsigned mode, SteadyTime deadline) {
 // From here on another thread that wants attention has to write again. What was asked for before is
 // found by whatever comes next: no pass waits before it has made the calls that are there.
 void HxRunLoop::Impl::noteWakeUp() {
-  const std::scoped_lock held(lock);
+  const MutexLock held(lock);
   wakeIsDue = false;
 }
 
-// The lock is held. Sources that were taken out because they were ready while a mode ran that is
-// not theirs.
+// Watches the sources again that were ready, and taken out, while a mode ran that is not theirs.
 void HxRunLoop::Impl::watchArmedAgain(unsigned mode) {
-  std::erase_if(parked, [&](std::uint64_t token) {
-    RunLoopSource* const source = find(token);
-    if (!source || !source->_armed) return true;
-    if (!includes(source->_modes, mode)) return false;
-    watch(*source);
-    return true;
-  });
+  for (std::size_t at = 0; at < parked.size();) {
+    RunLoopSource* const source = find(parked[at]);
+    const bool isArmed = source && source->_armed;
+    if (isArmed && !includes(source->_modes, mode)) {
+      ++at;
+      continue;
+    }
+    if (isArmed) watch(*source);  // may raise, and is then tried again
+    parked[at] = parked.back();
+    parked.pop_back();
+  }
 }
 
-// The first tokens of the batch. It holds everything that is ready, so that no exit is told before
-// a read that was ready too.
+// Dispatches the first tokens of the batch. It holds everything that is ready, so that no exit is
+// told before a read that was ready too.
 bool HxRunLoop::Impl::dispatch(unsigned mode, std::size_t count) {
   const std::uint64_t turn = turns;
   bool handled = false;
   for (const auto order : {RunLoopSource::Order::read, RunLoopSource::Order::exit}) {
     for (std::size_t index = 0; index < count; ++index) {
       RunLoopSource::Ready ready = nullptr;
-      const Ref<HxObject> target = targetOf(batch[index], order, mode, ready);
+      const HxAny target = targetOf(batch[index], order, mode, ready);
       if (!target) continue;
-      handled |= ready(*target);
+      handled |= ready(*target.object());
       // A nested pass may have taken what the rest of this batch tells of. It will be told again.
       if (turns != turn) return true;
     }
@@ -326,45 +381,66 @@ bool HxRunLoop::Impl::dispatch(unsigned mode, std::size_t count) {
   return handled;
 }
 
-// Whom to call for a token that the system reported, if anyone.
-Ref<HxObject> HxRunLoop::Impl::targetOf(std::uint64_t token, RunLoopSource::Order order,
-                                        unsigned mode, RunLoopSource::Ready& ready) {
+// Returns the object to call for a token that the system reported, or nil.
+HxAny HxRunLoop::Impl::targetOf(std::uint64_t token, RunLoopSource::Order order, unsigned mode,
+                                RunLoopSource::Ready& ready) {
   if (token == Poller::kWakeUp) return nullptr;
-  const std::scoped_lock held(lock);
+  const MutexLock held(lock);
   RunLoopSource* const source = find(token);
   if (!source || source->_order != order) return nullptr;
-  if (!source->_armed || !includes(source->_modes, mode)) {
+  if (!wants(token, mode)) {
     // Nobody wants it now; left where it is, it would be reported again at once, for ever.
     if (source->_armed) parked.push_back(token);
     unwatch(*source);
     return nullptr;
   }
   ready = source->_ready;
-  // When the target is just being destroyed on another thread, its destructor waits for the lock.
-  return source->_target->retainIfAlive() ? Ref<HxObject>::adopt(source->_target) : nullptr;
+  // While another thread destroys the target, its destructor waits for the lock.
+  return internal::keptAlive(source->_target);
+}
+
+// ---- Inside another loop ------------------------------------------------------------------------
+
+int HxRunLoop::fileDescriptor() {
+  const MutexLock held(_impl->lock);
+  if (_impl->closed) return -1;
+  _impl->openPoller();
+  _impl->isEmbedded = true;
+  return _impl->poller.fd();
+}
+
+int HxRunLoop::pollTimeout(const HxString& mode) const {
+  constexpr int kForEver = -1;
+  const MutexLock held(_impl->lock);
+  const auto known = _impl->modeNumbers.find(mode);
+  if (known == _impl->modeNumbers.end() || known->second == Impl::kCommonModes) return kForEver;
+  if (_impl->hasWorkNow(known->second)) return 0;
+  return internal::millisecondsUntil(_impl->nextDeadline(known->second));
 }
 
 // ---- Calls from other threads -----------------------------------------------------------------
 
 void HxRunLoop::Impl::Waiter::wait() {
-  std::unique_lock held(lock);
-  change.wait(held, [this] { return done; });
+  const MutexLock held(_lock);
+  while (!_isDone) _change.wait(_lock);
 }
 
 void HxRunLoop::Impl::Waiter::finish() {
-  const std::scoped_lock held(lock);
-  done = true;
-  change.notify_all();
+  const MutexLock held(_lock);
+  _isDone = true;
+  _change.notifyAll();
 }
 
 void HxRunLoop::enqueue(Ref<Closure> closure, const HxObject* target, bool waitUntilDone) {
-  if (waitUntilDone && currentRunLoop().get() == this) return closure->call();
+  if (waitUntilDone && currentRunLoop().get() == this && _impl->isOwnThread()) {
+    return closure->call();
+  }
   Impl::Call call(std::move(closure), target);
   if (waitUntilDone) call.waiter = std::make_shared<Impl::Waiter>();
   const std::shared_ptr<Impl::Waiter> waiter = call.waiter;
   {
     Impl::Call dropped = std::move(call);  // outlives the lock, if it is not taken
-    const std::scoped_lock held(_impl->lock);
+    const MutexLock held(_impl->lock);
     if (!_impl->closed) {
       _impl->calls.push_back(std::move(dropped));
       _impl->wake();
@@ -397,12 +473,12 @@ void HxRunLoop::cancelPerformSelectorsWithTarget(const HxObject* target) {
   std::vector<Impl::Call> droppedCalls;  // outlive the lock
   std::vector<Ref<HxTimer>> droppedTimers;
   {
-    const std::scoped_lock held(_impl->lock);
+    const MutexLock held(_impl->lock);
     for (auto& call : _impl->calls) {
       if (call.target == target) droppedCalls.push_back(std::move(call));
     }
     std::erase_if(_impl->calls, [](const Impl::Call& call) { return !call.closure; });
-    for (auto& [key, entry] : _impl->timers) {
+    for (auto& [number, entry] : _impl->timers) {
       if (entry.cancelTarget == target) droppedTimers.push_back(entry.timer);
     }
   }

@@ -1,29 +1,32 @@
 // SPDX-License-Identifier: MIT
 //
-// HxRunLoop: waits for what happens outside and makes the calls that it leads to.
+// HxRunLoop: waits for events of one thread and calls whoever is to hear of them.
 //
 //   while (!done) HxRunLoop::currentRunLoop()->runMode(HxDefaultRunLoopMode,
 //                                                      HxDate::distantFuture());
 //   HxRunLoop::mainRunLoop()->perform<&Window::show>(window);       // from any thread
 //
 // Each thread has one run loop, made on first use. It waits for descriptors (background reads of
-// HxFileHandle, exits of HxTask), for timers, and for calls from other threads. It never turns
-// without cause: a thread that waits takes no processor time.
+// HxFileHandle, exits of HxTask), for signals (HxSignalSource), for timers (HxTimer), and for calls
+// from other threads. It never polls: a thread that waits takes no processor time.
 //
-// Modes. A mode is a name for a set of things to wait for; each thing is in one mode or more, and a
-// pass looks at those of its own mode only. HxDefaultRunLoopMode is the everyday one. What is put
-// into HxRunLoopCommonModes is in the default mode and in every mode that was made common by
-// addCommonMode.
+// Modes. A mode is a name for a set of things to wait for. Each thing is in one mode or more, and a
+// pass handles those of its own mode only. HxDefaultRunLoopMode is the usual one. What is put into
+// HxRunLoopCommonModes is in the default mode and in every mode that addCommonMode was called for.
 //
-// Order. One pass makes, in this order: the calls from other threads and the timers that are due;
-// then reads; then exits of children. So output is seen before the exit where both are there.
-// Passes may be nested: a call may run the loop again, in the same mode or another one.
+// Order. One pass makes the calls from other threads and fires the timers that are due. Then it
+// handles reads, and after them exits of children. So output is seen before the exit if both are
+// there. Passes may be nested: a call may run the loop again, in the same mode or in another one.
 //
-// Threads. runMode, run, runUntilDate, retainUntilEndOfTurn and isInPass belong to the loop's own
-// thread; all else may be called on any thread. When a thread ends, its loop drops what it waits
-// for, calls that were not made yet included, and lets go of what it kept.
+// Threads. runMode, run, runUntilDate, retainUntilEndOfTurn, isInPass, fileDescriptor and
+// pollTimeout belong to the loop's own thread. All else may be called on any thread. When a thread
+// ends, its loop drops what it waits for, including calls that were not made yet, and releases what
+// it retains. From then on it takes nothing: calls are dropped, timers are invalidated, and no mode
+// has anything to wait for. currentRunLoop called even later, in the destructor of a thread-local
+// object, returns such a loop too.
 //
-// What a call raises passes through the pass to the caller of runMode; nothing is lost by that.
+// An exception that a call raises passes through the pass to the caller of runMode. Nothing else is
+// lost by that.
 #pragma once
 
 #include "Rondel/core/object/internal/OwnedPointer.h"
@@ -40,8 +43,7 @@ class RunLoopSource;
 }
 
 inline constexpr HxString HxDefaultRunLoopMode = "HxDefaultRunLoopMode"_hx;
-// Not a mode that can be run, which gives false: stands for the default mode and all modes made
-// common.
+// Stands for the default mode and all modes that were made common. It cannot be run itself.
 inline constexpr HxString HxRunLoopCommonModes = "HxRunLoopCommonModes"_hx;
 
 class RONDEL_EXPORT HxRunLoop final : public HxObject {
@@ -49,46 +51,49 @@ class RONDEL_EXPORT HxRunLoop final : public HxObject {
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  // The loop of the calling thread; never nil.
+  // Returns the loop of the calling thread. Never nil.
   static Ref<HxRunLoop> currentRunLoop();
-  // The loop of the process's first thread; never nil, and never dropped.
+  // Returns the loop of the process's first thread. Never nil, and never destroyed.
   static Ref<HxRunLoop> mainRunLoop();
 
   // ---- Running
 
   // Runs one pass of the mode: waits until something of this mode happens, at most until the date,
   // and makes the calls for all that has happened by then. A date in the past, or nil, looks and
-  // does not wait. True also when the date came first; false, at once, when the mode has nothing
-  // to wait for. Raises HxException when the system refuses the means to wait.
+  // does not wait. Returns true, also if the date came first. Returns false at once if the mode has
+  // nothing to wait for. Raises HxException if the system refuses the means to wait, or if the
+  // thread is not the loop's own.
   bool runMode(const HxString& mode, const HxDate& limit);
   // Runs passes of the default mode until nothing is left to wait for, or until stop().
   void run();
-  // The same, at most until the date.
+  // Runs passes of the default mode until nothing is left to wait for, until stop(), or until the
+  // date.
   void runUntilDate(const HxDate& limit);
-  // Ends the innermost run or runUntilDate after its current pass; nothing when there is none. Any
-  // thread.
+  // Ends the innermost run or runUntilDate after its current pass. Does nothing if there is none.
   void stop();
-  // Puts all that is in HxRunLoopCommonModes, now and later, into this mode too.
+  // Adds all that is in HxRunLoopCommonModes, now and later, to this mode. Nil does nothing.
   void addCommonMode(const HxString& mode);
 
   // ---- Keeping
 
-  // Keeps the object alive until the current pass ends; outside any pass, until the next one of
-  // this thread ends or the thread does. In nested passes it is the innermost that counts. For an
-  // object that calls out and may be dropped by whom it calls.
+  // Retains the object until the current pass ends, the innermost one if they are nested. Outside
+  // any pass, retains it until the next pass of this thread ends, or the thread does. For an object
+  // that calls others, which may drop it.
   void retainUntilEndOfTurn(const HxHandle& object);
   // Returns whether a pass of this loop is under way.
   bool isInPass() const noexcept;
 
   // ---- Calls
 
-  // Has this loop call `Operation` of the target in its next pass of a common mode. The operation
-  // takes nothing or one HxAny. Calls are made in the order in which they came, and target and
-  // argument live at least until then. With waitUntilDone the caller sleeps until the call was
-  // made (or dropped, because the loop's thread ended); on the loop's own thread it is made at
-  // once.
+  // Makes this loop call `Operation` of the target in its next pass of a common mode. The operation
+  // takes nothing or one HxAny. Calls are made in the order in which they were asked for. The loop
+  // retains target and argument until then. A null target does nothing.
+  //
+  // With waitUntilDone, waits until the call was made, or dropped because the loop's thread ended.
+  // On the loop's own thread it is then made at once.
   template <auto Operation, class T>
   void perform(T* target, const HxHandle& argument = nullptr, bool waitUntilDone = false) {
+    if (!target) return;
     enqueue(internal::makeOperationClosure<Operation>(target, argument), target, waitUntilDone);
   }
   // The same with the operation that the target's class registered under this name.
@@ -100,22 +105,42 @@ class RONDEL_EXPORT HxRunLoop final : public HxObject {
     enqueue(internal::makeClosure(std::forward<F>(block)), nullptr, waitUntilDone);
   }
 
-  // Has this loop make the call in the default mode once so many seconds have passed; 0 means the
-  // pass after this one.
+  // Makes this loop call `Operation` of the target in the default mode after so many seconds. 0
+  // means the pass after this one. A null target does nothing.
   template <auto Operation, class T>
   void performAfterDelay(T* target, const HxHandle& argument, HxTimeInterval seconds) {
+    if (!target) return;
     enqueueAfterDelay(internal::makeOperationClosure<Operation>(target, argument), target, seconds);
   }
+  // The same with the operation that the target's class registered under this name.
   void performSelectorAfterDelay(HxSelector selector, const HxHandle& target,
                                  const HxHandle& argument, HxTimeInterval seconds);
 
   // Takes back the calls to this target that were asked of this loop and not made yet, delayed or
-  // not.
+  // not. Nil does nothing.
   void cancelPerformSelectorsWithTarget(const HxObject* target);
 
-  // Lets the timer fire on this loop, in this mode; see HxTimer. A timer is on one loop at most,
-  // and may be in several of its modes.
+  // Adds the timer to this mode of this loop; see HxTimer. A timer may be in several modes of one
+  // loop. Raises HxException (HxInvalidArgumentException) if it is on another loop. Invalidates the
+  // timer if the loop's thread has ended. Nil, and an invalid timer, do nothing.
   void addTimer(const Ref<HxTimer>& timer, const HxString& mode);
+
+  // ---- Inside another loop
+  //
+  // A tool with a loop of its own, around poll (POSIX) or epoll (Linux), serves this loop from it:
+  //
+  //   pollfd ready[] = {{loop->fileDescriptor(), POLLIN, 0}, ...};
+  //   poll(ready, 2, loop->pollTimeout());
+  //   loop->runMode(HxDefaultRunLoopMode, nullptr);      // handles what is due, never waits
+
+  // Returns a descriptor that is readable once a pass may have something to do. It may be so
+  // without cause, until the next runMode. The loop owns it: do not read or close it. Returns -1 if
+  // the loop's thread has ended. Raises HxException if the system refuses the means to wait.
+  int fileDescriptor();
+  // Returns how many milliseconds may pass until runMode must be called for the mode, even if the
+  // descriptor is not readable: 0 if it has something to do now, -1 for no limit. Ask right before
+  // each poll.
+  int pollTimeout(const HxString& mode = HxDefaultRunLoopMode) const;
 
  private:
   friend class HxTimer;
@@ -125,22 +150,25 @@ class RONDEL_EXPORT HxRunLoop final : public HxObject {
   HxRunLoop();
   ~HxRunLoop() override;
 
+  static Ref<HxRunLoop> endedRunLoop();
   bool runMode(const HxString& mode, std::int64_t deadline);  // on the steady clock
   void runUntil(std::int64_t deadline);
   void enqueue(Ref<internal::Closure> call, const HxObject* target, bool waitUntilDone);
   void enqueueAfterDelay(const Ref<internal::Closure>& call, const HxObject* target,
                          HxTimeInterval seconds);
+  void schedule(Ref<HxTimer> timer, const HxString& mode, const HxObject* cancelTarget);
 
   struct Impl;
   const internal::OwnedPointer<Impl> _impl;
 };
 
-// Calls on the process's first thread; see HxRunLoop::perform.
+// Calls `Operation` of the target on the process's first thread; see HxRunLoop::perform.
 template <auto Operation, class T>
 void performOnMainThread(T* target, const HxHandle& argument = nullptr,
                          bool waitUntilDone = false) {
   HxRunLoop::mainRunLoop()->perform<Operation>(target, argument, waitUntilDone);
 }
+// Calls the named operation on the process's first thread; see HxRunLoop::performSelector.
 inline void performSelectorOnMainThread(const HxHandle& target, HxSelector selector,
                                         const HxHandle& argument = nullptr,
                                         bool waitUntilDone = false) {

@@ -3,8 +3,10 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <stdexcept>
@@ -327,6 +329,70 @@ TEST(RunLoop, EndOfAThreadDropsItsCallsAndLetsWaitersGo) {
   EXPECT_EQ(diary, "~");
 }
 
+TEST(RunLoop, NilTargetIsNotCalled) {
+  const auto loop = HxRunLoop::currentRunLoop();
+  Probe* const nobody = nullptr;
+  loop->perform<&Probe::call>(nobody);
+  loop->perform<&Probe::call>(nobody, nullptr, true);
+  loop->performAfterDelay<&Probe::call>(nobody, nullptr, 0);
+  loop->performSelector(HxSelector("call"), nullptr);
+  loop->performSelectorAfterDelay(HxSelector("call"), nullptr, nullptr, 0);
+  std::thread([&] { performOnMainThread<&Probe::call>(nobody, nullptr, true); }).join();
+  EXPECT_FALSE(look());
+}
+
+TEST(RunLoop, TargetThatGoesWithItsCallMayUseTheLoop) {
+  class Leaver : public HxObject {
+   public:
+    ~Leaver() override {
+      HxRunLoop::currentRunLoop()->cancelPerformSelectorsWithTarget(this);
+      HxRunLoop::currentRunLoop()->performBlock([] {});
+    }
+    void call() {}
+  };
+  HxRunLoop::currentRunLoop()->perform<&Leaver::call>(makeRef<Leaver>().get());
+  EXPECT_TRUE(look());
+  EXPECT_TRUE(look());
+  EXPECT_FALSE(look());
+}
+
+// Its destructor runs after the loop of the thread has ended.
+struct LateUser {
+  ~LateUser() {
+    if (run) run();
+  }
+  std::function<void()> run;
+};
+
+TEST(RunLoop, LoopOfAThreadThatIsEndingTakesNothing) {
+  std::string diary;
+  bool wasRun = false;
+  std::thread([&] {
+    thread_local LateUser user;
+    user.run = [&] {
+      const auto loop = HxRunLoop::currentRunLoop();
+      ASSERT_TRUE(loop);
+      EXPECT_EQ(loop, HxRunLoop::currentRunLoop());
+      EXPECT_FALSE(look());
+      loop->perform<&Probe::call>(makeRef<Probe>(&diary).get());
+      loop->performBlock([&] { diary += 'x'; }, true);
+      loop->retainUntilEndOfTurn(makeRef<Probe>(&diary));
+      const auto timer = HxTimer::scheduledTimerWithTimeInterval<&Probe::fired>(
+          1, makeRef<Probe>(&diary).get(), nullptr, true);
+      EXPECT_FALSE(timer->isValid());
+      const auto source = watched([] { return true; });
+      source->source->arm(nullptr);
+      EXPECT_FALSE(look());
+      loop->run();
+      loop->stop();
+      wasRun = true;
+    };
+    HxRunLoop::currentRunLoop()->performBlock([] {});
+  }).join();
+  EXPECT_TRUE(wasRun);
+  EXPECT_EQ(diary, "~~~");
+}
+
 // ---- Turns
 
 TEST(RunLoop, KeepsObjectsUntilTheTurnEnds) {
@@ -595,6 +661,103 @@ TEST(RunLoop, DescriptorThatCannotBeWatchedRaises) {
   EXPECT_FALSE(look());
   source->source->arm(nullptr);  // recovers
   EXPECT_TRUE(look());
+}
+
+// ---- Inside another loop
+
+// Polls as another loop does. Returns whether it would have gone to sleep for good.
+bool pollOnce(int milliseconds) {
+  const auto loop = HxRunLoop::currentRunLoop();
+  pollfd ready = {.fd = loop->fileDescriptor(), .events = POLLIN, .revents = 0};
+  const int timeout = loop->pollTimeout();
+  return poll(&ready, 1, timeout < 0 ? milliseconds : std::min(timeout, milliseconds)) == 0 &&
+         timeout < 0;
+}
+
+// Serves the loop until nothing is left to do.
+void serve() {
+  while (!pollOnce(20)) look();
+}
+
+TEST(EmbeddedRunLoop, MakesCallsFiresTimersAndReads) {
+  const auto loop = HxRunLoop::currentRunLoop();
+  std::string diary;
+  const auto probe = makeRef<Probe>(&diary);
+  Ref<Watched> source;
+  source = watched([&] {
+    source->read();
+    diary += 'r';
+    source->source->disarm();
+    return true;
+  });
+  source->source->arm(nullptr);
+  source->write();
+  serve();
+  EXPECT_EQ(diary, "r");
+  loop->performBlock([&] { diary += 'c'; });
+  EXPECT_EQ(loop->pollTimeout(), 0);
+  serve();
+  EXPECT_EQ(diary, "rc");
+  loop->performAfterDelay<&Probe::call>(probe.get(), nullptr, 0.01);
+  EXPECT_GT(loop->pollTimeout(), 0);
+  serve();
+  EXPECT_EQ(diary, "rc!");
+  EXPECT_EQ(loop->pollTimeout(), -1);
+}
+
+TEST(EmbeddedRunLoop, CallFromAnotherThreadEndsThePoll) {
+  std::string diary;
+  const auto loop = HxRunLoop::currentRunLoop();
+  const int fd = loop->fileDescriptor();
+  std::thread caller([&] { loop->performBlock([&] { diary += 'x'; }, true); });
+  pollfd ready = {.fd = fd, .events = POLLIN, .revents = 0};
+  while (diary.empty()) {
+    poll(&ready, 1, loop->pollTimeout());
+    look();
+  }
+  caller.join();
+  serve();
+  EXPECT_EQ(diary, "x");
+}
+
+TEST(EmbeddedRunLoop, WhatNobodyWantsDoesNotSpin) {
+  const auto loop = HxRunLoop::currentRunLoop();
+  const auto source = watched([] { return true; });
+  source->source->arm(nullptr);
+  source->hangUp();
+  source->source->disarm();
+  std::thread([&] {
+    Probe target;
+    loop->perform<&Probe::call>(&target);
+    loop->cancelPerformSelectorsWithTarget(&target);
+  }).join();
+  int rounds = 0;
+  while (!pollOnce(0)) {
+    EXPECT_FALSE(look());
+    ASSERT_LT(++rounds, 4);
+  }
+}
+
+TEST(EmbeddedRunLoop, SourceOfAnotherModeIsDueWhenItsModeIsServed) {
+  const auto loop = HxRunLoop::currentRunLoop();
+  int calls = 0;
+  const auto source = watched([&] { return ++calls > 0; });
+  source->source->arm(modes(kPrivateMode));
+  source->write();
+  serve();  // takes it out
+  EXPECT_EQ(calls, 0);
+  EXPECT_EQ(loop->pollTimeout(kPrivateMode), 0);
+  look(kPrivateMode);
+  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(loop->pollTimeout("Never heard of"_hx), -1);
+  EXPECT_EQ(loop->pollTimeout(HxRunLoopCommonModes), -1);
+}
+
+TEST(EmbeddedRunLoop, HasNoDescriptorOnceItsThreadHasEnded) {
+  Ref<HxRunLoop> loop;
+  std::thread([&] { loop = HxRunLoop::currentRunLoop(); }).join();
+  EXPECT_EQ(loop->fileDescriptor(), -1);
+  EXPECT_EQ(loop->pollTimeout(), -1);
 }
 
 // ---- The system refuses

@@ -1,17 +1,22 @@
 // SPDX-License-Identifier: MIT
 //
-// HxTimer: a call that a run loop makes when the time has come, once or again and again.
+// HxTimer: a call that a run loop makes after a time, once or repeatedly.
 //
 //   _timer = HxTimer::scheduledTimerWithTimeInterval<&Cache::sweep>(5.0, this, nullptr, true);
 //   ...
 //   void Cache::sweep(HxTimer& timer) { ... timer.invalidate(); }
 //
-// The loop owns a timer until it is invalid, and the timer owns its target and user info that long.
-// Time is measured with a steady clock, so that setting the system's clock moves no timer. A loop
-// that was busy fires late, and a repeating timer then leaves out the times that it missed.
+// The loop retains a timer while it is valid, and the timer retains its target and user info that
+// long. Time is measured on a steady clock (CLOCK_MONOTONIC, POSIX), so that setting the system's
+// clock moves no timer. A loop that was busy fires late, and a repeating timer then skips the times
+// that it missed. It also skips those that pass during its own call: if that runs the loop, the
+// timer does not fire inside it. A valid timer counts as something that its modes wait for.
 //
-// Threads: a timer fires on the thread of its loop. Any thread may invalidate it; on another thread
-// the call may be under way at that moment.
+// The call may invalidate and drop the timer. What it raises passes to the caller of runMode, or of
+// fire; a timer that repeats stays valid.
+//
+// Threads: a timer fires on the thread of its loop. Any thread may invalidate it. The call may be
+// under way on the loop's thread at that moment.
 #pragma once
 
 #include "Rondel/core/object/Object.h"
@@ -28,14 +33,15 @@ class RONDEL_EXPORT HxTimer final : public HxObject {
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  // A timer on the current run loop, in its default mode, that first fires after so many seconds.
-  // Less than a tenth of a millisecond counts as that.
+  // Returns a timer that is on the current run loop, in its default mode, and first fires after so
+  // many seconds. Less than 0.0001 s, and NaN, count as that; more than a century is never. A null
+  // target is not called. If the loop has ended, the timer is invalid.
   template <auto Operation, class T>
   static Ref<HxTimer> scheduledTimerWithTimeInterval(HxTimeInterval seconds, T* target,
                                                      const HxHandle& userInfo, bool repeats) {
     return schedule(timerWithTimeInterval<Operation>(seconds, target, userInfo, repeats));
   }
-  // The same, but on no loop yet; see HxRunLoop::addTimer.
+  // Returns a timer that is on no loop yet; see HxRunLoop::addTimer. Its time begins there.
   template <auto Operation, class T>
   static Ref<HxTimer> timerWithTimeInterval(HxTimeInterval seconds, T* target,
                                             const HxHandle& userInfo, bool repeats) {
@@ -45,17 +51,17 @@ class RONDEL_EXPORT HxTimer final : public HxObject {
         userInfo, repeats);
   }
 
-  // Takes the timer off its loop for good and drops target and user info. Once is enough.
+  // Takes the timer off its loop for good and releases target and user info.
   void invalidate();
-  // False from invalidate on, and after a timer that does not repeat has fired.
+  // Returns false after invalidate, and after a timer that does not repeat has fired.
   bool isValid() const noexcept;
-  // Makes the call now, without changing the times to come; a timer that does not repeat is invalid
-  // after it. Nothing on an invalid timer.
+  // Makes the call now, on this thread, and keeps the times to come. A timer that does not repeat
+  // is invalid after it. Does nothing on an invalid timer.
   void fire();
 
   HxTimeInterval timeInterval() const noexcept { return _seconds; }
   bool repeats() const noexcept { return _repeats; }
-  // Nil for an invalid timer.
+  // Returns the user info; nil if the timer is invalid.
   HxAny userInfo() const;
 
  private:

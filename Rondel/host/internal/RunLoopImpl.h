@@ -1,21 +1,19 @@
 // SPDX-License-Identifier: MIT
 //
-// What a run loop consists of.
+// The insides of a run loop.
 //
-// Modes, sources, timers and calls are guarded by `lock`, which is never held while a call is made.
-// What belongs to passes is touched by the loop's own thread alone.
+// `lock` is never held while a call is made or an object of the tool is dropped. A timer's own lock
+// is taken before it. What is not guarded belongs to passes, on the loop's own thread.
 #pragma once
 
-#include <array>
 #include <compare>
-#include <condition_variable>
 #include <deque>
-#include <map>
 #include <memory>
-#include <mutex>
+#include <set>
 #include <unordered_map>
 #include <vector>
 
+#include "Rondel/core/object/internal/Mutex.h"
 #include "Rondel/host/RunLoop.h"
 #include "Rondel/host/internal/RunLoopSource.h"
 #include "Rondel/host/internal/SteadyClock.h"
@@ -24,20 +22,31 @@
 namespace rondel {
 
 struct HxRunLoop::Impl {
+  mutable internal::Mutex lock;
+
   // ---- Modes, by number
 
   static constexpr unsigned kCommonModes = 0;  // what is in it is in every common mode
   static constexpr unsigned kDefaultMode = 1;
 
+  // Timers in the order in which they fire. A timer that is firing, and one that is more than a
+  // century away, has the deadline kForever.
+  struct TimerKey {
+    internal::SteadyTime deadline;
+    std::uint64_t number;                               // in the order in which they were added
+    auto operator<=>(const TimerKey&) const = default;  // NOLINT(modernize-use-nullptr)
+  };
   struct Mode {
     bool isCommon = false;
     HxUInteger armedSources = 0;
+    std::set<TimerKey> timers;
   };
   using ModeNumbers = std::vector<unsigned>;
 
-  unsigned numberOfMode(const HxString& name);
-  bool includes(const ModeNumbers& modes, unsigned mode) const;
-  bool hasAnythingToWaitFor(unsigned mode) const;
+  unsigned numberOfMode(const HxString& name) RONDEL_REQUIRES(lock);
+  bool includes(const ModeNumbers& set, unsigned mode) const RONDEL_REQUIRES(lock);
+  bool hasAnythingToWaitFor(unsigned mode) const RONDEL_REQUIRES(lock);
+  bool hasWorkNow(unsigned mode) const RONDEL_REQUIRES(lock);
 
   // ---- Sources. A token is a place in the table, with the count of its uses before: the token of
   // a source that is gone finds nothing.
@@ -47,43 +56,50 @@ struct HxRunLoop::Impl {
     Ref<internal::RunLoopSource> source;
   };
 
-  void insert(internal::RunLoopSource& source);
-  void erase(internal::RunLoopSource& source);
-  internal::RunLoopSource* find(std::uint64_t token) const;
-  void arm(internal::RunLoopSource& source, const HxArray& modes);
-  void disarm(internal::RunLoopSource& source);
-  void watch(internal::RunLoopSource& source);
-  void unwatch(internal::RunLoopSource& source);
+  void insert(internal::RunLoopSource& source) RONDEL_REQUIRES(lock);
+  void erase(internal::RunLoopSource& source) RONDEL_REQUIRES(lock);
+  internal::RunLoopSource* find(std::uint64_t token) const RONDEL_REQUIRES(lock);
+  bool wants(std::uint64_t token, unsigned mode) const RONDEL_REQUIRES(lock);
+  void arm(internal::RunLoopSource& source, const HxArray& modes) RONDEL_REQUIRES(lock);
+  void disarm(internal::RunLoopSource& source) RONDEL_REQUIRES(lock);
+  void watch(internal::RunLoopSource& source) RONDEL_REQUIRES(lock);
+  void unwatch(internal::RunLoopSource& source) RONDEL_REQUIRES(lock);
 
-  // ---- Timers, in the order in which they fire
+  // ---- Timers, by number
 
-  struct TimerKey {
-    internal::SteadyTime deadline;
-    std::uint64_t number;                               // in the order in which they were set
-    auto operator<=>(const TimerKey&) const = default;  // NOLINT(modernize-use-nullptr)
-  };
   struct TimerEntry {
     Ref<HxTimer> timer;
+    internal::SteadyTime deadline = internal::kForever;
     ModeNumbers modes;
     const HxObject* cancelTarget = nullptr;  // of a delayed call; identity only
   };
 
-  void addTimer(const Ref<HxTimer>& timer, unsigned mode, const HxObject* cancelTarget);
-  void removeTimer(const HxTimer& timer);
-  Ref<HxTimer> takeDueTimer(unsigned mode, internal::SteadyTime now, std::uint64_t lastNumber);
-  internal::SteadyTime nextDeadline(unsigned mode) const;
+  std::uint64_t addTimer(const Ref<HxTimer>& timer, std::uint64_t number, unsigned mode,
+                         const HxObject* cancelTarget) RONDEL_REQUIRES(lock);
+  Ref<HxTimer> dropTimer(std::uint64_t number) RONDEL_REQUIRES(lock);
+  void removeTimer(std::uint64_t number) RONDEL_EXCLUDES(lock);
+  void setDeadline(std::uint64_t number, TimerEntry& entry, internal::SteadyTime deadline) noexcept
+      RONDEL_REQUIRES(lock);
+  const TimerKey* timerAfter(const TimerKey& key, unsigned mode) const RONDEL_REQUIRES(lock);
+  internal::SteadyTime nextDeadline(unsigned mode) const RONDEL_REQUIRES(lock);
+  Ref<HxTimer> takeDueTimer(unsigned mode, internal::SteadyTime now, std::uint64_t lastNumber,
+                            TimerKey& key) RONDEL_EXCLUDES(lock);
+  void setTimerAgain(const TimerKey& fired) noexcept RONDEL_EXCLUDES(lock);
 
   // ---- Calls from other threads
 
   // Lets the thread that asked for a call go on.
-  struct Waiter {
-    std::mutex lock;
-    std::condition_variable change;
-    bool done = false;
+  class Waiter {
+   public:
     void wait();
     void finish();
+
+   private:
+    internal::Mutex _lock;
+    internal::Condition _change;
+    bool _isDone RONDEL_GUARDED_BY(_lock) = false;
   };
-  // Made or dropped, its end lets the waiter go.
+  // Lets the waiter go when it ends, made or dropped.
   struct Call {
     Ref<internal::Closure> closure;
     const HxObject* target = nullptr;  // identity only
@@ -97,8 +113,8 @@ struct HxRunLoop::Impl {
     }
   };
 
-  // Gets the loop's thread out of its wait, when the caller is another one.
-  void wake();
+  // Ends the wait of the loop's thread if the caller is another one.
+  void wake() RONDEL_REQUIRES(lock);
   bool isOwnThread() const noexcept;
 
   // ---- Passes
@@ -106,39 +122,40 @@ struct HxRunLoop::Impl {
   // One pass, or a nested one, from its beginning to its end.
   class Turn;
 
-  void openPoller();
-  void pass(unsigned mode, internal::SteadyTime deadline);
-  std::uint64_t lastTimerNumber();
-  bool makeCalls(unsigned mode);
-  bool fireTimers(unsigned mode, std::uint64_t lastNumber);
-  bool waitAndDispatch(unsigned mode, internal::SteadyTime deadline);
-  void noteWakeUp();
-  void watchArmedAgain(unsigned mode);
-  bool dispatch(unsigned mode, std::size_t count);
-  Ref<HxObject> targetOf(std::uint64_t token, internal::RunLoopSource::Order order, unsigned mode,
-                         internal::RunLoopSource::Ready& ready);
+  void openPoller() RONDEL_REQUIRES(lock);
+  void pass(unsigned mode, internal::SteadyTime deadline) RONDEL_EXCLUDES(lock);
+  std::uint64_t lastTimerNumber() RONDEL_EXCLUDES(lock);
+  bool makeCalls(unsigned mode) RONDEL_EXCLUDES(lock);
+  bool fireTimers(unsigned mode, std::uint64_t lastNumber) RONDEL_EXCLUDES(lock);
+  bool waitAndDispatch(unsigned mode, internal::SteadyTime deadline) RONDEL_EXCLUDES(lock);
+  void noteWakeUp() RONDEL_EXCLUDES(lock);
+  void watchArmedAgain(unsigned mode) RONDEL_REQUIRES(lock);
+  bool dispatch(unsigned mode, std::size_t count) RONDEL_EXCLUDES(lock);
+  HxAny targetOf(std::uint64_t token, internal::RunLoopSource::Order order, unsigned mode,
+                 internal::RunLoopSource::Ready& ready) RONDEL_EXCLUDES(lock);
   void releaseKept(std::size_t left);
-  void close();
+  void close() RONDEL_EXCLUDES(lock);
 
-  std::mutex lock;
-  internal::Poller poller;
-  bool closed = false;     // its thread has ended
-  bool wakeIsDue = false;  // asked of the poller since it last waited
-  bool stopAsked = false;
-  unsigned runs = 0;  // of run and runUntilDate that are under way
-  std::unordered_map<HxString, unsigned> modeNumbers;
-  std::vector<Mode> modes;
-  std::vector<Slot> slots;
-  std::vector<std::uint32_t> freeSlots;
-  std::vector<std::uint64_t> parked;  // armed, but taken out while another mode ran
-  std::vector<std::uint64_t> alwaysReady;
-  std::map<TimerKey, TimerEntry> timers;
-  std::uint64_t timerNumber = 0;
-  std::deque<Call> calls;
+  internal::Poller poller;  // opened and closed under the lock; waits on the loop's thread
+  bool closed RONDEL_GUARDED_BY(lock) = false;      // its thread has ended
+  bool isEmbedded RONDEL_GUARDED_BY(lock) = false;  // another loop polls for this one
+  bool wakeIsDue RONDEL_GUARDED_BY(lock) = false;   // asked of the poller since it last waited
+  bool stopAsked RONDEL_GUARDED_BY(lock) = false;
+  unsigned runs RONDEL_GUARDED_BY(lock) = 0;  // of run and runUntilDate that are under way
+  std::unordered_map<HxString, unsigned> modeNumbers RONDEL_GUARDED_BY(lock);
+  std::vector<Mode> modes RONDEL_GUARDED_BY(lock);
+  std::vector<Slot> slots RONDEL_GUARDED_BY(lock);
+  std::vector<std::uint32_t> freeSlots RONDEL_GUARDED_BY(lock);
+  // Armed, but taken out while another mode ran.
+  std::vector<std::uint64_t> parked RONDEL_GUARDED_BY(lock);
+  std::vector<std::uint64_t> alwaysReady RONDEL_GUARDED_BY(lock);
+  std::unordered_map<std::uint64_t, TimerEntry> timers RONDEL_GUARDED_BY(lock);
+  std::uint64_t timerNumber RONDEL_GUARDED_BY(lock) = 0;
+  std::deque<Call> calls RONDEL_GUARDED_BY(lock);
+  unsigned runningMode RONDEL_GUARDED_BY(lock) = kCommonModes;
 
   unsigned depth = 0;
-  std::uint64_t turns = 0;  // ever begun
-  unsigned runningMode = kCommonModes;
+  std::uint64_t turns = 0;           // ever begun
   std::vector<std::uint64_t> batch;  // tokens that are ready in this pass
   std::vector<HxAny> kept;           // until the end of the turn
 

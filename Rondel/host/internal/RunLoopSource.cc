@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/object/internal/KeptAlive.h"
 #include "Rondel/host/internal/RunLoopImpl.h"
 #include "Rondel/host/linux/SystemCalls.h"
 
@@ -33,7 +34,7 @@ RunLoopSource::RunLoopSource(const Ref<HxRunLoop>& loop, const Ref<SharedDescrip
 
 void RunLoopSource::arm(const HxArray& modes) {
   HxRunLoop::Impl& loop = *_loop->_impl;
-  const std::scoped_lock held(loop.lock);
+  const MutexLock held(loop.lock);
   if (loop.closed || !_target) return;
   loop.insert(*this);
   loop.watch(*this);
@@ -44,7 +45,7 @@ void RunLoopSource::arm(const HxArray& modes) {
 
 bool RunLoopSource::watch(const Ref<SharedDescriptor>& descriptor) noexcept {
   HxRunLoop::Impl& loop = *_loop->_impl;
-  const std::scoped_lock held(loop.lock);
+  const MutexLock held(loop.lock);
   if (_token == 0 || !loop.poller.isOpen()) return false;
   if (loop.poller.watch(descriptor->fd(), _token) != Poller::Watching::started) return false;
   _descriptor = descriptor;
@@ -54,7 +55,7 @@ bool RunLoopSource::watch(const Ref<SharedDescriptor>& descriptor) noexcept {
 
 void RunLoopSource::raise() noexcept {
   HxRunLoop::Impl& loop = *_loop->_impl;
-  const std::scoped_lock held(loop.lock);
+  const MutexLock held(loop.lock);
   loop.unwatch(*this);
   if (_alwaysReady) return;
   _alwaysReady = true;
@@ -65,29 +66,28 @@ void RunLoopSource::raise() noexcept {
 
 void RunLoopSource::unwatch() noexcept {
   HxRunLoop::Impl& loop = *_loop->_impl;
-  const std::scoped_lock held(loop.lock);
+  const MutexLock held(loop.lock);
   loop.unwatch(*this);
 }
 
 void RunLoopSource::disarm() {
   HxRunLoop::Impl& loop = *_loop->_impl;
-  const std::scoped_lock held(loop.lock);
+  const MutexLock held(loop.lock);
   loop.disarm(*this);
 }
 
 void RunLoopSource::park() {
   HxRunLoop::Impl& loop = *_loop->_impl;
-  const std::scoped_lock held(loop.lock);
+  const MutexLock held(loop.lock);
   loop.disarm(*this);
   loop.unwatch(*this);
 }
 
 void RunLoopSource::remove() {
   HxRunLoop::Impl& loop = *_loop->_impl;
-  Ref<RunLoopSource> self;  // outlives the lock
+  const HxAny alive = keptAlive(this);  // outlives the lock
   Ref<SharedDescriptor> dropped;
-  const std::scoped_lock held(loop.lock);
-  self = Ref<RunLoopSource>(this);
+  const MutexLock held(loop.lock);
   loop.disarm(*this);
   loop.unwatch(*this);
   loop.erase(*this);
@@ -98,7 +98,7 @@ void RunLoopSource::remove() {
 
 bool RunLoopSource::isArmedNow() const {
   HxRunLoop::Impl& loop = *_loop->_impl;
-  const std::scoped_lock held(loop.lock);
+  const MutexLock held(loop.lock);
   return _armed && loop.includes(_modes, loop.runningMode);
 }
 
@@ -107,7 +107,7 @@ bool RunLoopSource::isArmedNow() const {
 using internal::Poller;
 using internal::RunLoopSource;
 
-// Nothing when it is there already.
+// Does nothing if it is there already.
 void HxRunLoop::Impl::insert(RunLoopSource& source) {
   if (source._token != 0) return;
   alwaysReady.reserve(slots.size() + 1);  // so that raise cannot fail
@@ -138,6 +138,12 @@ RunLoopSource* HxRunLoop::Impl::find(std::uint64_t token) const {
   const auto place = static_cast<std::uint32_t>(token);
   if (place >= slots.size() || slots[place].generation != token >> 32) return nullptr;
   return slots[place].source.get();
+}
+
+// Returns whether the token is that of a source that is armed for this mode.
+bool HxRunLoop::Impl::wants(std::uint64_t token, unsigned mode) const {
+  const RunLoopSource* const source = find(token);
+  return source && source->_armed && includes(source->_modes, mode);
 }
 
 void HxRunLoop::Impl::arm(RunLoopSource& source, const HxArray& names) {

@@ -2,19 +2,19 @@
 //
 // A descriptor that one run loop watches for one object.
 //
-// A source is armed, for some modes, as long as somebody wants to know. When the descriptor is
-// readable in a pass of one of those modes, the loop calls. It stays armed until it is disarmed. A
-// disarmed source may stay registered with the system, so that arming it again costs nothing; it is
-// taken out there when the system reports what nobody wants.
+// A source is armed for some modes while somebody wants to know. If the descriptor is readable in a
+// pass of one of those modes, the loop calls the target. The source stays armed until it is
+// disarmed. A disarmed source may stay registered with the system, so that arming it again costs
+// nothing. It is unregistered when the system reports it and nobody wants to know.
 //
 // A source without a descriptor becomes ready by raise(). One that was armed before can be given a
 // descriptor later, without memory, by watch(): that is how a launch prepares everything that could
 // fail before there is a child.
 //
-// The target is not retained. It removes its source in its destructor, at the latest; the loop
-// takes a reference of its own for the time of the call.
+// The target is not retained. It removes its source in its destructor, at the latest. The loop
+// retains the target during the call.
 //
-// Threads: calls are made on the thread of the loop; everything here may be called on any.
+// Threads: the loop calls on its own thread. Everything here may be called on any.
 #pragma once
 
 #include <cstdint>
@@ -30,15 +30,15 @@ class RunLoopSource final : public HxObject {
  public:
   // In one batch all reads come before all exits.
   enum class Order { read, exit };
-  // Gives whether there was anything to it: a pass goes on waiting when all alarms were false.
+  // Returns whether there was something to do. A pass goes on waiting after false alarms only.
   using Ready = bool (*)(HxObject& target);
 
   // Makes a source. A null descriptor is for watch() or raise() to replace.
   RunLoopSource(const Ref<HxRunLoop>& loop, const Ref<SharedDescriptor>& descriptor, Order order,
                 HxObject* target, Ready ready);
 
-  // From now on the loop calls, in these modes. Raises HxException when the system refuses to watch
-  // the descriptor.
+  // Makes the loop call from now on, in these modes; nil means the default mode. Raises HxException
+  // if the system refuses to watch the descriptor. Does nothing if the loop has ended.
   void arm(const HxArray& modes);
   // Watches this descriptor, for a source that is armed and has none. Returns false if the system
   // refuses, and the source stays armed. Needs no memory.
@@ -49,12 +49,12 @@ class RunLoopSource final : public HxObject {
   // Takes the descriptor out of the system's hands, and stays armed: raise() is to come.
   void unwatch() noexcept;
   void disarm();
-  // Disarmed, and out of the system's hands too.
+  // Disarms it and unregisters it with the system.
   void park();
-  // For good; no call begins after it. Lets go of the descriptor.
+  // Ends the source: no call begins after it. Releases the descriptor.
   void remove();
 
-  // Whether it is armed for the mode that the loop is now running.
+  // Returns whether it is armed for the mode that the loop is running.
   bool isArmedNow() const;
   const Ref<HxRunLoop>& loop() const { return _loop; }
 

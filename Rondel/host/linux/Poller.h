@@ -31,6 +31,8 @@ class Poller {
   void reserve(std::size_t capacity) { _events.reserve(capacity); }
   // Makes what waiting needs. Returns false, with errno set, if the system refuses. Once is enough.
   bool open();
+  // Returns the descriptor that is readable while a token is ready; -1 if not open.
+  int fd() const noexcept { return _poller ? _poller->fd() : -1; }
   bool isOpen() const noexcept { return static_cast<bool>(_poller); }
   void close() noexcept;
 
