@@ -41,16 +41,16 @@ constexpr int kMillisecondsBetweenLooks = 50;
 
 constexpr int kLastStandardFile = 2;
 
-[[noreturn]] void raiseFailure(const char* purpose, int descriptor, int error) {
-  HxException::raise(HxFileHandleOperationException, "%s descriptor %d: %s"_hx, purpose, descriptor,
+[[noreturn]] void raiseFailure(const char* purpose, int fd, int error) {
+  HxException::raise(HxFileHandleOperationException, "%s descriptor %d: %s"_hx, purpose, fd,
                      strerrordesc_np(error));
 }
 
 // Returns how many bytes it read, 0 at the end, or -1 with errno set, which is never EINTR.
-ssize_t readOnce(int descriptor, void* buffer, std::size_t size) {
+ssize_t readOnce(int fd, void* buffer, std::size_t size) {
   ssize_t count;
   do {
-    count = systemCalls.read(descriptor, buffer, size);
+    count = systemCalls.read(fd, buffer, size);
   } while (count < 0 && errno == EINTR);
   return count;
 }
@@ -246,7 +246,11 @@ bool HxFileHandle::descriptorIsReady(HxObject& object) {
     if (!read || !read->readChunk(descriptor, canReadOn, data)) break;
     handled = true;
     const HxUInteger length = data.length();
-    length > 0 ? read->source->disarm() : read->source->park();
+    if (length > 0) {
+      read->source->disarm();
+    } else {
+      read->source->park();
+    }
     HxNotificationCenter::defaultCenter()->postNotification(
         HxFileHandleReadCompletionNotification, HxAny(&handle),
         HxDictionary::dictionaryWithObject(data, HxFileHandleNotificationDataItem));

@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "Rondel/core/object/internal/KeptAlive.h"
 #include "Rondel/core/object/internal/Mutex.h"
 
 namespace rondel {
@@ -24,8 +25,12 @@ class Observation final : public HxObject {
   const HxObject* observer() const { return _observer; }
   std::uint64_t number() const { return _number; }
   void remove() { _removed.store(true, std::memory_order_relaxed); }
+  // Calls the observer unless it was removed. Keeps it, since it may be dropped by its own
+  // callback.
   void tell(const HxNotification& notification) const {
-    if (!_removed.load(std::memory_order_relaxed)) _callback(*_observer, notification);
+    if (_removed.load(std::memory_order_relaxed)) return;
+    const HxAny alive = internal::keptAlive(_observer);
+    _callback(*_observer, notification);
   }
 
  private:

@@ -210,6 +210,31 @@ TEST_F(NotificationCenter, PostKeepsTheNotificationThatAnObserverDrops) {
   EXPECT_EQ(other->names, std::vector<std::string>{"a"});
 }
 
+TEST_F(NotificationCenter, ObserverMayDropItself) {
+  class Leaver : public HxObject {
+   public:
+    explicit Leaver(const Ref<HxNotificationCenter>& center) : _center(center) {}
+    ~Leaver() override { _center->removeObserver(this); }
+    void heard(const HxNotification&) {
+      *self = nullptr;
+      ++heardSoFar;  // still there
+    }
+    Ref<Leaver>* self = nullptr;
+    int heardSoFar = 0;
+
+   private:
+    const Ref<HxNotificationCenter> _center;
+  };
+  Ref<Leaver> leaver = makeRef<Leaver>(center);
+  leaver->self = &leaver;
+  center->addObserver<&Leaver::heard>(leaver.get(), "a"_hx);
+  observe(other, "a"_hx, nullptr);
+  center->postNotification("a"_hx, thing);
+  center->postNotification("a"_hx, thing);
+  EXPECT_FALSE(leaver);
+  EXPECT_EQ(other->names.size(), 2u);
+}
+
 TEST_F(NotificationCenter, NullIsNobodyAndNothing) {
   center->addObserver<&Listener::heard>(static_cast<Listener*>(nullptr), "a"_hx);
   observe(listener, nullptr, nullptr);
