@@ -58,5 +58,6 @@
 #include "Rondel/host/Process.h"
 #include "Rondel/host/ProgramPath.h"
 #include "Rondel/host/RunLoop.h"
+#include "Rondel/host/SignalSource.h"
 #include "Rondel/host/Thread.h"
 #include "Rondel/host/Timer.h"

@@ -30,13 +30,6 @@ double monotonicSeconds() {
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-// Where the handler of SIGINT tells of it; the run loop reads the other end.
-int interruptDescriptor = -1;
-void tellOfInterrupt(int) {
-  const char byte = 'i';
-  [[maybe_unused]] const auto written = write(interruptDescriptor, &byte, 1);
-}
-
 HxString withoutTerminator(const HxString& line) {
   HxUInteger end = line.length();
   line.getLineStart(nullptr, nullptr, &end, {0, 0});
@@ -59,7 +52,7 @@ BuildLog::BuildLog(const Options& options) : _options(options) {}
 
 int BuildLog::run() {
   if (!prepare()) return kCannotRun;
-  watchInterrupts();
+  _interrupts = HxSignalSource::scheduledSourceWithSignal<&BuildLog::interrupted>(SIGINT, this);
   Ref<HxTimer> statusTimer;
   if (isatty(STDOUT_FILENO)) {
     statusTimer =
@@ -73,7 +66,6 @@ int BuildLog::run() {
     std::fflush(stdout);
   }
   if (statusTimer) statusTimer->invalidate();
-  HxNotificationCenter::defaultCenter()->removeObserver(this);
   if (_hasFailed) return kCannotRun;
   hideStatus();
   const int status = exitStatus();
@@ -118,24 +110,10 @@ void BuildLog::sendInput() {
 
 // ---- Ctrl-C -------------------------------------------------------------------------------------
 
-void BuildLog::watchInterrupts() {
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) return;
-  interruptDescriptor = ends[1];
-  _interrupts = HxFileHandle::initWithFileDescriptor(ends[0], true);
-  HxNotificationCenter::defaultCenter()->addObserver<&BuildLog::interrupted>(
-      this, HxFileHandleReadCompletionNotification, _interrupts);
-  _interrupts->readInBackgroundAndNotify();
-  struct sigaction action {};
-  action.sa_handler = tellOfInterrupt;
-  action.sa_flags = SA_RESTART;
-  sigaction(SIGINT, &action, nullptr);
-}
-
 // The first one asks the command to stop what it does, the second one to end. What it has started
 // is asked too: the command leads a process group of its own, which the terminal does not reach.
 // A command that has ended, or does not care, is not waited for any longer.
-void BuildLog::interrupted(const HxNotification&) {
+void BuildLog::interrupted(HxSignalSource&) {
   if (_task->isRunning()) {
     const bool isFirst = ++_interruptCount == 1;
     kill(-_task->processID(), isFirst ? SIGINT : SIGTERM);
@@ -143,7 +121,6 @@ void BuildLog::interrupted(const HxNotification&) {
   } else {
     _isOver = true;
   }
-  _interrupts->readInBackgroundAndNotify();
 }
 
 // ---- What is shown ------------------------------------------------------------------------------

@@ -5,7 +5,7 @@
 
 #include "Options.h"
 #include "Rondel/Streams/Task.h"
-#include "Rondel/host/NotificationCenter.h"
+#include "Rondel/host/SignalSource.h"
 #include "Rondel/host/Timer.h"
 
 class BuildLog final : public rondel::HxObject,
@@ -30,8 +30,7 @@ class BuildLog final : public rondel::HxObject,
   bool prepare();
   bool failToStart(const rondel::HxString& format, const rondel::HxString& what);
   void sendInput();
-  void watchInterrupts();
-  void interrupted(const rondel::HxNotification&);
+  void interrupted(rondel::HxSignalSource&);
   void showStatus(rondel::HxTimer&);
   void hideStatus();
   double secondsSinceStart() const;
@@ -41,7 +40,7 @@ class BuildLog final : public rondel::HxObject,
   const Options _options;
   const rondel::Ref<rondel::ZevMoTask> _task = rondel::ZevMoTask::init();
   rondel::HxData _input;
-  rondel::Ref<rondel::HxFileHandle> _interrupts;
+  rondel::Ref<rondel::HxSignalSource> _interrupts;
   double _start = 0;
   unsigned long _lines = 0;
   unsigned long _warnings = 0;

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+//
+// The handler may interrupt any code, so it takes no lock. It walks a list of catchers whose links
+// are atomic and writes to the event of each. The list changes under a lock that the handler does
+// not know. Whoever takes a catcher out of the list waits until no handler is at work: one that
+// began before may still look at the catcher, one that begins later does not find it.
+//
+//   handler on thread A                        stop() on thread B
+//   handlersAtWork = 1
+//   finds the catcher in the list              takes it out of the list
+//   writes to its event                        waits: handlersAtWork is 1
+//   handlersAtWork = 0                         goes on; the catcher may be destroyed
+#include "Rondel/host/linux/SignalCatcher.h"
+
+#include <sched.h>
+#include <signal.h>
+#include <sys/eventfd.h>
+
+#include <cerrno>
+
+#include "Rondel/core/object/internal/Mutex.h"
+#include "Rondel/host/linux/SystemCalls.h"
+
+namespace rondel::internal {
+namespace {
+
+// What became of a signal.
+struct Disposition {
+  unsigned catchers = 0;
+  struct sigaction former {};
+};
+
+constinit Mutex lock;
+constinit Disposition dispositions[_NSIG] RONDEL_GUARDED_BY(lock);
+
+constinit std::atomic<SignalCatcher*> firstCatcher = nullptr;
+constinit std::atomic<int> handlersAtWork = 0;
+static_assert(std::atomic<SignalCatcher*>::is_always_lock_free);
+static_assert(std::atomic<int>::is_always_lock_free);
+
+// A handler that returns from one of these comes to the same fault again.
+bool isFault(int signal) {
+  return signal == SIGSEGV || signal == SIGBUS || signal == SIGFPE || signal == SIGILL ||
+         signal == SIGTRAP || signal == SIGSYS;
+}
+
+}  // namespace
+
+void SignalCatcher::handle(int signal) noexcept {
+  const int kept = errno;
+  ++handlersAtWork;
+  for (const SignalCatcher* catcher = firstCatcher; catcher; catcher = catcher->_next) {
+    if (catcher->_signal != signal) continue;
+    const std::uint64_t one = 1;
+    systemCalls.write(catcher->_event->fd(), &one, sizeof one);
+  }
+  --handlersAtWork;
+  errno = kept;
+}
+
+// Returns the link that leads to the catcher; to null, the last one.
+std::atomic<SignalCatcher*>* SignalCatcher::linkTo(const SignalCatcher* catcher) noexcept {
+  std::atomic<SignalCatcher*>* link = &firstCatcher;
+  while (*link != catcher) link = &link->load()->_next;
+  return link;
+}
+
+bool SignalCatcher::start() {
+  if (_signal <= 0 || _signal >= _NSIG || isFault(_signal)) {
+    errno = EINVAL;
+    return false;
+  }
+  _event = ownDescriptor(systemCalls.eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK | EFD_SEMAPHORE));
+  if (!_event) return false;
+  {
+    const MutexLock held(lock);
+    *linkTo(nullptr) = this;  // first, so that a signal that is caught at once finds it
+    _isLinked = true;
+    Disposition& disposition = dispositions[_signal];
+    struct sigaction action {};
+    action.sa_handler = handle;
+    action.sa_flags = SA_RESTART | SA_ONSTACK;
+    if (disposition.catchers++ > 0) return true;
+    if (sigaction(_signal, &action, &disposition.former) == 0) return true;
+  }
+  const int error = errno;
+  stop();
+  errno = error;
+  return false;
+}
+
+void SignalCatcher::stop() noexcept {
+  {
+    const MutexLock held(lock);
+    if (!_isLinked) return;
+    Disposition& disposition = dispositions[_signal];
+    struct sigaction current {};
+    if (--disposition.catchers == 0 && sigaction(_signal, nullptr, &current) == 0 &&
+        current.sa_handler == handle) {
+      sigaction(_signal, &disposition.former, nullptr);
+    }
+    *linkTo(this) = _next.load();
+    _isLinked = false;
+  }
+  while (handlersAtWork != 0) sched_yield();
+}
+
+bool SignalCatcher::take() noexcept {
+  std::uint64_t one = 0;
+  return systemCalls.read(_event->fd(), &one, sizeof one) == sizeof one;
+}
+
+}  // namespace rondel::internal
