@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Rondel/additions/TextDecoding.h"
+#include "Rondel/additions/internal/TolerantUTF8.h"
 #include "Rondel/core/text/internal/UTF8Kernel.h"
 
 namespace {
@@ -64,6 +65,18 @@ void checkEveryCut(std::string_view bytes, const Decoded& whole) {
     require(first.used <= cut && cut - first.used <= 3);
     require(first.text + rest.text == whole.text);
     require(first.malformed + rest.malformed == whole.malformed);
+  }
+}
+
+void checkTolerantKernels(const std::uint8_t* data, std::size_t size, const Decoded& whole) {
+  for (const internal::TolerantUTF8Kernel& kernel : internal::availableTolerantUTF8Kernels()) {
+    internal::TextMeasure measure;
+    for (auto* p = data; p != data + size;) p = kernel.measure(p, data + size, measure);
+    require(measure.units == whole.text.size() && measure.malformed == whole.malformed);
+    std::u16string text(measure.units, u'\0');
+    HxUniChar* out = text.data();
+    for (auto* p = data; p != data + size;) p = kernel.convert(p, data + size, out);
+    require(text == whole.text);
   }
 }
 
@@ -133,6 +146,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   checkEveryCut(bytes, whole);
   checkKernels(data, size);
+  checkTolerantKernels(data, size, whole);
   if (hasOneSpelling(bytes)) require(withEscapesUndone(whole.text) == bytes);
   return 0;
 }

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/additions/TextDecoding.h"
 
-#include <algorithm>
-#include <array>
 #include <cstring>
 #include <string_view>
 
+#include "Rondel/additions/internal/TolerantUTF8.h"
 #include "Rondel/core/propertylist/UserDefaults.h"
 #include "Rondel/core/report/Check.h"
 #include "Rondel/core/system/internal/FileContents.h"
@@ -18,92 +17,16 @@ namespace rondel {
 
 // ---- UTF-8 that may be damaged
 //
-// The kernels read all that is well-formed and stop where something is not. That one place is read
-// here, by the rules, and then they go on. The text is read twice, to measure it and to convert it,
-// so that it is converted into a string of just its size.
+// Two passes, one to measure the text and one to convert it, so that it is converted into a string
+// of just its size. The kernels for well-formed text read until they meet damage. The tolerant ones
+// read on from there for a stretch, since damage comes in clusters.
 
 namespace {
 
-bool isContinuation(std::uint8_t byte) { return (byte & 0xC0) == 0x80; }
-
-// What a lead byte asks for: a number of bytes behind it, the first of them within limits. Those of
-// a lead that is never legal let nothing pass.
-struct LeadRule {
-  std::uint8_t trailing;
-  std::uint8_t lowestSecond;
-  std::uint8_t highestSecond;
-};
-
-constexpr LeadRule ruleOf(unsigned lead) {
-  const std::uint8_t trailing = lead < 0xC0 || lead >= 0xF8 ? 0
-                                : lead < 0xE0               ? 1
-                                : lead < 0xF0               ? 2
-                                                            : 3;
-  if (lead < 0xC2 || lead > 0xF4) return {trailing, 1, 0};
-  switch (lead) {
-    case 0xE0:
-      return {trailing, 0xA0, 0xBF};
-    case 0xF0:
-      return {trailing, 0x90, 0xBF};
-    case 0xF4:
-      return {trailing, 0x00, 0x8F};  // no lower limit, and that is wanted
-    default:
-      return {trailing, 0x80, 0xBF};
-  }
-}
-
-constexpr std::array<LeadRule, 256> kLeadRules = [] {
-  std::array<LeadRule, 256> rules{};
-  for (unsigned lead = 0; lead < 256; ++lead) rules[lead] = ruleOf(lead);
-  return rules;
-}();
-
-// Where text is damaged no branch is foreseen, so this has none: of a short sequence the last byte
-// is asked more than once.
-bool isLegal(const std::uint8_t* p, LeadRule rule) {
-  const std::uint8_t second = p[std::min<std::size_t>(rule.trailing, 1)];
-  const int isSecondLegal = int{second >= rule.lowestSecond} & int{second <= rule.highestSecond};
-  const int isThirdLegal = isContinuation(p[std::min<std::size_t>(rule.trailing, 2)]);
-  return (isSecondLegal & isThirdLegal & int{isContinuation(p[rule.trailing])}) != 0;
-}
-
-// The bytes added up, each shifted to its place, less the sum of their marks.
-std::uint32_t valueOf(const std::uint8_t* p, HxUInteger trailing) {
-  constexpr std::uint32_t kMarks[] = {0, 0x3080, 0xE2080, 0x3C82080};
-  std::uint32_t value = p[0];
-  for (HxUInteger i = 1; i <= trailing; ++i) value = (value << 6) + p[i];
-  return value - kMarks[trailing];
-}
-
-// What stands at a byte beyond ASCII.
-struct Sequence {
-  enum Kind { legal, malformed, incomplete } kind;
-  HxUInteger length;    // of the malformed it is 1
-  std::uint32_t value;  // of the malformed it is the byte
-};
-
-Sequence readSequence(const std::uint8_t* p, const std::uint8_t* end) {
-  const LeadRule rule = kLeadRules[*p];
-  if (end - p <= rule.trailing) return {Sequence::incomplete, 1, *p};
-  if (!isLegal(p, rule)) return {Sequence::malformed, 1, *p};
-  return {Sequence::legal, rule.trailing + HxUInteger{1}, valueOf(p, rule.trailing)};
-}
-
-// A malformed byte as text.
-constexpr HxUInteger kEscapeLength = 4;
-struct Escape {
-  char characters[kEscapeLength];
-  explicit Escape(std::uint32_t byte)
-      : characters{'\\', octalDigit(byte >> 6), octalDigit(byte >> 3), octalDigit(byte)} {}
-  static char octalDigit(std::uint32_t value) { return static_cast<char>('0' + (value & 7)); }
-};
-
-// The first pass: how much text there is.
-struct Measure {
+// The first pass.
+struct Measure : internal::TextMeasure {
   const internal::UTF8Kernel& kernel = internal::bestUTF8Kernel();
-  HxUInteger units = 0;
-  HxUInteger malformed = 0;
-  bool isASCII = true;
+  const internal::TolerantUTF8Kernel& tolerant = internal::bestTolerantUTF8Kernel();
 
   const std::uint8_t* wellFormed(const std::uint8_t* p, const std::uint8_t* end) {
     const internal::UTF8Progress run = kernel.measure(p, end);
@@ -111,37 +34,31 @@ struct Measure {
     isASCII = isASCII && run.units == static_cast<HxUInteger>(run.stop - p);
     return run.stop;
   }
-  void legal(std::uint32_t value) {
-    units += value < 0x10000 ? 1 : 2;
-    isASCII = false;
-  }
-  void escape(std::uint32_t) {
-    units += kEscapeLength;
-    ++malformed;
+  const std::uint8_t* damaged(const std::uint8_t* p, const std::uint8_t* end) {
+    return tolerant.measure(p, end, *this);
   }
 };
 
 // The second pass, for text with something beyond ASCII in it.
 struct WideWriter {
-  const internal::UTF8Kernel& kernel = internal::bestUTF8Kernel();
   HxUniChar* out;
+  const internal::UTF8Kernel& kernel = internal::bestUTF8Kernel();
+  const internal::TolerantUTF8Kernel& tolerant = internal::bestTolerantUTF8Kernel();
 
   const std::uint8_t* wellFormed(const std::uint8_t* p, const std::uint8_t* end) {
     const internal::UTF8Progress run = kernel.convert(p, end, out);
     out += run.units;
     return run.stop;
   }
-  void legal(std::uint32_t value) { out += internal::splitIntoUnits(value, out); }
-  void escape(std::uint32_t byte) {
-    for (const char character : Escape(byte).characters) {
-      *out++ = static_cast<HxUniChar>(character);
-    }
+  const std::uint8_t* damaged(const std::uint8_t* p, const std::uint8_t* end) {
+    return tolerant.convert(p, end, out);
   }
 };
 
 // The second pass, for text where all that is not ASCII is malformed.
 struct NarrowWriter {
   char* out;
+  const internal::TolerantUTF8Kernel& tolerant = internal::bestTolerantUTF8Kernel();
 
   const std::uint8_t* wellFormed(const std::uint8_t* p, const std::uint8_t* end) {
     const HxUInteger run = internal::lengthOfASCIIPrefix(p, static_cast<HxUInteger>(end - p));
@@ -149,44 +66,28 @@ struct NarrowWriter {
     out += run;
     return p + run;
   }
-  void legal(std::uint32_t) {}
-  void escape(std::uint32_t byte) {
-    std::memcpy(out, Escape(byte).characters, kEscapeLength);
-    out += kEscapeLength;
+  const std::uint8_t* damaged(const std::uint8_t* p, const std::uint8_t* end) {
+    return tolerant.convertToASCII(p, end, out);
   }
 };
 
-// Reads the bytes and tells `pass` what they are; gives the first one that was not taken.
 template <class Pass>
-const std::uint8_t* read(const std::uint8_t* p, const std::uint8_t* end, bool stopAtIncomplete,
-                         Pass& pass) {
-  for (;;) {
-    p = pass.wellFormed(p, end);
-    if (p == end) return p;
-    do {  // stray continuation bytes come in rows
-      const Sequence sequence = readSequence(p, end);
-      if (sequence.kind == Sequence::legal) {
-        pass.legal(sequence.value);
-      } else if (sequence.kind == Sequence::incomplete && stopAtIncomplete) {
-        return p;
-      } else {
-        pass.escape(sequence.value);
-      }
-      p += sequence.length;
-    } while (p != end && isContinuation(*p));
+void read(const std::uint8_t* p, const std::uint8_t* end, Pass& pass) {
+  for (p = pass.wellFormed(p, end); p != end; p = pass.wellFormed(p, end)) {
+    p = pass.damaged(p, end);
   }
 }
 
 HxString makeString(const std::uint8_t* bytes, const std::uint8_t* end, const Measure& measure) {
   if (measure.isASCII) {
     return internal::makeNarrowString(measure.units, [&](char* out) {
-      NarrowWriter writer{out};
-      read(bytes, end, false, writer);
+      NarrowWriter writer{.out = out};
+      read(bytes, end, writer);
     });
   }
   return internal::makeWideString(measure.units, [&](HxUniChar* out) {
     WideWriter writer{.out = out};
-    read(bytes, end, false, writer);
+    read(bytes, end, writer);
   });
 }
 
@@ -213,9 +114,10 @@ HxString initWithPotentiallyMalformedUTF8Bytes(const void* bytes, HxUInteger len
     store(numberOfMalformedSequences, HxUInteger{0});
     return internal::makeString(static_cast<const char*>(bytes), length);
   }
+  const std::uint8_t* end = begin + length;
+  if (stopAtTrailingIncompleteUTF8Sequence) end = internal::startOfIncompleteSequence(begin, end);
   Measure measure;
-  const std::uint8_t* end =
-      read(begin, begin + length, stopAtTrailingIncompleteUTF8Sequence, measure);
+  read(begin, end, measure);
   store(usedLength, static_cast<HxUInteger>(end - begin));
   store(numberOfMalformedSequences, measure.malformed);
   return measure.units == 0 ? HxString::string() : makeString(begin, end, measure);
