@@ -135,14 +135,15 @@ HxArray arrayByExtractingCommandLineArgumentsHavingPrefix(const HxArray& argumen
   MO_ADDITION(arguments,
               "-[HxArray(MoCommandLine) arrayByExtractingCommandLineArgumentsHavingPrefix:]");
   MoCheckNonEmptyString(argumentPrefix);
+  const HxString prefix = as<HxString>(argumentPrefix);
   const HxUInteger count = arguments.count();
-  const HxUInteger prefixLength = argumentPrefix.length();
+  const HxUInteger prefixLength = prefix.length();
   HxMutableArray values = HxMutableArray::arrayWithCapacity(count);
   for (HxUInteger i = 0; i < count; ++i) {
     const HxAny string = arguments.objectAtIndex(i);
     MoCheckString(string);
     const HxString argument = as<HxString>(string);
-    if (!argument.hasPrefix(argumentPrefix)) continue;
+    if (!argument.hasPrefix(prefix)) continue;
     if (argument.length() > prefixLength) {
       values.addObject(argument.substringFromIndex(prefixLength));
     } else if (++i < count) {

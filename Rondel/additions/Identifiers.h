@@ -56,6 +56,9 @@ RONDEL_EXPORT HxString stringByManglingToLegalRFC1034Identifier(const HxString& 
 // contains nothing. Numbers beyond the range of int count as its greatest, and go on from there.
 RONDEL_EXPORT HxString uniqueStringAmongStrings(const HxString& name, const HxArray& strings);
 RONDEL_EXPORT HxString uniqueStringAmongStrings(const HxString& name, const HxSet& strings);
+inline HxString uniqueStringAmongStrings(const HxString& name, std::nullptr_t) {
+  return uniqueStringAmongStrings(name, HxArray());
+}
 
 // ---- Version numbers ----------------------------------------------------------------------------
 

@@ -276,5 +276,9 @@ TEST(Identifiers, ANilVersionHasNoPartsOfItsOwn) {
   EXPECT_EQ(versionNumberComparison(nullptr, "1"_hx), HxOrderedSame);
 }
 
+TEST(Identifiers, ANullCollectionContainsNothing) {
+  EXPECT_EQ(uniqueStringAmongStrings("Target"_hx, nullptr), "Target"_hx);
+}
+
 }  // namespace
 }  // namespace rondel

@@ -81,8 +81,9 @@ class OffsetArray {
 template <class Unit>
 class LineCursor {
  public:
-  LineCursor(const Unit* units, HxUInteger length) noexcept
-      : _units(units), _length(length), _end(endOfLineAt(0)) {}
+  LineCursor(const Unit* units, HxUInteger length) noexcept : _units(units), _length(length) {
+    _end = endOfLineAt(0);
+  }
 
   HxUInteger number() const noexcept { return _number; }
   HxUInteger start() const noexcept { return _start; }
@@ -114,7 +115,7 @@ class LineCursor {
   const HxUInteger _length;
   HxUInteger _number = 0;
   HxUInteger _start = 0;
-  HxUInteger _end;
+  HxUInteger _end = 0;
 };
 
 template <class Unit>
@@ -189,7 +190,7 @@ HxUInteger numberOfLines(const HxString& text) {
   return lineRangeForCharacterRange(text, {0, text.length()}).length;
 }
 
-void insertStringAtLine(HxMutableString& text, const HxString& string, HxUInteger line) {
+void insertStringAtLine(HxMutableString text, const HxString& string, HxUInteger line) {
   if (!text) return;
   MO_ADDITION(text, "-[HxMutableString(MoStringUtilities) insertString:atLine:]");
   HxParameterAssertText(!string.isNil(), "string != nil");

@@ -64,7 +64,7 @@ RONDEL_EXPORT HxUInteger numberOfLines(const HxString& text);
 // that the text does not have raises HxRangeException. A nil string fails the check "string !=
 // nil", which raises HxInternalInconsistencyException; with a handler that returns, nothing is
 // inserted.
-RONDEL_EXPORT void insertStringAtLine(HxMutableString& text, const HxString& string,
+RONDEL_EXPORT void insertStringAtLine(HxMutableString text, const HxString& string,
                                       HxUInteger line);
 
 }  // namespace rondel

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Quoting: words made safe to stand in a command line or a string list, and whole lists joined.
+// Quoting: makes words safe for a command line or a string list, and joins whole lists.
 //
 //   HxString line = stringByConcatenatingObjectsAsCommandLineArguments(words);
 //   // of "cc", "-DNAME=a b", "": cc "-DNAME=a b" ""
@@ -9,11 +9,13 @@
 // What splits back. The splitters of CommandLine.h and StringList.h undo the quotes,
 // backslash-quote and backslash-backslash. They do not undo the other escapes, which are for people
 // and for property lists: to them \n is the letter n. So a joined command line splits back to the
-// same words as long as these hold no character below U+0020 other than TAB, LF and CR, and no
-// U+FFFF.
+// same words if these hold no character below U+0020 other than TAB, LF and CR, and no U+FFFF.
 //
-// U+FFFF. The quoters read it as the end of the text: what stands behind it is not looked at and
-// not written. That is wanted; other readers of this library end there as well.
+// U+FFFF. Writing between quotes ends there: the rest of the text is lost. Deliberate: other
+// readers of this library end there as well. Whether quotes are needed is told as follows.
+// stringByQuotingOnlyIfNeeded reads up to U+FFFF, and returns the whole receiver if all before it
+// needs no quotes. The other operations look at the whole text, so a blank after U+FFFF asks for
+// quotes too: of "ab", U+FFFF, "c d" they give "ab" between quotes.
 //
 // Nil text and nil arrays give nil. All of this may be called on any thread.
 #pragma once
@@ -23,13 +25,14 @@
 
 namespace rondel {
 
-// The text between double quotes. Empty text gives two double quotes whatever the arguments are.
+// Returns the text between double quotes. Empty text gives two double quotes whatever the arguments
+// are.
 //
-// onlyIfNeeded: text that needs no quotes is given back itself. Letters and digits of ASCII, a dot,
-// a slash, an underscore and a backslash that does not follow another one need none; every other
-// character does.
+// onlyIfNeeded: returns the receiver itself if it needs no quotes. Letters and digits of ASCII, a
+// dot, a slash, an underscore and a backslash that does not follow another one need none; every
+// other character does.
 //
-// Impl the quotes a character stands as it is, apart from these:
+// Between the quotes a character stands as it is, apart from these:
 //
 //   "  and  \                      a backslash in front of it
 //   U+0007, 0008, 000B, 000C       \a  \b  \v  \f
@@ -41,19 +44,20 @@ RONDEL_EXPORT HxString stringByQuotingOnlyIfNeeded(const HxString& text, bool on
                                                    bool quoteTabsAndEOLs,
                                                    bool quoteHighBitUnichars);
 
-// For use as a command-line argument: the text itself when it is made of letters, marks and numbers
-// of Unicode and "/.,+-_=" alone, else in double quotes with all three options off. Empty text is
-// given back as it is; the joiner below is what makes two quotes of it.
+// Returns the text for use as a command-line argument: the receiver itself if it holds only
+// letters, marks and numbers of Unicode and "/.,+-_=", else the text in double quotes with all
+// three options off. Characters beyond U+FFFF, letters too, ask for quotes: they are looked at as
+// two surrogates. Empty text is returned as it is; the joiner below makes two quotes of it.
 RONDEL_EXPORT HxString stringByQuotingIfNeeded(const HxString& text);
 
-// For use in a string list: the same, but whitespace alone asks for quotes
-// (HxCharacterSet::whitespaceAndNewlineCharacterSet). Text with a quote or a backslash and no
-// whitespace is given back as it is, and a splitter will use these characters up; that is wanted.
+// Returns the text for use in a string list: the same, but only whitespace asks for quotes
+// (HxCharacterSet::whitespaceAndNewlineCharacterSet). Deliberate: text with a quote or a backslash
+// and no whitespace is returned as it is, although a splitter will use these characters up.
 RONDEL_EXPORT HxString stringByQuotingWhitespaceIfNeeded(const HxString& text);
 
-// The descriptions of the elements with one blank between them: two double quotes for an empty one,
-// else quoted by stringByQuotingIfNeeded or stringByQuotingWhitespaceIfNeeded. An empty array gives
-// the empty string.
+// Returns the descriptions of the elements with one blank between them. An empty one becomes two
+// double quotes. The others are quoted by stringByQuotingIfNeeded, or for a string list by
+// stringByQuotingWhitespaceIfNeeded. An empty array gives the empty string.
 RONDEL_EXPORT HxString stringByConcatenatingObjectsAsCommandLineArguments(const HxArray& words);
 RONDEL_EXPORT HxString stringByConcatenatingObjectsAsStringList(const HxArray& elements);
 

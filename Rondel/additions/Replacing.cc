@@ -58,7 +58,7 @@ HxString stringByAppendingPathSeparatorIfNeeded(const HxString& path) {
   return path.stringByAppendingString("/"_hx);
 }
 
-void appendSubstringWithRange(HxMutableString& text, HxRange range, const HxString& string) {
+void appendSubstringWithRange(HxMutableString text, HxRange range, const HxString& string) {
   if (text) text.appendString(string.substringWithRange(range));
 }
 

@@ -38,7 +38,7 @@ RONDEL_EXPORT HxString stringByAppendingPathSeparatorIfNeeded(const HxString& pa
 
 // Appends a part of another string, or of the text itself. A range beyond the end of that string
 // raises HxRangeException; nothing of a nil string is appended.
-RONDEL_EXPORT void appendSubstringWithRange(HxMutableString& text, HxRange range,
+RONDEL_EXPORT void appendSubstringWithRange(HxMutableString text, HxRange range,
                                             const HxString& string);
 
 // ---- Characters that are not seen ---------------------------------------------------------------

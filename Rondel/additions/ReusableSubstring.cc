@@ -52,11 +52,13 @@ class SubstringView final : public HxStringObject {
   mutable bool _hashValueValid = false;
 };
 
-// Where the part lies in the real string. Nowhere when it is not, or perhaps no longer, in there:
-// then the text is asked for through the real string, which checks the range and raises.
+// Where the part lies in the real string. A part that does not fit raises here, as the real string
+// does it, before anybody looks for room for so many characters.
 HxStringObject::Contiguous SubstringView::contiguousCharacters() const {
-  if (!_realString || _realString.length() != _realStringLength) return {};
-  if (!HxRangeFits(_subrange, _realStringLength)) return {};
+  if (!_realString) return {};
+  const HxUInteger realLength = _realString.length();
+  if (!HxRangeFits(_subrange, realLength)) _realString.getCharacters(nullptr, _subrange);
+  if (realLength != _realStringLength) return {};
   Contiguous run = static_cast<const HxStringObject*>(_realString.object())->contiguousCharacters();
   if (run.narrow) run.narrow += _subrange.location;
   if (run.wide) run.wide += _subrange.location;

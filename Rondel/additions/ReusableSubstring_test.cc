@@ -265,6 +265,25 @@ TEST(ReusableSubstring, APartBeyondTheEndRaisesWhereACharacterIsMissing) {
   }
 }
 
+TEST(ReusableSubstring, APartOfAbsurdLengthRaisesTheSameAndTakesNoRoom) {
+  constexpr HxUInteger kMost = ~HxUInteger{0};
+  for (const TextForm form : kTextForms) {
+    for (const HxUInteger length : {kMost, kMost / 2 + 2, kMost / 4, HxUInteger{1} << 40}) {
+      const HxString view = viewOf(makeText(form, u"abcde"), {0, length});
+      EXPECT_EQ(raisedBy([&] { view.copy(); }), HxRangeException);
+      EXPECT_EQ(raisedBy([&] { view.mutableCopy(); }), HxRangeException);
+      EXPECT_EQ(raisedBy([&] { view.hash(); }), HxRangeException);
+      EXPECT_EQ(raisedBy([&] { view.UTF8String(); }), HxRangeException);
+      EXPECT_EQ(raisedBy([&] { view.toStdString(); }), HxRangeException);
+      EXPECT_EQ(raisedBy([&] { view.uppercaseString(); }), HxRangeException);
+      EXPECT_EQ(raisedBy([&] { view.rangeOfString("b"_hx); }), HxRangeException);
+      EXPECT_EQ(raisedBy([&] { view.componentsSeparatedByString("b"_hx); }), HxRangeException);
+      EXPECT_EQ(raisedBy([&] { view.stringByAppendingString("b"_hx); }), HxRangeException);
+      EXPECT_EQ(raisedBy([&] { view.dataUsingEncoding(HxUTF8StringEncoding); }), HxRangeException);
+    }
+  }
+}
+
 TEST(ReusableSubstring, ARealStringThatHasLostTheTextRaises) {
   HxMutableString real = HxMutableString::stringWithString("one two"_hx);
   ZevCheapReusableSubstring view = viewOf(real, {4, 3});

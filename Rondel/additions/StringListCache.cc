@@ -42,9 +42,11 @@ VantorStringListRow* findRow(const char* bytes, std::size_t length) noexcept {
   return isSame && row.key[length] == '\0' ? &row : nullptr;
 }
 
-[[gnu::noinline]] void fill(VantorStringListRow& row, const char* bytes, std::size_t length) {
+// Splits the key and not the caller's bytes, which may go on after the text. One caller's mistake
+// would be every later caller's list.
+[[gnu::noinline]] void fill(VantorStringListRow& row) {
   HxError error;
-  const HxArray list = MoSplitWhitespaceSeparatedComponents(bytes, length, &error);
+  const HxArray list = MoSplitWhitespaceSeparatedComponents(row.key, std::strlen(row.key), &error);
   row.store(list, error);
 }
 
@@ -77,7 +79,7 @@ HxArray MoLookupVantorSpecificStringListInCache(const char* bytes, std::size_t l
   if (!row) return nullptr;
   HxArray list = row->value();
   if (!list) {
-    fill(*row, bytes, length);
+    fill(*row);
     list = row->value();
   }
   if (error) *error = row->error();

@@ -286,6 +286,15 @@ TEST(StringListCache, IsNotAskedByTheSplitterOfBytes) {
             listOf("debug").object());
 }
 
+TEST(StringListCache, BytesThatGoOnAfterTheTextDoNotGetIntoItsRow) {
+  for (const char* const text : internal::kStringLists) {
+    const std::string tooLong = std::string(text) + " more";
+    const HxArray list =
+        MoLookupVantorSpecificStringListInCache(tooLong.c_str(), std::strlen(text), nullptr);
+    EXPECT_FALSE(list.containsObject("more"_hx)) << text;
+  }
+}
+
 TEST(StringListCache, HitsAndMissesTakeNothingFromTheHeap) {
   for (const Slot& slot : kFilledSlots) listOf(slot.key);
   const HxString text = "i386 ppc x86_64"_hx;

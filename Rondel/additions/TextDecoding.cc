@@ -157,10 +157,10 @@ HxString initWithContentsOfFile(const HxString& filePath, HxStringEncoding defau
       "-[HxString(MoTextDecoding) initWithContentsOfFile:defaultCStringEncoding:"
       "getStringEncoding:]");
   MoCheckNonEmptyString(filePath);
-  const HxData contents = HxData::initWithContentsOfFile(filePath);
+  const HxData contents = HxData::initWithContentsOfFile(as<HxString>(filePath));
   if (!contents) return nullptr;
 
-  const HxStringEncoding encoding = isFileUnicode(filePath, contents) ? HxUnicodeStringEncoding
+  const HxStringEncoding encoding = isFileUnicode(nullptr, contents) ? HxUnicodeStringEncoding
                                     : beginsWith(contents, kXMLDeclaration)
                                         ? HxUTF8StringEncoding
                                         : defaultCStringEncoding;
@@ -208,7 +208,7 @@ bool writeUsingFileSystemEncodingToFile(const HxString& text, const HxString& pa
   if (bytes.isNull()) return false;
   const HxData contents =
       HxData::initWithBytesNoCopy(const_cast<char*>(bytes.c_str()), bytes.length(), false);
-  return contents.writeToFile(path, atomically);
+  return contents.writeToFile(as<HxString>(path), atomically);
 }
 
 }  // namespace rondel

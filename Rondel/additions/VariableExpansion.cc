@@ -243,11 +243,13 @@ HxMutableString MO_stringByExpandingVariables(const HxString& text,
   MO_ADDITION(text, internal::ExpanderOperation::kName);
   if (!text) return nullptr;
   MoCheckInstance(expansionDict, HxDictionary);
+  const HxDictionary none;
+  const HxDictionary& values = HxDictionary::canHold(expansionDict.object()) ? expansionDict : none;
   if (!liesIn(range, text.length())) return copyThatFails(text, range);
   // A description or a dictionary of somebody's own may change or give up the text meanwhile.
   const HxString original = text.copy();
   const auto expand = [&](const auto* units, HxUInteger length) {
-    return Expansion(original, units, length, expansionDict, range, options).run();
+    return Expansion(original, units, length, values, range, options).run();
   };
   const std::string_view ascii = original.asciiView();
   return ascii.data() ? expand(ascii.data(), ascii.size()) : Characters(original).visit(expand);

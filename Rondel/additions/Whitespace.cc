@@ -19,7 +19,7 @@ using internal::unitOf;
 struct FourBlanks {
   static constexpr bool contains(HxUniChar unit) noexcept {
     constexpr std::uint64_t kMembers = 1ULL << u'\t' | 1ULL << u'\n' | 1ULL << u'\r' | 1ULL << u' ';
-    return (unit <= u' ') & (kMembers >> (unit & 0x3F) & 1);
+    return unit <= u' ' && (kMembers >> unit & 1) != 0;
   }
 };
 
@@ -46,14 +46,14 @@ void deleteRun(HxMutableString& text, const Set& set, HxUInteger index,
   if (run.length > 0) text.deleteCharactersInRange(run);
 }
 
-// Without a branch on the set: members come in no order that could be foreseen.
+// Branch-free: members come in no order, so branches would mispredict.
 template <class Unit, class Set>
 HxString stringWithout(const Set& set, const Unit* units, HxUInteger length) {
   GrowingRun<Unit> kept;
   Unit* out = kept.room(length);
   for (const Unit* at = units; at < units + length; ++at) {
     *out = *at;
-    out += !set.contains(unitOf(*at));
+    out += set.contains(unitOf(*at)) ? 0 : 1;
   }
   kept.moveEndTo(out);
   return internal::makeString(kept.units(), kept.length());
@@ -65,7 +65,7 @@ void deleteAll(HxMutableString& text, const Set& set) {
       [&](const auto* units, HxUInteger length) { return stringWithout(set, units, length); }));
 }
 
-using Deletion = void (*)(HxMutableString&);
+using Deletion = void (*)(HxMutableString);
 
 HxMutableString changedCopy(const HxString& text, Deletion change) {
   HxMutableString copy = text.mutableCopy();
@@ -100,7 +100,7 @@ HxString withSingleSpaces(const Unit* units, HxUInteger length) {
   for (const Unit* at = units; at < units + length; ++at) {
     const bool isBlank = FourBlanks::contains(unitOf(*at));
     *out = isBlank ? Unit(' ') : *at;
-    out += !(isBlank & wasBlank);
+    out += isBlank && wasBlank ? 0 : 1;
     wasBlank = isBlank;
   }
   result.moveEndTo(out);
@@ -125,21 +125,21 @@ HxMutableString stringByDeletingAllWhitespace(const HxString& text) {
   return changedCopy(text, deleteAllWhitespace);
 }
 
-void deleteLeadingWhitespace(HxMutableString& text) { deleteRun(text, FourBlanks(), 0, 0); }
+void deleteLeadingWhitespace(HxMutableString text) { deleteRun(text, FourBlanks(), 0, 0); }
 
-void deleteTrailingWhitespace(HxMutableString& text) {
+void deleteTrailingWhitespace(HxMutableString text) {
   const HxUInteger length = text.length();
   deleteRun(text, FourBlanks(), length > 0 ? length - 1 : 0, HxBackwardsSearch);
 }
 
-void deleteAllWhitespace(HxMutableString& text) { deleteAll(text, FourBlanks()); }
+void deleteAllWhitespace(HxMutableString text) { deleteAll(text, FourBlanks()); }
 
-void deleteCharactersFromSet(HxMutableString& text, const HxCharacterSet& set, HxUInteger index,
+void deleteCharactersFromSet(HxMutableString text, const HxCharacterSet& set, HxUInteger index,
                              HxStringCompareOptions options) {
   if (set) deleteRun(text, *set.setObject(), index, options);
 }
 
-void deleteAllCharactersInSet(HxMutableString& text, const HxCharacterSet& set) {
+void deleteAllCharactersInSet(HxMutableString text, const HxCharacterSet& set) {
   if (set) deleteAll(text, *set.setObject());
 }
 

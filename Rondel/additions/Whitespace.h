@@ -38,10 +38,11 @@ RONDEL_EXPORT HxMutableString stringByDeletingLeadingWhitespace(const HxString& 
 RONDEL_EXPORT HxMutableString stringByDeletingTrailingWhitespace(const HxString& text);
 RONDEL_EXPORT HxMutableString stringByDeletingAllWhitespace(const HxString& text);
 
-// The same on the text itself.
-RONDEL_EXPORT void deleteLeadingWhitespace(HxMutableString& text);
-RONDEL_EXPORT void deleteTrailingWhitespace(HxMutableString& text);
-RONDEL_EXPORT void deleteAllWhitespace(HxMutableString& text);
+// The same on the text itself. A handle passed by value still shares its object: the caller's
+// string changes, and a fresh mutableCopy() may be passed as well.
+RONDEL_EXPORT void deleteLeadingWhitespace(HxMutableString text);
+RONDEL_EXPORT void deleteTrailingWhitespace(HxMutableString text);
+RONDEL_EXPORT void deleteAllWhitespace(HxMutableString text);
 
 // Deletes the run of members of the set that the character at `index` belongs to, from there on
 // upwards; with HxBackwardsSearch among the options, from there on downwards. Other options do not
@@ -50,11 +51,11 @@ RONDEL_EXPORT void deleteAllWhitespace(HxMutableString& text);
 //
 //   deleteCharactersFromSet(text, digits, 1, 0);                  // "a12b3" becomes "ab3"
 //   deleteCharactersFromSet(text, digits, 2, HxBackwardsSearch);  // so does it here
-RONDEL_EXPORT void deleteCharactersFromSet(HxMutableString& text, const HxCharacterSet& set,
+RONDEL_EXPORT void deleteCharactersFromSet(HxMutableString text, const HxCharacterSet& set,
                                            HxUInteger index, HxStringCompareOptions options);
 
 // Deletes every member of the set.
-RONDEL_EXPORT void deleteAllCharactersInSet(HxMutableString& text, const HxCharacterSet& set);
+RONDEL_EXPORT void deleteAllCharactersInSet(HxMutableString text, const HxCharacterSet& set);
 
 // ---- Removing at both ends ----------------------------------------------------------------------
 

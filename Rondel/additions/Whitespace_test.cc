@@ -72,7 +72,7 @@ TEST_P(WhitespaceDeletions, GiveANewMutableString) {
 
 TEST_P(WhitespaceDeletions, ChangeAMutableStringInPlace) {
   const Deletion& expected = GetParam();
-  const auto after = [&](void (*change)(HxMutableString&)) {
+  const auto after = [&](void (*change)(HxMutableString)) {
     HxMutableString text = HxString(expected.text).mutableCopy();
     const HxString same = text;
     change(text);
@@ -342,6 +342,19 @@ TEST(Whitespace, TextWithoutAnyAndEmptyTextIsTheReceiverItself) {
 
 TEST(Whitespace, RunsOfNilAreNil) {
   EXPECT_TRUE(stringByConvertingWhitespaceRunsToSingleSpaces(nullptr).isNil());
+}
+
+// ---- Temporaries
+// ---------------------------------------------------------------------------------
+
+TEST(Whitespace, EveryDeletionTakesAFreshCopy) {
+  const HxString text = " a b "_hx;
+  deleteLeadingWhitespace(text.mutableCopy());
+  deleteTrailingWhitespace(text.mutableCopy());
+  deleteAllWhitespace(text.mutableCopy());
+  deleteCharactersFromSet(text.mutableCopy(), isspaceCharacterSet(), 0, 0);
+  deleteAllCharactersInSet(text.mutableCopy(), isspaceCharacterSet());
+  EXPECT_EQ(text, " a b "_hx);
 }
 
 }  // namespace

@@ -429,8 +429,9 @@ HxMutableString HxMutableString::initWithCapacity(HxUInteger capacity) {
 }
 
 HxMutableString HxMutableString::stringWithString(const HxString& string) {
-  HxMutableString result = initWithCapacity(string.length());
-  result.appendString(string);
+  const Characters text(string);  // a view that does not fit raises here, before room is taken
+  HxMutableString result = initWithCapacity(text.length());
+  text.visit([&](auto* units, HxUInteger length) { bufferOf(result)->append(units, length); });
   return result;
 }
 
