@@ -8,6 +8,7 @@
 #include "Rondel/core/report/Check.h"
 #include "Rondel/core/text/CharacterSet.h"
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/UpperHalves.h"
 
 namespace rondel {
 
@@ -120,6 +121,7 @@ HxArray componentsSeparatedByUnquotedWhitespace(const HxString& text) {
 HxArray _componentsSeparatedByUnquotedWhitespacePreservingQuotes(const HxString& text,
                                                                  bool preservesQuotes) {
   if (!text) return nullptr;
+  internal::clearUpperHalves();
   const auto split = [&](const auto* units, HxUInteger length) {
     return CommandLineSplitter(units, length, preservesQuotes).split();
   };

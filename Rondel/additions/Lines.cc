@@ -9,6 +9,7 @@
 #include "Rondel/core/report/Check.h"
 #include "Rondel/core/text/internal/Characters.h"
 #include "Rondel/core/text/internal/LineScan.h"
+#include "Rondel/core/text/internal/UpperHalves.h"
 
 namespace rondel {
 
@@ -23,6 +24,7 @@ using internal::lineTerminatorLength;
 // Every terminator has a line behind it, be it an empty one.
 template <class Unit, class Visit>
 void forEachLineStart(const Unit* units, HxUInteger length, const Visit& visit) {
+  internal::clearUpperHalves();
   HxUInteger start = 0;
   for (;;) {
     visit(start);
@@ -82,6 +84,7 @@ template <class Unit>
 class LineCursor {
  public:
   LineCursor(const Unit* units, HxUInteger length) noexcept : _units(units), _length(length) {
+    internal::clearUpperHalves();
     _end = endOfLineAt(0);
   }
 

@@ -10,6 +10,7 @@
 #include "Rondel/additions/internal/Words.h"
 #include "Rondel/core/text/CharacterSet.h"
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/UpperHalves.h"
 
 namespace rondel {
 
@@ -281,6 +282,7 @@ bool asksForQuotes(const Characters& text) {
 
 template <class Kind>
 HxString quotedIfNeeded(const HxString& text) {
+  internal::clearUpperHalves();
   const Characters characters(text);
   return asksForQuotes<Kind>(characters) ? quoted(characters, kArgumentEscapes) : text;
 }
@@ -342,6 +344,7 @@ void appendDescription(const HxHandle& object, TextBuffer& out) {
 template <class Kind>
 HxString joined(const HxArray& words) {
   if (!words) return nullptr;
+  internal::clearUpperHalves();
   TextBuffer out;
   bool isFirst = true;
   for (const HxAny& word : words) {
@@ -357,6 +360,7 @@ HxString joined(const HxArray& words) {
 HxString stringByQuotingOnlyIfNeeded(const HxString& text, bool onlyIfNeeded, bool quoteTabsAndEOLs,
                                      bool quoteHighBitUnichars) {
   if (!text) return nullptr;
+  internal::clearUpperHalves();
   const Characters characters(text);
   const bool isBare = onlyIfNeeded && characters.length() > 0 &&
                       characters.visit([](const auto* units, HxUInteger length) {

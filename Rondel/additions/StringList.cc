@@ -11,6 +11,7 @@
 #include "Rondel/core/collections/internal/ArrayStorage.h"
 #include "Rondel/core/report/Check.h"
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/UpperHalves.h"
 
 namespace rondel {
 
@@ -127,6 +128,7 @@ HxArray MoSplitWhitespaceSeparatedComponents(const char* bytes, std::size_t leng
   MO_FUNCTION("HxArray *MoSplitWhitespaceSeparatedComponents(const char *, size_t, HxError **)");
   MoAssertText(bytes != nullptr || length == 0, "bytes != ((void*)0) || length == 0");
   if (length == 0) return sharedEmptyList();
+  internal::clearUpperHalves();
   if (!bytes) bytes = "";
   const std::size_t textLength = std::strlen(bytes);
   StringListSplitter splitter(bytes, textLength);

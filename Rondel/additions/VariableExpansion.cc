@@ -11,6 +11,7 @@
 #include "Rondel/core/system/ProcessInfo.h"
 #include "Rondel/core/text/internal/BufferString.h"
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/UpperHalves.h"
 
 namespace rondel {
 
@@ -242,6 +243,7 @@ HxMutableString MO_stringByExpandingVariables(const HxString& text,
                                               MoExpansionOptions options) {
   MO_ADDITION(text, internal::ExpanderOperation::kName);
   if (!text) return nullptr;
+  internal::clearUpperHalves();
   MoCheckInstance(expansionDict, HxDictionary);
   const HxDictionary none;
   const HxDictionary& values = HxDictionary::canHold(expansionDict.object()) ? expansionDict : none;
@@ -269,6 +271,7 @@ HxMutableString MO_stringByExpandingEnvironmentVariables(const HxString& text) {
 
 HxArray namesOfExpandableVariables(const HxString& text) {
   if (!text) return nullptr;
+  internal::clearUpperHalves();
   internal::ArrayBuilder names;
   Characters(text).visit(
       [&](const auto* units, HxUInteger length) { appendNames(text, units, length, names); });
@@ -280,6 +283,7 @@ bool _getVariableNameRange(const HxString& text, HxRange* variableNameRange,
                            HxRange searchRange) {
   VariableReference found;
   if (!text || !checkSearchRange(text, searchRange)) return false;
+  internal::clearUpperHalves();
   if (!findReference(text, searchRange, found)) return false;
   internal::assertScannedReference(text, searchRange, found);
   store(variableNameRange, found.name);

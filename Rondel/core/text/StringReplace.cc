@@ -10,6 +10,7 @@
 #include "Rondel/core/text/String.h"
 #include "Rondel/core/text/internal/Characters.h"
 #include "Rondel/core/text/internal/TextSearch.h"
+#include "Rondel/core/text/internal/UpperHalves.h"
 
 namespace rondel {
 
@@ -20,6 +21,7 @@ using internal::TextSearch;
 
 HxArray HxString::componentsSeparatedByString(const HxString& separator) const {
   if (!_object) return nullptr;
+  internal::clearUpperHalves();
   const Characters text(*this);
   const Characters pattern(separator);
   const TextSearch search(text, pattern, 0);
@@ -102,6 +104,7 @@ HxString HxString::stringByReplacingOccurrencesOfString(const HxString& target,
                                                         HxStringCompareOptions options,
                                                         HxRange range) const {
   if (!_object) return nullptr;
+  internal::clearUpperHalves();
   internal::checkRange("-[HxString stringByReplacingOccurrencesOfString:withString:options:range:]",
                        range, length());
   const Characters text(*this);
@@ -118,6 +121,7 @@ HxUInteger HxMutableString::replaceOccurrencesOfString(const HxString& target,
   constexpr const char* kOperation =
       "-[HxMutableString replaceOccurrencesOfString:withString:options:range:]";
   if (!isForChange(kOperation, HxTypeID::string)) return 0;
+  internal::clearUpperHalves();
   internal::checkRange(kOperation, range, length());
   const Characters text(*this);
   const Characters pattern(target);

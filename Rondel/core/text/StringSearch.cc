@@ -11,6 +11,7 @@
 #include "Rondel/core/text/internal/ComposedText.h"
 #include "Rondel/core/text/internal/TextPieces.h"
 #include "Rondel/core/text/internal/TextSearch.h"
+#include "Rondel/core/text/internal/UpperHalves.h"
 
 namespace rondel {
 
@@ -26,6 +27,7 @@ HxRange HxString::rangeOfString(const HxString& string, HxStringCompareOptions o
 HxRange HxString::rangeOfString(const HxString& string, HxStringCompareOptions options,
                                 HxRange range) const {
   if (!_object) return kNotFoundRange;
+  internal::clearUpperHalves();
   internal::checkRange("-[HxString rangeOfString:options:range:]", range, length());
   const Characters text(*this);
   const Characters pattern(string);

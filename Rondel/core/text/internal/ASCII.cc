@@ -11,6 +11,8 @@
 #include <emmintrin.h>
 #endif
 
+#include "Rondel/core/text/internal/UpperHalves.h"
+
 namespace rondel::internal {
 
 namespace {
@@ -69,6 +71,7 @@ HxUInteger lengthOfShortASCIIPrefix(const std::uint8_t* bytes, HxUInteger length
 // all the rest.
 HxUInteger lengthOfASCIIPrefix(const std::uint8_t* bytes, HxUInteger length) noexcept {
   if (length < 16) return lengthOfShortASCIIPrefix(bytes, length);
+  clearUpperHalves();
   HxUInteger i = 0;
   for (; i + 64 <= length; i += 64) {
     const std::uint8_t* p = bytes + i;
@@ -95,6 +98,7 @@ HxUInteger lengthOfASCIIPrefix(const std::uint8_t* bytes, HxUInteger length) noe
 #endif
 
 HxUInteger widenASCIIPrefix(const std::uint8_t* bytes, HxUInteger length, HxUniChar* out) noexcept {
+  clearUpperHalves();
   HxUInteger i = 0;
 #if defined(__SSE2__)
   for (; i + 48 <= length; i += 16) {  // 48 bytes make at least 16 units
@@ -114,6 +118,7 @@ HxUInteger widenASCIIPrefix(const std::uint8_t* bytes, HxUInteger length, HxUniC
 }
 
 HxUInteger narrowASCIIPrefix(const HxUniChar* units, HxUInteger length, char* out) noexcept {
+  clearUpperHalves();
   HxUInteger i = 0;
 #if defined(__SSE2__)
   for (; i + 16 <= length; i += 16) {
@@ -144,6 +149,7 @@ bool isASCII(const char* bytes, HxUInteger length) noexcept {
 // In the two below, what is left of at least 8 units is taken together with some before it, so that
 // short text costs no loop of single units.
 bool isASCII(const HxUniChar* units, HxUInteger length) noexcept {
+  clearUpperHalves();
   HxUInteger i = 0;
 #if defined(__SSE2__)
   for (; i + 32 <= length; i += 32) {
@@ -164,6 +170,7 @@ bool isASCII(const HxUniChar* units, HxUInteger length) noexcept {
 }
 
 void narrowUnits(const HxUniChar* units, HxUInteger length, char* out) noexcept {
+  clearUpperHalves();
   HxUInteger i = 0;
 #if defined(__SSE2__)
   for (; i + 16 <= length; i += 16) {
@@ -178,6 +185,7 @@ void narrowUnits(const HxUniChar* units, HxUInteger length, char* out) noexcept 
 }
 
 void widenBytes(const char* bytes, HxUInteger length, HxUniChar* out) noexcept {
+  clearUpperHalves();
   HxUInteger i = 0;
 #if defined(__SSE2__)
   for (; i + 16 <= length; i += 16) widen(load(bytes + i), out + i);
