@@ -1,4 +1,17 @@
 // SPDX-License-Identifier: MIT
+//
+// The splitter looks only at characters that the grammar has to decide about. The characters
+// between them are appended in runs (Words.h).
+//
+// One worked trace, of  a"b c"d  "" :
+//
+//    a       a run; the word is a view of it
+//    "       opens quotes: inside them only the same quote and backslashes are special
+//    b c     a run; the gap before it makes the word a copy: ab c
+//    "       closes the quotes
+//    d       a run: ab cd
+//    (blank) ends the word; the second one finds no word to end
+//    ""      no characters, but there were quotes: a word without characters
 #include "Rondel/additions/CommandLine.h"
 
 #include <string_view>

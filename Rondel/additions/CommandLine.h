@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Command lines: one string split into the words of a tool invocation.
+// Command lines: splits one string into the words of a tool invocation.
 //
 //   HxArray words = arrayByParsingAsCommandLineArguments("cc -DNAME=\"a b\" main.c"_hx);
 //   // "cc", "-DNAME=a b", "main.c"
@@ -9,13 +9,13 @@
 //
 // The grammar. Whitespace (HxCharacterSet::whitespaceAndNewlineCharacterSet, so with U+0085, U+00A0
 // and the other Unicode blanks) separates words. Double and single quotes keep whitespace in a word
-// and may begin and end anywhere inside it. A backslash takes the next character as it stands, also
+// and may begin and end anywhere inside it. A backslash takes the next character as it is, even
 // inside both kinds of quote: single quotes do not protect it. A quoted empty string is a word with
-// no characters. Nothing is an error: an open quote is closed by the end of the text, and a
-// backslash there is dropped.
+// no characters. Nothing is an error: the end of the text closes an open quote, and a backslash
+// there is dropped.
 //
-// That is neither the grammar of a shell nor that of string lists (StringList.h); the guide
-// docs/guides/command-lines.md has them side by side. Quoting.h goes the other way.
+// That is neither the grammar of a shell nor that of string lists (StringList.h). The guide
+// docs/guides/command-lines.md compares the three. Quoting.h does the reverse.
 //
 // Nil text gives nil. Every result is a new array. All of this may be called on any thread.
 #pragma once
@@ -25,33 +25,32 @@
 
 namespace rondel {
 
-// The words as a tool gets them: quotes and backslashes have done their work and are gone.
+// Returns the words as a tool gets them, without their quotes and backslashes.
 //
-//   a "" b      gives a, an empty word and b
-//   'a\'b'      gives a'b
-//   it's        gives its
+//   a "" b      is a, an empty word and b
+//   'a\'b'      is a'b
+//   it's        is its
 RONDEL_EXPORT HxArray arrayByParsingAsCommandLineArguments(const HxString& text);
 
-// The words as they were written, quotes and backslashes in place. Their borders are the same, and
-// so is their number, with one exception: a backslash that stands alone at the very end is a word
-// here and none there.
+// Returns the words as they were written, with their quotes and backslashes. They are the same
+// words with one exception: a backslash alone at the very end is a word here and none there.
 RONDEL_EXPORT HxArray componentsSeparatedByUnquotedWhitespace(const HxString& text);
 
-// Both of the above: the second with true.
+// Does what the second of these does if `preservesQuotes`, else what the first does.
 RONDEL_EXPORT HxArray _componentsSeparatedByUnquotedWhitespacePreservingQuotes(
     const HxString& text, bool preservesQuotes);
 
-// The values of an option that is written as "-Ivalue" or as "-I", "value". Each word that is
-// longer than the prefix gives what stands behind it; a word that is the prefix alone gives the
-// next element, whatever that is, which is then not looked at as an option itself. A last word with
-// no element behind it gives nothing.
+// Returns the values of an option that is written as "-Ivalue" or as "-I", "value". The value of a
+// word longer than the prefix is the rest of it. The value of a word that is the prefix alone is
+// the next element, whatever that is; it is not looked at as an option itself. A last word with no
+// element after it has no value.
 //
 //   arrayByExtractingCommandLineArgumentsHavingPrefix(words, "-I"_hx)
 //   // of "-Ia", "-I", "b", "-I": "a", "b"
 //
-// A nil or empty prefix is a failed check (MoCheckNonEmptyString on "argumentPrefix"), and so is
-// each element looked at that is no string (MoCheckString on "string"); behind it that element is
-// passed over, a nil prefix matches nothing and an empty one everything.
+// Two checks may fail: MoCheckNonEmptyString on "argumentPrefix", and MoCheckString on "string" for
+// each element that is looked at. After a failed check that element is passed over. A prefix that
+// is nil or no string matches nothing then, and an empty one matches everything.
 RONDEL_EXPORT HxArray arrayByExtractingCommandLineArgumentsHavingPrefix(
     const HxArray& arguments, const HxString& argumentPrefix);
 

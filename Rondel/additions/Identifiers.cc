@@ -33,7 +33,7 @@ const HxUniChar* endOfReading(const HxUniChar* units, HxUInteger length) noexcep
 constexpr HxUniChar kFillerForC = u'_';
 constexpr HxUniChar kFillerForRFC1034 = u'-';
 
-// What each ASCII character becomes behind the first place.
+// What each ASCII character becomes after the first place.
 using Mangling = std::array<char, 0x80>;
 
 constexpr Mangling manglingWith(HxUniChar filler) {

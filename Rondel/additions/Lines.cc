@@ -21,7 +21,7 @@ using internal::lineTerminatorLength;
 
 // ---- Offsets ----------------------------------------------------------------------------------
 
-// Every terminator has a line behind it, be it an empty one.
+// A line follows every terminator, even at the end of the text.
 template <class Unit, class Visit>
 void forEachLineStart(const Unit* units, HxUInteger length, const Visit& visit) {
   internal::clearUpperHalves();
@@ -52,7 +52,7 @@ class OffsetArray {
     _offsets[_count++] = offset;
   }
   HxUInteger count() const noexcept { return _count; }
-  // Gives the block away, cut to size.
+  // Returns the block, cut to size. The caller owns it.
   HxUInteger* take() {
     resize(_count);
     return std::exchange(_offsets, nullptr);
@@ -92,12 +92,12 @@ class LineCursor {
   HxUInteger start() const noexcept { return _start; }
   HxUInteger end() const noexcept { return _end; }
 
-  // Moves on to the line of that number; false, at the last line, when the text ends first.
+  // Moves on to the line of that number. Returns false, at the last line, if the text ends first.
   bool moveToLine(HxUInteger number) noexcept {
     while (_number < number && !isLast()) advance();
     return _number == number;
   }
-  // Moves on to the first line that ends at `offset` or behind it.
+  // Moves on to the first line that ends at `offset` or after it.
   void moveToEndAt(HxUInteger offset) noexcept {
     while (_end < offset && !isLast()) advance();
   }

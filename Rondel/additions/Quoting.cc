@@ -1,4 +1,17 @@
 // SPDX-License-Identifier: MIT
+//
+// Most words need no quotes. Those are copied 16 bytes at a time while the same vectors are tested.
+// The first vector that fails the test ends the copy, and the word is written again between quotes.
+// There, ordinary characters are copied 16 at a time up to the first that may need an escape.
+//
+// One worked trace, of the joined words "cc" and "-DN=a b":
+//
+//    cc         all bytes allowed: copied               cc
+//    (blank)    separates the words                     cc_
+//    -DN=a b    the blank is not allowed: the copy is overwritten
+//    "          opens the quotes                        cc "
+//    -DN=a b    no quote, backslash or control          cc "-DN=a b
+//    "          closes the quotes                       cc "-DN=a b"
 #include "Rondel/additions/Quoting.h"
 
 #include <algorithm>
@@ -33,8 +46,8 @@ constexpr bool isASCIIAlphanumeric(HxUniChar unit) noexcept {
 
 // ---- Writing between quotes -------------------------------------------------------------------
 
-// How each character is written: 0 as it stands, kNumbered by its number, others as that letter
-// behind a backslash.
+// How each character is written: 0 as it is, kNumbered by its number, others as that letter after a
+// backslash.
 constexpr char kNumbered = 'U';
 constexpr HxUInteger kLongestEscape = 6;
 
@@ -51,7 +64,7 @@ class Escapes {
     _ascii[0x0C] = 'f';
     _ascii['\t'] = quoteTabsAndEOLs ? 't' : '\0';
     _ascii['\n'] = quoteTabsAndEOLs ? 'n' : '\0';
-    _ascii['\r'] = _ascii['\n'];  // wanted: a carriage return becomes a newline escape
+    _ascii['\r'] = _ascii['\n'];  // Deliberate: both become a newline escape.
   }
 
   constexpr char operator[](HxUniChar unit) const noexcept {
@@ -182,8 +195,8 @@ constexpr std::array<bool, 0x80> kAllowed = [] {
   return allowed;
 }();
 
-// Both kinds of list tell of their words whether they ask for quotes. ASCII is decided without the
-// sets, which hold nothing else there.
+// Each kind of list decides which words need quotes. ASCII is decided without the sets, which have
+// the same members there.
 struct CommandLine {
   static bool asksForQuotes(const char* units, HxUInteger length) noexcept;
   static bool copyUnlessItAsks(const char* units, HxUInteger length, char* out) noexcept;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Characters and text replaced, text appended, and two characters that nobody sees.
+// Replaces characters and text, appends text, and names two invisible characters.
 //
 //   stringByReplacingCharacter("a:b"_hx, u':', u'/');                // a/b
 //   stringByReplacingSubstring(name, "$(ARCH)"_hx, "x86_64"_hx);
@@ -16,24 +16,25 @@ namespace rondel {
 
 // ---- Replacing ----------------------------------------------------------------------------------
 
-// All occurrences of a UTF-16 unit replaced by another one, in a new string. The receiver itself
-// when it is empty or the two are the same.
+// Returns a new string with all occurrences of a UTF-16 unit replaced by another one. Returns the
+// receiver itself if it is empty or the two units are the same.
 RONDEL_EXPORT HxString stringByReplacingCharacter(const HxString& text, HxUniChar former,
                                                   HxUniChar replacement);
 
-// A mutable copy with all occurrences of the target replaced, from left to right. The search is
-// literal and goes on behind each replacement, which is itself not searched. An empty or nil target
-// occurs nowhere; a nil replacement is the empty string.
+// Returns a mutable copy with all occurrences of the target replaced, from left to right. The
+// search is literal and continues after each replacement, which is not searched itself. An empty or
+// nil target occurs nowhere; a nil replacement is the empty string.
 RONDEL_EXPORT HxMutableString stringByReplacingSubstring(const HxString& text,
                                                          const HxString& target,
                                                          const HxString& replacement);
 
-// That with one backslash and "/".
+// Does that with one backslash as the target and "/" as the replacement.
 RONDEL_EXPORT HxMutableString ZEV_stringByReplacingBackslashWithSlash(const HxString& path);
 
 // ---- Appending ----------------------------------------------------------------------------------
 
-// With "/" at the end: the receiver itself when it ends in one. The empty string gives "/".
+// Returns the path with "/" at its end: the receiver itself if it ends in one. The empty string
+// gives "/".
 RONDEL_EXPORT HxString stringByAppendingPathSeparatorIfNeeded(const HxString& path);
 
 // Appends a part of another string, or of the text itself. A range beyond the end of that string
@@ -41,10 +42,10 @@ RONDEL_EXPORT HxString stringByAppendingPathSeparatorIfNeeded(const HxString& pa
 RONDEL_EXPORT void appendSubstringWithRange(HxMutableString text, HxRange range,
                                             const HxString& string);
 
-// ---- Characters that are not seen ---------------------------------------------------------------
+// ---- Invisible characters -----------------------------------------------------------------------
 
-// U+2063 and U+2062, each the same constant on every call: marks that a program puts into text and
-// finds again, and that take no place on a screen.
+// Return U+2063 and U+2062, each the same constant on every call. A program puts them into text as
+// marks that it can find again and that take no place on a screen.
 RONDEL_EXPORT HxString stringWithUnicodeInvisibleSeparatorCharacter();
 RONDEL_EXPORT HxString stringWithUnicodeInvisibleTimesCharacter();
 

@@ -18,8 +18,7 @@ struct Message {
   HxString table;
 };
 constexpr Message kNoAssignment{"String '%@' isn't a valid variable assignment"_hx, "RondelKit"_hx};
-// The name of this table is spelt otherwise than that of the other: that is wanted, translations
-// depend on it.
+// Deliberate: this table's name is spelt unlike the other's. Translations depend on it.
 constexpr Message kNoName{"'%@' isn't a valid variable name"_hx, "RondlKit"_hx};
 
 HxString localized(const Message& message, const HxString& subject) {
@@ -34,7 +33,7 @@ HxString withoutSemicolon(const HxString& value) {
   return stringByRemovingLeadingAndTrailingWhitespace(value.substringToIndex(length - 1));
 }
 
-// Reads one assignment; gives what is wrong with it, or null.
+// Reads one assignment. Returns what is wrong with it, or null.
 const Message* readLine(const HxString& line, HxMutableDictionary& entries, HxString& subject) {
   const HxRange sign = line.rangeOfString("="_hx, HxLiteralSearch);
   if (sign.length == 0) {

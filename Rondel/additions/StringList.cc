@@ -1,4 +1,16 @@
 // SPDX-License-Identifier: MIT
+//
+// The splitter looks only at bytes that the grammar has to decide about. The bytes between them are
+// appended in runs (Words.h).
+//
+// One worked trace, of  a"b c"\ d  '' e :
+//
+//    a       a run; the word is a view of it
+//    "b c"   quotes on, a run with its blank, quotes off; the gap makes the word a copy: ab c
+//    \_d     the blank after the backslash as it is, then a run: ab c d
+//    (blank) outside quotes: ends the element "ab c d"
+//    ''      no characters: the element is dropped
+//    e       ends with the text
 #include "Rondel/additions/StringList.h"
 
 #include <algorithm>
@@ -46,7 +58,7 @@ class StringListSplitter {
  private:
   static constexpr HxUInteger kElementBytesOnStack = 2048;
 
-  // One row a byte: the first that applies. False when the element ends in front of the byte.
+  // One row a byte: the first that applies. Returns false if the element ends before the byte.
   bool takeSpecial() {
     if (isAtEnd()) return false;
     if (*_at == '"') {
@@ -55,7 +67,7 @@ class StringListSplitter {
     } else if (*_at == '\'' && !_inWeakQuotes) {
       takeStrongQuotes();
     } else if (*_at == '\\') {
-      if (_at + 1 < _end) ++_at;  // the very last one stands for itself
+      if (_at + 1 < _end) ++_at;  // the very last one is itself
       takeRun(_at + 1);
     } else if (isAtWhitespace() && !_inWeakQuotes) {
       return false;
@@ -65,7 +77,7 @@ class StringListSplitter {
     return true;
   }
 
-  // All bytes up to the next single quote or the end as they stand; the quotes are dropped.
+  // Takes all bytes up to the next single quote or the end as they are. Drops the quotes.
   void takeStrongQuotes() {
     ++_at;
     const char* const quote = std::find(_at, _end, '\'');
@@ -79,7 +91,7 @@ class StringListSplitter {
   }
 
   const char* _at;
-  const char* const _end;  // where the NUL stands
+  const char* const _end;  // the place of the NUL
   bool _inWeakQuotes = false;
   Word<char, kElementBytesOnStack> _word;
 };
@@ -92,8 +104,8 @@ const HxArray& sharedEmptyList() {
 
 constexpr HxUInteger kTextBytesOnStack = 512;
 
-// The text ends at its first NUL, which stands at bytes[length] or before. One that is found in its
-// whole length has none in it, so that the end is looked for only to split.
+// The text ends at its first NUL, which is at bytes[length] or before. A text that the cache finds
+// in its whole length has none in it, so the end is looked for only to split.
 HxArray listOfBytes(const char* bytes, std::size_t length) {
   if (HxArray list = MoLookupVantorSpecificStringListInCache(bytes, length, nullptr)) return list;
   const std::size_t end = std::strlen(bytes);

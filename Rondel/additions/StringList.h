@@ -7,13 +7,13 @@
 //   // "include", "my include"
 //
 // The grammar works on bytes. The six whitespace characters of ASCII separate elements. Double
-// quotes keep whitespace, and a backslash takes the next byte as it stands, also inside them.
+// quotes keep whitespace. A backslash takes the next byte as it is, inside double quotes too.
 // Single quotes keep everything up to the next single quote, backslashes included. A backslash at
-// the very end is itself. An element without characters is dropped, also a quoted one. Nothing is
-// an error: open quotes are closed by the end of the text.
+// the very end is itself. An element without characters is dropped, even a quoted one. Nothing is
+// an error: the end of the text closes open quotes.
 //
 // That is not the grammar of command lines (CommandLine.h), which differs in backslashes, empty
-// elements and whitespace; the guide docs/guides/command-lines.md has them side by side.
+// elements and whitespace. The guide docs/guides/command-lines.md compares them.
 //
 // Both operations may be called on any thread.
 #pragma once
@@ -26,22 +26,21 @@
 
 namespace rondel {
 
-// The elements of the list. The lists that occur most are split once for the whole process
-// (StringListCache.h): each gives one array, shared by all callers; other text gives a new array
-// at every call. ASCII text is split as it stands; text with any other character is
-// split in its file-system form, so that its elements come back canonically decomposed. The text
-// ends at its first NUL. Empty text gives an empty array that is shared by all callers, nil gives
-// nil. Text that has no file-system form (a lone surrogate) gives nil behind a failed check
-// (MoCheckArray on "stringList").
+// Returns the elements of the list. The lists that occur most are split once for the whole process
+// (StringListCache.h), and all callers share the array. Other text gives a new array at every call.
+// ASCII text is split as it is. Other text is split in its file-system form, so its elements are
+// canonically decomposed. The text ends at its first NUL. Empty text gives an empty array that all
+// callers share; nil gives nil. Text that has no file-system form (a lone surrogate) fails a check
+// (MoCheckArray on "stringList") and gives nil.
 RONDEL_EXPORT HxArray arrayByParsingAsStringList(const HxString& text);
 
-// The same for bytes of UTF-8 up to their first NUL, which must stand at bytes[length] or before;
-// `length` itself only tells whether there is anything to split. With a length of 0 it is the
-// shared empty array, and `error` is left alone; otherwise a new array, and nil is stored through
+// Does the same for bytes of UTF-8 up to their first NUL, which must be at bytes[length] or before.
+// `length` itself only says whether there is anything to split. A length of 0 gives the shared
+// empty array and leaves `error` alone. Otherwise the array is new, and nil is stored through
 // `error` unless that is null. There are no errors in this grammar.
 //
-// Null bytes with a length are a failed check (MoAssert), behind which they count as no text. An
-// element that is not valid UTF-8 is a failed check (MoCheckString on "string") and is left out.
+// Null bytes with a length fail a check (MoAssert) and count as no text. An element that is not
+// valid UTF-8 fails a check (MoCheckString on "string") and is left out.
 RONDEL_EXPORT HxArray MoSplitWhitespaceSeparatedComponents(const char* bytes, std::size_t length,
                                                            HxError* error);
 

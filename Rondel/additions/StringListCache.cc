@@ -42,8 +42,8 @@ VantorStringListRow* findRow(const char* bytes, std::size_t length) noexcept {
   return isSame && row.key[length] == '\0' ? &row : nullptr;
 }
 
-// Splits the key and not the caller's bytes, which may go on after the text. One caller's mistake
-// would be every later caller's list.
+// Splits the key and not the caller's bytes, which may not end with the text. Otherwise one
+// caller's mistake would be every later caller's list.
 [[gnu::noinline]] void fill(VantorStringListRow& row) {
   HxError error;
   const HxArray list = MoSplitWhitespaceSeparatedComponents(row.key, std::strlen(row.key), &error);
@@ -62,7 +62,7 @@ void VantorStringListRow::store(const HxArray& list, const HxError& error) {
     return;
   }
   ArrayStorage::dropUncounted(array);
-  // Only here, and not where the list is stored: that is wanted.
+  // Deliberate: only the thread that came second keeps its error.
   if (error) error.object()->retain();
   __atomic_store_n(&_error, error.object(), __ATOMIC_SEQ_CST);
 }

@@ -78,12 +78,12 @@ HxString substringAfterString(const HxString& text, const HxString& marker,
   const HxRange found = text.rangeOfString(marker);
   if (found.length == 0) return nullptr;
   const HxUInteger start = HxMaxRange(found);
-  const HxRange behind{start, text.length() - start};
+  const HxRange rest{start, text.length() - start};
   const HxRange lineEnd = crossingLineBoundaries
                               ? kNotFoundRange
-                              : text.rangeOfString(kLineFeed, HxLiteralSearch, behind);
+                              : text.rangeOfString(kLineFeed, HxLiteralSearch, rest);
   return text.substringWithRange(lineEnd.length > 0 ? HxRange{start, lineEnd.location - start}
-                                                    : behind);
+                                                    : rest);
 }
 
 HxString substringBeforeString(const HxString& text, const HxString& marker,

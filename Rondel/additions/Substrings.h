@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Parts of a text: without a prefix or a suffix, around markers, its two ends, and where it differs
+// Parts of a text: without a prefix or a suffix, around markers, abbreviated, and where it differs
 // from another.
 //
 //   stringByRemovingPrefix("libz.so"_hx, "lib"_hx);                         // z.so
@@ -24,55 +24,54 @@ namespace rondel {
 
 // ---- Prefixes and suffixes ----------------------------------------------------------------------
 
-// What follows the prefix, or stands before the suffix. The receiver itself when it has none, and
-// when the argument is nil or empty. An argument that is no string fails a check, and removes
-// nothing.
+// Return the text without the prefix or the suffix. Return the receiver itself if it has none, or
+// if the argument is nil or empty. An argument that is no string fails a check and removes nothing.
 RONDEL_EXPORT HxString stringByRemovingPrefix(const HxString& text, const HxString& possiblePrefix);
 RONDEL_EXPORT HxString stringByRemovingSuffix(const HxString& text, const HxString& possibleSuffix);
 
-// The first element, in the order of the array, that the text has as a prefix; nil when there is
-// none. The empty string is a prefix of every text; elements that are no strings are of none. Nil,
-// and what is no array, fails a check, and has none.
+// Returns the first element of the array that the text has as a prefix, nil if there is none. The
+// empty string is a prefix of every text; an element that is no string is a prefix of none. Nil,
+// and an object that is no array, fails a check and gives nil.
 RONDEL_EXPORT HxString firstMatchingPrefixFromArray(const HxString& text, const HxArray& prefixes);
 
 // ---- Around markers -----------------------------------------------------------------------------
 
-// The text behind the first occurrence of the marker, and the text before it; nil when the marker
-// is absent, nil or empty. Unless line boundaries may be crossed, only what lies on the line of the
-// marker: what is behind it up to the first "\n", what is before it from the last "\n" on. Other
-// line terminators are ordinary characters here.
+// Return the text after the first occurrence of the marker, and the text before it. Return nil if
+// the marker is absent, nil or empty. Unless line boundaries may be crossed, the text after the
+// marker ends at the first "\n", and the text before it starts after the last "\n". Other line
+// terminators are ordinary characters here.
 //
-//   "1\n2 = 3\n4"   behind " = "   crossing: 3\n4    not crossing: 3
+//   "1\n2 = 3\n4"   after " = "    crossing: 3\n4    not crossing: 3
 //                   before " = "   crossing: 1\n2    not crossing: 2
 RONDEL_EXPORT HxString substringAfterString(const HxString& text, const HxString& marker,
                                             bool crossingLineBoundaries);
 RONDEL_EXPORT HxString substringBeforeString(const HxString& text, const HxString& marker,
                                              bool crossingLineBoundaries);
 
-// The text between the first occurrence of one marker and the first occurrence of the other behind
-// it; nil when there is not one of each. Unless line boundaries may be crossed, both must be on one
-// line.
+// Returns the text between the first occurrence of one marker and the first occurrence of the other
+// after it, nil if one of them is absent. Unless line boundaries may be crossed, both must be on
+// one line.
 RONDEL_EXPORT HxString substringBetweenString(const HxString& text, const HxString& start,
                                               const HxString& end, bool crossingLineBoundaries);
 
 // ---- Abbreviating -------------------------------------------------------------------------------
 
-// Text longer than the limit loses its middle to one ellipsis, U+2026; other text is the receiver
-// itself. As many units are kept at the start as at the end, so the result may be shorter than the
-// limit. Composed characters are not split, so it may be longer as well. Limits below 4 leave the
-// ellipsis alone.
+// Returns text longer than the limit with one ellipsis, U+2026, in place of its middle. Returns the
+// receiver itself if it is not longer. As many units are kept at the start as at the end, so the
+// result may be shorter than the limit. Composed characters are not split, so it may be longer as
+// well. Limits below 4 give the ellipsis alone.
 RONDEL_EXPORT HxString stringByAbbreviatingWithEllipsisInMiddleToLength(const HxString& text,
                                                                         HxUInteger limit);
 
 // ---- Differences --------------------------------------------------------------------------------
 
-// Which part of the text differs from a part of another: the range between the units that both
-// begin with and those that both end with. The beginnings are compared first, and no unit counts
-// twice: "aa" differs from "aaa" in {2, 0}. Units are compared as they stand, whatever they
+// Returns the part of the text that differs from a part of another: the range between the units
+// that both begin with and those that both end with. The beginnings are compared first, and no unit
+// counts twice: "aa" differs from "aaa" in {2, 0}. Single UTF-16 units are compared, whatever they
 // compose.
 //
-// A range beyond the other text fails a check, and is cut; nil, and what is no string, fails one,
-// and is compared as the empty string.
+// A range beyond the other text fails a check and is cut. Nil, and an object that is no string,
+// fails a check and is compared as the empty string.
 RONDEL_EXPORT HxRange rangeNotHavingLiteralPrefixAndSuffixInCommonWithRange(const HxString& text,
                                                                             HxRange str2Range,
                                                                             const HxString& str2);

@@ -1,4 +1,16 @@
 // SPDX-License-Identifier: MIT
+//
+// The result is edited at one moving point: the text before it is done, the text after it unread.
+// An edit moves nothing but what it puts in, so all edits together take linear time. A replacement
+// that is to be searched again, and in which the search could stop, is put before the unread text.
+// Every other replacement is done.
+//
+// One worked trace, of "a$(B)/c" with B = "x$D" and D = "y", rescanning:
+//
+//    done ""        unread "a$(B)/c"   the search stops at $(B); in its value it could stop again
+//    done "a"       unread "x$D/c"     the search stops at $D; in "y" it would not stop
+//    done "axy"     unread "/c"        the search finds no more
+//    done "axy/c"   unread ""
 #include "Rondel/additions/VariableExpansion.h"
 
 #include "Rondel/additions/internal/UnreadText.h"
@@ -42,7 +54,7 @@ bool checkSearchRange(const HxString& text, HxRange searchRange) {
   return liesInText;
 }
 
-// The end of a range whose length has wrapped around is in front of its start.
+// The end of a range whose length has wrapped around is before its start.
 HxUInteger lengthBetween(HxUInteger start, HxUInteger end) noexcept {
   return end > start ? end - start : 0;
 }
@@ -99,8 +111,6 @@ BorrowedValue valueOf(const HxUniChar* name, HxUInteger length, const HxDictiona
 
 // ---- Expanding --------------------------------------------------------------------------------
 
-// The result is edited where the search stands: it is the text that is done and, behind it, that
-// which is unread. An edit moves nothing but what it puts in.
 class Expansion {
  public:
   template <class Unit>
@@ -132,8 +142,8 @@ class Expansion {
   HxUInteger position() const noexcept { return _done->length(); }
   HxRange search() const noexcept { return {_searchStart, _searchEnd - _searchStart}; }
 
-  // Expands what the unread text holds, as long as nothing is put in front of it and the end of the
-  // search stays. False when there are no more references.
+  // Expands what the unread text holds, until something is put before it or the end of the search
+  // moves. Returns false if there are no more references.
   template <class Unit>
   bool expandRun(const Unit* const units) {
     RunReader in(units, lengthBetween(position(), _searchEnd), position());
@@ -163,8 +173,8 @@ class Expansion {
     return false;
   }
 
-  // The replacement, if it can be put in at once: if the search would find nothing to stop at in
-  // it. Null when that takes a longer look.
+  // Returns the replacement if it is done at once: if the search would not stop in it. Returns null
+  // if that takes a longer look.
   std::string_view asciiToPutIn(const HxHandle& value) const noexcept {
     if (!value) return _keepsUndefined ? std::string_view() : ""_hx.asciiView();
     const HxBorrowed<HxString> string(value.object());
@@ -187,8 +197,7 @@ class Expansion {
     });
   }
 
-  // The end of the search moves to where its length tells, counted from the start of the text:
-  // wanted, see the header.
+  // Deliberate: the length of the search now counts from the start of the text. See the header.
   void keep(HxRange reference) {
     finish(reference.length);
     _searchEnd -= _searchStart;
@@ -205,7 +214,7 @@ class Expansion {
     moveSearch(reference, length);
   }
 
-  // Behind the replacement, or to its start. The end of the search stays on the same text.
+  // To the end of the replacement or to its start. The end of the search stays on the same text.
   void moveSearch(HxRange reference, HxUInteger length) noexcept {
     _searchStart = reference.location + (_rescans ? 0 : length);
     _searchEnd += length - reference.length;
@@ -221,11 +230,11 @@ class Expansion {
   const HxDictionary& _values;
   const bool _keepsUndefined;
   const bool _rescans;
-  // In the result. Where it starts may be done already; the end may be in front of that.
+  // In the result. The start may be in the text that is done; the end may be before the start.
   HxUInteger _searchStart;
   HxUInteger _searchEnd;
   HxMutableString _result = nullptr;
-  BufferString* const _done;  // what stands behind it
+  BufferString* const _done;  // the object of _result
   UnreadText _unread;
 };
 
@@ -248,7 +257,7 @@ HxMutableString MO_stringByExpandingVariables(const HxString& text,
   const HxDictionary none;
   const HxDictionary& values = HxDictionary::canHold(expansionDict.object()) ? expansionDict : none;
   if (!liesIn(range, text.length())) return copyThatFails(text, range);
-  // A description or a dictionary of somebody's own may change or give up the text meanwhile.
+  // A description or a dictionary of the user's own may change or drop the text meanwhile.
   const HxString original = text.copy();
   const auto expand = [&](const auto* units, HxUInteger length) {
     return Expansion(original, units, length, values, range, options).run();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Whitespace and other characters trimmed, deleted, and run together.
+// Trims, deletes and collapses whitespace and other characters.
 //
 //   stringByDeletingTrailingWhitespace(line);                     // "a\t\n" gives "a"
 //   stringByRemovingLeadingAndTrailingWhitespace(answer);         // " yes " gives "yes"
@@ -13,12 +13,12 @@
 //   Operations with "Removing" mean the sets of Unicode, as people type: whitespaceCharacterSet, or
 //   with line ends whitespaceAndNewlineCharacterSet.
 //
-// So a no-break space is kept by the first and removed by the second, and so is a vertical tab if
+// So the first keep a no-break space and the second remove it. The same holds for a vertical tab if
 // line ends are removed.
 //
-// Results. Deleting makes a mutable copy and changes that; removing gives the receiver itself
-// when there is nothing to remove. Nil gives nil, and nothing happens to a nil mutable string. A
-// nil set holds no characters.
+// Results. Deleting changes a mutable copy. Removing returns the receiver itself if there is
+// nothing to remove. Nil gives nil, and nothing happens to a nil mutable string. A nil set has no
+// members.
 //
 // Threads. All of this may be called on any thread; a mutable string belongs to one at a time.
 #pragma once
@@ -28,26 +28,26 @@
 
 namespace rondel {
 
-// The set of TAB, LF, CR and U+0020; a new one on each call.
+// Returns the set of TAB, LF, CR and U+0020, a new one on each call.
 RONDEL_EXPORT HxCharacterSet isspaceCharacterSet();
 
 // ---- Deleting -----------------------------------------------------------------------------------
 
-// A mutable copy without the run of the four at its start, at its end, or without any of them.
+// Return a mutable copy without the run of the four at its start, at its end, or without any of
+// them.
 RONDEL_EXPORT HxMutableString stringByDeletingLeadingWhitespace(const HxString& text);
 RONDEL_EXPORT HxMutableString stringByDeletingTrailingWhitespace(const HxString& text);
 RONDEL_EXPORT HxMutableString stringByDeletingAllWhitespace(const HxString& text);
 
-// The same on the text itself. A handle passed by value still shares its object: the caller's
-// string changes, and a fresh mutableCopy() may be passed as well.
+// Do the same to the text itself. A handle passed by value shares its object, so the caller's
+// string changes. A fresh mutableCopy() may be passed as well.
 RONDEL_EXPORT void deleteLeadingWhitespace(HxMutableString text);
 RONDEL_EXPORT void deleteTrailingWhitespace(HxMutableString text);
 RONDEL_EXPORT void deleteAllWhitespace(HxMutableString text);
 
-// Deletes the run of members of the set that the character at `index` belongs to, from there on
-// upwards; with HxBackwardsSearch among the options, from there on downwards. Other options do not
-// count. Nothing is deleted when that character is no member, or when the index is the length or
-// beyond.
+// Deletes the run of members of the set that starts at `index`; with HxBackwardsSearch, the run
+// that ends there. Other options do not count. Nothing is deleted if the character at the index is
+// no member, or if the index is the length or beyond.
 //
 //   deleteCharactersFromSet(text, digits, 1, 0);                  // "a12b3" becomes "ab3"
 //   deleteCharactersFromSet(text, digits, 2, HxBackwardsSearch);  // so does it here
@@ -59,20 +59,21 @@ RONDEL_EXPORT void deleteAllCharactersInSet(HxMutableString text, const HxCharac
 
 // ---- Removing at both ends ----------------------------------------------------------------------
 
-// What is left without the members of the set at the start and at the end: the receiver itself when
-// there are none, the empty string when there is nothing else.
+// Returns the text without the members of the set at its start and at its end: the receiver itself
+// if there are none, the empty string if there is nothing else.
 RONDEL_EXPORT HxString stringByRemovingLeadingAndTrailingCharactersFromSet(
     const HxString& text, const HxCharacterSet& set);
 
-// That with HxCharacterSet::whitespaceCharacterSet and whitespaceAndNewlineCharacterSet.
+// Do that with HxCharacterSet::whitespaceCharacterSet and whitespaceAndNewlineCharacterSet.
 RONDEL_EXPORT HxString stringByRemovingLeadingAndTrailingWhitespace(const HxString& text);
 RONDEL_EXPORT HxString
 stringByRemovingLeadingAndTrailingWhitespaceAndNewlines(const HxString& text);
 
 // ---- Runs ---------------------------------------------------------------------------------------
 
-// Each run of the four becomes one U+0020, also at the ends: nothing is trimmed. The receiver
-// itself when it holds none of them; else a new string, even if that has the same text.
+// Returns the text with each run of the four as one U+0020, at the ends too: nothing is trimmed.
+// Returns the receiver itself if it has none of them, else a new string, even if its text is the
+// same.
 RONDEL_EXPORT HxString stringByConvertingWhitespaceRunsToSingleSpaces(const HxString& text);
 
 }  // namespace rondel

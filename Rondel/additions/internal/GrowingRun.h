@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A run of units that grows at its end: on the stack while it is short, on the heap from then on.
+// A run of units that grows at its end. It is on the stack while it is short, later on the heap.
 #pragma once
 
 #include <cstdlib>
@@ -24,7 +24,7 @@ class GrowingRun {
   const Unit* units() const noexcept { return _units; }
   HxUInteger length() const noexcept { return _length; }
 
-  // Room for `count` more units. What was written there is told by moveEndTo.
+  // Returns room for `count` more units. Call moveEndTo after writing there.
   Unit* room(HxUInteger count) {
     if (count > _capacity - _length) grow(count);
     return _units + _length;

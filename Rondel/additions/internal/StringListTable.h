@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// What the table of the string-list cache is generated from, while compiling: the texts, and the
-// hash that gives each a slot of its own. Where two texts meet in one slot the table does not
-// compile; then the values have to be chosen anew.
+// The table of the string-list cache is generated from this by the compiler: the texts, and the
+// hash that gives each a slot of its own. If two texts fall into one slot the table does not
+// compile; then choose other values.
 #pragma once
 
 #include <array>

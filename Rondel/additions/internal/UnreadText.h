@@ -1,9 +1,19 @@
 // SPDX-License-Identifier: MIT
 //
-// Text that is read from its front and grows there. With the text that is done beside it, this is a
-// string that is edited in place at a moving point, without moving what stands behind the point.
+// Text that is read from its front and grows there. Together with the text that is done it is a
+// string that is edited at a moving point. An edit does not move the text after the point, as with
+// a gap buffer.
 //
-// At first it is a view of somebody else's characters; what is put in front makes it a copy.
+// At first it is a view of the caller's characters. The first text that is put in front makes it a
+// copy, at the end of a block with room before it.
+//
+// One worked trace, of "$(B)/c", with "x$D" for $(B) and "y" for $D; a dot is room:
+//
+//    $(B)/c        a view
+//    /c            drop(4): still a view
+//    .....x$D/c    addFront(3): a block for twice the five units
+//    ......../c    drop(1) for the x that is done, drop(2) for the $D
+//    .......y/c    addFront(1): there is room, so nothing moves
 #pragma once
 
 #include <cstdlib>
@@ -35,15 +45,16 @@ class FrontRun {
   }
   // Adds so many units in front, which the caller writes.
   Unit* addFront(HxUInteger count) {
-    const HxUInteger room = _block ? static_cast<HxUInteger>(_units - _block) : 0;
-    if (count > room) grow(count);
-    Unit* const front = _block + (_units - _block) - count;
+    if (count > room()) grow(count);
+    Unit* const front = _block + (room() - count);
     _units = front;
     _length += count;
     return front;
   }
 
  private:
+  // The units before the text.
+  HxUInteger room() const noexcept { return _block ? static_cast<HxUInteger>(_units - _block) : 0; }
   void grow(HxUInteger count) {
     constexpr HxUInteger kMost = HxNotFound / sizeof(Unit) / 2;
     if (count > kMost - _length) throw std::bad_alloc();

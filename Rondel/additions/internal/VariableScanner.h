@@ -6,8 +6,17 @@
 //   VariableReference found;
 //   if (findReference(RunReader(units, length, 0), found)) ...
 //
-// The search over a run is always inlined, so that offsets stay in registers: that takes a third
-// off the time of an expansion.
+// The search skips to the next '$', quote or backslash, 64 bytes at a time, and decides there.
+//
+// One worked trace, of  a'$B'\$C$(D)e :
+//
+//    '     hides all up to the next quote, so $B is skipped
+//    \     hides the character after it, so $C is skipped
+//    $     followed by a '(': the name ends at the next ')'
+//          name {9, 1}, open delimiter {7, 2}, close delimiter {10, 1}
+//
+// The search over a run is always inlined, so that offsets stay in registers. That saves a third of
+// the time of an expansion.
 #pragma once
 
 #include <bit>
@@ -33,7 +42,7 @@ struct VariableReference {
 // ---- Assertions -------------------------------------------------------------------------------
 
 // That a reference which was found lies within the search range, its parts in order. `receiver` is
-// the text that is told to the failure sink.
+// the text that the failure sink gets.
 
 struct ScannerOperation {
   static constexpr const char* kName =
@@ -107,7 +116,7 @@ class StopMask {
     if constexpr (sizeof(Unit) == 2) stops = _mm_or_si128(stops, equal(units, _mm_set1_epi8(-1)));
     return static_cast<unsigned>(_mm_movemask_epi8(stops));
   }
-  // One answer, where most runs end, is one branch that may be foreseen wrongly.
+  // One answer for 64 bytes is one branch that may mispredict.
   std::uint64_t of64(const Unit* at) const noexcept {
     constexpr std::ptrdiff_t kUnits = 16 / sizeof(Unit);
     return of16(at) | of16(at + kUnits) << 16 | of16(at + 2 * kUnits) << 32 |
@@ -129,7 +138,7 @@ class StopMask {
 };
 #endif
 
-// The first unit of [at, end) that is one of three or U+FFFF; `end` when there is none. From
+// The first unit of [at, end) that is one of three or U+FFFF; `end` if there is none. From
 // `begin` on the units may be read, though they do not count.
 template <class Unit>
 [[gnu::always_inline]] inline const Unit* firstOf(HxUniChar a, HxUniChar b, HxUniChar c,
@@ -192,7 +201,7 @@ class RunReader {
   const Unit* place() const noexcept { return _at; }
   // Passes over what is there.
   void pass(HxUInteger count) noexcept { _at += count; }
-  // From now on all offsets are greater by so much, which may wrap around.
+  // Adds to all later offsets. The sum may wrap around.
   void shiftOffsets(HxUInteger distance) noexcept { _offset += distance; }
   [[gnu::always_inline]] void skipUntilStart() noexcept { _at = firstStart(_begin, _at, _end); }
   [[gnu::always_inline]] void skipUntil(HxUniChar target) noexcept {
@@ -227,7 +236,7 @@ constexpr bool isIdentifierCharacter(HxUniChar unit) noexcept {
          (unit >= u'0' && unit <= u'9') || unit == u'_';
 }
 
-// The close delimiter for the character behind a '$', 0 when it opens nothing.
+// Returns the close delimiter for the character after a '$', 0 if it opens nothing.
 constexpr HxUniChar closeDelimiterOf(HxUniChar open) noexcept {
   switch (open) {
     case u'(':
@@ -243,8 +252,8 @@ constexpr HxUniChar closeDelimiterOf(HxUniChar open) noexcept {
   }
 }
 
-// Reads from a '$' on. False when it starts no reference: then the reader stands on it again, or at
-// the end behind a name that is never closed.
+// Reads from a '$' on. Returns false if it starts no reference. The reader is back at the '$' then,
+// or at the end if a name is never closed.
 template <class Reader>
 [[gnu::always_inline]] inline bool readReference(Reader& in, VariableReference& found) {
   const HxUInteger start = in.offset();
@@ -268,8 +277,8 @@ template <class Reader>
   return true;
 }
 
-// The first reference from the reader's current character on. `found` is left alone when there is
-// none.
+// Finds the first reference from the reader's current character on. Leaves `found` alone if there
+// is none.
 template <class Reader>
 [[gnu::always_inline]] inline bool findReference(Reader&& in, VariableReference& found) {
   for (in.skipUntilStart(); in.current() != ZevStringBuffer::kEnd; in.skipUntilStart()) {

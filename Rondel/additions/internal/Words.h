@@ -1,7 +1,17 @@
 // SPDX-License-Identifier: MIT
 //
-// What the two splitters share: a fast search for the units that a grammar has to look at, and the
-// word under construction. The grammars themselves stay apart.
+// What the two splitters share: a fast search for the units that a grammar has to decide about, and
+// the word under construction. Each splitter has its own grammar.
+//
+// A word is appended run by run. While its runs are neighbours in the input it is a view of them.
+// The first gap, such as a quote that is dropped, makes it a copy.
+//
+// One worked trace, of  ab"c d"e f :
+//
+//    ab    plainEnd stops at the quote; the word is a view of "ab"
+//    c d   quotedEnd stops at the quote; a gap, so the word is a copy: abc d
+//    e     plainEnd stops at the blank: abc de, the end of the word
+//    f     a view again
 #pragma once
 
 #include <bit>
@@ -21,9 +31,9 @@ constexpr bool isASCIIWhitespace(Unit unit) noexcept {
   return unit == 0x20 || (unit >= 0x09 && unit <= 0x0D);
 }
 
-// Whether both grammars take the unit as it stands, without a further look: all but blanks,
-// controls, the two quotes and the backslash. Bytes of any value from 0x80 up are plain, UTF-16
-// units are not, since there are blanks among them.
+// Whether both grammars take the unit as it is: all but blanks, controls, the two quotes and the
+// backslash. Bytes from 0x80 up are plain. UTF-16 units from there up are not, since some are
+// blanks.
 constexpr bool isPlain(char unit) noexcept {
   return static_cast<unsigned char>(unit) > 0x20 && unit != '"' && unit != '\'' && unit != '\\';
 }
@@ -55,7 +65,7 @@ inline unsigned notPlainMask(const HxUniChar* at) noexcept {
 }
 #endif
 
-// The first unit of [at, end) that is not plain, `end` when there is none.
+// The first unit of [at, end) that is not plain, `end` if there is none.
 template <class Unit>
 const Unit* plainEnd(const Unit* at, const Unit* end) noexcept {
 #ifdef __SSE2__
@@ -85,7 +95,7 @@ inline unsigned quotedEndMask(const HxUniChar* at, HxUniChar quote) noexcept {
 }
 #endif
 
-// The first unit of [at, end) that is the quote or a backslash, `end` when there is none.
+// The first unit of [at, end) that is the quote or a backslash, `end` if there is none.
 template <class Unit>
 const Unit* quotedEnd(const Unit* at, const Unit* end, Unit quote) noexcept {
 #ifdef __SSE2__
@@ -100,8 +110,8 @@ const Unit* quotedEnd(const Unit* at, const Unit* end, Unit quote) noexcept {
   return at;
 }
 
-// How many words a text of this length is likely to have, for the first size of the array; at least
-// one, and bounded, for texts of few long words.
+// Guesses the number of words of a text of this length, for the first size of the array. It is at
+// least one, and bounded for texts of few long words.
 constexpr HxUInteger likelyWordCount(HxUInteger length) noexcept {
   constexpr HxUInteger kTypicalWordLength = 16;
   constexpr HxUInteger kMost = 0x10000;
@@ -109,8 +119,7 @@ constexpr HxUInteger likelyWordCount(HxUInteger length) noexcept {
   return likely < kMost ? likely : kMost;
 }
 
-// The word that a splitter is putting together from runs of its input. While the runs lie side by
-// side there the word is a view of them; the first gap makes it a copy, on the stack up to
+// The word that a splitter puts together from runs of its input. A copy is on the stack up to
 // kStackUnits.
 template <class Unit, HxUInteger kStackUnits>
 class Word {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Each function is one loop over 16 bytes at a time, where the machine has SSE2 (every x86-64 has),
-// followed by a plain loop over what is left, which is also the whole function elsewhere.
+// Each function is one loop over 16 bytes at a time on machines with SSE2 (every x86-64 has it). A
+// plain loop over the rest follows, which is the whole function elsewhere.
 #include "Rondel/core/text/internal/ASCII.h"
 
 #include <bit>
@@ -37,7 +37,7 @@ void narrowEight(const HxUniChar* units, char* out) noexcept {
   _mm_storel_epi64(reinterpret_cast<__m128i*>(out), bytes);
 }
 
-// Whether all the units are ASCII that have been put together by or.
+// Whether all the units are ASCII that were combined by or.
 bool areASCII(__m128i units) noexcept {
   const __m128i beyond = _mm_and_si128(units, _mm_set1_epi16(static_cast<short>(0xFF80)));
   return _mm_movemask_epi8(_mm_cmpeq_epi16(beyond, _mm_setzero_si128())) == 0xFFFF;
@@ -66,9 +66,8 @@ HxUInteger lengthOfShortASCIIPrefix(const std::uint8_t* bytes, HxUInteger length
 
 #if defined(__SSE2__)
 
-// What is left at the end of a text is read together with bytes before it, of which it is known by
-// then that they are ASCII: most texts are short, and a loop over single bytes would cost more than
-// all the rest.
+// The end of a text is read together with bytes before it that are known to be ASCII. Most texts
+// are short, and a loop over single bytes would cost more than all else.
 HxUInteger lengthOfASCIIPrefix(const std::uint8_t* bytes, HxUInteger length) noexcept {
   if (length < 16) return lengthOfShortASCIIPrefix(bytes, length);
   clearUpperHalves();
@@ -127,7 +126,7 @@ HxUInteger narrowASCIIPrefix(const HxUniChar* units, HxUInteger length, char* ou
     if (!areASCII(_mm_or_si128(low, high))) break;
     store(out + i, _mm_packus_epi16(low, high));
   }
-  // What is left is taken together with some units before it.
+  // The rest is read together with some units before it.
   if (i < length && i + 16 > length && length >= 16) {
     const HxUniChar* last = units + length - 16;
     const __m128i low = load(last);
@@ -146,8 +145,8 @@ bool isASCII(const char* bytes, HxUInteger length) noexcept {
   return lengthOfASCIIPrefix(reinterpret_cast<const std::uint8_t*>(bytes), length) == length;
 }
 
-// In the two below, what is left of at least 8 units is taken together with some before it, so that
-// short text costs no loop of single units.
+// The two functions below read the end of at least 8 units together with some before it, so that
+// short text costs no loop over single units.
 bool isASCII(const HxUniChar* units, HxUInteger length) noexcept {
   clearUpperHalves();
   HxUInteger i = 0;

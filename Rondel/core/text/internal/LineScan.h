@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Where lines end: LF, CR, CR LF, U+0085, U+2028 and U+2029. For scanners that walk a span of
-// units themselves; ASCII spans know only LF and CR.
+// Where lines end: at LF, CR, CR LF, U+0085, U+2028 and U+2029. For scanners that walk a span of
+// units themselves. ASCII spans have only LF and CR.
 //
 //   for (HxUInteger start = 0; start < length;) {
 //     const HxUInteger end = findLineTerminator(units, start, length);
@@ -9,8 +9,8 @@
 //     start = end + lineTerminatorLength(units, end, length);
 //   }
 //
-// A CR at the very end of a span may be the first half of a CR LF that goes on in the next one; a
-// scanner that gets its text in pieces has to look.
+// A CR at the very end of a span may be the first half of a CR LF that the next span ends. A
+// scanner that gets its text in pieces has to check.
 #pragma once
 
 #if defined(__SSE2__)
@@ -50,7 +50,7 @@ inline unsigned lineEndMask(const HxUniChar* p) noexcept {
 
 #endif
 
-// The first index in [from, to) whose unit ends a line, `to` when there is none.
+// The first index in [from, to) whose unit ends a line, `to` if there is none.
 template <class Unit>
 HxUInteger findLineTerminator(const Unit* units, HxUInteger from, HxUInteger to) noexcept {
 #if defined(__SSE2__)
@@ -64,7 +64,7 @@ HxUInteger findLineTerminator(const Unit* units, HxUInteger from, HxUInteger to)
   return from;
 }
 
-// How many units the terminator at `index` has: 2 for CR LF, 0 at the end of the text.
+// Returns the number of units of the terminator at `index`: 2 for CR LF, 0 at the end of the text.
 template <class Unit>
 HxUInteger lineTerminatorLength(const Unit* units, HxUInteger index, HxUInteger length) noexcept {
   if (index >= length) return 0;
