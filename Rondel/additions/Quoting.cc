@@ -20,6 +20,7 @@
 #include <string_view>
 
 #include "Rondel/additions/internal/TextBuffer.h"
+#include "Rondel/additions/internal/Units.h"
 #include "Rondel/additions/internal/Words.h"
 #include "Rondel/core/text/CharacterSet.h"
 #include "Rondel/core/text/internal/Characters.h"
