@@ -20,10 +20,10 @@
 #include <string_view>
 
 #include "Rondel/additions/internal/TextBuffer.h"
-#include "Rondel/additions/internal/Units.h"
 #include "Rondel/additions/internal/Words.h"
 #include "Rondel/core/text/CharacterSet.h"
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/CodeUnits.h"
 #include "Rondel/core/text/internal/UpperHalves.h"
 
 namespace rondel {
