@@ -60,7 +60,7 @@ class BoundedVariables final : public HxDictionaryObject {
   HxAny objectForKey(const HxHandle& key) const override {
     return ++_questions > kMostQuestions ? HxAny() : _values.objectForKey(key);
   }
-  Ref<HxEnumerator> keyEnumerator() const override { return _values.keyEnumerator(); }
+  HxEnumerator keyEnumerator() const override { return _values.keyEnumerator(); }
   bool isTired() const { return _questions > kMostQuestions; }
 
  private:

@@ -236,7 +236,7 @@ TEST(StreamLifetime, AConsumerMayMakeItsStreamSendWhileItGoes) {
     Ref<ZevMoLineBufferFilter> _filter = ZevMoLineBufferFilter::init();
   };
   Events events;
-  makeRef<Last>(events);
+  static_cast<void>(makeRef<Last>(events));
   EXPECT_EQ(events, Events({"bytes", "chars", "l", "end", "f\n", "g\n", "h\n", "end", "gone"}));
 }
 

@@ -254,7 +254,7 @@ TEST(ReusableSubstring, APartBeyondTheEndRaisesWhereACharacterIsMissing) {
       HxUniChar buffer[4];
       EXPECT_EQ(raisedBy([&] { view.getCharacters(buffer); }), HxRangeException) << nameOf(form);
       EXPECT_EQ(raisedBy([&] { view.hash(); }), HxRangeException) << nameOf(form);
-      EXPECT_EQ(raisedBy([&] { view.copy(); }), HxRangeException) << nameOf(form);
+      EXPECT_EQ(raisedBy([&] { return view.copy(); }), HxRangeException) << nameOf(form);
       const HxString other = part.length == 1 ? "x"_hx : "abcd"_hx;
       EXPECT_EQ(raisedBy([&] { view.isEqualToString(other); }), HxRangeException) << nameOf(form);
     }

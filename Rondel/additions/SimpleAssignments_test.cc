@@ -301,8 +301,8 @@ class Odd final : public HxDictionaryObject {
   explicit Odd(HxArray keys) : _keys(std::move(keys)) {}
   HxUInteger count() const override { return _keys.count(); }
   HxAny objectForKey(const HxHandle&) const override { return "x"_hx; }
-  Ref<HxEnumerator> keyEnumerator() const override {
-    class Keys final : public HxEnumerator {
+  HxEnumerator keyEnumerator() const override {
+    class Keys final : public HxEnumeratorObject {
      public:
       explicit Keys(HxArray keys) : _keys(std::move(keys)) {}
       HxAny nextObject() override {
@@ -313,7 +313,7 @@ class Odd final : public HxDictionaryObject {
       HxArray _keys;
       HxUInteger _next = 0;
     };
-    return makeRef<Keys>(_keys);
+    return HxEnumerator(makeRef<Keys>(_keys));
   }
 
  private:

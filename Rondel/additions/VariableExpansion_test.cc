@@ -254,7 +254,7 @@ TEST(VariableExpansion, ADictionaryOfOnesOwnIsAskedOnceForEachReference) {
       _names.addObject(key);
       return "v"_hx;
     }
-    Ref<HxEnumerator> keyEnumerator() const override { return nullptr; }
+    HxEnumerator keyEnumerator() const override { return nullptr; }
     const HxArray& names() const { return _names; }
 
    private:

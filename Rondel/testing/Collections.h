@@ -81,10 +81,10 @@ class OpenDictionary final : public HxDictionaryObject {
     }
     return nullptr;
   }
-  Ref<HxEnumerator> keyEnumerator() const override { return makeRef<Keys>(this); }
+  HxEnumerator keyEnumerator() const override { return HxEnumerator(makeRef<Keys>(this)); }
 
  private:
-  class Keys final : public HxEnumerator {
+  class Keys final : public HxEnumeratorObject {
    public:
     explicit Keys(const OpenDictionary* dictionary)
         : _owner(dictionary), _dictionary(*dictionary) {}

@@ -30,7 +30,7 @@ class CountedSettings final : public HxDictionaryObject {
     _left -= cost;
     return value;
   }
-  Ref<HxEnumerator> keyEnumerator() const override { return _settings.keyEnumerator(); }
+  HxEnumerator keyEnumerator() const override { return _settings.keyEnumerator(); }
 
  private:
   const HxDictionary _settings;

@@ -92,8 +92,7 @@ HxArray HxArray::arrayWithObject(const HxHandle& object) {
 }
 
 HxArray HxArray::arrayWithObjects(std::initializer_list<HxAny> objects) {
-  const auto* end = std::find(objects.begin(), objects.end(), HxAny());
-  return arrayWithObjects(objects.begin(), static_cast<HxUInteger>(end - objects.begin()));
+  return arrayWithObjects(objects.begin(), objects.size());
 }
 
 HxArray HxArray::arrayWithObjects(const HxAny* objects, HxUInteger count) {
@@ -259,8 +258,7 @@ HxMutableArray HxMutableArray::arrayWithObject(const HxHandle& object) {
 }
 
 HxMutableArray HxMutableArray::arrayWithObjects(std::initializer_list<HxAny> objects) {
-  const auto* end = std::find(objects.begin(), objects.end(), HxAny());
-  return arrayWithObjects(objects.begin(), static_cast<HxUInteger>(end - objects.begin()));
+  return arrayWithObjects(objects.begin(), objects.size());
 }
 
 HxMutableArray HxMutableArray::arrayWithObjects(const HxAny* objects, HxUInteger count) {

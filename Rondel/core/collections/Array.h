@@ -6,60 +6,28 @@
 //   for (const HxAny& word : words) HxLog("%@"_hx, word);
 //   HxString first = words.objectAtIndex<HxString>(0);
 //
-// An array never holds nil: adding nil adds nothing. On a nil array every operation gives 0, false,
-// nil or does nothing, and a loop over it runs zero times. An index or a range beyond the end
-// raises HxRangeException. Changing a mutable array while looping over it is an error of the
-// caller.
+// An array never holds nil: adding nil adds nothing. On a nil array every operation returns 0,
+// false, nil or does nothing, and a loop over it runs zero times. An index or a range beyond the
+// end raises HxRangeException.
 //
-// Any class derived from HxArrayObject that supplies count and objectAtIndex works as an array.
+// A loop over any collection, an index set or a string keeps it alive, so that its body may drop
+// the variable. Changing a mutable array in a loop over it is an error of the caller.
+//
+// Any class derived from HxArrayObject that supplies count and objectAtIndex works as an array; see
+// ArrayObject.h.
 // Immutable arrays may be used on any thread.
 #pragma once
 
 #include <initializer_list>
 
-#include "Rondel/core/object/Object.h"
+#include "Rondel/core/collections/ArrayObject.h"
 
 namespace rondel {
 
 class HxIndexSet;
 class HxMutableArray;
-namespace internal {
-class ArrayStorage;
-}
-
-// The open class of arrays: two operations, everything else is derived from them.
-class RONDEL_EXPORT HxArrayObject : public HxObject {
- public:
-  static HxClass classObject() noexcept;
-  HxClass hxClass() const noexcept override { return classObject(); }
-
-  virtual HxUInteger count() const = 0;
-  // The object at an index below count(); the handle has checked the bounds. Never nil.
-  virtual HxAny objectAtIndex(HxUInteger index) const = 0;
-  // All objects where they lie, if they lie in one run of count() handles; null otherwise. Good
-  // until the array changes or goes.
-  virtual const HxAny* contiguousObjects() const { return nullptr; }
-
-  // Returns whether the objects are equal in order, whatever the classes of the arrays and however
-  // deep containers nest. Raises HxInternalInconsistencyException only if more than 500 levels of
-  // containers that share a hash have to be told apart as keys or members of sets.
-  bool isEqual(const HxObject& other) const final;
-  HxUInteger hash() const final;
-  // Returns "(\n    first,\n    second\n)": the descriptions of the objects. Containers more than
-  // 100 levels deep are written as "...".
-  HxString description() const override;
-  // A built-in array of the same objects. A class whose objects never change may give itself.
-  HxAny copy() const override;
-  HxAny mutableCopy() const final;
-
- protected:
-  HxArrayObject() noexcept : HxObject(HxTypeID::array) {}
-  ~HxArrayObject() override = default;
-
- private:
-  friend class internal::ArrayStorage;
-  explicit HxArrayObject(std::uint32_t flags) noexcept : HxObject(HxTypeID::array, flags) {}
-};
+template <std::derived_from<HxHandle> H>
+class HxEach;
 
 class RONDEL_EXPORT HxArray : public HxHandle {
  public:
@@ -77,7 +45,7 @@ class RONDEL_EXPORT HxArray : public HxHandle {
 
   static HxArray array();
   static HxArray arrayWithObject(const HxHandle& object);
-  // The objects up to the first nil.
+  // The objects in order; nils among them are left out.
   static HxArray arrayWithObjects(std::initializer_list<HxAny> objects);
   static HxArray initWithObjects(std::initializer_list<HxAny> objects) {
     return arrayWithObjects(objects);
@@ -94,15 +62,24 @@ class RONDEL_EXPORT HxArray : public HxHandle {
   HxUInteger count() const { return _object ? arrayObject()->count() : 0; }
   bool isEmpty() const { return count() == 0; }
   HxAny objectAtIndex(HxUInteger index) const;
-  // The same as a handle of type H, nil when the object is of another kind.
+  // The same as a handle of type H, nil if the object is of another kind.
   template <std::derived_from<HxHandle> H>
   H objectAtIndex(HxUInteger index) const {
     return as<H>(objectAtIndex(index));
   }
+  // Nil for an empty array.
   HxAny firstObject() const;
   HxAny lastObject() const;
+  template <std::derived_from<HxHandle> H>
+  H firstObject() const {
+    return as<H>(firstObject());
+  }
+  template <std::derived_from<HxHandle> H>
+  H lastObject() const {
+    return as<H>(lastObject());
+  }
   bool containsObject(const HxHandle& object) const { return indexOfObject(object) != HxNotFound; }
-  // The first index of an object that is equal, HxNotFound when there is none, also for nil.
+  // Returns the first index of an equal object, HxNotFound if there is none, also for nil.
   HxUInteger indexOfObject(const HxHandle& object) const;
   // Copies all objects, or those of a range, to `buffer`.
   void getObjects(HxAny* buffer) const;
@@ -110,26 +87,27 @@ class RONDEL_EXPORT HxArray : public HxHandle {
   HxArray subarrayWithRange(HxRange range) const;
   // The objects at the indexes, in order of index.
   HxArray objectsAtIndexes(const HxIndexSet& indexes) const;
-  HxArray arrayByAddingObject(const HxHandle& object) const;
-  HxArray arrayByAddingObjectsFromArray(const HxArray& other) const;
+  [[nodiscard]] HxArray arrayByAddingObject(const HxHandle& object) const;
+  [[nodiscard]] HxArray arrayByAddingObjectsFromArray(const HxArray& other) const;
   // The descriptions of the objects with the separator between them, nil counting as an empty one;
   // the empty string for an empty array.
-  HxString componentsJoinedByString(const HxString& separator) const;
+  [[nodiscard]] HxString componentsJoinedByString(const HxString& separator) const;
   // Returns the objects sorted by an operation that compares two objects and gives a number,
   // negative if the receiver comes first, such as "compare:". Stable. An operation that is no order
   // gives some order of the same objects. Raises HxInvalidArgumentException if an object has no
   // such operation.
-  HxArray sortedArrayUsingSelector(HxSelector comparator) const;
+  [[nodiscard]] HxArray sortedArrayUsingSelector(HxSelector comparator) const;
   bool isEqualToArray(const HxArray& other) const { return isEqual(other); }
   // Calls the operation on every object in order.
   void makeObjectsPerformSelector(HxSelector selector) const;
   void makeObjectsPerformSelector(HxSelector selector, const HxHandle& argument) const;
 
-  // The array itself when immutable, else an immutable copy.
-  HxArray copy() const;
-  HxMutableArray mutableCopy() const;
+  // The array itself if it is immutable, else an immutable copy.
+  [[nodiscard]] HxArray copy() const;
+  [[nodiscard]] HxMutableArray mutableCopy() const;
 
-  // What an iterator hands out is good until it moves on.
+  // Keeps the array alive while it is iterated: the body of a loop may drop it. What an iterator
+  // refers to is good until it moves on or goes.
   class Iterator {
    public:
     using value_type = HxAny;
@@ -137,8 +115,10 @@ class RONDEL_EXPORT HxArray : public HxHandle {
     Iterator() noexcept = default;
     Iterator(const HxArrayObject* array, HxUInteger index)
         : _array(array), _objects(array ? array->contiguousObjects() : nullptr), _index(index) {}
+    // The end: a place without an array.
+    explicit Iterator(HxUInteger index) noexcept : _index(index) {}
     const HxAny& operator*() const {
-      return _objects ? _objects[_index] : _made = _array->objectAtIndex(_index);
+      return _objects ? _objects[_index] : _made = array()->objectAtIndex(_index);
     }
     const HxAny* operator->() const { return &**this; }
     Iterator& operator++() noexcept {
@@ -155,19 +135,68 @@ class RONDEL_EXPORT HxArray : public HxHandle {
     }
 
    private:
-    const HxArrayObject* _array = nullptr;
+    const HxArrayObject* array() const noexcept {
+      return static_cast<const HxArrayObject*>(_array.object());
+    }
+    HxAny _array;
     const HxAny* _objects = nullptr;  // where they lie in one run
     HxUInteger _index = 0;
     mutable HxAny _made;  // where they do not
   };
   Iterator begin() const { return {arrayObject(), 0}; }
-  Iterator end() const { return {arrayObject(), count()}; }
+  Iterator end() const { return Iterator(count()); }
+
+  // The objects as handles of type H, nil for one of another kind.
+  //
+  //   for (const HxString& line : lines.each<HxString>()) ...
+  template <std::derived_from<HxHandle> H>
+  HxEach<H> each() const;
 
  protected:
   const HxArrayObject* arrayObject() const noexcept {
     return static_cast<const HxArrayObject*>(_object);
   }
 };
+
+// What HxArray::each returns. Keeps the array alive.
+template <std::derived_from<HxHandle> H>
+class HxEach {
+ public:
+  class Iterator {
+   public:
+    using value_type = H;
+    using difference_type = std::ptrdiff_t;
+    Iterator() noexcept = default;
+    explicit Iterator(HxArray::Iterator object) noexcept : _object(std::move(object)) {}
+    H operator*() const { return as<H>(*_object); }
+    Iterator& operator++() noexcept {
+      ++_object;
+      return *this;
+    }
+    Iterator operator++(int) {
+      Iterator before = *this;
+      ++_object;
+      return before;
+    }
+    friend bool operator==(const Iterator& a, const Iterator& b) noexcept {
+      return a._object == b._object;
+    }
+
+   private:
+    HxArray::Iterator _object;
+  };
+  explicit HxEach(HxArray array) noexcept : _array(std::move(array)) {}
+  Iterator begin() const { return Iterator(_array.begin()); }
+  Iterator end() const { return Iterator(_array.end()); }
+
+ private:
+  HxArray _array;
+};
+
+template <std::derived_from<HxHandle> H>
+HxEach<H> HxArray::each() const {
+  return HxEach<H>(*this);
+}
 
 // The mutable form.
 class RONDEL_EXPORT HxMutableArray : public HxArray {
@@ -205,17 +234,17 @@ class RONDEL_EXPORT HxMutableArray : public HxArray {
   void addObjectsFromArray(const HxArray& other);
   // Index count() appends.
   void insertObject(const HxHandle& object, HxUInteger index);
-  // Each object comes to stand at its index in the result; raises HxRangeException when an index is
-  // beyond the end by then, and HxInvalidArgumentException when the counts differ.
+  // Each object gets its index in the result; raises HxRangeException if an index is
+  // beyond the end by then, and HxInvalidArgumentException if the counts differ.
   void insertObjects(const HxArray& objects, const HxIndexSet& indexes);
   // A nil object leaves the array as it is.
   void replaceObjectAtIndex(HxUInteger index, const HxHandle& object);
   void removeObjectAtIndex(HxUInteger index);
-  void removeLastObject();  // nothing when empty
+  void removeLastObject();  // nothing if empty
   void removeAllObjects();
-  // Raises HxRangeException, and removes nothing, when an index is beyond the end.
+  // Raises HxRangeException, and removes nothing, if an index is beyond the end.
   void removeObjectsAtIndexes(const HxIndexSet& indexes);
-  // As sortedArrayUsingSelector. The array is as it was when the comparator raises.
+  // As sortedArrayUsingSelector. The array is as it was if the comparator raises.
   void sortUsingSelector(HxSelector comparator);
 };
 

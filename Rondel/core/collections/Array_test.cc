@@ -165,7 +165,7 @@ TYPED_TEST(AnyArray, SortsByAnOperationCalledByName) {
 
 TYPED_TEST(AnyArray, RaisesWhenItsObjectsCannotBeSortedSo) {
   EXPECT_EQ(messageOf([&] {
-              this->abc.sortedArrayUsingSelector(HxSelector("compareByColour:"));
+              return this->abc.sortedArrayUsingSelector(HxSelector("compareByColour:"));
             }).substr(0, 27),
             "HxInvalidArgumentException:");
   EXPECT_EQ(this->empty.sortedArrayUsingSelector(HxSelector("compareByColour:")).count(), 0U);
@@ -260,11 +260,11 @@ TYPED_TEST(AnyArray, CallsAnOperationOnEachObject) {
 
 // ---- Making arrays ----------------------------------------------------------------------------
 
-TEST(Array, OfAListEndsAtTheFirstNil) {
-  EXPECT_EQ(joined(HxArray::arrayWithObjects({"a"_hx, "b"_hx, nullptr, "c"_hx})), "a b");
+TEST(Array, OfAListLeavesNilsOut) {
+  EXPECT_EQ(joined(HxArray::arrayWithObjects({"a"_hx, "b"_hx, nullptr, "c"_hx})), "a b c");
   EXPECT_EQ(joined(HxArray::initWithObjects({"a"_hx})), "a");
   EXPECT_EQ(HxArray::arrayWithObjects({nullptr}).count(), 0U);
-  EXPECT_EQ(joined(HxMutableArray::arrayWithObjects({"a"_hx, nullptr, "c"_hx})), "a");
+  EXPECT_EQ(joined(HxMutableArray::arrayWithObjects({"a"_hx, nullptr, "c"_hx})), "a c");
 }
 
 TEST(Array, OfABufferLeavesNilOut) {
@@ -280,7 +280,7 @@ TEST(Array, OfABufferLeavesNilOut) {
 TEST(MutableArray, IsMadeOfAListAsWell) {
   HxMutableArray array = HxMutableArray::initWithObjects({"a"_hx, "b"_hx, nullptr, "c"_hx});
   array.addObject("d"_hx);
-  EXPECT_EQ(joined(array), "a b d");
+  EXPECT_EQ(joined(array), "a b c d");
 }
 
 TEST(Array, OfNilIsEmpty) {

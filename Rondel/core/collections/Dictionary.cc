@@ -30,7 +30,7 @@ class DictionaryStorage final : public HxDictionaryObject, private DropLink {
   HxClass hxClass() const noexcept override;
   HxUInteger count() const noexcept override { return _table.size(); }
   HxAny objectForKey(const HxHandle& key) const override { return HxAny(valueOf(key.object())); }
-  Ref<HxEnumerator> keyEnumerator() const override;
+  HxEnumerator keyEnumerator() const override;
   HxAny copy() const override;
 
   // Borrowed; null when the key is absent.
@@ -83,7 +83,7 @@ DictionaryStorage* storageOf(const HxMutableDictionary& dictionary) noexcept {
 }
 
 // Walks the table itself, and keeps it alive.
-class StorageEnumerator final : public HxEnumerator {
+class StorageEnumerator final : public HxEnumeratorObject {
  public:
   explicit StorageEnumerator(const DictionaryStorage* dictionary)
       : _owner(dictionary),
@@ -131,8 +131,8 @@ HxClass DictionaryStorage::hxClass() const noexcept {
   return bits() & kMutable ? HxMutableDictionary::classObject() : HxDictionaryObject::classObject();
 }
 
-Ref<HxEnumerator> DictionaryStorage::keyEnumerator() const {
-  return makeRef<StorageEnumerator>(this);
+HxEnumerator DictionaryStorage::keyEnumerator() const {
+  return HxEnumerator(makeRef<StorageEnumerator>(this));
 }
 
 HxAny DictionaryStorage::copy() const {
@@ -171,8 +171,8 @@ void DictionaryStorage::addAll(const HxDictionaryObject& other) {
     return;
   }
   reserve(count() + other.count());
-  const Ref<HxEnumerator> keys = other.keyEnumerator();
-  while (const HxAny key = keys->nextObject()) {
+  const HxEnumerator keys = other.keyEnumerator();
+  while (const HxAny key = keys.nextObject()) {
     if (const HxAny value = other.objectForKey(key)) set(value, key);
   }
 }
@@ -230,7 +230,7 @@ Ref<DictionaryStorage> makeWithDictionary(const HxDictionary& other, bool copyIt
 
 // ---- Dictionary objects -----------------------------------------------------------------------
 
-HxClass HxEnumerator::classObject() noexcept {
+HxClass HxEnumeratorObject::classObject() noexcept {
   static const HxClassInfo info{"HxEnumerator", HxObject::classObject().info()};
   return HxClass(&info);
 }
@@ -307,8 +307,8 @@ HxMutableDictionary HxMutableDictionary::initWithDictionary(const HxDictionary& 
 HxArray HxDictionary::allKeys() const {
   if (!_object) return nullptr;
   ArrayBuilder keys(count());
-  const Ref<HxEnumerator> enumerator = keyEnumerator();
-  while (HxAny key = enumerator->nextObject()) keys.append(std::move(key));
+  const HxEnumerator enumerator = keyEnumerator();
+  while (HxAny key = enumerator.nextObject()) keys.append(std::move(key));
   return keys.finish();
 }
 
@@ -334,10 +334,10 @@ HxDictionary::Iterator::Iterator(const HxDictionaryObject* dictionary) : _dictio
 HxDictionary::Iterator& HxDictionary::Iterator::operator++() {
   const auto* dictionary = static_cast<const HxDictionaryObject*>(_dictionary.object());
   if (internal::builtIn(dictionary)) {
-    const auto* entry = static_cast<internal::StorageEnumerator*>(_keys.get())->nextEntry();
+    const auto* entry = static_cast<internal::StorageEnumerator*>(_keys.object())->nextEntry();
     _entry = entry ? Entry{entry->key, entry->value} : Entry{};
   } else {
-    _entry.key = _keys->nextObject();
+    _entry.key = _keys.nextObject();
     _entry.value = _entry.key ? dictionary->objectForKey(_entry.key) : HxAny();
   }
   return *this;

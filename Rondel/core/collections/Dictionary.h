@@ -8,22 +8,21 @@
 //
 // Keys are compared by isEqual and hash, and are kept as copies, so that a mutable string may serve
 // as one. Neither keys nor values are ever nil: setting with a nil key or value does nothing. The
-// order of keys is unspecified. On a nil dictionary every operation gives 0, nil or does nothing.
+// order of keys is unspecified. On a nil dictionary every operation returns 0, nil or does nothing.
 //
 // Any class derived from HxDictionaryObject that supplies its three operations works as a
-// dictionary. Immutable dictionaries may be used on any thread.
+// dictionary; see DictionaryObject.h. Immutable dictionaries may be used on any thread.
 #pragma once
 
 #include <initializer_list>
 
-#include "Rondel/core/object/Object.h"
+#include "Rondel/core/collections/DictionaryObject.h"
 
 namespace rondel {
 
 class HxMutableDictionary;
 namespace internal {
-class DictionaryStorage;
-// The value in a built-in dictionary, still owned by it; null when the key is absent.
+// The value in a built-in dictionary, still owned by it; null if the key is absent.
 RONDEL_EXPORT const HxObject* storedObject(const HxObject& dictionary, const HxObject& key);
 }  // namespace internal
 
@@ -33,7 +32,7 @@ RONDEL_EXPORT const HxObject* storedObject(const HxObject& dictionary, const HxO
 template <std::derived_from<HxHandle> H>
 class HxBorrowed {
  public:
-  // Nil when the object is null or of another kind.
+  // Nil if the object is null or of another kind.
   explicit HxBorrowed(const HxObject* object) noexcept
       : _handle(HxAny::Unchecked{},
                 HxAny::adopt(H::canHold(object) ? const_cast<HxObject*>(object) : nullptr)),
@@ -55,48 +54,6 @@ class HxBorrowed {
     H _handle;
   };
   bool _isKept;
-};
-
-// Hands out objects one after the other.
-class RONDEL_EXPORT HxEnumerator : public HxObject {
- public:
-  static HxClass classObject() noexcept;
-  HxClass hxClass() const noexcept override { return classObject(); }
-  // The following object; nil when there is none left.
-  virtual HxAny nextObject() = 0;
-};
-
-// The open class of dictionaries: three operations, everything else is derived from them.
-class RONDEL_EXPORT HxDictionaryObject : public HxObject {
- public:
-  static HxClass classObject() noexcept;
-  HxClass hxClass() const noexcept override { return classObject(); }
-
-  virtual HxUInteger count() const = 0;
-  // The value, nil when the key is absent.
-  virtual HxAny objectForKey(const HxHandle& key) const = 0;
-  // Every key once. The enumerator keeps what it needs alive.
-  virtual Ref<HxEnumerator> keyEnumerator() const = 0;
-
-  // Returns whether the same keys have equal values, whatever the classes of the dictionaries. Deep
-  // containers are compared as HxArrayObject::isEqual compares them.
-  bool isEqual(const HxObject& other) const final;
-  HxUInteger hash() const final;
-  // Returns "{\n    key = value;\n}", sorted by the descriptions of the keys. Containers more than
-  // 100 levels deep are written as "...".
-  HxString description() const override;
-  // A built-in dictionary of the same entries. A class whose entries never change may give itself.
-  HxAny copy() const override;
-  HxAny mutableCopy() const final;
-
- protected:
-  HxDictionaryObject() noexcept : HxObject(HxTypeID::dictionary) {}
-  ~HxDictionaryObject() override = default;
-
- private:
-  friend class internal::DictionaryStorage;
-  explicit HxDictionaryObject(std::uint32_t flags) noexcept
-      : HxObject(HxTypeID::dictionary, flags) {}
 };
 
 class RONDEL_EXPORT HxDictionary : public HxHandle {
@@ -125,19 +82,19 @@ class RONDEL_EXPORT HxDictionary : public HxHandle {
   // A new dictionary of the same entries; nil gives an empty one. With copyItems each value is
   // replaced by its copy.
   static HxDictionary initWithDictionary(const HxDictionary& other, bool copyItems = false);
-  // A property list file whose root is a dictionary; nil when it cannot be read, is damaged, or has
+  // A property list file whose root is a dictionary; nil if it cannot be read, is damaged, or has
   // another root.
   static HxDictionary dictionaryWithContentsOfFile(const HxString& path);
 
   HxUInteger count() const { return _object ? dictionaryObject()->count() : 0; }
   bool isEmpty() const { return count() == 0; }
-  // Nil when the key is absent or nil.
+  // Nil if the key is absent or nil.
   HxAny objectForKey(const HxHandle& key) const {
     if (!_object || !key) return HxAny();
     return isBuiltIn() ? HxAny(internal::storedObject(*_object, *key.object()))
                        : dictionaryObject()->objectForKey(key);
   }
-  // The same as a handle of type H, nil when the value is of another kind.
+  // The same as a handle of type H, nil if the value is of another kind.
   template <std::derived_from<HxHandle> H>
   H objectForKey(const HxHandle& key) const {
     return as<H>(objectForKey(key));
@@ -152,16 +109,16 @@ class RONDEL_EXPORT HxDictionary : public HxHandle {
   }
   HxArray allKeys() const;
   HxArray allValues() const;
-  // Null for nil. Adding or removing keys while an enumerator is in use is an error of the caller:
-  // its following nextObject raises HxInternalInconsistencyException.
-  Ref<HxEnumerator> keyEnumerator() const {
-    return _object ? dictionaryObject()->keyEnumerator() : Ref<HxEnumerator>();
+  // Nil for nil. Adding or removing keys while an enumerator is in use is an error of the caller:
+  // its next nextObject raises HxInternalInconsistencyException.
+  HxEnumerator keyEnumerator() const {
+    return _object ? dictionaryObject()->keyEnumerator() : HxEnumerator();
   }
   bool isEqualToDictionary(const HxDictionary& other) const { return isEqual(other); }
 
-  // The dictionary itself when immutable, else an immutable copy.
-  HxDictionary copy() const;
-  HxMutableDictionary mutableCopy() const;
+  // The dictionary itself if it is immutable, else an immutable copy.
+  [[nodiscard]] HxDictionary copy() const;
+  [[nodiscard]] HxMutableDictionary mutableCopy() const;
 
   // Keeps the dictionary alive. Moving on after a key was added or removed raises
   // HxInternalInconsistencyException; replacing values is allowed.
@@ -174,6 +131,7 @@ class RONDEL_EXPORT HxDictionary : public HxHandle {
     const Entry& operator*() const noexcept { return _entry; }
     const Entry* operator->() const noexcept { return &_entry; }
     Iterator& operator++();
+    void operator++(int) { ++*this; }
     // Only the question whether the end is reached makes sense.
     friend bool operator==(const Iterator& a, const Iterator& b) noexcept {
       return a._entry.key.object() == b._entry.key.object();
@@ -181,7 +139,7 @@ class RONDEL_EXPORT HxDictionary : public HxHandle {
 
    private:
     HxAny _dictionary;
-    Ref<HxEnumerator> _keys;
+    HxEnumerator _keys;
     Entry _entry;
   };
   Iterator begin() const { return Iterator(dictionaryObject()); }
@@ -214,7 +172,7 @@ class RONDEL_EXPORT HxMutableDictionary : public HxDictionary {
 
   // Replaces the value that the key has; the stored key stays then.
   void setObject(const HxHandle& object, const HxHandle& key);
-  // Nothing when the key is absent.
+  // Nothing if the key is absent.
   void removeObjectForKey(const HxHandle& key);
   void removeAllObjects();
   void addEntriesFromDictionary(const HxDictionary& other);

@@ -122,7 +122,7 @@ TEST(Dictionary, KeepsALentValueThatNobodyElseKeeps) {
     HxAny objectForKey(const HxHandle& key) const override {
       return HxMutableString::stringWithString(as<HxString>(key));
     }
-    Ref<HxEnumerator> keyEnumerator() const override { return nullptr; }
+    HxEnumerator keyEnumerator() const override { return nullptr; }
   };
   const HxDictionary dictionary(makeRef<Maker>());
   const auto value = dictionary.borrowObjectForKey<HxString>("made"_hx);
@@ -138,12 +138,12 @@ TYPED_TEST(AnyDictionary, ListsItsKeysAndItsValues) {
 }
 
 TYPED_TEST(AnyDictionary, HandsOutEachKeyOnce) {
-  const Ref<HxEnumerator> keys = this->two.keyEnumerator();
+  const HxEnumerator keys = this->two.keyEnumerator();
   HxMutableArray found = HxMutableArray::array();
-  while (HxAny key = keys->nextObject()) found.addObject(std::move(key));
+  while (HxAny key = keys.nextObject()) found.addObject(std::move(key));
   EXPECT_EQ(sorted(found), "a b");
-  EXPECT_TRUE(keys->nextObject().isNil());
-  EXPECT_TRUE(this->empty.keyEnumerator()->nextObject().isNil());
+  EXPECT_TRUE(keys.nextObject().isNil());
+  EXPECT_TRUE(this->empty.keyEnumerator().nextObject().isNil());
 }
 
 TYPED_TEST(AnyDictionary, IsLoopedOverByEntries) {
@@ -164,9 +164,9 @@ std::size_t valuesSeenWhileDropping(HxDictionary dictionary) {
 
 TYPED_TEST(AnyDictionary, OutlivesItsHandleWhileItIsEnumerated) {
   EXPECT_EQ(valuesSeenWhileDropping(TypeParam::make({{"a"_hx, "1"_hx}, {"b"_hx, "2"_hx}})), 2U);
-  const Ref<HxEnumerator> keys = TypeParam::make({{"a"_hx, "1"_hx}}).keyEnumerator();
-  EXPECT_EQ(shown(keys->nextObject()), "a");
-  EXPECT_TRUE(keys->nextObject().isNil());
+  const HxEnumerator keys = TypeParam::make({{"a"_hx, "1"_hx}}).keyEnumerator();
+  EXPECT_EQ(shown(keys.nextObject()), "a");
+  EXPECT_TRUE(keys.nextObject().isNil());
 }
 
 TYPED_TEST(AnyDictionary, EqualsADictionaryOfEqualEntriesOfAnyKind) {
@@ -361,9 +361,9 @@ TEST(MutableDictionary, ChangingKeysInALoopRaisesInsteadOfReadingWildMemory) {
               for (const auto& [key, value] : dictionary) dictionary.removeObjectForKey(key);
             }),
             message);
-  const Ref<HxEnumerator> keys = dictionary.keyEnumerator();
+  const HxEnumerator keys = dictionary.keyEnumerator();
   dictionary.setObject("3"_hx, "c"_hx);
-  EXPECT_EQ(messageOf([&] { keys->nextObject(); }), message);
+  EXPECT_EQ(messageOf([&] { keys.nextObject(); }), message);
 }
 
 // Looks at a dictionary as it goes.

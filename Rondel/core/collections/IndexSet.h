@@ -6,8 +6,8 @@
 //   lines.addIndex(4);
 //   for (HxUInteger index : lines) ...
 //
-// Indexes go from 0 to HxNotFound - 1; others are not added. On nil every operation gives 0, false,
-// HxNotFound or does nothing.
+// Indexes go from 0 to HxNotFound - 1; others are not added. On nil every operation returns 0,
+// false, HxNotFound or does nothing.
 #pragma once
 
 #include "Rondel/core/object/Object.h"
@@ -35,39 +35,48 @@ class RONDEL_EXPORT HxIndexSet : public HxHandle {
   bool isEmpty() const noexcept { return count() == 0; }
   bool containsIndex(HxUInteger index) const noexcept;
   HxUInteger countOfIndexesInRange(HxRange range) const noexcept;
-  HxUInteger firstIndex() const noexcept;  // HxNotFound when empty
+  HxUInteger firstIndex() const noexcept;  // HxNotFound if empty
   HxUInteger lastIndex() const noexcept;
-  // The first index behind this one, HxNotFound when there is none.
+  // Returns the first index after this one, HxNotFound if there is none.
   HxUInteger indexGreaterThanIndex(HxUInteger index) const noexcept;
   bool isEqualToIndexSet(const HxIndexSet& other) const { return isEqual(other); }
 
-  // The set itself when immutable, else an immutable copy.
-  HxIndexSet copy() const;
-  HxMutableIndexSet mutableCopy() const;
+  // The set itself if it is immutable, else an immutable copy.
+  [[nodiscard]] HxIndexSet copy() const;
+  [[nodiscard]] HxMutableIndexSet mutableCopy() const;
 
-  // In ascending order. The set must outlive it.
-  class Iterator {
-   public:
-    using value_type = HxUInteger;
-    using difference_type = std::ptrdiff_t;
-    Iterator() noexcept = default;
-    Iterator(const HxIndexSet* set, HxUInteger index) noexcept : _set(set), _index(index) {}
-    HxUInteger operator*() const noexcept { return _index; }
-    Iterator& operator++() noexcept {
-      _index = _set->indexGreaterThanIndex(_index);
-      return *this;
-    }
-    friend bool operator==(const Iterator& a, const Iterator& b) noexcept {
-      return a._index == b._index;
-    }
-
-   private:
-    const HxIndexSet* _set = nullptr;
-    HxUInteger _index = HxNotFound;
-  };
-  Iterator begin() const noexcept { return {this, firstIndex()}; }
-  Iterator end() const noexcept { return {this, HxNotFound}; }
+  // In ascending order. Keeps the set alive while it is iterated.
+  class Iterator;
+  Iterator begin() const noexcept;
+  Iterator end() const noexcept;
 };
+
+class HxIndexSet::Iterator {
+ public:
+  using value_type = HxUInteger;
+  using difference_type = std::ptrdiff_t;
+  Iterator() noexcept = default;
+  Iterator(HxIndexSet set, HxUInteger index) noexcept : _set(std::move(set)), _index(index) {}
+  HxUInteger operator*() const noexcept { return _index; }
+  Iterator& operator++() noexcept {
+    _index = _set.indexGreaterThanIndex(_index);
+    return *this;
+  }
+  Iterator operator++(int) noexcept {
+    Iterator before = *this;
+    ++*this;
+    return before;
+  }
+  friend bool operator==(const Iterator& a, const Iterator& b) noexcept {
+    return a._index == b._index;
+  }
+
+ private:
+  HxIndexSet _set;
+  HxUInteger _index = HxNotFound;
+};
+inline HxIndexSet::Iterator HxIndexSet::begin() const noexcept { return {*this, firstIndex()}; }
+inline HxIndexSet::Iterator HxIndexSet::end() const noexcept { return {}; }
 
 class RONDEL_EXPORT HxMutableIndexSet : public HxIndexSet {
  public:

@@ -7,6 +7,7 @@
 #include "Rondel/core/collections/internal/ArrayStorage.h"
 #include "Rondel/core/collections/internal/Containers.h"
 #include "Rondel/core/collections/internal/ObjectTable.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/core/object/internal/DeferredDrop.h"
 #include "Rondel/core/text/String.h"
 
@@ -39,6 +40,31 @@ class SetStorage final : public HxObject, private internal::DropLink {
 
   // Values are nil.
   internal::ObjectTable table;
+  // Grows with every change: what was found before may be in another place now.
+  HxUInteger generation = 0;
+};
+
+// Walks the table itself, and keeps it alive.
+class SetEnumerator final : public HxEnumeratorObject {
+ public:
+  explicit SetEnumerator(SetStorage* set)
+      : _set(set), _next(set->table.begin()), _generation(set->generation) {}
+
+  HxAny nextObject() override {
+    if (_generation != _set->generation) {
+      HxException::raise(HxInternalInconsistencyException,
+                         "-[HxEnumerator nextObject]: the set was changed meanwhile"_hx);
+    }
+    if (_next == _set->table.end()) return nullptr;
+    HxAny object = _next->key;
+    ++_next;
+    return object;
+  }
+
+ private:
+  const Ref<SetStorage> _set;
+  internal::ObjectTable::Iterator _next;
+  const HxUInteger _generation;
 };
 
 SetStorage* storageOf(const HxHandle& set) noexcept {
@@ -126,6 +152,10 @@ HxArray HxSet::allObjects() const {
   return result.finish();
 }
 
+HxEnumerator HxSet::objectEnumerator() const {
+  return _object ? HxEnumerator(makeRef<SetEnumerator>(storageOf(*this))) : HxEnumerator();
+}
+
 HxSet HxSet::copy() const { return HxSet(Unchecked{}, HxHandle::copy()); }
 
 HxMutableSet HxSet::mutableCopy() const {
@@ -144,7 +174,8 @@ HxMutableSet HxMutableSet::initWithObjects(std::initializer_list<HxAny> objects)
 
 void HxMutableSet::addObject(const HxHandle& object) {
   if (isForChange("-[HxMutableSet addObject:]", HxTypeID::set) && object) {
-    storageOf(*this)->table.insert(object);
+    SetStorage& storage = *storageOf(*this);
+    if (storage.table.insert(object).second) ++storage.generation;
   }
 }
 
@@ -157,12 +188,14 @@ void HxMutableSet::removeObject(const HxHandle& object) {
   if (!isForChange("-[HxMutableSet removeObject:]", HxTypeID::set) || !object) return;
   // Let go of when the table is in order again.
   const SetStorage::Member removed = storageOf(*this)->table.extract(object.object());
+  if (removed.key) ++storageOf(*this)->generation;
 }
 
 void HxMutableSet::removeAllObjects() {
   if (!isForChange("-[HxMutableSet removeAllObjects]", HxTypeID::set)) return;
   internal::ObjectTable removed;
   removed.swap(storageOf(*this)->table);
+  ++storageOf(*this)->generation;
 }
 
 }  // namespace rondel

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: MIT
 //
-// Unordered collections in which every object stands once, by isEqual and hash.
+// Unordered collections in which every object occurs once, by isEqual and hash.
 //
 //   HxSet seen = HxSet::initWithArray(words);
 //   if (seen.containsObject("-c"_hx)) ...
 //
 // A set holds the objects themselves: an object that takes part must not change its value
-// meanwhile. Sets never hold nil. On a nil set every operation gives 0, false, nil or does nothing.
-// Immutable sets may be used on any thread.
+// meanwhile. Sets never hold nil. On a nil set every operation returns 0, false, nil or does
+// nothing. Immutable sets may be used on any thread.
 #pragma once
 
 #include <initializer_list>
 
-#include "Rondel/core/object/Object.h"
+#include "Rondel/core/collections/Enumerator.h"
 
 namespace rondel {
 
@@ -32,7 +32,7 @@ class RONDEL_EXPORT HxSet : public HxHandle {
   static HxSet set();
   // Nil gives an empty set.
   static HxSet initWithArray(const HxArray& array);
-  // The objects up to the first nil.
+  // The objects; nils among them are left out.
   static HxSet initWithObjects(std::initializer_list<HxAny> objects);
 
   HxUInteger count() const;
@@ -40,13 +40,46 @@ class RONDEL_EXPORT HxSet : public HxHandle {
   bool containsObject(const HxHandle& object) const { return !member(object).isNil(); }
   // The object of the set that is equal to this one, or nil.
   HxAny member(const HxHandle& object) const;
+  template <std::derived_from<HxHandle> H>
+  H member(const HxHandle& object) const {
+    return as<H>(member(object));
+  }
   // In no particular order.
   HxArray allObjects() const;
+  // Hands out every object once. Nil for nil. Keeps the set alive; its next nextObject raises
+  // HxInternalInconsistencyException if the set was changed meanwhile.
+  HxEnumerator objectEnumerator() const;
   bool isEqualToSet(const HxSet& other) const { return isEqual(other); }
 
-  // The set itself when immutable, else an immutable copy.
-  HxSet copy() const;
-  HxMutableSet mutableCopy() const;
+  // The set itself if it is immutable, else an immutable copy.
+  [[nodiscard]] HxSet copy() const;
+  [[nodiscard]] HxMutableSet mutableCopy() const;
+
+  // Every object once, by an enumerator.
+  class Iterator {
+   public:
+    using value_type = HxAny;
+    using difference_type = std::ptrdiff_t;
+    Iterator() noexcept = default;
+    explicit Iterator(HxEnumerator objects) : _objects(std::move(objects)) { ++*this; }
+    const HxAny& operator*() const noexcept { return _object; }
+    const HxAny* operator->() const noexcept { return &_object; }
+    Iterator& operator++() {
+      _object = _objects.nextObject();
+      return *this;
+    }
+    void operator++(int) { ++*this; }
+    // Only the question whether the end is reached makes sense.
+    friend bool operator==(const Iterator& a, const Iterator& b) noexcept {
+      return a._object.object() == b._object.object();
+    }
+
+   private:
+    HxEnumerator _objects;
+    HxAny _object;
+  };
+  Iterator begin() const { return Iterator(objectEnumerator()); }
+  Iterator end() const noexcept { return {}; }
 };
 
 class RONDEL_EXPORT HxMutableSet : public HxSet {
@@ -62,7 +95,7 @@ class RONDEL_EXPORT HxMutableSet : public HxSet {
   static HxMutableSet initWithArray(const HxArray& array);
   static HxMutableSet initWithObjects(std::initializer_list<HxAny> objects);
 
-  // Nothing when an equal object is there already.
+  // Nothing if an equal object is there already.
   void addObject(const HxHandle& object);
   void addObjectsFromArray(const HxArray& array);
   void removeObject(const HxHandle& object);

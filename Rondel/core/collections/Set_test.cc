@@ -32,9 +32,9 @@ TEST(Set, GivesTheObjectThatItHolds) {
   EXPECT_TRUE(set.member(nullptr).isNil());
 }
 
-TEST(Set, OfAListEndsAtTheFirstNil) {
-  EXPECT_EQ(HxSet::initWithObjects({"a"_hx, nullptr, "b"_hx}).count(), 1U);
-  EXPECT_EQ(HxMutableSet::initWithObjects({"a"_hx, nullptr, "b"_hx}).count(), 1U);
+TEST(Set, OfAListLeavesNilsOut) {
+  EXPECT_EQ(HxSet::initWithObjects({"a"_hx, nullptr, "b"_hx}).count(), 2U);
+  EXPECT_EQ(HxMutableSet::initWithObjects({nullptr, "a"_hx, nullptr, "b"_hx}).count(), 2U);
 }
 
 TEST(Set, OfNothingIsEmpty) {

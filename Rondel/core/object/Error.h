@@ -18,7 +18,7 @@ class HxDictionary;
 
 // The domain of operating system errors; the code is an errno value.
 inline constexpr HxString HxPOSIXErrorDomain = "HxPOSIXErrorDomain"_hx;
-// Errors of the library's own readers; see the operation that gives them.
+// Errors of the library's own readers; see the operation that returns them.
 inline constexpr HxString HxPropertyListErrorDomain = "HxPropertyListErrorDomain"_hx;
 // User-info keys: the path concerned, and the text to show.
 inline constexpr HxString HxFilePathErrorKey = "HxFilePathErrorKey"_hx;
@@ -44,7 +44,7 @@ class RONDEL_EXPORT HxError : public HxHandle {
   HxInteger code() const noexcept;
   HxDictionary userInfo() const;
   // Text to show: that of HxLocalizedDescriptionKey; else the system's text for an errno value,
-  // behind the path if there is one ("/tmp/x: Permission denied"); else domain and code ("HxOther
+  // after the path if there is one ("/tmp/x: Permission denied"); else domain and code ("HxOther
   // error 5").
   HxString localizedDescription() const;
 };

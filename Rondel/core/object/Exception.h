@@ -8,8 +8,8 @@
 //     HxLog("%@: %@"_hx, exception.name(), exception.reason());
 //   }
 //
-// It derives from std::exception, and what() gives "name: reason" in UTF-8. Objects and locks held
-// across a raise are released by the frames that hold them.
+// It derives from std::exception, and what() returns "name: reason" in UTF-8. Objects and locks
+// held across a raise are released by the frames that hold them.
 #pragma once
 
 #include <exception>
@@ -49,8 +49,9 @@ class RONDEL_EXPORT HxException : public std::exception {
   }
   [[noreturn]] static void raiseWithArguments(const HxString& name, const HxString& format,
                                               HxArguments arguments);
-  // Raises this one.
-  [[noreturn]] void raise() const { throw *this; }
+  // Raises this one. A derived class overrides it with the same body, so that it is raised whole
+  // also through a reference to this class.
+  [[noreturn]] virtual void raise() const { throw *this; }
 
  private:
   HxString _name;

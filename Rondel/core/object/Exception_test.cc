@@ -79,6 +79,18 @@ TEST(Exception, OfNothingStillHasAText) {
   EXPECT_EQ(messageOf([] { HxException::raise("Trouble"_hx, nullptr); }), "Trouble: ");
 }
 
+class Collapse final : public HxException {
+ public:
+  Collapse() : HxException("Collapse"_hx, "all of it"_hx) {}
+  [[noreturn]] void raise() const override { throw *this; }
+};
+
+TEST(Exception, OfADerivedClassIsRaisedWholeThroughItsBase) {
+  const Collapse collapse;
+  const HxException& base = collapse;
+  EXPECT_THROW(base.raise(), Collapse);
+}
+
 TEST(Exception, LetsGoOfWhatTheFramesHold) {
   const HxMutableArray held = HxMutableArray::array();
   const auto raiseWith = [](const HxHandle& object) {

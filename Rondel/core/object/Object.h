@@ -23,6 +23,7 @@
 // Threads: reference counts are atomic. An object that nobody changes may be read from any thread.
 #pragma once
 
+#include <compare>
 #include <concepts>
 #include <type_traits>
 #include <typeindex>  // for std::hash: the smallest header that has it
@@ -60,6 +61,7 @@ enum class HxTypeID : std::uint8_t {
   characterSet,
   error,
   bundle,
+  enumerator,
 };
 
 // An operation's name, interned: two selectors of the same name are the same. The null selector
@@ -105,7 +107,7 @@ class RONDEL_EXPORT HxClass {
   constexpr HxClass superclass() const noexcept {
     return HxClass(_info ? _info->superclass : nullptr);
   }
-  // A new instance, nil when the class cannot be made by name.
+  // A new instance, nil if the class cannot be made by name.
   HxAny make() const;
   // Whether this is `other` or derived from it.
   bool isSubclassOfClass(HxClass other) const noexcept;
@@ -146,7 +148,7 @@ class RONDEL_EXPORT HxObject {
 
   // Human-readable text; never nil. By default "<ClassName: 0x...>".
   virtual HxString description() const;
-  // The text that stands for the object in the message of a failed check. By default its
+  // The text for the object in the message of a failed check. By default its
   // description.
   virtual HxString descriptionForAssertionMessage() const;
 
@@ -166,7 +168,7 @@ class RONDEL_EXPORT HxObject {
     return hxClass().instancesRespondToSelector(selector);
   }
   // Calls the operation that the class registered under this name; raises
-  // HxInvalidArgumentException when there is none.
+  // HxInvalidArgumentException if there is none.
   HxAny performSelector(HxSelector selector) const;
   HxAny performSelector(HxSelector selector, const HxHandle& argument) const;
 
@@ -190,7 +192,7 @@ class RONDEL_EXPORT HxObject {
   }
 
  protected:
-  // Bits beside the type, told at construction.
+  // Bits beside the type, set at construction.
   static constexpr std::uint32_t kTypeMask = 0xFF;
   static constexpr std::uint32_t kImmortal = 0x100;    // never counted, never destroyed
   static constexpr std::uint32_t kFlatNarrow = 0x200;  // a flat string, one byte a unit
@@ -251,9 +253,9 @@ class RONDEL_EXPORT HxHandle {
   HxString description() const;
   HxString descriptionForAssertionMessage() const;
   HxComparisonResult compare(const HxHandle& other) const;
-  HxAny copy() const;
-  HxAny mutableCopy() const;
-  HxAny copyWithZone(const void* zone) const;
+  [[nodiscard]] HxAny copy() const;
+  [[nodiscard]] HxAny mutableCopy() const;
+  [[nodiscard]] HxAny copyWithZone(const void* zone) const;
   HxClass hxClass() const noexcept { return _object ? _object->hxClass() : HxClass(); }
   bool isKindOfClass(HxClass kind) const noexcept {
     return _object && _object->isKindOfClass(kind);
@@ -333,7 +335,7 @@ class RONDEL_EXPORT HxAny final : public HxHandle {
   HxAny(const HxHandle& handle) noexcept : HxHandle(handle) {}        // NOLINT: any object
   HxAny(HxHandle&& handle) noexcept : HxHandle(std::move(handle)) {}  // NOLINT: any object
   HxAny(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
-  // Whether a handle of this type can be had on the object; what as<> asks.
+  // Whether a handle of this type can hold the object; as<> asks it.
   static constexpr bool canHold(const HxObject* object) noexcept { return object != nullptr; }
 
   // Takes over the reference that the caller holds.
@@ -379,8 +381,12 @@ class Ref {
   constexpr T& operator*() const noexcept { return *_object; }
   constexpr explicit operator bool() const noexcept { return _object != nullptr; }
   constexpr bool isNil() const noexcept { return !_object; }
+  // By identity; the order is that of the addresses, nil first.
   friend constexpr bool operator==(const Ref& a, const Ref& b) noexcept {
     return a._object == b._object;
+  }
+  friend constexpr std::strong_ordering operator<=>(const Ref& a, const Ref& b) noexcept {
+    return std::compare_three_way()(a._object, b._object);
   }
 
  private:
@@ -389,7 +395,7 @@ class Ref {
 
 // A new object, its first reference adopted.
 template <class T, class... Arguments>
-Ref<T> makeRef(Arguments&&... arguments) {
+[[nodiscard]] Ref<T> makeRef(Arguments&&... arguments) {
   return Ref<T>::adopt(new T(std::forward<Arguments>(arguments)...));
 }
 
@@ -397,15 +403,15 @@ template <class T>
 HxHandle::HxHandle(const Ref<T>& reference) noexcept
     : HxHandle(static_cast<const HxObject*>(reference.get())) {}
 
-// The same object under handle type H, nil when it is of another kind. For mutable forms the object
+// The same object under handle type H, nil if it is of another kind. For mutable forms the object
 // must be mutable.
 template <std::derived_from<HxHandle> H>
-H as(HxAny any) {
+[[nodiscard]] H as(HxAny any) {
   return H::canHold(any.object()) ? H(HxAny::Unchecked{}, std::move(any)) : H(nullptr);
 }
-// The same object under class T, nil when it is of another class.
+// The same object under class T, nil if it is of another class.
 template <std::derived_from<HxObject> T>
-Ref<T> asRef(const HxHandle& any) {
+[[nodiscard]] Ref<T> asRef(const HxHandle& any) {
   return Ref<T>(dynamic_cast<T*>(any.object()));
 }
 
@@ -433,6 +439,13 @@ constexpr HxTypeID HcDataGetTypeID() noexcept { return HxTypeID::data; }
 
 }  // namespace rondel
 
+// Every Ref is a key by identity.
+template <class T>
+struct std::hash<rondel::Ref<T>> {
+  std::size_t operator()(const rondel::Ref<T>& reference) const noexcept {
+    return std::hash<T*>()(reference.get());
+  }
+};
 // Every handle is a key for the hash tables of the standard library; a nil one too.
 template <std::derived_from<rondel::HxHandle> Handle>
 struct std::hash<Handle> {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -92,6 +93,18 @@ TEST(Ref, OfADerivedClassIsOneOfItsBase) {
   const Ref<Door> door = gate;
   EXPECT_EQ(door.get(), gate.get());
   EXPECT_TRUE(door == Ref<Door>(gate));
+}
+
+TEST(Ref, IsAKeyByIdentity) {
+  const Ref<Door> one = makeRef<Door>();
+  const Ref<Door> other = makeRef<Door>();
+  const Ref<Door> nil;
+  const std::unordered_set<Ref<Door>> hashed{one, other, one, nil};
+  const std::set<Ref<Door>> ordered{one, other, one, nil};
+  EXPECT_EQ(hashed.size(), 3U);
+  EXPECT_EQ(ordered.size(), 3U);
+  EXPECT_TRUE(ordered.begin()->isNil());
+  EXPECT_EQ(std::hash<Ref<Door>>()(one), std::hash<Ref<Door>>()(Ref<Door>(one)));
 }
 
 TEST(Ref, ToItselfAndToWhatItHoldsMayBeAssigned) {

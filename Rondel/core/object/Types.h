@@ -35,14 +35,14 @@ struct HxRange {
   friend constexpr bool operator==(const HxRange&, const HxRange&) = default;
 };
 
-// What every search gives that found nothing. Both halves are part of the answer.
+// What a search returns that found nothing. Both halves are part of the answer.
 inline constexpr HxRange kNotFoundRange{HxNotFound, 0};
 
 constexpr HxRange HxMakeRange(HxUInteger location, HxUInteger length) noexcept {
   return {location, length};
 }
 
-// The first location behind the range.
+// The first location after the range.
 constexpr HxUInteger HxMaxRange(HxRange range) noexcept { return range.location + range.length; }
 
 // The smallest range that holds both.
@@ -66,10 +66,10 @@ enum HxComparisonResult : int {
 // Bits of the options argument of searches and comparisons.
 using HxStringCompareOptions = HxUInteger;
 inline constexpr HxStringCompareOptions HxCaseInsensitiveSearch = 1;
-// Compare code units as they stand, without canonical equivalence.
+// Compare code units as they are, without canonical equivalence.
 inline constexpr HxStringCompareOptions HxLiteralSearch = 2;
 inline constexpr HxStringCompareOptions HxBackwardsSearch = 4;
-// The match must stand at the start of the range (at its end with HxBackwardsSearch).
+// The match must be at the start of the range (at its end with HxBackwardsSearch).
 inline constexpr HxStringCompareOptions HxAnchoredSearch = 8;
 // Runs of ASCII digits compare by value; comparisons only.
 inline constexpr HxStringCompareOptions HxNumericSearch = 64;

@@ -118,7 +118,7 @@ class Fragile final : public HxObject {
 };
 
 TEST_F(CheckSink, HearsOfADestructor) {
-  makeRef<Fragile>();
+  static_cast<void>(makeRef<Fragile>());
   EXPECT_EQ(failures.size(), 1U);
 }
 

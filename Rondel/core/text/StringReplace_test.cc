@@ -102,7 +102,7 @@ TEST(StringReplace, WithOptionsInARange) {
 
 TEST(StringReplace, ARangeBeyondTheEndRaises) {
   EXPECT_EQ(raisedBy([] {
-              "abc"_hx.stringByReplacingOccurrencesOfString("a"_hx, "b"_hx, 0, {1, 3});
+              return "abc"_hx.stringByReplacingOccurrencesOfString("a"_hx, "b"_hx, 0, {1, 3});
             }),
             HxRangeException);
 }

@@ -44,7 +44,7 @@ class RONDEL_EXPORT ArrayStorage final : public HxArrayObject, private DropLink 
   }
   void append(const HxArrayObject& other);
   void insert(HxAny&& object, HxUInteger index);
-  // Each object comes to stand at its index in the result. They stand in a built-in array that is
+  // Each object gets its index in the result. They stand in a built-in array that is
   // not this one.
   void insert(const HxArray& objects, const HxIndexSet& indexes);
   HxAny replace(HxUInteger index, HxAny&& object) noexcept;

@@ -10,7 +10,7 @@
 
 namespace rondel::internal {
 
-// The value for a key of these ASCII characters, still owned by the dictionary; null when it is
+// The value for a key of these ASCII characters, still owned by the dictionary; null if it is
 // absent.
 RONDEL_EXPORT const HxObject* storedObjectForText(const HxObject& dictionary,
                                                   std::string_view ascii);

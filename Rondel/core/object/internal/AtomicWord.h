@@ -35,7 +35,7 @@ class AtomicWord {
       __atomic_fetch_add(&_value, 1U, __ATOMIC_RELAXED);
     }
   }
-  // Adds one to a word that is not zero; false when it is.
+  // Adds one to a word that is not zero; false if it is.
   bool incrementUnlessZero() noexcept {
     std::uint32_t value = loadRelaxed();
     if (isSingleThreaded()) {

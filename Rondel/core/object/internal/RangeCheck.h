@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Bounds checks of the value types: a comparison while they pass, HxRangeException when they fail.
+// Bounds checks of the value types: a comparison while they pass, HxRangeException if they fail.
 #pragma once
 
 #include "Rondel/core/object/Object.h"
