@@ -6,8 +6,8 @@
 //   text.rangeOfCharacterFromSet(blanks.invertedSet());
 //
 // A set answers for one code unit at a time; characters beyond U+FFFF are not members of any set
-// but the inverse of one, through their surrogates. On nil every operation gives false or nil. The
-// named sets are made once and shared; an immutable set may be used on any thread.
+// but the inverse of one, through their surrogates. On nil every operation returns false or nil.
+// The named sets are made once and shared; an immutable set may be used on any thread.
 #pragma once
 
 #include "Rondel/core/object/Object.h"
@@ -16,7 +16,7 @@ namespace rondel {
 
 class HxMutableCharacterSet;
 
-// What stands behind a set: one bit a code unit.
+// The object of every set: one bit a code unit.
 class RONDEL_EXPORT HxCharacterSetObject final : public HxObject {
  public:
   static constexpr HxUInteger kUnits = 0x10000;
@@ -66,10 +66,10 @@ class RONDEL_EXPORT HxCharacterSet : public HxHandle {
     return _object && setObject()->contains(unit);
   }
   // All units that are not members.
-  HxCharacterSet invertedSet() const;
-  // The set itself when immutable, else an immutable copy.
-  HxCharacterSet copy() const;
-  HxMutableCharacterSet mutableCopy() const;
+  [[nodiscard]] HxCharacterSet invertedSet() const;
+  // The set itself if it is immutable, else an immutable copy.
+  [[nodiscard]] HxCharacterSet copy() const;
+  [[nodiscard]] HxMutableCharacterSet mutableCopy() const;
   // The bits themselves, null for nil; they live as long as the set. For scanners.
   const HxCharacterSetObject* setObject() const noexcept {
     return static_cast<const HxCharacterSetObject*>(_object);

@@ -20,7 +20,9 @@
 //   c            an integer                its low 8 bits as one ISO 8859-1 character
 //   C            an integer                its low 16 bits as one UTF-16 code unit
 //   s S @        an object                 its description, which for a string is its text
-//                a C string                its text, read as UTF-8; a byte that is none is U+FFFD
+//                a C string, a             its text, read as UTF-8; a byte that is none is U+FFFD
+//                std::string or a
+//                std::string_view
 //   p            any but a real            an address, or the integer, in hexadecimal with 0x
 //   %            nothing                   a percent sign
 //   n            anything                  nothing; nothing is written to it either
@@ -35,7 +37,7 @@
 // back the same, text and objects as %@, pointers as %p. A missing argument counts as 0 for
 // numbers, as nil for text and pointers, and as nothing for characters. Extra arguments are
 // ignored. A nil object and a null C string print "(null)", a null pointer "(nil)". What is no
-// conversion (an unknown letter, an end too early) stands as it is. Nothing is ever read out of
+// conversion (an unknown letter, an end too early) is printed as it is. Nothing is ever read out of
 // bounds.
 //
 // Width, and the precision of numbers, are at most 65535: more counts as that.
@@ -43,6 +45,7 @@
 // Threads: all of this may be used on any thread.
 #pragma once
 
+#include <string_view>
 #include <type_traits>
 
 #include "Rondel/core/object/Object.h"
@@ -73,6 +76,9 @@ class RONDEL_EXPORT HxArgument {
   constexpr HxArgument(const char* text) noexcept : _kind(Kind::cString), _text(text) {}  // NOLINT
   constexpr HxArgument(char* text) noexcept
       : HxArgument(static_cast<const char*>(text)) {}  // NOLINT
+  // Also a std::string. The text may hold NULs, which are printed.
+  constexpr HxArgument(std::string_view text) noexcept  // NOLINT
+      : _kind(Kind::cString), _length(text.size()), _text(text.data() ? text.data() : "") {}
   constexpr HxArgument(const void* pointer) noexcept
       : _kind(Kind::pointer), _pointer(pointer) {}  // NOLINT
   constexpr HxArgument(std::nullptr_t) noexcept
@@ -88,12 +94,15 @@ class RONDEL_EXPORT HxArgument {
   constexpr Kind kind() const noexcept { return _kind; }
   // Bytes of the integer type, at least those of int; for conversions to unsigned form.
   constexpr unsigned size() const noexcept { return _size; }
-  // The value as each kind; 0 or null when the argument is of another kind. A real is cut to an
+  // The value as each kind; 0 or null if the argument is of another kind. A real is cut to an
   // integer (saturating, NaN is 0).
   std::int64_t asInteger() const noexcept;
   std::uint64_t asUnsigned() const noexcept;  // only as many bits as the argument's type has
   double asReal() const noexcept;
+  // NUL-terminated if textLength is HxNotFound.
   const char* asCString() const noexcept { return _kind == Kind::cString ? _text : nullptr; }
+  // Bytes of a text that came with its length, else HxNotFound.
+  HxUInteger textLength() const noexcept { return _length; }
   const void* asPointer() const noexcept;
   const HxObject* asObject() const noexcept {
     return _kind == Kind::object ? static_cast<const HxObject*>(_pointer) : nullptr;
@@ -102,6 +111,7 @@ class RONDEL_EXPORT HxArgument {
  private:
   Kind _kind;
   std::uint8_t _size = 8;
+  HxUInteger _length = HxNotFound;
   union {
     std::uint64_t _bits;
     double _real;

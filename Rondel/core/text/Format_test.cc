@@ -279,6 +279,22 @@ TEST(FormatText, PrecisionBoundsWhatIsReadOfACString) {
   EXPECT_EQ(formatted("%.2s", static_cast<const char*>(unterminated.get())), "aä");
 }
 
+TEST(FormatText, StandardStringsAreText) {
+  const std::string text = "größer";
+  EXPECT_EQ(formatted("%@|%s", text, text), "größer|größer");
+  EXPECT_EQ(formatted("%@|%s", std::string_view(text).substr(0, 2), std::string("b")), "gr|b");
+  EXPECT_EQ(formatted("%9@|%-9s|%.3s", text, text, text), "   größer|größer   |grö");
+  EXPECT_EQ(formatted("%s|%@|%d", std::string_view(), std::string(), text), "||größer");
+}
+
+TEST(FormatText, StandardStringsKeepTheirNULsAndEndWhereTheyEnd) {
+  EXPECT_EQ(formatted("%@", std::string_view("a\0b", 3)), std::string("a\0b", 3));
+  const auto unterminated = std::make_unique<char[]>(3);
+  std::memcpy(unterminated.get(), "a\xC3\xA4", 3);
+  EXPECT_EQ(formatted("%s", std::string_view(unterminated.get(), 3)), "aä");
+  EXPECT_EQ(formatted("%s", std::string_view(unterminated.get(), 2)), "a\uFFFD");
+}
+
 TEST(FormatText, TextOutsideASCIIInFormatAndArguments) {
   EXPECT_EQ(formatted("größe %d µ %@", 3, "😀"_hx), "größe 3 µ 😀");
   const HxString text = HxString::stringWithFormat("%@ %@"_hx, "ä"_hx, 1.5);

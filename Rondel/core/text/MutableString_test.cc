@@ -11,6 +11,14 @@ namespace {
 
 HxMutableString make(const HxString& text) { return HxMutableString::stringWithString(text); }
 
+TEST(MutableString, TakesACapacityAsAdvice) {
+  for (const HxUInteger capacity : {HxUInteger{1} << 40, HxNotFound}) {
+    HxMutableString text = HxMutableString::initWithCapacity(capacity);
+    text.appendString("a"_hx);
+    EXPECT_EQ(text, "a"_hx);
+  }
+}
+
 TEST(MutableString, BeginsEmpty) {
   EXPECT_EQ(HxMutableString::string(), ""_hx);
   EXPECT_EQ(HxMutableString::initWithCapacity(100), ""_hx);

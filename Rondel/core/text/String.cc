@@ -186,6 +186,8 @@ std::uint32_t FlatString::computeHash() const noexcept {
 HxString::HxString(std::string_view utf8)
     : HxString(internal::makeStringFromUTF8(utf8.data(), utf8.size())) {}
 
+HxString::HxString(const char* utf8) : HxString(stringWithUTF8String(utf8)) {}
+
 HxString::HxString(std::u16string_view units)
     : HxString(internal::makeString(units.data(), units.size())) {}
 

@@ -3,25 +3,25 @@
 // Text: HxString and its mutable form.
 //
 // A string is a sequence of UTF-16 code units. All lengths, indexes and ranges count code units, so
-// a surrogate pair counts as two. HxString is a nil-safe handle, one pointer wide; copying it
-// shares the text and never copies characters.
+// a surrogate pair counts as two. HxString is a nil-safe handle, one pointer wide. Copying it
+// shares the text and copies no characters.
 //
 //   HxString name = "main.c"_hx;  // a constant: no allocation
 //   HxString path = "src"_hx.stringByAppendingPathComponent(name);
 //   HxString line = HxString::stringWithFormat("%@: %d"_hx, path, 12);
-//   HxString text = HxString(std::string_view(bytes, n));  // nil when the bytes are no UTF-8
+//   HxString text = HxString(std::string_view(bytes, n));  // nil if the bytes are no UTF-8
 //   if (path.hasSuffix(".c"_hx)) ...
 //
-// Nil. Every operation on a nil string gives zero: length 0, false, nil, an empty answer, and
+// Nil. Every operation on a nil string returns zero: length 0, false, nil, an empty answer, and
 // kNotFoundRange for searches. A nil argument is treated as stated with the operation, and never
 // crashes.
 //
 // Errors. An index or a range beyond the end raises HxException with the name HxRangeException.
 // Bytes that are not valid in their encoding give nil. Nothing else fails.
 //
-// Storage. Built-in strings keep one byte a character while all of them are ASCII, else two, behind
-// a header of 24 bytes in one block. Any class derived from HxStringObject works as a string; see
-// internal/FlatString.h for the three operations that it supplies.
+// Storage. Built-in strings keep one byte a character if all of them are ASCII, else two, after a
+// header of 24 bytes in one block. Any class derived from HxStringObject works as a string; see
+// StringObject.h for the three operations that it supplies.
 //
 // Threads. An immutable string may be used from any thread; a mutable one belongs to one thread at
 // a time.
@@ -33,66 +33,32 @@
 
 #include "Rondel/core/object/Object.h"
 #include "Rondel/core/text/Format.h"
+#include "Rondel/core/text/StringObject.h"
 #include "Rondel/core/text/internal/FlatString.h"
+#include "Rondel/core/text/internal/LiteralString.h"
 
 namespace rondel {
 
 class HxArray;
 class HxCharacterSet;
+class HxCString;
 class HxData;
 class HxMutableString;
 
-// NUL-terminated bytes made from a string; they live as long as this object (and cost nothing for
-// flat ASCII text, which is shared). Null when the string was nil or does not convert.
-class RONDEL_EXPORT HxCString {
- public:
-  HxCString() noexcept = default;
-  HxCString(HxCString&& other) noexcept;
-  HxCString& operator=(HxCString&& other) noexcept;
-  HxCString(const HxCString&) = delete;
-  HxCString& operator=(const HxCString&) = delete;
-  ~HxCString();
-
-  const char* c_str() const noexcept { return _bytes; }
-  operator const char*() const noexcept { return _bytes; }  // NOLINT: stands for the bytes
-  // Bytes before the NUL.
-  HxUInteger length() const noexcept { return _length; }
-  std::string_view view() const noexcept {
-    return _bytes ? std::string_view(_bytes, _length) : std::string_view();
-  }
-  bool isNull() const noexcept { return !_bytes; }
-
- private:
-  friend class HxString;
-  HxCString(const HxHandle& owner, const char* bytes, HxUInteger length) noexcept;
-  explicit HxCString(HxUInteger length);  // a heap block of length + 1 bytes
-
-  HxAny _owner;
-  char* _block = nullptr;
-  const char* _bytes = nullptr;
-  HxUInteger _length = 0;
-};
-
 class RONDEL_EXPORT HxString : public HxHandle {
  public:
-  constexpr HxString() noexcept = default;
+  // ---- Making strings --------------------------------------------------------------------------
+
+  constexpr HxString() noexcept = default;              // nil
   constexpr HxString(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
-  HxString(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
   // UTF-8 and UTF-16 text. Bytes that are not valid UTF-8 give nil; UTF-16 units are taken as they
-  // stand.
+  // are, lone surrogates too.
   explicit HxString(std::string_view utf8);
+  explicit HxString(const char* utf8);  // NUL-terminated; null gives nil
   explicit HxString(std::u16string_view units);
-  // A string of one's own class. Nil gives nil.
+  // A string of one's own class; see StringObject.h. Nil gives nil.
   template <std::derived_from<HxStringObject> T>
   explicit HxString(const Ref<T>& object) noexcept : HxHandle(object) {}
-
-  static bool canHold(const HxObject* object) noexcept {
-    return object && object->typeID() == HxTypeID::string;
-  }
-  // The class of all strings; that of HxMutableString is below it.
-  static HxClass classObject() noexcept { return HxStringObject::classObject(); }
-
-  // ---- Making strings --------------------------------------------------------------------------
 
   // The empty string.
   static HxString string() noexcept;
@@ -125,7 +91,7 @@ class RONDEL_EXPORT HxString : public HxHandle {
   // copied at once.
   static HxString initWithCharactersNoCopy(HxUniChar* characters, HxUInteger length,
                                            bool freeWhenDone);
-  // From bytes; nil when they are not valid in the encoding.
+  // From bytes; nil if they are not valid in the encoding.
   static HxString initWithBytes(const void* bytes, HxUInteger length, HxStringEncoding encoding);
   static HxString initWithBytesNoCopy(void* bytes, HxUInteger length, HxStringEncoding encoding,
                                       bool freeWhenDone);
@@ -140,6 +106,10 @@ class RONDEL_EXPORT HxString : public HxHandle {
   bool isEmpty() const { return length() == 0; }
   // The code unit at an index; beyond the end raises HxRangeException. 0 for nil.
   HxUniChar characterAtIndex(HxUInteger index) const;
+  // The code units one after the other: for (HxUniChar unit : text) ...
+  class Iterator;
+  Iterator begin() const;
+  Iterator end() const;
   // Copies all units, or those of a range, to `buffer`, with no terminator. A range beyond the end
   // raises HxRangeException.
   void getCharacters(HxUniChar* buffer) const;
@@ -150,7 +120,7 @@ class RONDEL_EXPORT HxString : public HxHandle {
   // NUL-terminated UTF-8 in canonical decomposition, for file names; null as above.
   HxCString fileSystemRepresentation() const;
   // The same into a buffer of `maximumLength` bytes, which may be used up to its end, with nothing
-  // taken from the heap for text of a normal make; false, with the buffer in any state, when the
+  // taken from the heap for text of a normal make; false, with the buffer in any state, if the
   // bytes and their NUL do not fit or there are none.
   bool getFileSystemRepresentation(char* buffer, HxUInteger maximumLength) const;
   // The most bytes that fileSystemRepresentation can need, terminator included.
@@ -158,17 +128,11 @@ class RONDEL_EXPORT HxString : public HxHandle {
   // The text as std::string, UTF-8; empty for nil. Lone surrogates become U+FFFD. Include <string>
   // to call it.
   std::string toStdString() const;
-  // Bytes in the encoding, nil when the string does not convert (a lone surrogate does not convert
+  // Bytes in the encoding, nil if the string does not convert (a lone surrogate does not convert
   // to UTF-8). HxUnicodeStringEncoding writes a byte order mark and the machine's byte order.
   HxData dataUsingEncoding(HxStringEncoding encoding) const;
-  // The characters where they lie, when the string is flat and all ASCII; an empty view with a null
-  // pointer otherwise.
-  std::string_view asciiView() const noexcept {
-    return isFlatNarrow() ? flat()->narrowView() : std::string_view();
-  }
-
-  // Leading decimal number behind any whitespace, with a sign; 0 if there is none; saturates at the
-  // limits of the type.
+  // Returns the leading decimal number after any whitespace, with a sign; 0 if there is none.
+  // Saturates at the limits of the type.
   int intValue() const;
   HxInteger integerValue() const;
   // Whether the text begins with Y, y, T, t or a digit from 1 to 9.
@@ -176,7 +140,7 @@ class RONDEL_EXPORT HxString : public HxHandle {
 
   // ---- Comparing -------------------------------------------------------------------------------
 
-  // Same code units in the same order. False when either is nil.
+  // Whether the code units are the same, in the same order. False if either is nil.
   bool isEqualToString(const HxString& other) const {
     if (!_object || !other._object) return false;
     if (_object == other._object) return true;
@@ -240,8 +204,8 @@ class RONDEL_EXPORT HxString : public HxHandle {
   // U+2028 and U+2029 end a line.
   void getLineStart(HxUInteger* start, HxUInteger* end, HxUInteger* contentsEnd,
                     HxRange range) const;
-  // Split at each occurrence; no occurrence gives an array that holds the receiver alone.
-  HxArray componentsSeparatedByString(const HxString& separator) const;
+  // Splits at each occurrence. Without one the array holds the receiver alone.
+  [[nodiscard]] HxArray componentsSeparatedByString(const HxString& separator) const;
 
   // ---- New strings from old --------------------------------------------------------------------
 
@@ -251,62 +215,52 @@ class RONDEL_EXPORT HxString : public HxHandle {
   HxString substringFromIndex(HxUInteger index) const;
   HxString substringToIndex(HxUInteger index) const;
   // A nil argument appends nothing.
-  HxString stringByAppendingString(const HxString& string) const;
+  [[nodiscard]] HxString stringByAppendingString(const HxString& string) const;
   // All parts in one new string, made with one allocation; nil parts add nothing.
   template <std::derived_from<HxString>... Strings>
-  static HxString stringByConcatenating(const Strings&... strings) {
-    if ((strings.isFlatNarrow() && ...)) {
-      const HxUInteger length = (strings.flat()->flatLength() + ...);
-      if (length <= internal::FlatString::kMaximumLength) {
-        internal::FlatString* const string = internal::FlatString::makeNarrow(length);
-        char* out = string->narrow();
-        ((out = internal::appendBytes(out, strings.flat()->narrowView())), ...);
-        return HxString(Unchecked{}, HxAny::adopt(string));
-      }
-    }
-    const HxString* const parts[] = {&strings...};
-    return concatenate(parts, sizeof...(strings));
-  }
+  [[nodiscard]] static HxString stringByConcatenating(const Strings&... strings);
   // The same for a list of strings.
   static HxString concatenate(const HxString* const* parts, HxUInteger count);
   template <class... Arguments>
-  HxString stringByAppendingFormat(const HxString& format, const Arguments&... arguments) const {
+  [[nodiscard]] HxString stringByAppendingFormat(const HxString& format,
+                                                 const Arguments&... arguments) const {
     return stringByAppendingString(stringWithFormat(format, arguments...));
   }
-  HxString stringByReplacingOccurrencesOfString(const HxString& target,
-                                                const HxString& replacement) const;
-  HxString stringByReplacingOccurrencesOfString(const HxString& target, const HxString& replacement,
-                                                HxStringCompareOptions options,
-                                                HxRange range) const;
+  [[nodiscard]] HxString stringByReplacingOccurrencesOfString(const HxString& target,
+                                                              const HxString& replacement) const;
+  [[nodiscard]] HxString stringByReplacingOccurrencesOfString(const HxString& target,
+                                                              const HxString& replacement,
+                                                              HxStringCompareOptions options,
+                                                              HxRange range) const;
   // Unicode default case conversion, independent of the locale.
-  HxString uppercaseString() const;
-  HxString lowercaseString() const;
+  [[nodiscard]] HxString uppercaseString() const;
+  [[nodiscard]] HxString lowercaseString() const;
   // Unicode normal forms D and C.
-  HxString decomposedStringWithCanonicalMapping() const;
-  HxString precomposedStringWithCanonicalMapping() const;
-  HxString stringByTrimmingCharactersInSet(const HxCharacterSet& set) const;
+  [[nodiscard]] HxString decomposedStringWithCanonicalMapping() const;
+  [[nodiscard]] HxString precomposedStringWithCanonicalMapping() const;
+  [[nodiscard]] HxString stringByTrimmingCharactersInSet(const HxCharacterSet& set) const;
 
-  // The receiver itself when it is immutable, else an immutable string of the same text.
-  HxString copy() const;
-  HxMutableString mutableCopy() const;
+  // Returns the receiver itself if it is immutable, else an immutable string of the same text.
+  [[nodiscard]] HxString copy() const;
+  [[nodiscard]] HxMutableString mutableCopy() const;
 
   // ---- As a path -------------------------------------------------------------------------------
 
   // These know the separator '/' and nothing of the file system, but for the last two. Separators
   // at the end of a path do not count: the last component of "a/b/" is "b".
 
-  // The component behind the receiver, with exactly one separator between them and none at the end.
-  // A nil or empty component adds nothing; behind an empty receiver the component stands alone.
-  HxString stringByAppendingPathComponent(const HxString& component) const;
+  // Returns the receiver, exactly one separator, and the component without separators at its end.
+  // A nil or empty component adds nothing; after an empty receiver the component stands alone.
+  [[nodiscard]] HxString stringByAppendingPathComponent(const HxString& component) const;
   // The parent; "/" for "/" and for "/a", empty for a path of one component.
-  HxString stringByDeletingLastPathComponent() const;
+  [[nodiscard]] HxString stringByDeletingLastPathComponent() const;
   // "/" for the root, empty for the empty string.
   HxString lastPathComponent() const;
-  // The text behind the last dot of the last component, without the dot; empty if there is none. A
-  // dot that a name begins with does not count.
+  // Returns the text after the last dot of the last component, without the dot; empty if there is
+  // none. A dot that a name begins with does not count.
   HxString pathExtension() const;
-  // The receiver itself, without separators at its end, when there is no extension.
-  HxString stringByDeletingPathExtension() const;
+  // The receiver itself, without separators at its end, if there is no extension.
+  [[nodiscard]] HxString stringByDeletingPathExtension() const;
   // "/" first for an absolute path, then the components, then "/" once more for a path with a
   // separator at its end; runs of separators count as one.
   HxArray pathComponents() const;
@@ -317,11 +271,26 @@ class RONDEL_EXPORT HxString : public HxHandle {
   // "~" and "~user" expanded, "." and empty components dropped, ".." resolved in absolute paths: by
   // the file system, links followed, where the path exists, else by text alone. Other paths keep
   // their ".."; a path that vanishes is ".".
-  HxString stringByStandardizingPath() const;
+  [[nodiscard]] HxString stringByStandardizingPath() const;
   // "~" expanded and every symbolic link replaced by what it points to, "." and ".." resolved on
-  // the way. A relative path stays relative. The receiver itself when that cannot be told: when a
-  // component is missing or cannot be reached, or when links lead in a circle.
-  HxString stringByResolvingSymlinksInPath() const;
+  // the way. A relative path stays relative. The receiver itself when that cannot be determined: if
+  // a component is missing or cannot be reached, or if links form a cycle.
+  [[nodiscard]] HxString stringByResolvingSymlinksInPath() const;
+
+  // ---- For modules -----------------------------------------------------------------------------
+
+  // For as<>: an object that is known to be a string.
+  HxString(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
+  static bool canHold(const HxObject* object) noexcept {
+    return object && object->typeID() == HxTypeID::string;
+  }
+  // The class of all strings; that of HxMutableString is below it.
+  static HxClass classObject() noexcept { return HxStringObject::classObject(); }
+  // The characters where they lie, if the string is flat and all ASCII. Otherwise an empty view
+  // with a null pointer.
+  std::string_view asciiView() const noexcept {
+    return isFlatNarrow() ? flat()->narrowView() : std::string_view();
+  }
 
  protected:
   // Of any string, nil too.
@@ -352,7 +321,8 @@ class RONDEL_EXPORT HxMutableString : public HxString {
   }
   static HxClass classObject() noexcept;
 
-  // A new, empty string; with room for `capacity` units.
+  // A new, empty string. The capacity is advice: a string grows beyond it, and room for very many
+  // units is not taken before it is used.
   static HxMutableString string();
   static HxMutableString initWithCapacity(HxUInteger capacity);
   static HxMutableString stringWithString(const HxString& string);
@@ -375,10 +345,89 @@ class RONDEL_EXPORT HxMutableString : public HxString {
   void insertString(const HxString& string, HxUInteger index);
   void deleteCharactersInRange(HxRange range);
   void replaceCharactersInRange(HxRange range, const HxString& string);
-  // Gives the number of replacements.
+  // Returns the number of replacements.
   HxUInteger replaceOccurrencesOfString(const HxString& target, const HxString& replacement,
                                         HxStringCompareOptions options, HxRange range);
 };
+
+// NUL-terminated bytes made from a string. They live as long as this object, and cost nothing for
+// flat ASCII text, which is shared. Null if the string was nil or does not convert.
+class RONDEL_EXPORT HxCString {
+ public:
+  HxCString() noexcept = default;
+  HxCString(HxCString&& other) noexcept;
+  HxCString& operator=(HxCString&& other) noexcept;
+  HxCString(const HxCString&) = delete;
+  HxCString& operator=(const HxCString&) = delete;
+  ~HxCString();
+
+  const char* c_str() const noexcept { return _bytes; }
+  // Not of a temporary, whose bytes are gone at the end of the statement: a call that takes them
+  // writes c_str().
+  operator const char*() const& noexcept { return _bytes; }  // NOLINT: stands for the bytes
+  operator const char*() const&& = delete;
+  // Bytes before the NUL.
+  HxUInteger length() const noexcept { return _length; }
+  std::string_view view() const noexcept {
+    return _bytes ? std::string_view(_bytes, _length) : std::string_view();
+  }
+  bool isNull() const noexcept { return !_bytes; }
+
+ private:
+  friend class HxString;
+  HxCString(const HxHandle& owner, const char* bytes, HxUInteger length) noexcept;
+  explicit HxCString(HxUInteger length);  // a heap block of length + 1 bytes
+
+  HxAny _owner;
+  char* _block = nullptr;
+  const char* _bytes = nullptr;
+  HxUInteger _length = 0;
+};
+
+// The code units of a string, by HxString::begin and end. Keeps the string alive.
+class HxString::Iterator {
+ public:
+  using value_type = HxUniChar;
+  using difference_type = std::ptrdiff_t;
+  Iterator() noexcept = default;
+  Iterator(HxString string, HxUInteger index) noexcept
+      : _string(std::move(string)), _index(index) {}
+  // Raises HxRangeException if the string has become too short.
+  HxUniChar operator*() const { return _string.characterAtIndex(_index); }
+  Iterator& operator++() noexcept {
+    ++_index;
+    return *this;
+  }
+  Iterator operator++(int) noexcept {
+    Iterator before = *this;
+    ++_index;
+    return before;
+  }
+  friend bool operator==(const Iterator& a, const Iterator& b) noexcept {
+    return a._index == b._index;
+  }
+
+ private:
+  HxString _string;
+  HxUInteger _index = 0;
+};
+inline HxString::Iterator HxString::begin() const { return {*this, 0}; }
+inline HxString::Iterator HxString::end() const { return {nullptr, length()}; }
+
+template <std::derived_from<HxString>... Strings>
+HxString HxString::stringByConcatenating(const Strings&... strings) {
+  if ((strings.isFlatNarrow() && ...)) {
+    const HxUInteger length = (strings.flat()->flatLength() + ...);
+    if (length <= internal::FlatString::kMaximumLength) {
+      internal::FlatString* const string = internal::FlatString::makeNarrow(length);
+      char* out = string->narrow();
+      ((out = internal::appendBytes(out, strings.flat()->narrowView())), ...);
+      return HxString(Unchecked{}, HxAny::adopt(string));
+    }
+  }
+  const HxString* const parts[] = {&strings...};
+  return concatenate(parts, sizeof...(strings));
+}
 
 // "{2, 3}"
 RONDEL_EXPORT HxString HxStringFromRange(HxRange range);

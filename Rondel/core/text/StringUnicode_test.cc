@@ -99,9 +99,9 @@ TEST(StringUnicode, WhatDoesNotChangeOfAMutableStringIsACopy) {
 
 TEST(StringUnicode, FileNamesAreDecomposedUTF8) {
   for (const TextForm form : kTextForms) {
-    EXPECT_STREQ(makeText(form, u"caf\u00e9").fileSystemRepresentation(), "cafe\xCC\x81");
-    EXPECT_STREQ(makeText(form, u"/usr/bin").fileSystemRepresentation(), "/usr/bin");
-    EXPECT_STREQ(makeText(form, u"").fileSystemRepresentation(), "");
+    EXPECT_STREQ(makeText(form, u"caf\u00e9").fileSystemRepresentation().c_str(), "cafe\xCC\x81");
+    EXPECT_STREQ(makeText(form, u"/usr/bin").fileSystemRepresentation().c_str(), "/usr/bin");
+    EXPECT_STREQ(makeText(form, u"").fileSystemRepresentation().c_str(), "");
     EXPECT_TRUE(
         makeText(form, std::u16string_view(u"\xD83D", 1)).fileSystemRepresentation().isNull());
   }

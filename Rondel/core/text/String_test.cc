@@ -156,7 +156,7 @@ TEST_P(StringForms, EncodeAsUTF8) {
   const HxString string = text(u"a\u00e9\u65e5\U0001F600");
   constexpr std::string_view kBytes = "a\xC3\xA9\xE6\x97\xA5\xF0\x9F\x98\x80";
   EXPECT_EQ(string.UTF8String().view(), kBytes);
-  EXPECT_EQ(std::strlen(string.UTF8String()), kBytes.size());
+  EXPECT_EQ(std::strlen(string.UTF8String().c_str()), kBytes.size());
   EXPECT_EQ(string.toStdString(), kBytes);
   const HxData data = string.dataUsingEncoding(HxUTF8StringEncoding);
   EXPECT_EQ(std::string_view(reinterpret_cast<const char*>(data.bytes()), data.length()), kBytes);
@@ -357,6 +357,18 @@ TEST(String, ShowsItsASCIIBytesWhereTheyLie) {
   EXPECT_NE(""_hx.asciiView().data(), nullptr);
   EXPECT_EQ("caf\u00e9"_hx.asciiView().data(), nullptr);
   EXPECT_EQ(HxString().asciiView().data(), nullptr);
+}
+
+// The bytes of a temporary are gone at the end of the statement.
+static_assert(std::is_convertible_v<const HxCString&, const char*>);
+static_assert(!std::is_convertible_v<HxCString, const char*>);
+static_assert(!std::is_convertible_v<const HxCString, const char*>);
+
+TEST(String, OfANullPointerIsNil) {
+  const char* const none = nullptr;
+  EXPECT_TRUE(HxString(none).isNil());
+  EXPECT_EQ(HxString("plain"), "plain"_hx);
+  EXPECT_TRUE(HxString("\xFF").isNil());
 }
 
 TEST(String, MovesItsUTF8) {

@@ -7,7 +7,7 @@
 //   out.appendBytes(text, n);
 //   for (std::byte b : head.span()) ...
 //
-// On nil every operation gives 0, null, nil or does nothing. A range beyond the end raises
+// On nil every operation returns 0, null, nil or does nothing. A range beyond the end raises
 // HxRangeException. A file that cannot be read gives nil, and one that cannot be written false.
 // Immutable data may be used on any thread.
 #pragma once
@@ -44,10 +44,10 @@ class RONDEL_EXPORT HxData : public HxHandle {
   // The caller's own bytes: with freeWhenDone they were made with malloc and are freed by the data;
   // without it they must outlive the data and all its copies.
   static HxData initWithBytesNoCopy(void* bytes, HxUInteger length, bool freeWhenDone);
-  // The whole file; nil when it cannot be read. Pipes and other files without a size are read to
+  // The whole file; nil if it cannot be read. Pipes and other files without a size are read to
   // their end.
   static HxData initWithContentsOfFile(const HxString& path);
-  // The same, mapped when the file is a regular one; the file must not be cut short while the data
+  // The same, mapped if the file is a regular one; the file must not be cut short while the data
   // lives. Changes of the file may or may not be seen.
   static HxData initWithContentsOfMappedFile(const HxString& path);
 
@@ -65,12 +65,12 @@ class RONDEL_EXPORT HxData : public HxHandle {
   // Writes the bytes, making or replacing the file. Atomically means by a temporary file beside it
   // and a rename, so that a reader sees the old contents or the new ones, after a crash too; a link
   // is followed, and the file's mode is kept. What is not a regular file, such as a device, is
-  // written where it stands. False, with errno set, when it fails or the data is nil.
+  // written in place. False, with errno set, if it fails or the data is nil.
   bool writeToFile(const HxString& path, bool atomically) const;
 
-  // The data itself when immutable, else an immutable copy.
-  HxData copy() const;
-  HxMutableData mutableCopy() const;
+  // The data itself if it is immutable, else an immutable copy.
+  [[nodiscard]] HxData copy() const;
+  [[nodiscard]] HxMutableData mutableCopy() const;
 };
 
 // The mutable form. It grows by doubling, so that many small appends cost no more than one copy of

@@ -5,8 +5,8 @@
 //   HxDate limit = HxDate::dateWithTimeIntervalSinceNow(0.5);
 //   while (limit.timeIntervalSinceNow() > 0) ...
 //
-// On nil every operation gives 0 or nil. Dates never change and may be used on any thread. The
-// clock is the system's real-time clock; deadlines of the run loop are told as dates and measured
+// On nil every operation returns 0 or nil. Dates never change and may be used on any thread. The
+// clock is the system's real-time clock; deadlines of the run loop are given as dates and measured
 // with a steady clock once they are taken.
 #pragma once
 
@@ -43,7 +43,7 @@ class RONDEL_EXPORT HxDate : public HxHandle {
   HxTimeInterval timeIntervalSinceDate(const HxDate& other) const noexcept;
   // "2026-11-21T07:20:46Z" (RFC 3339), seconds cut; nil for nil and for years outside 0 to 9999.
   HxString rfc3339String() const;
-  static HxDate dateWithRFC3339String(const HxString& text);  // nil when it is not in that form
+  static HxDate dateWithRFC3339String(const HxString& text);  // nil if it is not in that form
 };
 
 }  // namespace rondel

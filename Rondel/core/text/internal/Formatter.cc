@@ -86,7 +86,7 @@ class Formatter {
   void putRun(const Field& field, FormatRun run);
   void putObject(const Field& field, const HxObject* object);
   void putString(const Field& field, const HxStringObject* string);
-  void putCString(const Field& field, const char* text);
+  void putCString(const Field& field, const HxArgument& argument);
 
   FormatSink& _sink;
   const HxArguments _arguments;
@@ -335,12 +335,15 @@ void Formatter::putString(const Field& field, const HxStringObject* string) {
   putRun(field, {characters.narrow(), characters.wide(), characters.length()});
 }
 
-void Formatter::putCString(const Field& field, const char* text) {
+void Formatter::putCString(const Field& field, const HxArgument& argument) {
+  const char* const text = argument.asCString();
   if (!text) return putRun(field, {"(null)", nullptr, 6});
-  const HxUInteger length = strnlen(text, field.precision);
-  if (isASCII(text, length)) return putRun(field, {text, nullptr, length});
+  const HxUInteger length = argument.textLength();
+  const HxUInteger bytes =
+      length == HxNotFound ? strnlen(text, field.precision) : std::min(length, field.precision);
+  if (isASCII(text, bytes)) return putRun(field, {text, nullptr, bytes});
   FormatSink decoded;
-  appendUTF8(decoded, text, field.precision);
+  appendUTF8(decoded, text, length, field.precision);
   putRun(field, decoded.run());
 }
 
@@ -350,7 +353,7 @@ void Formatter::putText(const Field& field, const HxArgument* argument) {
     case Kind::object:
       return putObject(field, argument->asObject());
     case Kind::cString:
-      return putCString(field, argument->asCString());
+      return putCString(field, *argument);
     case Kind::signedInteger:
     case Kind::unsignedInteger:
     case Kind::real:
@@ -425,10 +428,12 @@ HxUInteger reachOfSequence(const unsigned char* bytes) noexcept {
 
 }  // namespace
 
-void appendUTF8(FormatSink& sink, const char* text, HxUInteger limit) {
+void appendUTF8(FormatSink& sink, const char* text, HxUInteger length, HxUInteger limit) {
   const auto* at = reinterpret_cast<const unsigned char*>(text);
-  while (limit > 0 && *at != 0) {
-    const UTF8Sequence sequence = readUTF8Sequence(at, reachOfSequence(at));
+  const auto* const end = length == HxNotFound ? nullptr : at + length;
+  while (limit > 0 && (end ? at < end : *at != 0)) {
+    const auto reach = end ? static_cast<HxUInteger>(end - at) : reachOfSequence(at);
+    const UTF8Sequence sequence = readUTF8Sequence(at, reach);
     HxUniChar units[2] = {0xFFFD};
     HxUInteger count = 1;
     if (sequence.length > 0) count = splitIntoUnits(sequence.value, units);

@@ -17,9 +17,9 @@ inline constexpr HxUInteger kGreatestFormatWidth = 65535;
 // passes through.
 void formatTo(FormatSink& sink, const HxString& format, HxArguments arguments);
 
-// Appends UTF-8 up to a NUL, but at most `limit` units; a byte that belongs to no well-formed
-// sequence is U+FFFD, and a surrogate pair that does not fit is left out. Reads no further than it
-// needs to.
-void appendUTF8(FormatSink& sink, const char* text, HxUInteger limit);
+// Appends `length` bytes of UTF-8, or all up to a NUL if that is HxNotFound, but at most `limit`
+// units. A byte that belongs to no well-formed sequence is U+FFFD; a surrogate pair that does not
+// fit is left out. Reads no further than it needs to.
+void appendUTF8(FormatSink& sink, const char* text, HxUInteger length, HxUInteger limit);
 
 }  // namespace rondel::internal
