@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/core/report/Check.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <string>
@@ -142,24 +143,52 @@ void failArray(const HxObject* receiver, const CheckSite& site, const HxObject* 
               site.name, describe(value));
 }
 
+namespace {
+
+bool isPartOfName(char c) {
+  return c == '_' || (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+// "rondel::HxArray" without the namespaces: a class has a name of its own.
+std::string withoutNamespaces(std::string_view text) {
+  std::string result(text);
+  for (std::size_t colons; (colons = result.find("::")) != std::string::npos;) {
+    std::size_t start = colons;
+    while (start > 0 && isPartOfName(result[start - 1])) --start;
+    result.erase(start, colons + 2 - start);
+  }
+  return result;
+}
+
+// The same for a condition whose last part, from `marker` on, names a class or an interface.
+std::string conditionWithoutNamespaces(std::string_view condition, std::string_view marker) {
+  const std::size_t start = std::min(condition.rfind(marker), condition.size());
+  return std::string(condition.substr(0, start)) + withoutNamespaces(condition.substr(start));
+}
+
+}  // namespace
+
 void failInstance(const HxObject* receiver, const CheckSite& site, const HxObject* value,
                   const char* className) {
-  const HxString kind = HxString::stringWithUTF8String(className);
+  const HxString kind(withoutNamespaces(className));
   if (!value) {
     return tellMessage(receiver, site, site.conditions[0],
                        "%s should be an instance inheriting from %@, but it is nil"_hx, site.name,
                        kind);
   }
-  tellMessage(receiver, site, site.conditions[1],
+  const std::string condition = conditionWithoutNamespaces(site.conditions[1], " isKindOfClass:[");
+  tellMessage(receiver, site, condition.c_str(),
               "%s should be an instance inheriting from %@, but it is %@"_hx, site.name, kind,
               describe(value));
 }
 
 void failProtocol(const HxObject* receiver, const CheckSite& site, const HxObject* value,
                   const char* protocol) {
-  tellMessage(receiver, site, site.conditions[0],
-              "%s should conform to protocol %s, but %@ doesn't"_hx, site.name, protocol,
-              describe(value));
+  const std::string condition =
+      conditionWithoutNamespaces(site.conditions[0], " conformsToProtocol:");
+  tellMessage(receiver, site, condition.c_str(),
+              "%s should conform to protocol %s, but %@ doesn't"_hx, site.name,
+              withoutNamespaces(protocol), describe(value));
 }
 
 void failSelector(const HxObject* receiver, const CheckSite& site, const HxObject* value,

@@ -265,6 +265,18 @@ TEST_F(Checks, CheckInstanceOfAValueType) {
             {"key", "HxMutableString", "a"}, "[(id)(key) isKindOfClass:[HxMutableString class]]");
 }
 
+TEST_F(Checks, CheckInstanceNamesTheClassWithoutItsNamespace) {
+  MO_FUNCTION("void f()");
+  const HxAny key = kCup;
+  MoCheckInstance(key, rondel::HxArray);
+  expectOne("%s should be an instance inheriting from %@, but it is %@",
+            {"key", "HxArray", "<a cup>"}, "[(id)(key) isKindOfClass:[HxArray class]]");
+  MoCheckInstanceOrNilNamed(key, "a::b", ::rondel::HxArray);
+  expectOne("%s should be an instance inheriting from %@, but it is %@",
+            {"a::b", "HxArray", "<a cup>"},
+            "(a::b) == nil || [(id)(a::b) isKindOfClass:[HxArray class]]");
+}
+
 TEST_F(Checks, CheckInstanceOrNil) {
   MO_FUNCTION("void f()");
   HxAny array = kCup;
