@@ -83,10 +83,27 @@ HxClass ZevMoTask::classObject() noexcept {
 
 Ref<ZevMoTask> ZevMoTask::init() { return Ref<ZevMoTask>::adopt(new ZevMoTask); }
 
+// Observes in place of its task, so that a post that is under way shares nothing of the task.
+class ZevMoTask::Listener final : public HxObject {
+ public:
+  explicit Listener(ZevMoTask& task) : _task(&task) {}
+  void leave() { _task = nullptr; }
+  void outputArrived(const HxNotification& notification) {
+    if (_task) _task->fileActivityNotification(notification);
+  }
+  void childExited(const HxNotification& notification) {
+    if (_task) _task->taskDidTerminate(notification);
+  }
+
+ private:
+  ~Listener() override = default;
+  ZevMoTask* _task;  // null once the task goes
+};
+
 ZevMoTask::ZevMoTask()
-    : _byteStream(ZevMoByteStream::stream()),
-      _dataCaptureRunLoopMode(checkoutRunLoopMode()),
-      _readModes(HxArray::arrayWithObjects({HxDefaultRunLoopMode, _dataCaptureRunLoopMode})),
+    : _listener(makeRef<Listener>(*this)),
+      _byteStream(ZevMoByteStream::stream()),
+      _readModes(HxArray::arrayWithObjects({HxDefaultRunLoopMode, _dataCaptureRunLoopMode.name})),
       _preferredArchitectures(anyArchitecture()) {
   _byteStream->setName("task output stream"_hx);
 }
@@ -99,7 +116,7 @@ ZevMoTask::~ZevMoTask() {
   } catch (...) {
     HxLog("ZevMoTask: the owner of an output handle raised while its task was destroyed."_hx);
   }
-  checkInRunLoopMode(_dataCaptureRunLoopMode);
+  _listener->leave();
 }
 
 // The one share that a task has of itself while it calls out. So it can tell whether anybody else
@@ -313,15 +330,16 @@ void ZevMoTask::configure(const HxString& path, const HxString& directory, const
                           const HxDictionary& environment) {
   const Ref<HxNotificationCenter> center = HxNotificationCenter::defaultCenter();
   if (_readTaskOutput && _fromTaskHandle) {
-    center->addObserver<&ZevMoTask::fileActivityNotification>(
-        this, HxFileHandleReadCompletionNotification, _fromTaskHandle);
+    center->addObserver<&Listener::outputArrived>(
+        _listener.get(), HxFileHandleReadCompletionNotification, _fromTaskHandle);
   }
   _task->setLaunchPath(path);
   if (directory) _task->setCurrentDirectoryPath(directory);
   if (arguments) _task->setArguments(arguments);
   if (environment) _task->setEnvironment(environment);
   _task->setStartsNewProcessGroup(_startsNewProcessGroup);
-  center->addObserver<&ZevMoTask::taskDidTerminate>(this, HxTaskDidTerminateNotification, _task);
+  center->addObserver<&Listener::childExited>(_listener.get(), HxTaskDidTerminateNotification,
+                                              _task);
   _stopRequested = false;
   _gotLastFileNotification = false;
   _gotTaskTerminationNotification = false;
@@ -366,15 +384,15 @@ void ZevMoTask::sendAutomaticInput() {
 // run is over. So nothing is dropped that is still observed.
 void ZevMoTask::dropProcess() {
   if (!_task) return;
-  HxNotificationCenter::defaultCenter()->removeObserver(this, HxTaskDidTerminateNotification,
-                                                        _task);
+  HxNotificationCenter::defaultCenter()->removeObserver(_listener.get(),
+                                                        HxTaskDidTerminateNotification, _task);
   _task = nullptr;
 }
 
 void ZevMoTask::stopObservingOutput() {
   if (!_fromTaskHandle) return;
   HxNotificationCenter::defaultCenter()->removeObserver(
-      this, HxFileHandleReadCompletionNotification, _fromTaskHandle);
+      _listener.get(), HxFileHandleReadCompletionNotification, _fromTaskHandle);
 }
 
 // ---- Ending -----------------------------------------------------------------------------------
@@ -401,7 +419,7 @@ void ZevMoTask::waitUntilExit() {
   Ref<HxTask>(_task)->waitUntilExit();
   const HxDate deadline = HxDate::dateWithTimeIntervalSinceNow(kLastOutputSeconds);
   while (deadline.timeIntervalSinceNow() > kMarginSeconds) {
-    if (!runLoop->runMode(_dataCaptureRunLoopMode, deadline)) break;
+    if (!runLoop->runMode(_dataCaptureRunLoopMode.name, deadline)) break;
   }
 }
 

@@ -268,7 +268,13 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   ~ZevMoTask() override;
 
  private:
+  class Listener;
   class SelfShare;
+  // A mode that no other task has, for the life of its owner.
+  struct OwnMode {
+    const HxString name = checkoutRunLoopMode();
+    ~OwnMode() { checkInRunLoopMode(name); }
+  };
 
   bool failToStart(const HxString& message);
   void forgetEarlierRun();
@@ -301,6 +307,7 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   bool isWritable() const;
 
   internal::ZeroingReference<ZevMoTaskDelegate> _delegate;
+  const Ref<Listener> _listener;
   Ref<HxTask> _task;
   Ref<HxPipe> _toTaskPipe;
   Ref<HxPipe> _fromTaskPipe;
@@ -312,7 +319,7 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   HxDictionary _taskEnv;
   HxData _taskAutoStdinData;
   Ref<ZevMoByteStream> _byteStream;
-  HxString _dataCaptureRunLoopMode;
+  OwnMode _dataCaptureRunLoopMode;
   HxArray _readModes;  // the default mode and _dataCaptureRunLoopMode
   internal::ZeroingReference<ZevMoTaskSynchronizedFileHandle> _synchronizedFileHandleDelegate;
   Ref<internal::TaskWriter> _writer;  // of this run, if _writesInBackground
