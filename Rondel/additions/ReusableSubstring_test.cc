@@ -270,15 +270,16 @@ TEST(ReusableSubstring, APartOfAbsurdLengthRaisesTheSameAndTakesNoRoom) {
   for (const TextForm form : kTextForms) {
     for (const HxUInteger length : {kMost, kMost / 2 + 2, kMost / 4, HxUInteger{1} << 40}) {
       const HxString view = viewOf(makeText(form, u"abcde"), {0, length});
-      EXPECT_EQ(raisedBy([&] { view.copy(); }), HxRangeException);
-      EXPECT_EQ(raisedBy([&] { view.mutableCopy(); }), HxRangeException);
-      EXPECT_EQ(raisedBy([&] { view.hash(); }), HxRangeException);
-      EXPECT_EQ(raisedBy([&] { view.UTF8String(); }), HxRangeException);
-      EXPECT_EQ(raisedBy([&] { view.toStdString(); }), HxRangeException);
-      EXPECT_EQ(raisedBy([&] { view.uppercaseString(); }), HxRangeException);
-      EXPECT_EQ(raisedBy([&] { view.rangeOfString("b"_hx); }), HxRangeException);
-      EXPECT_EQ(raisedBy([&] { view.componentsSeparatedByString("b"_hx); }), HxRangeException);
-      EXPECT_EQ(raisedBy([&] { view.stringByAppendingString("b"_hx); }), HxRangeException);
+      EXPECT_EQ(raisedBy([&] { return view.copy(); }), HxRangeException);
+      EXPECT_EQ(raisedBy([&] { return view.mutableCopy(); }), HxRangeException);
+      EXPECT_EQ(raisedBy([&] { return view.hash(); }), HxRangeException);
+      EXPECT_EQ(raisedBy([&] { return view.UTF8String(); }), HxRangeException);
+      EXPECT_EQ(raisedBy([&] { return view.toStdString(); }), HxRangeException);
+      EXPECT_EQ(raisedBy([&] { return view.uppercaseString(); }), HxRangeException);
+      EXPECT_EQ(raisedBy([&] { return view.rangeOfString("b"_hx); }), HxRangeException);
+      EXPECT_EQ(raisedBy([&] { return view.componentsSeparatedByString("b"_hx); }),
+                HxRangeException);
+      EXPECT_EQ(raisedBy([&] { return view.stringByAppendingString("b"_hx); }), HxRangeException);
     }
   }
 }

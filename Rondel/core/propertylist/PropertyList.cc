@@ -84,6 +84,7 @@ HxAny copyAtDepth(const HxHandle& value, HxUInteger depth) {
     case HxTypeID::characterSet:
     case HxTypeID::error:
     case HxTypeID::bundle:
+    case HxTypeID::enumerator:
       break;
   }
   return {};
@@ -114,6 +115,7 @@ bool textFormKeepsTypes(const HxHandle& list) {
     case HxTypeID::characterSet:
     case HxTypeID::error:
     case HxTypeID::bundle:
+    case HxTypeID::enumerator:
       break;
   }
   return false;

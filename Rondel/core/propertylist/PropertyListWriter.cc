@@ -70,6 +70,7 @@ class Writer {
       case HxTypeID::characterSet:
       case HxTypeID::error:
       case HxTypeID::bundle:
+      case HxTypeID::enumerator:
         break;
     }
     return fail("a value of class " + className(value) + " is not a property list");
