@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Short ways to start children in tests, and to see what becomes of them.
+// Helpers that start children in tests and observe their end.
 
 #include <gtest/gtest.h>
 
@@ -46,7 +46,7 @@ inline std::string stringOf(const HxData& data) {
   return {reinterpret_cast<const char*>(data.bytes()), data.length()};
 }
 
-/// Counts the exits that it is told.
+/// Counts the exits that it hears of.
 class Watcher : public HxObject {
  public:
   explicit Watcher(const Ref<HxTask>& task) {
@@ -64,7 +64,7 @@ class Watcher : public HxObject {
   std::function<void()> reaction;
 };
 
-/// The output of a child, which is run to its end.
+/// Runs a child to its end. Returns its output.
 inline std::string outputOf(const Ref<HxTask>& task) {
   const auto pipe = HxPipe::init();
   task->setStandardOutput(pipe);
@@ -81,7 +81,7 @@ inline int statusOf(const Ref<HxTask>& task) {
   return task->terminationStatus();
 }
 
-/// "name: reason" of what the launch raises, empty when it does not.
+/// Returns "name: reason" of what the launch raises; empty if it raises nothing.
 inline std::string failureOf(const Ref<HxTask>& task) {
   try {
     task->launch();

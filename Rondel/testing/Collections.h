@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Collections of classes of our own, which supply the primitives and nothing else; and what tests
-// of values say again and again.
+// Collections of user-defined classes that supply only the primitives, and helpers for tests of
+// values.
 //
 //     HxArray array = openArray({"a"_hx, "b"_hx});
 //     EXPECT_EQ(shown(array.lastObject()), "b");
@@ -21,12 +21,12 @@
 
 namespace rondel::test {
 
-/// The description, UTF-8; "nil" for nil.
+/// Returns the description in UTF-8; "nil" for nil.
 inline std::string shown(const HxHandle& object) {
   return object ? object.description().toStdString() : "nil";
 }
 
-/// The name and the reason of what the call raises; empty when it raises nothing.
+/// Returns the name and the reason of what the call raises; empty if it raises nothing.
 template <class Call>
 std::string messageOf(Call&& call) {
   try {
@@ -37,7 +37,7 @@ std::string messageOf(Call&& call) {
   return {};
 }
 
-/// A string that knows its length and its units.
+/// A string that supplies its length and its units.
 class OpenString final : public HxStringObject {
  public:
   explicit OpenString(std::u16string_view text) : _text(text) {}
@@ -54,7 +54,7 @@ inline HxString openString(std::u16string_view text) {
   return HxString::stringWithObject(makeRef<OpenString>(text));
 }
 
-/// An array that knows its count and its objects.
+/// An array that supplies its count and its objects.
 class OpenArray final : public HxArrayObject {
  public:
   explicit OpenArray(std::vector<HxAny> objects) : _objects(std::move(objects)) {}
@@ -68,7 +68,7 @@ inline HxArray openArray(std::vector<HxAny> objects) {
   return HxArray(makeRef<OpenArray>(std::move(objects)));
 }
 
-/// A dictionary that knows its count, its keys and the values for them, and looks through them all.
+/// A dictionary that supplies its count, keys and values. A look-up compares all keys.
 class OpenDictionary final : public HxDictionaryObject {
  public:
   using Entries = std::vector<HxDictionary::Entry>;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Variable expansion as its rules tell it, character by character and by editing one copy in place:
-// slow, and what the real one is compared with.
+// A slow model of variable expansion, which follows the rules character by character and edits one
+// copy in place. Tests compare the real expansion with it.
 
 #include <cstddef>
 #include <cstdint>
@@ -21,10 +21,11 @@ class ExpansionModel {
     std::size_t nameEnd;
     std::size_t end;
   };
-  /// The value of a variable; none when it is not defined.
+  /// Returns the value of a variable; none if it is not defined.
   using LookUp = std::function<std::optional<std::u16string>(const std::u16string& name)>;
 
-  /// The first reference between the location and the end, which may be in front of it.
+  /// Returns the first reference between the location and the end. The end may lie before the
+  /// location.
   static std::optional<Reference> find(const std::u16string& text, std::size_t location,
                                        std::size_t end) {
     for (std::size_t i = location; i < end && text[i] != 0xFFFF; ++i) {

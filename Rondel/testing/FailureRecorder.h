@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Hears of the checks that fail while it lives, in place of the failure sink, and returns, so that
-// the code under test goes on behind them. Checks may fail on any thread.
+// Records failed checks in place of the failure sink while it lives. It returns, so that the code
+// under test goes on after the check. Checks may fail on any thread.
 //
 //     FailureRecorder failures;
 //     stream->setByteStreamConsumer("no consumer"_hx);
@@ -24,12 +24,12 @@ class FailureRecorder {
     std::string message;
     std::string condition;
     const HxObject* receiver;
-    std::string operation;  // its name alone, empty in a plain function
+    std::string operation;  // its name only; empty in a plain function
     std::string file;
     int line;
     std::string format;
-    std::vector<std::string> arguments;  // the two behind those of the format included
-    const HxAny* self;                   // places, to be compared only
+    std::vector<std::string> arguments;  // with the two after those of the format
+    const HxAny* self;                   // addresses, only to be compared
     const HxSelector* _cmd;
   };
 

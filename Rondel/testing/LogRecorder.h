@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Hears what goes to the console log while it lives, in place of standard error. Any thread may
-// log.
+// Records the console log in place of standard error while it lives. Any thread may log.
 //
 //     LogRecorder log;
 //     HxLog("%d lines"_hx, 3);
@@ -33,7 +32,7 @@ class LogRecorder {
     const std::lock_guard<std::mutex> guard(_lock);
     return _messages;
   }
-  // The messages since the last call, each with a line end behind it.
+  // Returns the messages since the last call, each with a line end after it.
   std::string takeLines() {
     const std::lock_guard<std::mutex> guard(_lock);
     std::string lines;

@@ -1,20 +1,21 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Where tests find things and may leave things.
+// Paths of what tests use, and folders for what they write.
 
 #include <string>
 #include <string_view>
 
 namespace rondel::test {
 
-/// The absolute path of the helper program made from `Rondel/testing/programs/NAME.cc`.
+/// Returns the absolute path of the helper program made from `Rondel/testing/programs/NAME.cc`.
 std::string programPath(std::string_view name);
 
-/// The absolute path of a file or folder of the source tree, `relativePath` from its top.
+/// Returns the absolute path of a file or folder of the source tree. `relativePath` starts at its
+/// top.
 std::string sourcePath(std::string_view relativePath);
 
-/// A fresh, empty folder with an absolute path, removed with all it holds when this goes.
+/// A new, empty folder with an absolute path. The destructor removes it with its contents.
 class TemporaryDirectory {
  public:
   TemporaryDirectory();
@@ -22,13 +23,13 @@ class TemporaryDirectory {
   TemporaryDirectory(const TemporaryDirectory&) = delete;
   TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
-  /// Without a slash at its end, and without links in it.
+  /// Returns the path, without a slash at its end and without links in it.
   const std::string& path() const { return _path; }
 
-  /// The path of `name` in the folder, whether it exists or not.
+  /// Returns the path of `name` in the folder, whether that exists or not.
   std::string path(std::string_view name) const;
 
-  /// Writes a file of these bytes, makes the folders on its way, and gives its path.
+  /// Writes a file of these bytes and creates the folders on its path. Returns the path.
   std::string write(std::string_view name, std::string_view contents) const;
 
  private:

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Property lists for tests, and the bytes that they are read from and written to.
+// Property lists for tests, and their bytes.
 
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@ inline std::string stringOf(const HxData& bytes) {
   return std::string(reinterpret_cast<const char*>(bytes.bytes()), bytes.length());
 }
 
-// A list that must be sound.
+// Returns the list in the text, which must be valid.
 inline HxAny listOf(std::string_view utf8) {
   HxError error;
   const HxAny list = HxPropertyListWithString(HxString(utf8), &error);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// What a call raises.
+// The exception of a call.
 //
 //     EXPECT_EQ(raisedBy([&] { text.characterAtIndex(9); }), HxRangeException);
 
@@ -9,7 +9,7 @@
 
 namespace rondel::test {
 
-// The name of the HxException that the call raises; nil when it raises none.
+// Returns the name of the HxException that the call raises; nil if it raises none.
 template <class Call>
 HxString raisedBy(Call&& call) {
   try {

@@ -25,7 +25,7 @@ int countEntries(const char* directory) {
   return static_cast<int>(std::distance(begin(entries), end(entries)));
 }
 
-// A thread's `children` file holds the numbers of the processes that it started.
+// A thread's `children` file holds the pids of the processes that it started.
 int countChildren() {
   int children = 0;
   for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
@@ -36,7 +36,7 @@ int countChildren() {
   return children;
 }
 
-// The thread sanitizer keeps a thread of its own from the first other thread on.
+// The thread sanitizer starts a thread of its own with the first other thread, and keeps it.
 const WarmUp firstThread([] { std::thread([] {}).join(); });
 
 }  // namespace

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Fails every test that leaves something of the process behind.
+// Fails every test that leaves a descriptor, thread or child.
 //
-// Open descriptors, threads and child processes are counted before and after each test. What is
-// still ending when the test returns gets half a second of grace; what is left then fails the test.
+// Counts open descriptors, threads and child processes before and after each test. What is still
+// ending after the test has half a second of grace. Anything left after that fails the test.
 //
-// A piece of the library that keeps one descriptor or thread for the whole life of the process
-// would fail the first test that happens to use it. Its own test file has it made beforehand:
+// A descriptor or thread that the library keeps for the life of the process would fail the first
+// test that uses it. The test file of that code makes it before the first test:
 //
 //     const rondel::test::WarmUp reaper([] { HxTask::startReaper(); });
 
@@ -17,7 +17,7 @@
 
 namespace rondel::test {
 
-/// What a process holds at one moment.
+/// What a process holds at one time.
 struct ProcessResources {
   int descriptors = 0;
   int threads = 0;
@@ -25,23 +25,23 @@ struct ProcessResources {
 
   bool operator==(const ProcessResources&) const = default;
 
-  /// The state of this process now, read from /proc. Zombies count as children.
+  /// Returns the state of this process now, read from /proc. Zombies count as children.
   static ProcessResources now();
 
-  /// `3 descriptors, 1 threads, 0 children`
+  /// Returns `3 descriptors, 1 threads, 0 children`.
   std::string text() const;
 };
 
-/// A function that runs once before the first test. Make them at namespace scope.
+/// Registers a function that runs once before the first test. Define it at namespace scope.
 class WarmUp {
  public:
   explicit WarmUp(void (*function)());
 };
 
-/// See the top of this file. `main` appends it to GoogleTest's listeners.
+/// The listener of this file. `main` appends it to GoogleTest's listeners.
 class ResourceListener : public ::testing::EmptyTestEventListener {
  public:
-  /// `graceRounds` is the time for what still ends, in hundredths of a second.
+  /// `graceRounds` is the grace in hundredths of a second.
   explicit ResourceListener(int graceRounds = 50) : _graceRounds(graceRounds) {}
 
   void OnTestProgramStart(const ::testing::UnitTest& tests) override;

@@ -39,9 +39,9 @@ class SystemCallsKept {
   const FileCalls _keptFileCalls;
 };
 
-/// Which calls fail, and how many there were.
+/// Which calls fail, and how many calls there were.
 struct CallRule {
-  std::atomic<int> first = 0;  // the number of the first call that fails, from 1 on; 0: none
+  std::atomic<int> first = 0;  // the number of the first call that fails, from 1; 0 for none
   std::atomic<int> last = 0;
   std::atomic<int> error = 0;
   std::atomic<int> count = 0;
@@ -83,7 +83,7 @@ void replaceCall(internal::SystemCall<Result(Arguments...)> Table::*) {
   };
 }
 
-/// Counts the call from now on, and lets nothing fail.
+/// Counts the calls from now on. None fails.
 template <auto Call>
 CallRule& countCall() {
   CallRule& rule = ruleOf<Call>();
@@ -93,7 +93,7 @@ CallRule& countCall() {
   return rule;
 }
 
-/// Lets the `first`-th call from now on fail with this errno, and those up to the `last`-th.
+/// Lets the `first`-th to the `last`-th call from now on fail with this errno.
 template <auto Call>
 CallRule& failCall(int first, int error, int last) {
   CallRule& rule = ruleOf<Call>();

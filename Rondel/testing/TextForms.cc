@@ -68,7 +68,7 @@ HxString makeView(TextForm realForm, std::u16string_view before, std::u16string_
                                                        {before.size(), units.size()});
 }
 
-// What stands around the part in its real string: a mark would join the part's last unit.
+// The text around the part in its real string. A mark would combine with the part's last unit.
 constexpr std::u16string_view kBefore = u"<a\n";
 constexpr std::u16string_view kBehind = u"z>";
 constexpr std::u16string_view kWideBefore = u"<\u00e9\n";

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The same text in every way that a string can keep it.
+// The same text in every form in which a string can store it.
 //
 //     for (TextForm form : kTextForms) EXPECT_EQ(makeText(form, u"abc").length(), 3u);
 //
-// Whatever a string answers must not depend on its form.
+// No result of a string may depend on its form.
 
 #include <iosfwd>
 #include <string>
@@ -17,19 +17,19 @@
 namespace rondel::test {
 
 enum class TextForm {
-  flat,            // immutable; one byte a unit when all are ASCII, else two
-  buffer,          // mutable, one byte a unit when all are ASCII
+  flat,            // immutable; one byte a unit if all are ASCII, else two
+  buffer,          // mutable, one byte a unit if all are ASCII
   widenedBuffer,   // mutable, two bytes a unit, ASCII or not
-  primitives,      // a class of ours with the three operations alone
-  contiguousWide,  // a class of ours that shows its units, two bytes each
-  contiguous,      // a class of ours that shows its units, one byte each when all are ASCII
+  primitives,      // a user-defined class with only the three operations
+  contiguousWide,  // a user-defined class that lends its units, two bytes each
+  contiguous,      // a user-defined class that lends its units, one byte each if all are ASCII
   view,            // a part of a flat string with ASCII around it
   wideView,        // a part of a flat string with characters around it that are not ASCII
-  primitivesView,  // a part of a string of the class with the three operations alone
+  primitivesView,  // a part of a string of the class with only the three operations
 };
 
-// Where the text begins in the string that rangeOfCharacterFromSet of this form answers for, and
-// how many units that string has behind it.
+// The location of the text in the string that rangeOfCharacterFromSet of this form searches, and
+// the number of units after the text there.
 inline constexpr HxUInteger kUnitsBeforeView = 3;
 inline constexpr HxUInteger kUnitsBehindView = 2;
 constexpr bool isView(TextForm form) { return form >= TextForm::view; }
@@ -42,11 +42,11 @@ inline constexpr TextForm kTextForms[] = {
     TextForm::view,       TextForm::wideView,       TextForm::primitivesView,
 };
 
-// For names of tests and messages.
+// Returns a name for tests and messages.
 const char* nameOf(TextForm form);
 void PrintTo(TextForm form, std::ostream* out);
 
-// A new string of the form.
+// Returns a new string of the form.
 HxString makeText(TextForm form, std::u16string_view units);
 inline HxString makeText(TextForm form, const HxString& text) {
   std::u16string units(text.length(), u'\0');
@@ -54,7 +54,7 @@ inline HxString makeText(TextForm form, const HxString& text) {
   return makeText(form, units);
 }
 
-// All units, also those that UTF-8 has no bytes for.
+// Returns all units, lone surrogates included.
 std::u16string unitsOf(const HxString& string);
 
 }  // namespace rondel::test

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Texts for tests: what an array of strings holds, every short text over an alphabet, and random
-// ones. Collections.h, which comes with it, has strings of a class of one's own.
+// Texts for tests: the strings of an array, every short text over an alphabet, and random texts.
+// Includes Collections.h for strings of a user-defined class.
 
 #include <cstdint>
 #include <random>
@@ -17,7 +17,7 @@ namespace rondel::test {
 
 using Texts = std::vector<std::string>;
 
-/// The descriptions of the objects, in UTF-8.
+/// Returns the descriptions of the objects in UTF-8.
 inline Texts textsOf(const HxArray& array) {
   Texts texts;
   for (const HxAny& object : array) texts.push_back(object.description().toStdString());
@@ -30,14 +30,15 @@ inline std::u16string charactersOf(const HxString& string) {
   return units;
 }
 
-/// The units of the strings, exactly as they are.
+/// Returns the units of the strings unchanged.
 inline std::vector<std::u16string> charactersOf(const HxArray& array) {
   std::vector<std::u16string> texts;
   for (const HxAny& object : array) texts.push_back(charactersOf(as<HxString>(object)));
   return texts;
 }
 
-/// Calls `visit` with every text of at most `longest` units of the alphabet, until it gives false.
+/// Calls `visit` with every text of at most `longest` units of the alphabet, until it returns
+/// false.
 template <class Visit>
 void forEachText(const std::u16string& alphabet, std::size_t longest, Visit visit) {
   std::vector<std::size_t> digits;
@@ -53,14 +54,14 @@ void forEachText(const std::u16string& alphabet, std::size_t longest, Visit visi
   }
 }
 
-/// The text with each 'a' made longer than one machine vector.
+/// Returns the text with each 'a' replaced by a run that is longer than a machine vector.
 inline std::u16string withLongRuns(const std::u16string& text) {
   std::u16string result;
   for (const char16_t unit : text) result.append(unit == u'a' ? 21 : 1, unit);
   return result;
 }
 
-/// The same text for the same seed everywhere.
+/// Returns a random text: the same for the same seed on every machine.
 inline std::u16string randomText(const std::u16string& alphabet, std::size_t length,
                                  std::uint32_t seed) {
   std::mt19937 random(seed);
