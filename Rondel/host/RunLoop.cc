@@ -221,11 +221,13 @@ bool HxRunLoop::runMode(const HxString& mode, std::int64_t deadline) {
   // Another loop polls the descriptor: what nobody waits for any more must be taken off it.
   const bool looksOnly = !hasAnything && _impl->isEmbedded && number != Impl::kCommonModes;
   if (hasAnything) _impl->openPoller();
+  const struct ChangesWritten {
+    ~ChangesWritten() { internal::writeChangedDefaults(); }
+  } afterTurn;
   const Impl::Turn turn(*_impl, number);
   held.unlock();
   if (hasAnything) _impl->pass(number, deadline);
   if (looksOnly) _impl->pass(number, 0);
-  internal::writeChangedDefaults();
   return hasAnything;
 }
 

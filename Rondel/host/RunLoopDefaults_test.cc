@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <stdexcept>
 #include <string>
 
 #include "Rondel/core/collections/Dictionary.h"
@@ -46,6 +47,35 @@ TEST_F(RunLoopDefaults, AreWrittenAfterAPass) {
   EXPECT_TRUE(settingInFile().isNil());
   pass();
   EXPECT_EQ(settingInFile(), "1"_hx);
+}
+
+TEST_F(RunLoopDefaults, AreWrittenAfterAPassThatRaises) {
+  HxRunLoop::currentRunLoop()->performBlock([this] {
+    defaults->setObject("1"_hx, kKey);
+    throw std::runtime_error("no");
+  });
+  EXPECT_THROW(pass(), std::runtime_error);
+  EXPECT_EQ(settingInFile(), "1"_hx);
+}
+
+TEST_F(RunLoopDefaults, AreWrittenIfChangedByAnObjectThatGoesWithThePass) {
+  struct Setter final : HxObject {
+    ~Setter() override { HxUserDefaults::standardUserDefaults()->setObject("1"_hx, kKey); }
+  };
+  HxRunLoop::currentRunLoop()->performBlock(
+      [] { HxRunLoop::currentRunLoop()->retainUntilEndOfTurn(makeRef<Setter>()); });
+  pass();
+  EXPECT_EQ(settingInFile(), "1"_hx);
+}
+
+TEST_F(RunLoopDefaults, ThatCannotBeWrittenRaiseNothingAfterAPass) {
+  const test::SystemCallsKept kept;
+  const HxLogOutput former =
+      HxSetLogOutput([](const HxString&) { throw std::runtime_error("no"); });
+  defaults->setObject("1"_hx, kKey);
+  test::failCall<&test::FileCalls::flock>(1, ENOLCK, 1000);
+  EXPECT_NO_THROW(pass());
+  HxSetLogOutput(former);
 }
 
 TEST_F(RunLoopDefaults, CostNoPassAnythingIfNothingIsChanged) {

@@ -90,10 +90,10 @@ Ref<HxUserDefaults> UserDefaultsStore::makeStandardDefaults(const Setup& setup) 
   return defaults;
 }
 
-void writeChangedDefaults() {
+void writeChangedDefaults() noexcept {
   if (!isChanged.load(std::memory_order_relaxed)) return;
   isChanged = false;
-  standardStore.load()->writeChanges();
+  standardStore.load()->writeChangesAtLast();
 }
 
 // ---- The command line
