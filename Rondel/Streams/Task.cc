@@ -202,14 +202,10 @@ void callBoth(First first, Second second) {
 
 }  // namespace
 
-// Returns whether the start that failed is still the latest: the delegate may make another.
-bool ZevMoTask::failToStart(const HxString& message) {
-  const HxUInteger runNumber = _runNumber;
-  if (_delegate) {
-    keepAliveThisTurn();
-    _delegate->taskFailureMessage(this, message);
-  }
-  return runNumber == _runNumber;
+void ZevMoTask::failToStart(const HxString& message) {
+  if (!_delegate) return;
+  keepAliveThisTurn();
+  _delegate->taskFailureMessage(this, message);
 }
 
 void ZevMoTask::startTask() {
@@ -358,16 +354,20 @@ bool ZevMoTask::launch(const HxString& path) {
     const HxString message =
         HxString::stringWithFormat("Exception starting task (%@) ; name: %@, reason: %@"_hx, path,
                                    exception.name(), exception.reason());
-    if (failToStart(message)) dropProcess();
+    const HxUInteger runNumber = _runNumber;
+    callBoth([&] { failToStart(message); },
+             [&] {
+               if (runNumber == _runNumber) dropProcess();  // else the delegate has tried again
+             });
     return false;
   }
 }
 
-// After taskDidStart, so that nothing can be sent or stopped in there. By now the delegate may have
-// cleaned up or started another run, and heard the exit of this one.
+// After taskDidStart, so that nothing can be sent in there. By now the delegate may have cleaned up
+// or started another run, terminated the child, or heard its exit.
 void ZevMoTask::beginRunning(HxUInteger runNumber) {
   if (runNumber != _runNumber || !_task) return;
-  _taskIsRunning = !_gotTaskTerminationNotification;
+  _taskIsRunning = !_gotTaskTerminationNotification && !_stopRequested;
   if (_readTaskOutput) startReading();
 }
 
@@ -408,19 +408,36 @@ void ZevMoTask::interruptTask() {
   if (_task) _task->interrupt();
 }
 
-void ZevMoTask::waitUntilExit() {
-  if (!_task) return;
+void ZevMoTask::terminateWithGraceTime(HxTimeInterval seconds) {
+  if (!_task || !_task->isRunning()) return;
+  _stopRequested = true;
+  _taskIsRunning = false;
+  _task->terminateWithGraceTime(seconds);
+}
+
+bool ZevMoTask::sendSignal(int signal) { return _task && _task->sendSignal(signal); }
+
+bool ZevMoTask::sendSignalToProcessGroup(int signal) {
+  return _task && _task->sendSignalToProcessGroup(signal);
+}
+
+void ZevMoTask::waitUntilExit() { waitUntilExitBeforeDate(HxDate::distantFuture()); }
+
+bool ZevMoTask::waitUntilExitBeforeDate(const HxDate& limit) {
+  if (!_task) return false;
   // The default mode first, in which the delegate may well hear everything; then a pass for this
   // task's reads alone, which leaves the other sources of the default mode in peace.
   constexpr HxTimeInterval kLastOutputSeconds = 0.5;
   constexpr HxTimeInterval kMarginSeconds = 0.025;
   const HxAny alive = keptAlive();
   const Ref<HxRunLoop> runLoop = HxRunLoop::currentRunLoop();
-  Ref<HxTask>(_task)->waitUntilExit();
-  const HxDate deadline = HxDate::dateWithTimeIntervalSinceNow(kLastOutputSeconds);
+  const bool hasExited = Ref<HxTask>(_task)->waitUntilExitBeforeDate(limit);
+  const HxDate deadline = HxDate::dateWithTimeIntervalSinceNow(
+      std::min(limit.timeIntervalSinceNow(), kLastOutputSeconds));
   while (deadline.timeIntervalSinceNow() > kMarginSeconds) {
     if (!runLoop->runMode(_dataCaptureRunLoopMode.name, deadline)) break;
   }
+  return hasExited;
 }
 
 void ZevMoTask::closeTaskHandles() {
@@ -605,6 +622,10 @@ Ref<HxFileHandle> ZevMoTask::taskStandardInput() const {
 
 std::int32_t ZevMoTask::platformExitInformation() const {
   return _task ? _task->_platformExitInformation() : -1;
+}
+
+HxTaskResourceUsage ZevMoTask::resourceUsage() const {
+  return _task ? _task->resourceUsage() : HxTaskResourceUsage();
 }
 
 int ZevMoTask::processID() const { return _task ? _task->_procid() : 0; }

@@ -184,9 +184,23 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   void stopTask();
   // Sends SIGINT, and changes no state.
   void interruptTask();
+  // Sends SIGTERM, and SIGKILL if the child still runs after so many seconds: at once for 0, less
+  // and NaN. The delegate hears of the end with stopRequested true. Works in taskDidStart and after
+  // stopTask, too. Does nothing if the child is not running. The kill needs no run loop, and
+  // dropping the task does not prevent it.
+  void terminateWithGraceTime(HxTimeInterval seconds);
+  // Sends a signal to the child, or to all processes of the group that it leads. Both return
+  // whether it was sent, and change no state. They never reach a process that got the pid after the
+  // child; see HxTask. The group is reached until the child's exit is seen.
+  bool sendSignal(int signal);
+  bool sendSignalToProcessGroup(int signal);
   // Runs the run loop in the default mode until the child has exited, and then, for at most half a
-  // second, this task's reads alone.
+  // second, this task's reads alone. Returns at once if there is no process object.
   void waitUntilExit();
+  // Does so until `limit` at the latest: nil and past dates allow one pass without waiting. Returns
+  // whether the child has exited; false if there is none. The last output may still be due, which
+  // runIsOver tells.
+  bool waitUntilExitBeforeDate(const HxDate& limit);
   // Closes both handles of the task. The output counts as ended: if the child has exited already,
   // taskDidStop comes before this returns, otherwise with the exit.
   void closeTaskHandles();
@@ -229,6 +243,9 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // or was abandoned. Nothing more is told of it then. False before the first start. True during
   // taskDidStop and task:failureMessage:. What a tool that turns the run loop itself waits for.
   bool runIsOver() const { return _wasStarted && !_runIsUnderWay; }
+  // Returns what the child has used; zeros before its exit was seen, for a lost child and without a
+  // process object.
+  HxTaskResourceUsage resourceUsage() const;
   // Returns the child's pid, 0 without a process object.
   int processID() const;
   // Returns the process object of the current run, null without one.
@@ -276,7 +293,7 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
     ~OwnMode() { checkInRunLoopMode(name); }
   };
 
-  bool failToStart(const HxString& message);
+  void failToStart(const HxString& message);
   void forgetEarlierRun();
   void run(const HxString& path, const HxString& directory, const HxArray& arguments,
            const HxDictionary& environment, const HxArray& preferredArchitectures);
