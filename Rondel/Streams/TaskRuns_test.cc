@@ -307,9 +307,10 @@ TEST(TaskRun, IsOverAfterARaiseInItsStopOrFailure) {
   task->setTaskPath("/no/such/tool"_hx);
   EXPECT_THROW(task->startTask(), std::runtime_error);
   EXPECT_TRUE(task->runIsOver());
-  task->setTaskPath("/bin/sh/"_hx);
+  task->setTaskPath("/"_hx);  // exists, and cannot be launched
   EXPECT_THROW(task->startTask(), std::runtime_error);
   EXPECT_TRUE(task->runIsOver());
+  EXPECT_TRUE(task->hxTask().isNil());
   recorder.onStop = nullptr;
   task->setTaskPath("/bin/sh"_hx);
   task->startTask();
