@@ -21,6 +21,7 @@
 #include "Rondel/core/report/Check.h"
 #include "Rondel/core/text/CharacterSet.h"
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/CodeUnits.h"
 #include "Rondel/core/text/internal/UpperHalves.h"
 
 namespace rondel {
@@ -37,7 +38,7 @@ class Whitespace;
 template <>
 class Whitespace<char> {
  public:
-  bool contains(char unit) const noexcept { return internal::isASCIIWhitespace(unit); }
+  bool contains(char unit) const noexcept { return internal::isBlank(internal::unitOf(unit)); }
 };
 template <>
 class Whitespace<HxUniChar> {

@@ -14,12 +14,9 @@ namespace rondel {
 namespace {
 
 using internal::Characters;
+using internal::isDecimalDigit;
+using internal::isLetterOrDigit;
 using internal::unitOf;
-
-constexpr bool isASCIIDigit(HxUniChar unit) noexcept { return unit >= u'0' && unit <= u'9'; }
-constexpr bool isASCIILetter(HxUniChar unit) noexcept {
-  return (unit >= u'A' && unit <= u'Z') || (unit >= u'a' && unit <= u'z');
-}
 
 // Where reading ends: at the first U+FFFF or at the end.
 const char* endOfReading(const char* units, HxUInteger length) noexcept { return units + length; }
@@ -39,7 +36,7 @@ using Mangling = std::array<char, 0x80>;
 constexpr Mangling manglingWith(HxUniChar filler) {
   Mangling mangling{};
   for (HxUniChar unit = 0; unit < 0x80; ++unit) {
-    const bool isKept = isASCIILetter(unit) || isASCIIDigit(unit);
+    const bool isKept = isLetterOrDigit(unit);
     mangling[unit] = static_cast<char>(isKept ? unit : filler);
   }
   return mangling;
@@ -50,7 +47,7 @@ constexpr Mangling kManglingForRFC1034 = manglingWith(kFillerForRFC1034);
 
 template <class Unit>
 bool isLegal(const Unit* units, HxUInteger length) noexcept {
-  if (length == 0 || isASCIIDigit(unitOf(*units))) return false;
+  if (length == 0 || isDecimalDigit(unitOf(*units))) return false;
   return std::all_of(units, endOfReading(units, length), [](Unit unit) {
     return unitOf(unit) < 0x80 && unitOf(unit) == unitOf(kManglingForC[unitOf(unit)]);
   });
@@ -67,7 +64,7 @@ HxString mangled(const Unit* units, const Unit* end, const Mangling& mangling) {
   return internal::makeNarrowString(static_cast<HxUInteger>(end - units), [&](char* out) {
     char* const first = out;
     for (const Unit* at = units; at < end; ++at) *out++ = mangled(*at, mangling, filler);
-    if (units < end && isASCIIDigit(unitOf(*first))) *first = filler;
+    if (units < end && isDecimalDigit(unitOf(*first))) *first = filler;
   });
 }
 
@@ -85,7 +82,7 @@ HxString mangled(const HxString& text, const Mangling& mangling) {
 HxUInteger startOfNumberAtEnd(const HxString& name) {
   const Characters units(name);
   HxUInteger start = units.length();
-  while (start > 1 && isASCIIDigit(units[start - 1])) --start;
+  while (start > 1 && isDecimalDigit(units[start - 1])) --start;
   return start;
 }
 

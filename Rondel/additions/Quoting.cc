@@ -32,6 +32,7 @@ namespace {
 
 using internal::Characters;
 using internal::GrowingRun;
+using internal::isLetterOrDigit;
 using internal::TextBuffer;
 using internal::unitOf;
 
@@ -39,11 +40,6 @@ constexpr std::string_view kQuotedEmptyText = "\"\"";
 
 // What the quoter reads as the end of the text.
 constexpr HxUniChar kEndMark = 0xFFFF;
-
-constexpr bool isASCIIAlphanumeric(HxUniChar unit) noexcept {
-  return (unit >= u'0' && unit <= u'9') || (unit >= u'A' && unit <= u'Z') ||
-         (unit >= u'a' && unit <= u'z');
-}
 
 // ---- Writing between quotes -------------------------------------------------------------------
 
@@ -173,7 +169,7 @@ bool isBareText(const Unit* units, HxUInteger length) noexcept {
   for (const Unit* at = units; at < units + length; ++at) {
     const HxUniChar unit = unitOf(*at);
     if (unit == kEndMark) return true;
-    const bool isBare = isASCIIAlphanumeric(unit) || unit == u'.' || unit == u'/' || unit == u'_' ||
+    const bool isBare = isLetterOrDigit(unit) || unit == u'.' || unit == u'/' || unit == u'_' ||
                         (unit == u'\\' && previous != u'\\');
     if (!isBare) return false;
     previous = unit;
@@ -191,7 +187,7 @@ constexpr std::string_view kAllowedBesideAlphanumerics = "/.,+-_=";
 // The ASCII half of the characters that need no quotes on a command line.
 constexpr std::array<bool, 0x80> kAllowed = [] {
   std::array<bool, 0x80> allowed{};
-  for (HxUniChar unit = 0; unit < 0x80; ++unit) allowed[unit] = isASCIIAlphanumeric(unit);
+  for (HxUniChar unit = 0; unit < 0x80; ++unit) allowed[unit] = isLetterOrDigit(unit);
   for (const char unit : kAllowedBesideAlphanumerics) allowed[unitOf(unit)] = true;
   return allowed;
 }();
@@ -278,7 +274,7 @@ bool CommandLine::copyUnlessItAsks(const char* units, HxUInteger length, char* o
 bool StringList::asksForQuotes(const char* units, HxUInteger length) noexcept {
   const char* const end = units + length;
   const char* at = internal::plainEnd(units, end);
-  while (at < end && !internal::isASCIIWhitespace(*at)) at = internal::plainEnd(at + 1, end);
+  while (at < end && !internal::isBlank(unitOf(*at))) at = internal::plainEnd(at + 1, end);
   return at < end;
 }
 

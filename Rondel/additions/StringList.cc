@@ -23,6 +23,7 @@
 #include "Rondel/core/collections/internal/ArrayStorage.h"
 #include "Rondel/core/report/Check.h"
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/CodeUnits.h"
 #include "Rondel/core/text/internal/UpperHalves.h"
 
 namespace rondel {
@@ -30,7 +31,7 @@ namespace rondel {
 namespace {
 
 using internal::ArrayBuilder;
-using internal::isASCIIWhitespace;
+using internal::isBlank;
 using internal::Word;
 
 // The string-list grammar, over bytes that end with a NUL.
@@ -39,7 +40,7 @@ class StringListSplitter {
   StringListSplitter(const char* bytes, HxUInteger length) : _at(bytes), _end(bytes + length) {}
 
   bool isAtEnd() const noexcept { return *_at == '\0'; }
-  bool isAtWhitespace() const noexcept { return isASCIIWhitespace(*_at); }
+  bool isAtWhitespace() const noexcept { return isBlank(internal::unitOf(*_at)); }
   bool isInsideWeakQuotes() const noexcept { return _inWeakQuotes; }
 
   void skipWhitespace() noexcept {

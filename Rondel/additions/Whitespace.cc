@@ -15,7 +15,7 @@ using internal::Characters;
 using internal::GrowingRun;
 using internal::unitOf;
 
-// The members of isspaceCharacterSet, without a set.
+// The members of isspaceCharacterSet, without a set. Not isBlank: VT and FF are none of them.
 struct FourBlanks {
   static constexpr bool contains(HxUniChar unit) noexcept {
     constexpr std::uint64_t kMembers = 1ULL << u'\t' | 1ULL << u'\n' | 1ULL << u'\r' | 1ULL << u' ';

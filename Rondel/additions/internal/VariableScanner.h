@@ -24,6 +24,7 @@
 #include "Rondel/additions/internal/StringBuffer.h"
 #include "Rondel/core/report/Check.h"
 #include "Rondel/core/text/String.h"
+#include "Rondel/core/text/internal/CodeUnits.h"
 
 #ifdef __SSE2__
 #include <emmintrin.h>
@@ -232,8 +233,7 @@ class ChunkReader : public ZevStringBuffer {
 // ---- The search -------------------------------------------------------------------------------
 
 constexpr bool isIdentifierCharacter(HxUniChar unit) noexcept {
-  return (unit >= u'A' && unit <= u'Z') || (unit >= u'a' && unit <= u'z') ||
-         (unit >= u'0' && unit <= u'9') || unit == u'_';
+  return isLetterOrDigit(unit) || unit == u'_';
 }
 
 // Returns the close delimiter for the character after a '$', 0 if it opens nothing.

@@ -25,12 +25,6 @@
 
 namespace rondel::internal {
 
-// The whitespace of ASCII: blank, TAB, LF, VT, FF and CR.
-template <class Unit>
-constexpr bool isASCIIWhitespace(Unit unit) noexcept {
-  return unit == 0x20 || (unit >= 0x09 && unit <= 0x0D);
-}
-
 // Whether both grammars take the unit as it is: all but blanks, controls, the two quotes and the
 // backslash. Bytes from 0x80 up are plain. UTF-16 units from there up are not, since some are
 // blanks.

@@ -22,9 +22,10 @@ std::string PropertyListFailure::description() const {
 }
 
 std::string codePointName(HxUniChar unit) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
   std::string name = "U+";
-  for (unsigned shift = 16; shift > 0; shift -= 4) name += kDigits[unit >> (shift - 4) & 0xFU];
+  for (unsigned shift = 16; shift > 0; shift -= 4) {
+    name += kUpperHexadecimalDigits[unit >> (shift - 4) & 0xFU];
+  }
   return name;
 }
 
@@ -128,6 +129,8 @@ HxAny copyOfPropertyList(const HxHandle& list) { return copyAtDepth(list, 0); }
 namespace {
 
 using internal::Characters;
+using internal::isBlank;
+using internal::isHexadecimalDigit;
 using internal::PropertyListFailure;
 using internal::TextPlace;
 
@@ -136,12 +139,8 @@ constexpr std::string_view kUTF8Signature = "\xEF\xBB\xBF";
 constexpr std::string_view kUTF16BigEndianMark = "\xFE\xFF";
 constexpr std::string_view kUTF16LittleEndianMark = "\xFF\xFE";
 
-bool isHexadecimalDigit(unsigned c) noexcept {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-bool isBlank(unsigned c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
 bool mayFollowLessThanInXML(unsigned c) noexcept {
-  return c == '?' || c == '!' || (c | 0x20U) - 'a' < 26;
+  return c == '?' || c == '!' || internal::isLetter(c);
 }
 
 // Whether a text is in the XML form; `unitAt` gives its units.
@@ -156,9 +155,10 @@ bool isXML(HxUInteger length, UnitAt unitAt) {
 }
 
 bool isLoneSurrogate(const Characters& text, HxUInteger at) noexcept {
-  const auto kindAt = [&](HxUInteger i) { return i < text.length() ? text[i] & 0xFC00 : 0; };
-  if (kindAt(at) == 0xD800) return kindAt(at + 1) != 0xDC00;
-  return kindAt(at) == 0xDC00 && (at == 0 || kindAt(at - 1) != 0xD800);
+  const auto unitAt = [&](HxUInteger i) { return i < text.length() ? text[i] : HxUniChar{0}; };
+  const bool beginsPair = internal::isSurrogatePair(unitAt(at), unitAt(at + 1));
+  const bool endsPair = at > 0 && internal::isSurrogatePair(unitAt(at - 1), unitAt(at));
+  return internal::isSurrogate(unitAt(at)) && !beginsPair && !endsPair;
 }
 
 // The place of a unit of a text, or of its end.

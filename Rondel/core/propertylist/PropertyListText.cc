@@ -11,21 +11,11 @@ namespace {
 
 constexpr HxUniChar kByteOrderMark = 0xFEFF;
 
-bool isBlank(HxUniChar c) noexcept {
-  return c == ' ' || (c >= '\t' && c <= '\r') || c == 0x2028 || c == 0x2029;
-}
+bool isTextBlank(HxUniChar c) noexcept { return isBlank(c) || c == 0x2028 || c == 0x2029; }
 
 bool isWordCharacter(HxUniChar c) noexcept {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
-         c == '$' || c == '/' || c == ':' || c == '.' || c == '-' || c == '+';
-}
-
-// Returns the value of a digit, 16 if it is none.
-unsigned digitValue(HxUniChar c) noexcept {
-  if (c >= '0' && c <= '9') return c - u'0';
-  if (c >= 'a' && c <= 'f') return c - u'a' + 10U;
-  if (c >= 'A' && c <= 'F') return c - u'A' + 10U;
-  return 16;
+  return isLetterOrDigit(c) || c == '_' || c == '$' || c == '/' || c == ':' || c == '.' ||
+         c == '-' || c == '+';
 }
 
 // Returns the character of a one-letter escape, 0 if the letter is none.
@@ -105,9 +95,8 @@ class TextReader {
   std::string whatIsHere() const {
     if (atEnd()) return "the end of the text";
     const HxUniChar units[] = {peek(), peek(1)};
-    const bool isPair = (units[0] & 0xFC00) == 0xD800 && (units[1] & 0xFC00) == 0xDC00;
-    const bool isSurrogate = (units[0] & 0xF800) == 0xD800;
-    if (units[0] < ' ' || (isSurrogate && !isPair)) return codePointName(units[0]);
+    const bool isPair = isSurrogatePair(units[0], units[1]);
+    if (units[0] < ' ' || (isSurrogate(units[0]) && !isPair)) return codePointName(units[0]);
     const HxString character = HxString::stringWithCharacters(units, isPair ? 2 : 1);
     return "'" + character.toStdString() + "'";
   }
@@ -115,7 +104,7 @@ class TextReader {
   // Skips blanks and comments. Returns false if a comment is not closed.
   bool skipBlanks() {
     while (!atEnd()) {
-      if (isBlank(peek())) {
+      if (isTextBlank(peek())) {
         ++_at;
       } else if (peek() == '/' && peek(1) == '/') {
         while (!atEnd() && peek() != '\n' && peek() != '\r') ++_at;
@@ -200,20 +189,20 @@ class TextReader {
   HxAny readData() {
     const HxUInteger start = _at++;
     std::string bytes;
-    unsigned high = 16;
+    unsigned high = kNoHexadecimalDigit;
     for (; !nextIs('>'); ++_at) {
       if (atEnd()) return fail(start, "unterminated data");
-      if (isBlank(peek())) continue;
-      const unsigned digit = digitValue(peek());
-      if (digit == 16) return failExpecting("a hexadecimal digit or '>'");
-      if (high == 16) {
+      if (isTextBlank(peek())) continue;
+      const unsigned digit = hexadecimalValue(peek());
+      if (digit == kNoHexadecimalDigit) return failExpecting("a hexadecimal digit or '>'");
+      if (high == kNoHexadecimalDigit) {
         high = digit;
       } else {
         bytes.push_back(static_cast<char>(high << 4 | digit));
-        high = 16;
+        high = kNoHexadecimalDigit;
       }
     }
-    if (high != 16) return fail(_at, "odd number of hexadecimal digits in data");
+    if (high != kNoHexadecimalDigit) return fail(_at, "odd number of hexadecimal digits in data");
     ++_at;
     return HxData::dataWithBytes(bytes.data(), bytes.size());
   }
@@ -251,7 +240,7 @@ class TextReader {
   bool readEscape(std::u16string& units) {
     const HxUInteger start = _at++;
     if (nextIs('U')) return readUnitEscape(start, units);
-    if (!atEnd() && digitValue(peek()) < 8) return readOctalEscape(start, units);
+    if (!atEnd() && hexadecimalValue(peek()) < 8) return readOctalEscape(start, units);
     const HxUniChar character = atEnd() ? u'\0' : characterOfEscape(peek());
     if (character == 0) {
       fail(start, "unknown escape sequence");
@@ -266,8 +255,8 @@ class TextReader {
     unsigned unit = 0;
     ++_at;
     for (int i = 0; i < 4; ++i, ++_at) {
-      const unsigned digit = atEnd() ? 16 : digitValue(peek());
-      if (digit == 16) {
+      const unsigned digit = atEnd() ? kNoHexadecimalDigit : hexadecimalValue(peek());
+      if (digit == kNoHexadecimalDigit) {
         fail(start, "expected four hexadecimal digits after \\U");
         return false;
       }
@@ -279,8 +268,8 @@ class TextReader {
 
   bool readOctalEscape(HxUInteger start, std::u16string& units) {
     unsigned value = 0;
-    for (int i = 0; i < 3 && !atEnd() && digitValue(peek()) < 8; ++i, ++_at) {
-      value = value << 3 | digitValue(peek());
+    for (int i = 0; i < 3 && !atEnd() && hexadecimalValue(peek()) < 8; ++i, ++_at) {
+      value = value << 3 | hexadecimalValue(peek());
     }
     if (value > 0xFF) {
       fail(start, "octal escape above \\377");

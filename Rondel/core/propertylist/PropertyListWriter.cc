@@ -7,6 +7,7 @@
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/propertylist/PropertyList.h"
 #include "Rondel/core/propertylist/internal/PropertyListForms.h"
+#include "Rondel/core/text/internal/CodeUnits.h"
 #include "Rondel/core/text/internal/Transcode.h"
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Date.h"
@@ -17,11 +18,11 @@ namespace rondel {
 namespace {
 
 using internal::Characters;
+using internal::isSurrogate;
+using internal::isSurrogatePair;
+using internal::kHexadecimalDigits;
 
 constexpr std::size_t kIndent = 4;
-
-bool isHighSurrogate(HxUniChar unit) noexcept { return (unit & 0xFC00) == 0xD800; }
-bool isLowSurrogate(HxUniChar unit) noexcept { return (unit & 0xFC00) == 0xDC00; }
 
 // Returns what a value is called in messages: its class.
 std::string className(const HxHandle& value) {
@@ -173,21 +174,20 @@ class TextWriter final : public Writer {
 
   // The slash is left out, so that no word looks like a comment.
   static bool mayStandBare(HxUniChar c) noexcept {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
-           c == '.' || c == '-';
+    return internal::isLetterOrDigit(c) || c == '_' || c == '.' || c == '-';
   }
 
   // Returns the number of units beyond the first that were written with it.
   HxUInteger appendCharacter(const Characters& text, HxUInteger at) {
     const HxUniChar units[] = {text[at], at + 1 < text.length() ? text[at + 1] : u'\0'};
-    if (isHighSurrogate(units[0]) && isLowSurrogate(units[1])) {
+    if (isSurrogatePair(units[0], units[1])) {
       appendUnits(units, 2);
       return 1;
     }
     if (const char letter = letterOfEscape(units[0])) {
       _out += '\\';
       _out += letter;
-    } else if (units[0] < ' ' || units[0] == 0x7F || (units[0] & 0xF800) == 0xD800) {
+    } else if (units[0] < ' ' || units[0] == 0x7F || isSurrogate(units[0])) {
       appendUnitEscape(units[0]);
     } else {
       appendUnits(units, 1);
@@ -203,21 +203,21 @@ class TextWriter final : public Writer {
   }
 
   void appendUnitEscape(HxUniChar unit) {
-    static constexpr char kDigits[] = "0123456789abcdef";
     _out += "\\U";
-    for (unsigned shift = 16; shift > 0; shift -= 4) _out += kDigits[unit >> (shift - 4) & 0xFU];
+    for (unsigned shift = 16; shift > 0; shift -= 4) {
+      _out += kHexadecimalDigits[unit >> (shift - 4) & 0xFU];
+    }
   }
 
   bool writeNumber(const HxNumber& number) override { return writeString(number.stringValue()); }
   bool writeDateText(const HxString& text) override { return writeString(text); }
 
   bool writeData(const HxData& data) override {
-    static constexpr char kDigits[] = "0123456789abcdef";
     _out += '<';
     for (const std::byte byte : data.span()) {
       const unsigned value = std::to_integer<unsigned>(byte);
-      _out += kDigits[value >> 4];
-      _out += kDigits[value & 0xFU];
+      _out += kHexadecimalDigits[value >> 4];
+      _out += kHexadecimalDigits[value & 0xFU];
     }
     _out += '>';
     return true;
@@ -326,7 +326,7 @@ class XMLWriter final : public Writer {
     _out += "<" + name + ">";
     for (HxUInteger i = 0; i < text.length(); ++i) {
       const HxUniChar units[] = {text[i], i + 1 < text.length() ? text[i + 1] : u'\0'};
-      const bool isPair = isHighSurrogate(units[0]) && isLowSurrogate(units[1]);
+      const bool isPair = isSurrogatePair(units[0], units[1]);
       if (!isPair && !isAllowed(units[0])) {
         return fail("XML does not allow " + internal::codePointName(units[0]) + " in a string");
       }
@@ -340,7 +340,7 @@ class XMLWriter final : public Writer {
   // XML 1.0, production 2, but for pairs of surrogates.
   static bool isAllowed(HxUniChar unit) noexcept {
     if (unit < ' ') return unit == '\t' || unit == '\n' || unit == '\r';
-    return (unit & 0xF800) != 0xD800 && unit < 0xFFFE;
+    return !isSurrogate(unit) && unit < 0xFFFE;
   }
 
   void appendCharacter(const HxUniChar* units, HxUInteger length) {

@@ -8,6 +8,7 @@
 #include <ctime>
 
 #include "Rondel/core/text/String.h"
+#include "Rondel/core/text/internal/CodeUnits.h"
 
 namespace rondel {
 
@@ -174,7 +175,7 @@ HxDate HxDate::dateWithRFC3339String(const HxString& text) {
   for (std::size_t i = 0; i < kForm.size(); ++i) {
     const HxUniChar unit = text.characterAtIndex(i);
     if (kForm[i] == 'd') {
-      if (unit < '0' || unit > '9') return nullptr;
+      if (!internal::isDecimalDigit(unit)) return nullptr;
       fields[field] = fields[field] * 10 + (unit - '0');
     } else {
       if (unit != static_cast<HxUniChar>(kForm[i])) return nullptr;

@@ -21,6 +21,7 @@
 #include "Rondel/core/propertylist/internal/PropertyListForms.h"
 #include "Rondel/core/system/internal/Descriptor.h"
 #include "Rondel/core/system/internal/FileCalls.h"
+#include "Rondel/core/text/internal/CodeUnits.h"
 #include "Rondel/core/values/Data.h"
 
 namespace rondel::internal {
@@ -125,13 +126,12 @@ bool replaceDamagedFile(const HxString& damaged, const HxData& data) {
 }  // namespace
 
 std::string defaultsFileName(const HxString& domainName) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
   std::string name;
   for (const char c : domainName.toStdString()) {
     if (c != '/' && c != '%' && c != '\0' && (c != '.' || !name.empty())) {
       name += c;
     } else {
-      name += {'%', kDigits[c >> 4], kDigits[c & 0xF]};
+      name += {'%', kUpperHexadecimalDigits[c >> 4], kUpperHexadecimalDigits[c & 0xF]};
     }
   }
   return name + ".plist";

@@ -5,15 +5,14 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "Rondel/core/text/internal/CodeUnits.h"
+
 namespace rondel::internal {
 namespace {
 
 bool isSet(const char* value) { return value && *value; }
 
-bool isNameCharacter(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
-         c == '-';
-}
+bool isNameCharacter(char c) { return isLetterOrDigit(unitOf(c)) || c == '_' || c == '-'; }
 
 // The locale without its codeset and its modifier.
 std::string_view bareName(std::string_view locale) {

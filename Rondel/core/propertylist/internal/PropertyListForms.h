@@ -9,6 +9,7 @@
 
 #include "Rondel/core/propertylist/PropertyList.h"
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/CodeUnits.h"
 
 namespace rondel::internal {
 
@@ -28,7 +29,7 @@ void advance(TextPlace& place, Unit previous, Unit unit) noexcept {
     place = {place.line + 1, 1};
     return;
   }
-  const bool isInsideCharacter = isByte ? (unit & 0xC0) == 0x80 : (unit & 0xFC00) == 0xDC00;
+  const bool isInsideCharacter = isByte ? (unit & 0xC0) == 0x80 : isLowSurrogate(unit);
   if (!isInsideCharacter) ++place.column;
 }
 

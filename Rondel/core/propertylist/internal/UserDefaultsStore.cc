@@ -11,6 +11,7 @@
 #include "Rondel/core/propertylist/internal/ChangedDefaults.h"
 #include "Rondel/core/propertylist/internal/PropertyListForms.h"
 #include "Rondel/core/report/Log.h"
+#include "Rondel/core/text/internal/CodeUnits.h"
 #include "Rondel/core/values/Data.h"
 
 namespace rondel::internal {
@@ -19,7 +20,7 @@ namespace {
 // "-key": one dash, and neither another one nor a number after it.
 bool isKey(const Characters& word) noexcept {
   if (word.length() < 2 || word[0] != '-' || word[1] == '-') return false;
-  return word[1] != '.' && (word[1] < '0' || word[1] > '9');
+  return word[1] != '.' && !isDecimalDigit(word[1]);
 }
 
 bool isValue(const Characters& word) noexcept {

@@ -50,10 +50,21 @@ constexpr HxUInteger splitIntoUnits(std::uint32_t value, HxUniChar* units) noexc
 // ---- ASCII --------------------------------------------------------------------------------------
 
 inline constexpr char kHexadecimalDigits[] = "0123456789abcdef";
+inline constexpr char kUpperHexadecimalDigits[] = "0123456789ABCDEF";
 
 constexpr bool isDecimalDigit(std::uint32_t unit) noexcept { return unit - '0' < 10; }
 constexpr bool isHexadecimalDigit(std::uint32_t unit) noexcept {
   return isDecimalDigit(unit) || (unit | 0x20) - 'a' < 6;
+}
+// Returns the value of a hexadecimal digit, kNoHexadecimalDigit if the unit is none.
+inline constexpr unsigned kNoHexadecimalDigit = 16;
+constexpr unsigned hexadecimalValue(std::uint32_t unit) noexcept {
+  if (isDecimalDigit(unit)) return unit - '0';
+  return isHexadecimalDigit(unit) ? (unit | 0x20) - 'a' + 10 : kNoHexadecimalDigit;
+}
+constexpr bool isLetter(std::uint32_t unit) noexcept { return (unit | 0x20) - 'a' < 26; }
+constexpr bool isLetterOrDigit(std::uint32_t unit) noexcept {
+  return isLetter(unit) || isDecimalDigit(unit);
 }
 // Returns whether the unit is one of the six blanks of ASCII, as isspace has them in the C locale.
 constexpr bool isBlank(std::uint32_t unit) noexcept {

@@ -23,6 +23,18 @@ TEST(CodeUnits, DigitsAndBlanksAreThoseOfTheCLocale) {
     EXPECT_EQ(isDecimalDigit(unit), unit < 0x80 && std::isdigit(c) != 0) << unit;
     EXPECT_EQ(isHexadecimalDigit(unit), unit < 0x80 && std::isxdigit(c) != 0) << unit;
     EXPECT_EQ(isBlank(unit), unit < 0x80 && std::isspace(c) != 0) << unit;
+    EXPECT_EQ(isLetter(unit), unit < 0x80 && std::isalpha(c) != 0) << unit;
+    EXPECT_EQ(isLetterOrDigit(unit), unit < 0x80 && std::isalnum(c) != 0) << unit;
+  }
+}
+
+TEST(CodeUnits, HexadecimalDigitsOfBothCasesHaveTheirValue) {
+  for (unsigned value = 0; value < 16; ++value) {
+    EXPECT_EQ(hexadecimalValue(unitOf(kHexadecimalDigits[value])), value);
+    EXPECT_EQ(hexadecimalValue(unitOf(kUpperHexadecimalDigits[value])), value);
+  }
+  for (const std::uint32_t unit : {u'/', u':', u'@', u'G', u'`', u'g', u'\0', u'\uFF11'}) {
+    EXPECT_EQ(hexadecimalValue(unit), kNoHexadecimalDigit) << unit;
   }
 }
 

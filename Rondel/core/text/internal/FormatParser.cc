@@ -6,6 +6,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "Rondel/core/text/internal/CodeUnits.h"
+
 namespace rondel::internal {
 
 namespace {
@@ -17,8 +19,6 @@ constexpr auto kLettersByCode = [] {
   }
   return letters;
 }();
-
-bool isDigit(HxUniChar unit) { return unit >= u'0' && unit <= u'9'; }
 
 const char* findPercent(const char* at, const char* end) {
   const void* found = std::memchr(at, '%', static_cast<std::size_t>(end - at));
@@ -60,7 +60,7 @@ bool FormatParser<Unit>::accept(char unit) noexcept {
 template <class Unit>
 std::uint32_t FormatParser<Unit>::number() noexcept {
   std::uint64_t value = 0;
-  for (; isDigit(peek()); ++_at) {
+  for (; isDecimalDigit(peek()); ++_at) {
     value = std::min<std::uint64_t>(value * 10 + (peek() - u'0'), kGreatestNumber);
   }
   return static_cast<std::uint32_t>(value);
@@ -106,7 +106,7 @@ void FormatParser<Unit>::flags(FormatConversion& conversion) noexcept {
 template <class Unit>
 FormatCount FormatParser<Unit>::count() noexcept {
   if (accept('*')) return {FormatCount::Source::argument, position()};
-  if (isDigit(peek())) return {FormatCount::Source::number, number()};
+  if (isDecimalDigit(peek())) return {FormatCount::Source::number, number()};
   return {};
 }
 

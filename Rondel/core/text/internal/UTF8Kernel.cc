@@ -11,6 +11,7 @@
 #include "Rondel/core/text/internal/UTF8Kernel.h"
 
 #include "Rondel/core/text/internal/ASCII.h"
+#include "Rondel/core/text/internal/CodeUnits.h"
 #include "Rondel/core/text/internal/UTF8KernelAVX2.h"
 
 namespace rondel::internal {
@@ -39,11 +40,7 @@ struct Writer {
     return count;
   }
   void unit(std::uint32_t value) noexcept { *out++ = static_cast<HxUniChar>(value); }
-  void pair(std::uint32_t value) noexcept {
-    out[0] = static_cast<HxUniChar>(0xD7C0 + (value >> 10));
-    out[1] = static_cast<HxUniChar>(0xDC00 + (value & 0x3FF));
-    out += 2;
-  }
+  void pair(std::uint32_t value) noexcept { out += splitIntoUnits(value, out); }
 };
 
 bool isContinuation(std::uint8_t byte) noexcept { return (byte & 0xC0) == 0x80; }
@@ -62,7 +59,7 @@ template <class Target>
 const std::uint8_t* readThree(const std::uint8_t* p, std::ptrdiff_t left, Target& target) noexcept {
   if (left < 3 || !isContinuation(p[1]) || !isContinuation(p[2])) return nullptr;
   const std::uint32_t value = (p[0] & 0x0FU) << 12 | (p[1] & 0x3FU) << 6 | (p[2] & 0x3FU);
-  if (value < 0x800 || (value & 0xF800) == 0xD800) return nullptr;
+  if (value < 0x800 || isSurrogate(value)) return nullptr;
   target.unit(value);
   return p + 3;
 }
