@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
+#include "Rondel/core/collections/internal/MergeSort.h"
 #include "Rondel/core/propertylist/PropertyList.h"
 #include "Rondel/core/propertylist/internal/PropertyListForms.h"
 #include "Rondel/core/text/internal/CodeUnits.h"
@@ -91,17 +91,20 @@ class Writer {
   }
   template <class WriteOne>
   bool forEachEntry(const HxDictionary& dictionary, WriteOne writeOne) {
-    std::vector<HxString> keys;
+    struct Entry {
+      HxString key;
+      HxAny value;
+    };
+    std::vector<Entry> entries;
     for (const auto& [key, value] : dictionary) {
       const HxString name = as<HxString>(key);
       if (!name) return fail("a key of class " + className(key) + " is not a string");
-      keys.push_back(name);
+      entries.push_back({name, value});
     }
-    std::sort(keys.begin(), keys.end());
-    for (const HxString& key : keys) {
-      if (!writeOne(key, dictionary.objectForKey(key))) {
-        return failedIn("key '" + key.toStdString() + "'");
-      }
+    // Keys of open classes may compare in no order.
+    internal::mergeSort(entries, [](const Entry& a, const Entry& b) { return a.key < b.key; });
+    for (const auto& [key, value] : entries) {
+      if (!writeOne(key, value)) return failedIn("key '" + key.toStdString() + "'");
     }
     return true;
   }

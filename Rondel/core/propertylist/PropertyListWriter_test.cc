@@ -1,15 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <string>
+#include <utility>
 
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/collections/Set.h"
+#include "Rondel/core/propertylist/internal/PropertyListForms.h"
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Date.h"
 #include "Rondel/core/values/Number.h"
+#include "Rondel/testing/Collections.h"
 #include "Rondel/testing/PropertyLists.h"
 
 namespace rondel {
@@ -194,6 +199,66 @@ TEST(PropertyList, WritesToTheDepthLimitAndNoDeeper) {
     }
   }
   endless.removeAllObjects();
+}
+
+HxAny nestedArrays(HxUInteger depth) {
+  HxAny list = HxArray::array();
+  while (--depth > 0) list = HxArray::arrayWithObject(list);
+  return list;
+}
+HxAny nestedDictionaries(HxUInteger depth) {
+  HxAny list = HxDictionary::dictionary();
+  while (--depth > 0) list = entry(list, "a"_hx);
+  return list;
+}
+
+TEST(PropertyList, ListsFarBeyondTheDepthLimitAreNeitherWrittenNorCopied) {
+  constexpr HxUInteger kDepth = 100'000;
+  for (const HxAny& list : {nestedArrays(kDepth), nestedDictionaries(kDepth)}) {
+    for (const auto format : {HxPropertyListFormat::text, HxPropertyListFormat::xml}) {
+      HxError error;
+      EXPECT_TRUE(HxDataFromPropertyList(list, format, &error).isNil());
+      EXPECT_EQ(error.code(), HxPropertyListDepthError);
+    }
+    EXPECT_TRUE(internal::copyOfPropertyList(list).isNil());
+  }
+}
+
+TEST(PropertyList, ListsAreCopiedToTheDepthLimitAndNoDeeper) {
+  for (const auto nested : {nestedArrays, nestedDictionaries}) {
+    const HxAny deepest = nested(HxPropertyListDepthLimit);
+    EXPECT_EQ(internal::copyOfPropertyList(deepest), deepest);
+    EXPECT_TRUE(internal::copyOfPropertyList(nested(HxPropertyListDepthLimit + 1)).isNil());
+  }
+}
+
+// A key that is another text each time that it is read.
+class Restless final : public HxStringObject {
+ public:
+  HxUInteger length() const override { return 1; }
+  HxUniChar characterAtIndex(HxUInteger) const override {
+    _state = _state * 1103515245 + 12345;
+    return static_cast<HxUniChar>('a' + (_state >> 16) % 26);
+  }
+  void getCharacters(HxUniChar* buffer, HxRange range) const override {
+    for (HxUInteger i = 0; i < range.length; ++i) buffer[i] = characterAtIndex(i);
+  }
+
+ private:
+  static inline std::uint32_t _state = 1;
+};
+
+TEST(PropertyList, KeysThatCompareInNoOrderAreAllWritten) {
+  constexpr std::ptrdiff_t kCount = 1000;
+  test::OpenDictionary::Entries entries;
+  for (std::ptrdiff_t i = 0; i < kCount; ++i) {
+    entries.push_back({HxString::stringWithObject(makeRef<Restless>()), "V"_hx});
+  }
+  const HxDictionary list = test::openDictionary(std::move(entries));
+  for (const auto format : {HxPropertyListFormat::text, HxPropertyListFormat::xml}) {
+    const std::string text = written(list, format);
+    EXPECT_EQ(std::ranges::count(text, 'V'), kCount) << text;
+  }
 }
 
 TEST(PropertyList, WhatIsReadIsImmutable) {
