@@ -4,6 +4,7 @@
 #include "Rondel/core/object/internal/RangeCheck.h"
 #include "Rondel/core/text/String.h"
 #include "Rondel/core/text/internal/LineScan.h"
+#include "Rondel/core/text/internal/UpperHalves.h"
 
 namespace rondel {
 
@@ -102,6 +103,7 @@ struct LineBounds {
 
 void HxString::getLineStart(HxUInteger* start, HxUInteger* end, HxUInteger* contentsEnd,
                             HxRange range) const {
+  internal::clearUpperHalves();
   const LineBounds bounds{start, end, contentsEnd};
   if (!_object) return bounds.find(Run<char>("", 0), {});
   const HxUInteger units = length();
