@@ -67,8 +67,9 @@ RONDEL_EXPORT HxString initWithUnicodeOrHaldenOSRomanContentsOfFile(
 
 // Returns whether the contents begin with a UTF-16 byte order mark (FF FE or FE FF), or with the
 // UTF-8 signature (EF BB BF). The contents are `fileData`; the path is not looked at then. If
-// `fileData` is nil they are those of the file, which is mapped and not read. A special file cannot
-// be mapped and is read. A file that cannot be opened, or is too short, gives false.
+// `fileData` is nil they are those of the file, of which at most three bytes are read. Of a named
+// pipe they are read too: the call waits for a writer, and the next reader does not get them. A
+// file that cannot be opened, or is too short, gives false.
 RONDEL_EXPORT bool isFileUnicode(const HxString& path, const HxData& fileData);
 RONDEL_EXPORT bool isFileUTF8WithBOM(const HxString& path, const HxData& fileData);
 
