@@ -27,9 +27,33 @@ namespace rondel::internal {
 
 namespace {
 
+enum class ContainerKind { none, array, dictionary, set };
+
+ContainerKind containerKind(const HxObject& object) noexcept {
+  switch (object.typeID()) {
+    case HxTypeID::array:
+      return ContainerKind::array;
+    case HxTypeID::dictionary:
+      return ContainerKind::dictionary;
+    case HxTypeID::set:
+      return ContainerKind::set;
+    case HxTypeID::object:
+    case HxTypeID::string:
+    case HxTypeID::number:
+    case HxTypeID::date:
+    case HxTypeID::data:
+    case HxTypeID::indexSet:
+    case HxTypeID::characterSet:
+    case HxTypeID::error:
+    case HxTypeID::bundle:
+    case HxTypeID::enumerator:
+      break;
+  }
+  return ContainerKind::none;
+}
+
 bool isContainer(const HxObject& object) noexcept {
-  return object.typeID() == HxTypeID::array || object.typeID() == HxTypeID::dictionary ||
-         object.typeID() == HxTypeID::set;
+  return containerKind(object) != ContainerKind::none;
 }
 
 const HxArrayObject& arrayOf(const HxObject& object) noexcept {
@@ -40,14 +64,17 @@ const HxDictionaryObject& dictionaryOf(const HxObject& object) noexcept {
 }
 
 HxUInteger countOf(const HxObject& container) {
-  switch (container.typeID()) {
-    case HxTypeID::array:
+  switch (containerKind(container)) {
+    case ContainerKind::array:
       return arrayOf(container).count();
-    case HxTypeID::dictionary:
+    case ContainerKind::dictionary:
       return dictionaryOf(container).count();
-    default:
+    case ContainerKind::set:
       return tableOfSet(container).size();
+    case ContainerKind::none:
+      break;
   }
+  return 0;
 }
 
 // ---- Hash -------------------------------------------------------------------------------------
@@ -134,14 +161,17 @@ class Comparison {
   bool haveEqualElements(const HxObject& a, const HxObject& b, int level) {
     if (&a == &b) return true;
     if (countOf(a) != countOf(b)) return false;
-    switch (a.typeID()) {
-      case HxTypeID::array:
+    switch (containerKind(a)) {
+      case ContainerKind::array:
         return haveEqualObjects(arrayOf(a), arrayOf(b), level);
-      case HxTypeID::dictionary:
+      case ContainerKind::dictionary:
         return haveEqualEntries(dictionaryOf(a), dictionaryOf(b), level);
-      default:
+      case ContainerKind::set:
         return haveEqualMembers(tableOfSet(a), tableOfSet(b), level);
+      case ContainerKind::none:
+        break;
     }
+    return false;
   }
 
   bool haveEqualObjects(const HxArrayObject& a, const HxArrayObject& b, int level) {
@@ -218,14 +248,17 @@ class Describer {
   }
 
   HxString describeContainer(const HxObject& container, HxUInteger level) const {
-    switch (container.typeID()) {
-      case HxTypeID::array:
+    switch (containerKind(container)) {
+      case ContainerKind::array:
         return describeArray(arrayOf(container), level);
-      case HxTypeID::dictionary:
+      case ContainerKind::dictionary:
         return describeDictionary(dictionaryOf(container), level);
-      default:
+      case ContainerKind::set:
         return describeSet(tableOfSet(container), level);
+      case ContainerKind::none:
+        break;
     }
+    return {};
   }
 
   // "(\n    first,\n    second\n)"
