@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <numeric>
 #include <random>
 #include <string>
 #include <string_view>
@@ -205,20 +206,31 @@ TEST(TextDecoding, EverySequenceOfOneByteAndTwoFollowsTheRules) {
   }
 }
 
+// The first and the last byte of every class, and those beside them.
+const std::vector<unsigned> kBorders = {0x00, 0x41, 0x7F, 0x80, 0x81, 0x8F, 0x90, 0x9F,
+                                        0xA0, 0xBF, 0xC0, 0xC1, 0xC2, 0xDF, 0xE0, 0xED,
+                                        0xEF, 0xF0, 0xF4, 0xF5, 0xF8, 0xFF};
+
+// A lead below E0 has no third byte: what comes there begins something else, so its class decides.
+std::vector<unsigned> thirdBytesAfter(unsigned lead) {
+  if (lead < 0xE0) return kBorders;
+  std::vector<unsigned> all(0x100);
+  std::iota(all.begin(), all.end(), 0U);
+  return all;
+}
+
 // Those that begin with ASCII are that and one of two bytes. The many are put into few texts, with
 // ASCII between them, which no sequence can swallow; the end of a text is another test's.
 TEST(TextDecoding, EverySequenceOfThreeBytesFollowsTheRules) {
   for (unsigned a = 0x80; a < 0x100; ++a) {
+    const std::vector<unsigned> thirdBytes = thirdBytesAfter(a);
     for (unsigned b = 0; b < 0x100; ++b) {
       std::string text;
-      for (unsigned c = 0; c < 0x100; ++c) text += bytesOf({a, b, c}) + "zz";
+      for (const unsigned c : thirdBytes) text += bytesOf({a, b, c}) + "zz";
       ASSERT_NO_FATAL_FAILURE(expectTheRules(text));
     }
   }
 }
-
-const unsigned kBorders[] = {0x00, 0x41, 0x7F, 0x80, 0x81, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0,
-                             0xC1, 0xC2, 0xDF, 0xE0, 0xED, 0xEF, 0xF0, 0xF4, 0xF5, 0xF8, 0xFF};
 
 TEST(TextDecoding, SequencesOfThreeBytesAtTheEndFollowTheRules) {
   for (unsigned a = 0x80; a < 0x100; ++a) {
