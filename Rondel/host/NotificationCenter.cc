@@ -58,7 +58,7 @@ struct TopicHash {
   }
 };
 
-using Observations = std::vector<Ref<Observation>>;
+using Observations = std::vector<Ref<Observation>>;  // in order of addition
 
 // Returns whether none is left.
 bool removeFrom(Observations& observations, const HxObject* observer) {
@@ -68,10 +68,6 @@ bool removeFrom(Observations& observations, const HxObject* observer) {
     return true;
   });
   return observations.empty();
-}
-
-bool wasAddedBefore(const Ref<Observation>& a, const Ref<Observation>& b) {
-  return a->number() < b->number();
 }
 
 }  // namespace
@@ -102,12 +98,51 @@ struct HxNotificationCenter::Impl {
   std::unordered_map<Topic, Observations, TopicHash> topics RONDEL_GUARDED_BY(lock);
   std::uint64_t additions RONDEL_GUARDED_BY(lock) = 0;
 
-  void appendTo(Observations& found, const Topic& topic) const RONDEL_REQUIRES(lock) {
-    const auto place = topics.find(topic);
-    if (place == topics.end()) return;
-    found.insert(found.end(), place->second.begin(), place->second.end());
-  }
+  // A post on its way from one observer to the next, in order of addition.
+  struct Post {
+    std::uint64_t last;         // additions up to here are told
+    std::uint64_t reached = 0;  // the latest that was
+    std::size_t left = 0;       // how many there are after it
+  };
+  void advance(Post& post, const Topic& topic, Ref<Observation>& next) const RONDEL_REQUIRES(lock);
+  Ref<Observation> nextOf(Post& post, const HxNotification& notification) const
+      RONDEL_REQUIRES(lock);
 };
+
+// Takes the topic's first observation after the one that was reached, if it comes before `next`.
+void HxNotificationCenter::Impl::advance(Post& post, const Topic& topic,
+                                         Ref<Observation>& next) const {
+  const auto place = topics.find(topic);
+  if (place == topics.end()) return;
+  const auto isAddedAfter = [](std::uint64_t number, const Ref<Observation>& observation) {
+    return number < observation->number();
+  };
+  const auto begin = place->second.begin();
+  const auto end = place->second.end();
+  const auto first = std::upper_bound(begin, end, post.reached, isAddedAfter);
+  const auto afterLast = std::upper_bound(first, end, post.last, isAddedAfter);
+  if (first == afterLast) return;
+  post.left += static_cast<std::size_t>(afterLast - first);
+  if (!next || (*first)->number() < next->number()) next = *first;
+}
+
+Ref<Observation> HxNotificationCenter::Impl::nextOf(Post& post,
+                                                    const HxNotification& notification) const {
+  const HxString& name = notification.name();
+  const HxObject* const object = notification.object().object();
+  Ref<Observation> next;
+  post.left = 0;
+  advance(post, {name, object}, next);
+  advance(post, {nullptr, object}, next);
+  if (object) {
+    advance(post, {name, nullptr}, next);
+    advance(post, {nullptr, nullptr}, next);
+  }
+  if (!next) return nullptr;
+  post.reached = next->number();
+  --post.left;
+  return next;
+}
 
 HxNotificationCenter::HxNotificationCenter() : _impl(new Impl) {}
 
@@ -164,23 +199,20 @@ void HxNotificationCenter::postNotification(const HxString& name, const HxHandle
   if (name) postNotification(HxNotification::notificationWithName(name, object, userInfo));
 }
 
+// Makes no list of the observers: a post needs no memory, so that no exit of a child is lost.
 void HxNotificationCenter::postNotification(const Ref<HxNotification>& posted) {
   if (!posted) return;
   const Ref<HxNotification> notification = posted;  // an observer may drop the caller's reference
-  const HxString& name = notification->name();
-  const HxObject* const object = notification->object().object();
-  Observations found;
-  {
-    const MutexLock held(_impl->lock);
-    _impl->appendTo(found, {name, object});
-    _impl->appendTo(found, {nullptr, object});
-    if (object) {
-      _impl->appendTo(found, {name, nullptr});
-      _impl->appendTo(found, {nullptr, nullptr});
-    }
-  }
-  std::sort(found.begin(), found.end(), wasAddedBefore);
-  for (const Ref<Observation>& observation : found) observation->tell(*notification);
+  const HxAny alive = internal::keptAlive(this);    // and the center
+  Ref<Observation> observation;                     // outlives the lock
+  MutexLock held(_impl->lock);
+  Impl::Post post{.last = _impl->additions};
+  do {
+    observation = _impl->nextOf(post, *notification);
+    held.unlock();
+    if (observation) observation->tell(*notification);
+    held.lock();
+  } while (post.left > 0);
 }
 
 }  // namespace rondel

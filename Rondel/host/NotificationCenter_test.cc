@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "Rondel/testing/AllocationCounter.h"
+
 namespace rondel {
 namespace {
 
@@ -208,6 +210,19 @@ TEST_F(NotificationCenter, PostKeepsTheNotificationThatAnObserverDrops) {
   };
   own->postNotification(news);
   EXPECT_EQ(other->names, std::vector<std::string>{"a"});
+}
+
+TEST_F(NotificationCenter, PostOfANotificationTakesNothingFromTheHeap) {
+  observe(listener, "a"_hx, nullptr);
+  int heard = 0;
+  listener->reaction = [&] { ++heard; };
+  listener->names.reserve(2);
+  const auto news = HxNotification::notificationWithName("a"_hx, nullptr);
+  center->postNotification(news);
+  const test::AllocationCounter counter;
+  center->postNotification(news);
+  EXPECT_EQ(counter.count(), 0U);
+  EXPECT_EQ(heard, 2);
 }
 
 TEST_F(NotificationCenter, ObserverMayDropItself) {
