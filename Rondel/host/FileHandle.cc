@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "Rondel/core/collections/Dictionary.h"
@@ -36,7 +37,7 @@ constexpr int kReadsInOneTurn = 8;
 constexpr int kChunksBeforeGrowth = 8;
 constexpr std::size_t kLargeChunkSize = 256 * 1024;
 
-// How often a wait looks whether the handle was closed if the system refuses an event for it.
+// How often a wait looks whether the handle was closed if there is no event for it.
 constexpr int kMillisecondsBetweenLooks = 50;
 
 constexpr int kLastStandardFile = 2;
@@ -151,13 +152,13 @@ HxClass HxFileHandle::classObject() noexcept {
 
 Ref<HxFileHandle> HxFileHandle::initWithFileDescriptor(int descriptor, bool closeOnDealloc) {
   if (descriptor < 0) return makeRef<HxFileHandle>(nullptr, false);
+  const auto shared = makeRef<SharedDescriptor>(descriptor, SharedDescriptor::Ownership::borrowed);
+  Ref<HxFileHandle> handle = makeRef<HxFileHandle>(shared, false);
+  if (!closeOnDealloc) return handle;
   // The standard files are everybody's, whoever closes them.
-  if (closeOnDealloc && descriptor > kLastStandardFile) {
-    systemCalls.fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-  }
-  const auto ownership =
-      closeOnDealloc ? SharedDescriptor::Ownership::owned : SharedDescriptor::Ownership::borrowed;
-  return makeRef<HxFileHandle>(makeRef<SharedDescriptor>(descriptor, ownership), false);
+  if (descriptor > kLastStandardFile) systemCalls.fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+  shared->takeOver();
+  return handle;
 }
 
 Ref<HxFileHandle> HxFileHandle::fileHandleWithNullDevice() {
@@ -280,12 +281,16 @@ void HxFileHandle::Impl::waitFor(short events, const Ref<SharedDescriptor>& open
   systemCalls.poll(two, 2, end ? -1 : kMillisecondsBetweenLooks);
 }
 
-// Returns the event that a close makes readable; null if the system refuses one.
+// Returns the event that a close makes readable; null if the system refuses one, or
+// memory is short.
 Ref<SharedDescriptor> HxFileHandle::Impl::endOfWaits(const Ref<SharedDescriptor>& open,
                                                      const char* purpose) {
   const MutexLock held(lock);
   if (!descriptor) raiseFailure(purpose, open->fd(), EBADF);
-  if (!closing) closing = internal::makeEvent();
+  try {
+    if (!closing) closing = internal::makeEvent();
+  } catch (const std::bad_alloc&) {  // the wait does without
+  }
   return closing;
 }
 

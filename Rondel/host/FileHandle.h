@@ -47,7 +47,8 @@ class RONDEL_EXPORT HxFileHandle final : public HxObject {
 
   // Returns a new handle on an open descriptor. With closeOnDealloc the handle owns it: it is
   // marked close-on-exec, and closed with the last reference. Without, the caller closes it, after
-  // the handle is destroyed or closed. A negative descriptor makes a closed handle.
+  // the handle is destroyed or closed. If memory is short it stays the caller's. A negative
+  // descriptor makes a closed handle.
   static Ref<HxFileHandle> initWithFileDescriptor(int descriptor, bool closeOnDealloc);
   static Ref<HxFileHandle> initWithFileDescriptor(int descriptor) {
     return initWithFileDescriptor(descriptor, false);

@@ -22,6 +22,9 @@ class SharedDescriptor final : public HxObject {
   // closed its standard files must not find our pipes in their place.
   bool own(int fd) noexcept;
 
+  // Closes a borrowed descriptor at the end from now on. Before others see the object.
+  void takeOver() noexcept { _ownership = Ownership::owned; }
+
   // Returns the descriptor, or -1 if there is none.
   int fd() const noexcept { return _fd; }
 
