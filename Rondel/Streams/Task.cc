@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstdlib>
 #include <exception>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -130,16 +131,27 @@ class ZevMoTask::SelfShare final : public HxObject {
   const Ref<ZevMoTask> _task;
 };
 
-// Returns the share; nil in the destructor, when the object is there until that returns.
-HxAny ZevMoTask::keptAlive() {
+// Returns the share; nil in the destructor, when the object is there until that returns. While
+// memory is short it is the task itself, which then looks like anybody's.
+HxAny ZevMoTask::keptAlive() noexcept {
   if (_selfShare) return HxAny(_selfShare);
-  return retainIfAlive() ? HxAny(makeRef<SelfShare>(Ref<ZevMoTask>::adopt(this))) : HxAny();
+  if (!retainIfAlive()) return HxAny();
+  const Ref<ZevMoTask> self = Ref<ZevMoTask>::adopt(this);
+  try {
+    return HxAny(makeRef<SelfShare>(self));
+  } catch (const std::bad_alloc&) {
+    return HxAny(self);
+  }
 }
 
-// Outside a pass of the run loop nothing would end the share.
-void ZevMoTask::keepAliveThisTurn() {
-  const Ref<HxRunLoop> runLoop = HxRunLoop::currentRunLoop();
-  if (runLoop->isInPass()) runLoop->retainUntilEndOfTurn(keptAlive());
+// Outside a pass of the run loop nothing would end the share. While memory is short the share of
+// the caller has to do.
+void ZevMoTask::keepAliveThisTurn() noexcept {
+  try {
+    const Ref<HxRunLoop> runLoop = HxRunLoop::currentRunLoop();
+    if (runLoop->isInPass()) runLoop->retainUntilEndOfTurn(keptAlive());
+  } catch (const std::bad_alloc&) {
+  }
 }
 
 // Returns whether nobody but the task itself keeps it any more: whoever was interested in its
@@ -479,6 +491,10 @@ void ZevMoTask::startReading() {
     HxLog("ZevMoTask: could not read from task: %@"_hx, exception.reason());
     _fromTaskHandle->closeFile();
     outputDidEnd();
+  } catch (const std::bad_alloc&) {
+    _fromTaskHandle->closeFile();
+    outputDidEnd();
+    throw;
   }
 }
 

@@ -314,8 +314,8 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   void endBackgroundWrites();
   void tellOwnerOfExit();
   void tellDelegateOfStop(HxUInteger runNumber);
-  HxAny keptAlive();
-  void keepAliveThisTurn();
+  HxAny keptAlive() noexcept;
+  void keepAliveThisTurn() noexcept;
   bool isForsaken() const;
 
   void fileActivityNotification(const HxNotification& notification);

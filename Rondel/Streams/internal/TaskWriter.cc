@@ -2,9 +2,9 @@
 #include "Rondel/Streams/internal/TaskWriter.h"
 
 #include <csignal>
+#include <exception>
 #include <utility>
 
-#include "Rondel/core/object/Exception.h"
 #include "Rondel/host/Thread.h"
 
 namespace rondel::internal {
@@ -116,8 +116,8 @@ void TaskWriter::write(const Chunk& chunk) {
   bool isRefused = false;
   try {
     chunk.handle->writeData(chunk.data);
-  } catch (const HxException&) {
-    isRefused = true;  // told to nobody: later chunks for it are thrown away
+  } catch (const std::exception&) {  // there may be no memory to raise with
+    isRefused = true;                // told to nobody: later chunks for it are thrown away
   }
   const MutexLock held(_lock);
   _writingTo = nullptr;
