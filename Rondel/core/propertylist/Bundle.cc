@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdlib>
 #include <memory>
+#include <new>
 
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/object/Error.h"
@@ -137,6 +138,7 @@ HxString folderAt(const HxString& path) {
   if (!name) return nullptr;
   const std::unique_ptr<char, decltype(&std::free)> real(realpath(name.c_str(), nullptr),
                                                          std::free);
+  if (!real && errno == ENOMEM) throw std::bad_alloc();
   struct stat status;
   if (!real || internal::fileCalls.stat(real.get(), &status) != 0 || !S_ISDIR(status.st_mode)) {
     return nullptr;
