@@ -26,13 +26,20 @@
 #include "Rondel/core/collections/IndexSet.h"
 #include "Rondel/core/object/Error.h"
 #include "Rondel/testing/Places.h"
+#include "Rondel/testing/SystemCallFailures.h"
 
 namespace rondel::test {
 namespace {
 
 class AdditionsOutOfMemory : public ::testing::Test {
  protected:
-  void SetUp() override { RONDEL_NEEDS_FAILING_ALLOCATIONS(); }
+  void SetUp() override {
+    RONDEL_NEEDS_FAILING_ALLOCATIONS();
+    fileCalls.fsync = +[](int) { return 0; };  // takes most of the time of a file that is written
+  }
+
+ private:
+  const SystemCallsKept _kept;
 };
 
 constexpr HxString kWords = "cc -c 'a name' \"b \\\" c\" -DX=\"y z\" \\n last"_hx;
@@ -141,6 +148,22 @@ TEST_F(AdditionsOutOfMemory, SubstringsAndWhitespace) {
            stringByManglingToLegalCIdentifier(kWideWords).toStdString() +
            uniqueStringAmongStrings("a"_hx, HxArray::arrayWithObjects({"a"_hx, "a 2"_hx}))
                .toStdString();
+  }));
+}
+
+TEST_F(AdditionsOutOfMemory, ReusableSubstrings) {
+  EXPECT_TRUE(survivesOutOfMemory([] {
+    ZevCheapReusableSubstring word =
+        ZevCheapReusableSubstring::initWithRealString(kWideWords, {0, 4});
+    const HxString kept = word.copy();
+    return kept.stringByAppendingString(word).toStdString() + word.uppercaseString().toStdString();
+  }));
+}
+
+TEST_F(AdditionsOutOfMemory, StringListCache) {
+  EXPECT_TRUE(survivesOutOfMemory([] {
+    constexpr std::string_view kList = "YES NO MAYBE";
+    return joined(MoLookupVantorSpecificStringListInCache(kList.data(), kList.size(), nullptr));
   }));
 }
 

@@ -12,11 +12,13 @@
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/collections/IndexSet.h"
 #include "Rondel/core/collections/Set.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/core/propertylist/Bundle.h"
 #include "Rondel/core/propertylist/PropertyList.h"
 #include "Rondel/core/propertylist/UserDefaults.h"
 #include "Rondel/core/propertylist/internal/UserDefaultsStore.h"
 #include "Rondel/core/report/AspectLog.h"
+#include "Rondel/core/report/Check.h"
 #include "Rondel/core/report/Log.h"
 #include "Rondel/core/report/internal/AspectLogState.h"
 #include "Rondel/core/text/CharacterSet.h"
@@ -24,14 +26,22 @@
 #include "Rondel/core/values/Data.h"
 #include "Rondel/core/values/Date.h"
 #include "Rondel/core/values/Number.h"
+#include "Rondel/testing/FailureRecorder.h"
 #include "Rondel/testing/Places.h"
+#include "Rondel/testing/SystemCallFailures.h"
 
 namespace rondel::test {
 namespace {
 
 class OutOfMemory : public ::testing::Test {
  protected:
-  void SetUp() override { RONDEL_NEEDS_FAILING_ALLOCATIONS(); }
+  void SetUp() override {
+    RONDEL_NEEDS_FAILING_ALLOCATIONS();
+    fileCalls.fsync = +[](int) { return 0; };  // takes most of the time of a file that is written
+  }
+
+ private:
+  const SystemCallsKept _kept;
 };
 
 constexpr HxString kNarrow = "one two, three; four, five and six make twenty-one"_hx;
@@ -245,6 +255,18 @@ TEST_F(OutOfMemory, PropertyListFiles) {
   }));
 }
 
+TEST_F(OutOfMemory, BundlesAndTheirStrings) {
+  const TemporaryDirectory place;
+  place.write("Info.plist", "{ HxBundleIdentifier = example; HxBundleDevelopmentRegion = en; }");
+  place.write("en.lproj/Tool.strings", "{ Stop = \"Halt at once, whatever happens\"; }");
+  const HxString path{std::string_view(place.path())};
+  EXPECT_TRUE(survivesOutOfMemory([&] {
+    const HxBundle bundle = HxBundle::bundleWithPath(path);
+    return ZevMoCheckLocalizedStringInBundle(bundle, "Stop"_hx, ""_hx, "Tool"_hx).toStdString() +
+           bundle.localizedStringForKey("Go"_hx, "Run"_hx, "None"_hx).toStdString();
+  }));
+}
+
 // ---- Defaults ---------------------------------------------------------------------------------
 
 TEST_F(OutOfMemory, Defaults) {
@@ -259,6 +281,27 @@ TEST_F(OutOfMemory, Defaults) {
     return defaults->stringForKey("Text"_hx).toStdString() +
            defaults->stringForKey("Registered"_hx).toStdString() +
            std::to_string(defaults->integerForKey("Level"_hx) + isWritten);
+  }));
+}
+
+// ---- Failures ---------------------------------------------------------------------------------
+
+TEST_F(OutOfMemory, Exceptions) {
+  EXPECT_TRUE(survivesOutOfMemory([]() -> std::string {
+    try {
+      HxException::raise(HxRangeException, "%@ is too long"_hx, kWide);
+    } catch (const HxException& exception) {
+      return exception.what();
+    }
+  }));
+}
+
+TEST_F(OutOfMemory, FailedChecks) {
+  EXPECT_TRUE(survivesOutOfMemory([]() -> std::string {
+    const FailureRecorder failures;
+    MO_FUNCTION("void check()");
+    MoAssertWithMessage(kWide.length() == 0, "%@ is not empty"_hx, kWide);
+    return failures.messages().at(0);
   }));
 }
 
