@@ -1,15 +1,20 @@
 // SPDX-License-Identifier: MIT
 //
-// Streams while memory is short: each piece of work ends in std::bad_alloc or in its result.
+// Streams and tasks while memory is short: each piece of work ends in std::bad_alloc or in its
+// result, and no child, thread or descriptor of it stays.
 #include <gtest/gtest.h>
 
+#include <new>
 #include <string>
 
 #include "Rondel/Streams/LineBufferFilter.h"
 #include "Rondel/Streams/Stream.h"
+#include "Rondel/Streams/StreamLogger.h"
+#include "Rondel/Streams/Task.h"
 #include "Rondel/Streams/UTF8Filters.h"
 #include "Rondel/testing/OutOfMemory.h"
 #include "Rondel/testing/StreamRecorder.h"
+#include "Rondel/testing/TaskRecorder.h"
 
 namespace rondel::test {
 namespace {
@@ -52,6 +57,81 @@ TEST_F(StreamsOutOfMemory, EncodingChain) {
     source->sendStreamDidEnd();
     return recorder.text();
   }));
+}
+
+// ---- Tasks --------------------------------------------------------------------------------------
+
+// What the delegate has heard. A start that failed for want of memory is told there.
+std::string heardBy(const TaskRecorder& recorder) {
+  std::string heard;
+  for (const std::string& event : recorder.events) {
+    if (event.starts_with("failure")) throw std::bad_alloc();
+    heard += event + ", ";
+  }
+  return heard + recorder.output;
+}
+
+std::string runOf(const char* script, const std::function<void(ZevMoTask&)>& prepare,
+                  const TaskRecorder::Hook& onStart = nullptr) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask(script, recorder);
+  struct Detach {
+    const Ref<ZevMoTask>& task;
+    ~Detach() { task->setDelegate(nullptr); }
+  } const detach{task};
+  prepare(*task);
+  task->startTask();
+  if (onStart) onStart(task.get());
+  return runUntil([&] { return recorder.isOver(); }) ? heardBy(recorder) : "it has no end";
+}
+
+TEST_F(StreamsOutOfMemory, TaskWithoutInput) {
+  EXPECT_SURVIVES_OUT_OF_MEMORY_ALONE([] { return runOf("echo hello", [](ZevMoTask&) {}); });
+}
+
+TEST_F(StreamsOutOfMemory, TaskWithAutomaticInput) {
+  EXPECT_SURVIVES_OUT_OF_MEMORY_ALONE([] {
+    return runOf("cat", [](ZevMoTask& task) {
+      task.setTaskAutomaticStandardInData(dataOf(std::string_view("automatic input")));
+    });
+  });
+}
+
+TEST_F(StreamsOutOfMemory, TaskWithInputInTheForeground) {
+  EXPECT_SURVIVES_OUT_OF_MEMORY_ALONE([] {
+    return runOf(
+        "cat", [](ZevMoTask&) {},
+        [](ZevMoTask* task) {
+          task->sendDataToTask(dataOf(std::string_view("sent ")));
+          task->sendStringAsCStringToTask("and a string"_hx);
+          task->closeInputAfterWrites();
+        });
+  });
+}
+
+TEST_F(StreamsOutOfMemory, TaskWithInputInTheBackground) {
+  EXPECT_SURVIVES_OUT_OF_MEMORY_ALONE([] {
+    return runOf(
+        "cat", [](ZevMoTask& task) { task.performWritesInBackground(); },
+        [](ZevMoTask* task) {
+          task->sendDataToTask(dataOf(std::string_view("sent ")));
+          task->sendStringAsCStringToTask("and a string"_hx);
+          task->closeInputAfterWrites();
+        });
+  });
+}
+
+TEST_F(StreamsOutOfMemory, DroppedTask) {
+  EXPECT_SURVIVES_OUT_OF_MEMORY_ALONE([]() -> std::string {
+    TaskRecorder recorder;
+    const Ref<ZevMoTask> task = shellTask("exec sleep 0.01", recorder);
+    task->performWritesInBackground();
+    task->startTask();
+    task->sendDataToTask(dataOf(std::string_view("never read")));
+    task->setDelegate(nullptr);
+    heardBy(recorder);
+    return "";
+  });
 }
 
 }  // namespace

@@ -2,8 +2,11 @@
 //
 // The host services while memory is short: each operation ends in std::bad_alloc or in its result,
 // and nothing of it stays.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <new>
 #include <string>
 
 #include "Rondel/core/object/Exception.h"
@@ -12,6 +15,7 @@
 #include "Rondel/host/FileHandle.h"
 #include "Rondel/host/NotificationCenter.h"
 #include "Rondel/host/Pipe.h"
+#include "Rondel/host/Process.h"
 #include "Rondel/host/RunLoop.h"
 #include "Rondel/host/Thread.h"
 #include "Rondel/host/Timer.h"
@@ -100,6 +104,18 @@ TEST_F(HostOutOfMemory, PipesAndHandles) {
   }));
 }
 
+TEST_F(HostOutOfMemory, HandlesOnDescriptorsOfTheCaller) {
+  EXPECT_TRUE(survivesOutOfMemory([]() -> std::string {
+    const int descriptor = fcntl(0, F_DUPFD_CLOEXEC, 3);
+    try {
+      return HxFileHandle::initWithFileDescriptor(descriptor, true) ? "made" : "null";
+    } catch (const std::bad_alloc&) {
+      if (close(descriptor) != 0) return "closed before";
+      throw;
+    }
+  }));
+}
+
 TEST_F(HostOutOfMemory, ReadingInTheBackground) {
   EXPECT_TRUE(survivesOutOfMemory([] {
     const auto pipe = HxPipe::init();
@@ -126,6 +142,30 @@ TEST_F(HostOutOfMemory, Threads) {
     lock->unlock();
     return std::to_string(lock->condition());
   }));
+}
+
+TEST_F(HostOutOfMemory, Processes) {
+  EXPECT_SURVIVES_OUT_OF_MEMORY_ALONE([] {
+    try {
+      return outputOf(taskOf("/bin/echo", {"hello"}));
+    } catch (const HxException& exception) {
+      if (exception.name() == HxTaskLaunchException) throw std::bad_alloc();  // told as ENOMEM
+      throw;
+    }
+  });
+}
+
+TEST_F(HostOutOfMemory, DroppedProcesses) {
+  EXPECT_SURVIVES_OUT_OF_MEMORY_ALONE([]() -> std::string {
+    try {
+      const auto task = taskOf("/bin/true");
+      task->launch();
+    } catch (const HxException& exception) {
+      if (exception.name() == HxTaskLaunchException) throw std::bad_alloc();
+      throw;
+    }
+    return "";
+  });
 }
 
 }  // namespace

@@ -26,6 +26,7 @@ constexpr std::size_t kEveryOneUpTo = 300;
 constexpr std::size_t kStepAbove = 10;
 constexpr unsigned kSecondsUntilHung = 100;
 constexpr int kGraceRounds = 300;
+constexpr int kQuietRounds = 30;  // without a change, until nothing more is expected
 constexpr useconds_t kGraceRoundMicroseconds = 1000;
 
 // What a child tells its parent, in memory that both share.
@@ -33,7 +34,8 @@ struct Report {
   enum class Outcome { none, passed, survived, failed };
   Outcome outcome;
   AllocationFailure failure;
-  char text[4000];  // the result that is right, or the fault
+  ProcessResources atRest;  // of a child that has run the work
+  char text[4000];          // the result that is right, or the fault
 
   void end(Outcome how, std::string_view what) {
     outcome = how;
@@ -136,6 +138,25 @@ std::string faultWhileFailing(const Work& work, const std::string& expected, std
   return "it returned \"" + result + "\", not \"" + expected + "\"";
 }
 
+// Waits for the children and threads that the work has left to their end. Returns what then stays.
+ProcessResources resourcesAtRest() {
+  ProcessResources last = ProcessResources::now();
+  for (int quietRounds = 0; quietRounds < kQuietRounds || last.children > 0; ++quietRounds) {
+    usleep(kGraceRoundMicroseconds);
+    const ProcessResources now = ProcessResources::now();
+    if (now != last) quietRounds = 0;
+    last = now;
+  }
+  return last;
+}
+
+// Waits until nothing of the work is under way any more.
+void waitForRest(const ProcessResources& atRest) {
+  for (int round = 0; round < kGraceRounds && ProcessResources::now() != atRest; ++round) {
+    usleep(kGraceRoundMicroseconds);
+  }
+}
+
 void runInChild(const Work& work, const std::string& expected, std::size_t n, bool lasting,
                 Report& report) {
   const Holdings before;
@@ -143,6 +164,7 @@ void runInChild(const Work& work, const std::string& expected, std::size_t n, bo
     return report.fail(fault);
   }
   if (report.outcome == Report::Outcome::passed) return;
+  waitForRest(before.resources);
   if (const auto fault = faultOfResult(work, expected, false); !fault.empty()) {
     return report.fail("in the run after it, " + fault);
   }
@@ -242,15 +264,21 @@ class Torture {
       _expected = _work();
       return faultOfResult(_work, _expected, false);
     }
-    const std::string fault =
-        faultInChild([this] { _report->end(Report::Outcome::passed, _work()); });
+    const std::string fault = faultInChild([this] {
+      _report->end(Report::Outcome::passed, _work());
+      _report->atRest = resourcesAtRest();
+    });
     _expected = _report->text;
+    _atRest = _report->atRest;
     return fault;
   }
 
   std::string faultAt(std::size_t n, bool lasting) {
     return faultInChild([&] {
-      if (_warmUpIn == WarmUpIn::child) _work();
+      if (_warmUpIn == WarmUpIn::child) {
+        _work();
+        waitForRest(_atRest);
+      }
       runInChild(_work, _expected, n, lasting, *_report);
     });
   }
@@ -275,6 +303,7 @@ class Torture {
   const Work& _work;
   const WarmUpIn _warmUpIn;
   std::string _expected;
+  ProcessResources _atRest;  // of a child that has run the work
   SharedReport _report;
   Console _console;
 };
