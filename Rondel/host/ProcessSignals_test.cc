@@ -106,6 +106,20 @@ TEST(ProcessSignals, GoByThePidWhereThePidfdIsForbidden) {
   }
 }
 
+TEST(ProcessSignals, AreNotSentByThePidWhereThePidfdRefusesThem) {
+  for (const int error : {EBADF, EINVAL, ESRCH}) {
+    const test::SystemCallsKept kept;
+    test::failCall<&SystemCalls::pidfd_send_signal>(1, error);
+    auto& killed = test::countCall<&SystemCalls::kill>();
+    const auto task = launchedSleeper();
+    EXPECT_FALSE(task->sendSignal(SIGTERM));
+    EXPECT_TRUE(task->isRunning());
+    EXPECT_EQ(killed.count, 0);
+    task->terminate();
+    task->waitUntilExit();
+  }
+}
+
 TEST(ProcessSignals, NoneIsSentToAStolenChildWhateverIsForbidden) {
   const test::SystemCallsKept kept;
   test::failCall<&SystemCalls::pidfd_send_signal>(1, EPERM, 1000);
