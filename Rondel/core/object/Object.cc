@@ -2,12 +2,13 @@
 #include "Rondel/core/object/Object.h"
 
 #include <cstring>
-#include <mutex>
 #include <string>
 #include <unordered_set>
 
 #include "Rondel/core/object/Exception.h"
+#include "Rondel/core/object/internal/Mutex.h"
 #include "Rondel/core/text/String.h"
+#include "Rondel/core/text/internal/LongSequence.h"
 #include "Rondel/core/values/Number.h"
 
 namespace rondel {
@@ -18,9 +19,9 @@ namespace {
 
 // Every name that was ever made a selector. Never destroyed: selectors live as long as the process.
 const char* internedName(const char* name) {
-  static std::mutex lock;
+  static constinit internal::Mutex lock;
   static auto* names = new std::unordered_set<std::string>;
-  const std::lock_guard<std::mutex> guard(lock);
+  const internal::MutexLock held(lock);
   return names->insert(name).first->c_str();
 }
 
@@ -88,6 +89,7 @@ constexpr HxMethod kObjectMethods[] = {
 
 // Flat strings are what is dropped most: there is nothing in them to destroy.
 void HxObject::destroy() const noexcept {
+  if (_bits & kFlatWide) internal::forgetSequence(this);
   if (_bits & (kFlatNarrow | kFlatWide)) {
     internal::FlatString::freeBlock(const_cast<HxObject*>(this));
   } else {

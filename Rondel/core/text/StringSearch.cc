@@ -9,6 +9,7 @@
 #include "Rondel/core/text/String.h"
 #include "Rondel/core/text/internal/Characters.h"
 #include "Rondel/core/text/internal/ComposedText.h"
+#include "Rondel/core/text/internal/LongSequence.h"
 #include "Rondel/core/text/internal/TextPieces.h"
 #include "Rondel/core/text/internal/TextSearch.h"
 #include "Rondel/core/text/internal/UpperHalves.h"
@@ -138,6 +139,15 @@ HxRange sequenceAt(const HxUniChar* units, HxUInteger length, HxUInteger index) 
   return {start, end - start};
 }
 
+HxRange rememberingSequenceAt(const HxObject& string, const HxUniChar* units, HxUInteger length,
+                              HxUInteger index) {
+  const HxRange remembered = internal::rememberedSequence(string, length, index);
+  if (remembered.length > 0) return remembered;
+  const HxRange found = sequenceAt(units, length, index);
+  if (found.length >= internal::kLongSequence) internal::rememberSequence(string, length, found);
+  return found;
+}
+
 }  // namespace
 
 HxRange HxString::rangeOfComposedCharacterSequenceAtIndex(HxUInteger index) const {
@@ -146,7 +156,11 @@ HxRange HxString::rangeOfComposedCharacterSequenceAtIndex(HxUInteger index) cons
   const HxUInteger count = length();
   TextPieces text(*stringObject());
   if (text.run().narrow) return {index, 1};
-  if (text.run().wide) return sequenceAt(text.run().wide, count, index);
+  if (text.run().wide) {
+    const bool mayBeRemembered = isFlat() || HxMutableString::canHold(_object);
+    return mayBeRemembered ? rememberingSequenceAt(*_object, text.run().wide, count, index)
+                           : sequenceAt(text.run().wide, count, index);
+  }
   // An open class shows a window around the index, which grows until the sequence ends inside it.
   for (HxUInteger reach = 16;; reach *= 2) {
     const HxUInteger start = index - std::min(index, reach);

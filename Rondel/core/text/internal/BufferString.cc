@@ -7,6 +7,7 @@
 #include <new>
 
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/LongSequence.h"
 
 namespace rondel::internal {
 
@@ -27,6 +28,7 @@ constexpr HxUInteger kMostOwnRoom = 512;
 }  // namespace
 
 BufferString::~BufferString() {
+  forgetSequence(this);
   freeNarrow();
   std::free(_wide);
 }
@@ -109,6 +111,7 @@ void BufferString::widen() {
 // Makes room for `length` units in place of the range, and gives the place.
 template <class Unit>
 Unit* BufferString::openGap(Unit*& units, HxRange range, HxUInteger length) {
+  forgetSequence(this);
   const HxUInteger newLength = _length - range.length + length;
   if (newLength > _capacity) reserve(std::max({newLength, _capacity * 2, kLeastCapacity}));
   const HxUInteger tail = _length - HxMaxRange(range);
