@@ -335,5 +335,21 @@ TEST(StringSearch, GivesTheWholeSequenceAroundEachIndex) {
   }
 }
 
+// What is read of a string without a run of its own may end inside a pair.
+TEST(StringSearch, GivesTheWholeSequenceWhereverAPairStandsInIt) {
+  for (std::size_t before = 0; before < 70; ++before) {
+    const std::u16string marks =
+        std::u16string(before, u'\u0301') + u"\U0001D165" + std::u16string(70 - before, u'\u0301');
+    const std::u16string units = u"a" + marks + u"b";
+    for (const TextForm form : kTextForms) {
+      const HxString text = makeText(form, units);
+      for (HxUInteger i = 0; i <= marks.size(); ++i) {
+        ASSERT_EQ(text.rangeOfComposedCharacterSequenceAtIndex(i), HxMakeRange(0, marks.size() + 1))
+            << before << ' ' << i << ' ' << nameOf(form);
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace rondel::test
