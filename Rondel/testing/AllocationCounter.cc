@@ -95,26 +95,8 @@ std::size_t rondel::test::heapBytesInUse() { return __sanitizer_get_current_allo
 
 #if defined(__SANITIZE_ADDRESS__)
 
-// Allocations fail ahead of the sanitizer's own functions. These are in a shared library, so that
-// the program's stand before them.
-extern "C" {
-void* __interceptor_malloc(std::size_t size);
-void* __interceptor_calloc(std::size_t count, std::size_t size);
-void* __interceptor_realloc(void* old, std::size_t size);
-}
-
-RONDEL_REPLACES_LIBC void* malloc(std::size_t size) noexcept {
-  return isToFail() ? refuse() : __interceptor_malloc(size);
-}
-
-RONDEL_REPLACES_LIBC void* calloc(std::size_t count, std::size_t size) noexcept {
-  return isToFail() ? refuse() : __interceptor_calloc(count, size);
-}
-
-RONDEL_REPLACES_LIBC void* realloc(void* old, std::size_t size) noexcept {
-  return isToFail() ? refuse() : __interceptor_realloc(old, size);
-}
-
+// Only operator new fails here. The sanitizer and the loader ask malloc, and end the process if it
+// refuses.
 namespace {
 
 // The next function of this name after the program's.

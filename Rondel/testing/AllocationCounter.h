@@ -54,8 +54,8 @@ struct AllocationFailure {
 bool canFailAllocations();
 
 /// Lets the `n`-th allocation from now on fail, from 1, over all threads; if `lasting`, all later
-/// ones fail too. The stack of the first that fails is stored in `failure` unless that is null. The
-/// aligned kinds do not fail under the address sanitizer.
+/// ones fail too. The stack of the first that fails is stored in `failure` unless that is null.
+/// Under the address sanitizer only operator new without an alignment fails.
 void failAllocation(std::size_t n, bool lasting, AllocationFailure* failure = nullptr);
 
 /// Lets allocations succeed again. Returns whether one has failed since failAllocation.
