@@ -12,7 +12,7 @@
 // length. At the end of the stream what is held is sent as a line with an LF added.
 //
 // A CR at the end of a chunk ends its line at once. If the next chunk begins with LF, that LF is
-// sent as a line of its own.
+// sent as a separate line.
 //
 // The filter bears ZevMoStreamConsumerRetaining: the stream that feeds it owns it. Each line is one
 // new string. If a consumer raises, the lines that it was sent are gone. The rest of the chunk is

@@ -110,14 +110,14 @@ class RONDEL_EXPORT ZevMoStream : public HxObject {
   static Ref<ZevMoStream> init();
 
   ZevMoStream() noexcept = default;
-  // Unhooks the stream from what feeds it, and gives up its consumer, without streamDidEnd. A chain
+  // Unlinks the stream from what feeds it and from its consumer, without streamDidEnd. A chain
   // of any length is taken apart without recursion.
   ~ZevMoStream() override;
 
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  // Sets a name to tell streams apart, of which a copy is kept. ZevMoStreamLogger shows it. Nil by
+  // Sets a name to distinguish streams, of which a copy is kept. ZevMoStreamLogger shows it. Nil by
   // default.
   void setName(const HxString& name);
   const HxString& name() const noexcept { return _name; }
@@ -125,9 +125,9 @@ class RONDEL_EXPORT ZevMoStream : public HxObject {
   // Sets the consumer, or none if null. This takes any object; the typed streams below have setters
   // that check theirs. A typed stream sends nothing to a consumer of another kind.
   //
-  // Setting the present consumer again changes nothing. Otherwise the former consumer is given up:
+  // Setting the present consumer again changes nothing. Otherwise the former consumer is unlinked:
   // its upstream stream is cleared if it is a stream, and it is released if it was owned. The new
-  // one is owned as told at the top, and if it is a stream, its upstream stream becomes this one.
+  // one is owned as stated at the top, and if it is a stream, its upstream stream becomes this one.
   //
   // The new consumer is not taken away from another stream that has it: both then feed it. Its
   // upstream stream is the one that was linked last, and unlinking either of them clears that.
@@ -140,13 +140,13 @@ class RONDEL_EXPORT ZevMoStream : public HxObject {
   HxObject* streamConsumer() const noexcept { return _streamConsumer; }
 
   // The stream whose consumer this stream is, null for a head; not owned. setStreamConsumer and the
-  // destruction of streams keep it up to date: nobody else needs to set it.
+  // destruction of streams keep it up to date; no other code needs to set it.
   void setUpstreamStream(ZevMoStream* stream) noexcept { _upstreamStream = stream; }
   ZevMoStream* upstreamStream() const noexcept { return _upstreamStream; }
   // Returns the head of the chain, the stream itself if nothing feeds it. Never null.
   ZevMoStream* sourceStream() noexcept;
 
-  // Tells the consumer that this stream has ended. Does nothing without one. A subclass that holds
+  // Sends the end of this stream to the consumer. Does nothing without one. A subclass that holds
   // something back may override it to send that first.
   virtual void sendStreamDidEnd();
 
@@ -194,7 +194,7 @@ Ref<T> makeStream(Arguments&&... arguments) {
   return makeRef<T>(std::forward<Arguments>(arguments)...);
 }
 
-// The base of a stream class of one's own. It supplies the two class operations, with the arguments
+// The base of your own stream classes. It supplies the two class operations, with the arguments
 // of the class's constructors:
 //
 //   class WordFilter final : public StreamOf<WordFilter, ZevMoLineStream>, ... {

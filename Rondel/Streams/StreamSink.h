@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// ZevMoStreamSink: the end of a chain whose output nobody wants.
+// ZevMoStreamSink: the end of a chain whose output is not needed.
 //
 //   lines->setLineStreamConsumer(ZevMoStreamSink::streamSink());
 //

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // ZevMoTask runs one child process. It feeds the child's input, pushes its output into a byte
-// stream, and tells its delegate, exactly once, that the child has exited and its last output has
-// been seen.
+// stream, and reports to its delegate, exactly once, that the child has exited and its last output
+// has been seen.
 //
 //   Ref<ZevMoTask> task = ZevMoTask::init();
 //   task->setDelegate(this);
@@ -28,18 +28,18 @@
 // that the earlier run made itself; handles that were supplied stay.
 //
 // Threads. A task belongs to the thread that starts it, which must run its run loop. Each thread
-// may have tasks of its own. Everything happens on that thread: launch, notifications, every
-// delegate call and every send. Only background writes have a thread of their own, one a run.
+// may have its own tasks. Everything happens on that thread: launch, notifications, every
+// delegate call and every send. Only background writes have a separate thread, one for each run.
 //
-// Ownership. Only its owners keep a task. Where it calls out in a pass of the run loop, it also
+// Ownership. Only its owners keep a task. If it calls out in a pass of the run loop, it also
 // keeps itself until that pass ends, so a delegate may drop its last reference in the callback. A
-// task whose owners have all gone reads no more and hears of no event. A delegate, the owner of a
+// task whose owners have all gone reads no more and gets no event. A delegate, the owner of a
 // supplied output handle, or a consumer of byteStream() that goes is forgotten by its tasks and
 // streams, and the run goes on without it. It must go on the task's thread.
 //
-// Errors. What hinders the start is told by task:failureMessage:, and nothing else follows for that
+// Errors. A failed start is reported by task:failureMessage:, and nothing else follows for that
 // start. A write in the foreground raises HxException to the caller of sendDataToTask; in the
-// background it is dropped silently. Output that the run loop refuses to watch counts as ended,
+// background it is dropped silently. Output that the run loop refuses to watch ends,
 // with a line through HxLog.
 //
 // What a delegate or a consumer raises passes through to whoever called startTask or runs the run
@@ -80,7 +80,7 @@ class RONDEL_EXPORT ZevMoTaskDelegate : public internal::Referent {
   // Called if the task could not be started. Nothing else follows for this start. The task may be
   // started again here.
   virtual void taskFailureMessage(ZevMoTask* task, const HxString& message) = 0;
-  // Called once, at the end of a run that started. `stopRequested` tells whether stopTask took
+  // Called once, at the end of a run that started. `stopRequested` says whether stopTask took
   // effect. The run is over by then: the task may be started again here.
   virtual void taskDidStop(ZevMoTask* task, bool stopRequested) = 0;
 
@@ -134,7 +134,7 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // default one element, -1 for any.
   void setPreferredArchitectures(const HxArray& types) { _preferredArchitectures = types; }
   HxArray preferredArchitectures() const { return _preferredArchitectures; }
-  // Sets whether the child leads a process group of its own; true by default. A child in another
+  // Sets whether the child leads a new process group; true by default. A child in another
   // group than the terminal's is stopped by the system when it reads the terminal.
   void setStartsNewProcessGroup(bool flag) { _startsNewProcessGroup = flag; }
   bool startsNewProcessGroup() const { return _startsNewProcessGroup; }
@@ -144,34 +144,34 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // Returns null if there is no delegate or it has gone.
   ZevMoTaskDelegate* delegate() const { return _delegate.get(); }
   // Sets the owner of a supplied output handle, which is not owned. The former owner, if another,
-  // is told synchronizedTaskWillGo. cleanupAfterTask and the destructor tell the present one, and
-  // clear it. An owner that goes is forgotten; if it had still to report the last data, the run
+  // gets synchronizedTaskWillGo. cleanupAfterTask and the destructor send it to the present one,
+  // and clear it. An owner that goes is forgotten; if it had still to report the last data, the run
   // ends with the next call of synchronizedFileHandleDidReceivedLastData, or by cleanupAfterTask.
   void setSynchronizedFileHandleDelegate(ZevMoTaskSynchronizedFileHandle* owner);
   ZevMoTaskSynchronizedFileHandle* synchronizedFileHandleDelegate() const {
     return _synchronizedFileHandleDelegate.get();
   }
-  // Sets the child's standard input, in place of a pipe made for it; nil for the pipe.
+  // Sets the child's standard input instead of a pipe made for it; nil for the pipe.
   void setTaskStdInputFileHandle(const Ref<HxFileHandle>& handle);
-  // Sets the child's output and error output, in place of a pipe made for it. With `readTaskOutput`
+  // Sets the child's output and error output instead of a pipe made for it. With `readTaskOutput`
   // the task reads the handle itself. The handle that is set already changes nothing, flag
-  // included. While a run is under way its output counts as ended, and the handle is for the next
+  // included. While a run is under way its output ends with this, and the handle is for the next
   // run.
   void setTaskStdOutputFileHandleReadTaskOutput(const Ref<HxFileHandle>& handle,
                                                 bool readTaskOutput);
   // Accepted and ignored: output and error are always one.
   void setCapturesStandardOutput(bool) {}
   void setCapturesStandardError(bool) {}
-  // Makes sendDataToTask queue its data for a thread of its own, so that a child that does not read
+  // Makes sendDataToTask queue its data for a separate thread, so that a child that does not read
   // cannot block the run loop. From then on SIGPIPE is ignored in the whole process. Call it before
-  // startTask; a second call does nothing. Raises HxException if there is no thread to be had, and
+  // startTask; a second call does nothing. Raises HxException if no thread can be made, and
   // then writes stay in the foreground.
   void performWritesInBackground();
 
   // ---- Running ---------------------------------------------------------------------------------
 
   // Launches with the settings above, then sends the automatic input. Does nothing, after a failed
-  // check, while a run is under way. What hinders the start is told to the delegate; this raises
+  // check, while a run is under way. A failed start is reported to the delegate; this raises
   // only what a delegate raises, or a write of the automatic input in the foreground.
   void startTask();
   // The launch proper. Null directory, arguments, environment and architectures leave the defaults.
@@ -179,13 +179,13 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
                          const HxDictionary& environment, const HxArray& preferredArchitectures);
   void executeTaskAtPath(const HxString& path, const HxString& directory, const HxArray& arguments,
                          const HxDictionary& environment);
-  // Asks the running child to end (SIGTERM); the delegate hears of the end with stopRequested true.
+  // Asks the running child to end (SIGTERM); the delegate gets the end with stopRequested true.
   // Does nothing if it is not running.
   void stopTask();
   // Sends SIGINT, and changes no state.
   void interruptTask();
   // Sends SIGTERM, and SIGKILL if the child still runs after so many seconds: at once for 0, less
-  // and NaN. The delegate hears of the end with stopRequested true. Works in taskDidStart and after
+  // and NaN. The delegate gets the end with stopRequested true. Works in taskDidStart and after
   // stopTask, too. Does nothing if the child is not running. The kill needs no run loop, and
   // dropping the task does not prevent it.
   void terminateWithGraceTime(HxTimeInterval seconds);
@@ -198,14 +198,14 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // second, this task's reads alone. Returns at once if there is no process object.
   void waitUntilExit();
   // Does so until `limit` at the latest: nil and past dates allow one pass without waiting. Returns
-  // whether the child has exited; false if there is none. The last output may still be due, which
-  // runIsOver tells.
+  // whether the child has exited; false if there is none. The last output may still be due; ask
+  // runIsOver.
   bool waitUntilExitBeforeDate(const HxDate& limit);
-  // Closes both handles of the task. The output counts as ended: if the child has exited already,
+  // Closes both handles of the task. That ends the output: if the child has exited already,
   // taskDidStop comes before this returns, otherwise with the exit.
   void closeTaskHandles();
-  // Drops everything that belongs to the run, tells the owner of a supplied output handle, and
-  // forgets it. It neither signals the child nor waits for it.
+  // Drops everything that belongs to the run. Sends synchronizedTaskWillGo to the owner of a
+  // supplied output handle, and forgets it. It neither signals the child nor waits for it.
   void cleanupAfterTask();
 
   // ---- Input to the child ----------------------------------------------------------------------
@@ -224,7 +224,7 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // sees its end. At once without background writes, or after these have ended.
   void closeInputAfterWrites();
   // Sends the data. A task may be a stream's consumer. The stream's end does not close the child's
-  // input: call closeInputAfterWrites where the end is heard.
+  // input: call closeInputAfterWrites after that end.
   void streamProcessBytes(ZevMoStream* stream, const HxData& data) override;
   void streamDidEnd(ZevMoStream*) override {}
 
@@ -237,11 +237,11 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   std::int32_t platformExitInformation() const;
   // Returns whether the child was started and neither its exit was seen nor stopTask called. The
   // last output may still be due when this turns false: to wait for the end, ask runIsOver. During
-  // taskDidStart it is false; after an exit that was heard in there it stays so.
+  // taskDidStart it is false; after an exit that was seen in there it stays so.
   bool isRunning() const { return _taskIsRunning; }
   // Returns whether a start was made whose outcome is known: the run has stopped, could not start
-  // or was abandoned. Nothing more is told of it then. False before the first start. True during
-  // taskDidStop and task:failureMessage:. What a tool that turns the run loop itself waits for.
+  // or was abandoned. Nothing more of it is reported then. False before the first start. True
+  // during taskDidStop and task:failureMessage:. Wait for this if you turn the run loop yourself.
   bool runIsOver() const { return _wasStarted && !_runIsUnderWay; }
   // Returns what the child has used; zeros before its exit was seen, for a lost child and without a
   // process object.

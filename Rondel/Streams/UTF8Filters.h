@@ -24,12 +24,12 @@
 
 namespace rondel {
 
-// Bytes to characters. Bytes that are no UTF-8 become a backslash and three octal digits each, so
+// Bytes to characters. Bytes that are not UTF-8 become a backslash and three octal digits each, so
 // that nothing is lost; see initWithPotentiallyMalformedUTF8Bytes.
 //
 // Every chunk leads to one send. If all of it is held back, the string is empty. Nil data is an
-// error of the caller, reported to the failure sink; if that returns, the data counts as empty. The
-// stream argument must not be null either.
+// error of the caller, reported to the failure sink; if that returns, the data is taken as empty.
+// The stream argument must not be null either.
 class RONDEL_EXPORT ZevMoUTF8DecoderFilter : public ZevMoCharacterStream,
                                              public ZevMoByteStreamConsuming,
                                              public ZevMoStreamConsumerRetaining {

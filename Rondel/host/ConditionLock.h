@@ -42,11 +42,11 @@ class RONDEL_EXPORT HxConditionLock final : public HxObject {
   // Takes the lock if it is free and has this condition. Returns whether it took it. Never waits.
   bool tryLockWhenCondition(HxInteger condition);
 
-  // Releases the lock and keeps its condition. Raises HxInternalInconsistencyException if nobody
-  // holds the lock.
+  // Releases the lock and keeps its condition. Raises HxInternalInconsistencyException if no
+  // thread holds the lock.
   void unlock();
   // Sets the condition and releases the lock. Raises HxInternalInconsistencyException, and sets
-  // nothing, if nobody holds the lock.
+  // nothing, if no thread holds the lock.
   void unlockWithCondition(HxInteger condition);
 
   // Returns the condition. It may change at once unless the caller holds the lock.

@@ -93,7 +93,7 @@ class RONDEL_EXPORT HxFileHandle final : public HxObject {
   // Writes all bytes, in as many system calls as that takes, and waits while there is no room. Nil
   // and empty data write nothing. Raises HxException (HxFileHandleOperationException) if the system
   // refuses, and if the handle is closed, before or meanwhile; some bytes may then have been
-  // written. Writing to a pipe that nobody reads sends SIGPIPE to the process, and raises if that
+  // written. Writing to a pipe without a reader sends SIGPIPE to the process, and raises if that
   // is ignored.
   void writeData(const HxData& data);
 

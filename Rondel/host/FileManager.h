@@ -4,7 +4,7 @@
 //
 //   if (!HxFileManager::defaultManager()->fileExistsAtPath(path)) ...
 //
-// A path is handed to the system as the UTF-8 of the text as it stands: on this system two names
+// The system gets a path as the unchanged UTF-8 of the text. So on this system two names
 // are the same only if their bytes are. Text that is nil or empty, or that holds a NUL or a lone
 // surrogate, names no file. Any thread may use a file manager.
 #pragma once

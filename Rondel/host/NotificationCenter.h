@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// HxNotificationCenter: tells observers what happens to an object.
+// HxNotificationCenter: calls observers of what happens to an object.
 //
 //   auto center = HxNotificationCenter::defaultCenter();
 //   center->addObserver<&Watcher::taskEnded>(this, HxTaskDidTerminateNotification, task);
@@ -63,7 +63,7 @@ class RONDEL_EXPORT HxNotificationCenter final : public HxObject {
   static Ref<HxNotificationCenter> init();
 
   // Calls `Operation` of the observer at each later post with this name and this object. A nil name
-  // stands for any name, a nil object for any object. Names compare as strings, objects by
+  // means any name, a nil object any object. Names compare as strings, objects by
   // identity. An observer that is added twice is called twice. A null observer is not added.
   //
   // Neither the observer nor the object is retained. Remove the observer before it is destroyed,
@@ -81,7 +81,7 @@ class RONDEL_EXPORT HxNotificationCenter final : public HxObject {
                    const HxHandle& object = nullptr);
 
   // Undoes every addObserver of this observer with this name and this object. A nil name or object
-  // stands for any. Does nothing if there is none.
+  // means any. Does nothing if there is none.
   void removeObserver(const HxObject* observer, const HxString& name, const HxHandle& object);
   void removeObserver(const HxObject* observer);
 

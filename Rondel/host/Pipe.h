@@ -7,8 +7,8 @@
 //   task->setStandardOutput(pipe);  // the launch closes the end that it hands to the child
 //   pipe->fileHandleForReading()->readInBackgroundAndNotify();
 //
-// Both ends are close-on-exec. Dropping a pipe closes the ends whose handles nobody else holds. Any
-// thread may use it; see HxFileHandle.
+// Both ends are close-on-exec. Dropping a pipe closes the ends whose handles have no other owner.
+// Any thread may use it; see HxFileHandle.
 #pragma once
 
 #include "Rondel/host/FileHandle.h"

@@ -13,7 +13,7 @@
 // none is blocked, whatever the host does with its own. A file that the system cannot execute is a
 // launch that fails, not a child that exits.
 //
-// The launch. It either fails and leaves nothing, or there is a child whose exit will be told:
+// The launch. It either fails and leaves nothing, or there is a child whose exit is reported:
 // nothing that comes after the start of the child can fail. The first launch of a process makes a
 // thread, which stays. It asks every 20 ms for the exit of a child that the system refuses to watch
 // (EMFILE, ENFILE, ENOMEM, a seccomp filter).
@@ -21,9 +21,9 @@
 // The exit. The run loop of the thread that launched sees it and posts
 // HxTaskDidTerminateNotification once, in the common modes, after the reads that were ready by
 // then. The library has no SIGCHLD handler and waits for its own children only, so it lives beside
-// hosts that handle theirs. If somebody else takes the exit status, or the system drops it because
-// the host ignores SIGCHLD, the child counts as lost: it is told as ended with status -1. If the
-// system refuses to tell of the exit, that is logged once and asked for again.
+// hosts that handle theirs. If other code takes the exit status, or the system drops it because
+// the host ignores SIGCHLD, the child is lost: it is reported as ended with status -1. If the
+// system refuses to report the exit, that is logged once and tried again.
 //
 // Dropping. The object of a running child may be dropped: the child runs on, nothing is posted, and
 // the library waits for its exit in the background so that it leaves no zombie.
@@ -52,7 +52,7 @@ enum class HxTaskTerminationReason {
   none,    // not launched, or still running
   exit,    // ended by itself; terminationStatus is its exit code
   signal,  // ended by a signal; terminationStatus is the signal's number
-  lost,    // ended, but nobody can tell how; terminationStatus is -1
+  lost,    // ended, but its status is unknown; terminationStatus is -1
 };
 
 // What a child has used, with the descendants that it waited for (getrusage, POSIX and Linux).
@@ -95,7 +95,7 @@ class RONDEL_EXPORT HxTask final : public HxObject {
   void setStandardOutput(const Ref<HxFileHandle>& handle);
   void setStandardError(const Ref<HxPipe>& pipe);
   void setStandardError(const Ref<HxFileHandle>& handle);
-  // Sets whether the child leads a process group of its own; false by default.
+  // Sets whether the child leads a new process group; false by default.
   void setStartsNewProcessGroup(bool flag);
   // Sets processor types in order of preference, for files that hold code for several. Linux has no
   // such files: the list is kept and has no effect.

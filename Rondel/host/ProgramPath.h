@@ -8,7 +8,7 @@
 //
 // The search is that of POSIX (Base Definitions 8.3, execvp). The search path is a list of
 // directories, separated by colons and tried in order; an empty one means the working directory.
-// Names are bytes: those of the name in UTF-8, as it stands. Directories whose bytes are not UTF-8
+// Names are bytes: the unchanged UTF-8 of the name. Directories whose bytes are not UTF-8
 // cannot be returned as text, so they are left out.
 #pragma once
 

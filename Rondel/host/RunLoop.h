@@ -127,7 +127,7 @@ class RONDEL_EXPORT HxRunLoop final : public HxObject {
 
   // ---- Inside another loop
   //
-  // A tool with a loop of its own, around poll (POSIX) or epoll (Linux), serves this loop from it:
+  // A tool with its own loop around poll (POSIX) or epoll (Linux) serves this loop from there:
   //
   //   pollfd ready[] = {{loop->fileDescriptor(), POLLIN, 0}, ...};
   //   poll(ready, 2, loop->pollTimeout());

@@ -12,8 +12,8 @@
 // leads to one call of each of its sources. The system itself merges signals of one kind that
 // arrive faster than it delivers them.
 //
-// When the last source of a signal ends, the disposition comes back that the first one found,
-// unless somebody has changed it since. Children get default signals and an empty mask all the
+// When the last source of a signal ends, it restores the disposition that the first one found,
+// unless other code has changed it since. Children get default signals and an empty mask all the
 // same.
 //
 // A signal that was ignored is caught too: a tool that nohup is to protect does not watch SIGHUP.

@@ -10,7 +10,7 @@
 // long. Time is measured on a steady clock (CLOCK_MONOTONIC, POSIX), so that setting the system's
 // clock moves no timer. A loop that was busy fires late, and a repeating timer then skips the times
 // that it missed. It also skips those that pass during its own call: if that runs the loop, the
-// timer does not fire inside it. A valid timer counts as something that its modes wait for.
+// timer does not fire inside it. The modes of a valid timer have something to wait for.
 //
 // The call may invalidate and drop the timer. What it raises passes to the caller of runMode, or of
 // fire; a timer that repeats stays valid.

@@ -14,8 +14,7 @@
 // the variable. Changing a mutable array in a loop over it is an error of the caller.
 //
 // Any class derived from HxArrayObject that supplies count and objectAtIndex works as an array; see
-// ArrayObject.h.
-// Immutable arrays may be used on any thread.
+// ArrayObject.h. Immutable arrays may be used on any thread.
 #pragma once
 
 #include <initializer_list>
@@ -34,40 +33,40 @@ class RONDEL_EXPORT HxArray : public HxHandle {
   constexpr HxArray() noexcept = default;
   constexpr HxArray(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
   HxArray(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
-  // An array of one's own class. Nil gives nil.
+  // Wraps an object of your own array class; see ArrayObject.h. Nil makes nil.
   template <std::derived_from<HxArrayObject> T>
   explicit HxArray(const Ref<T>& object) noexcept : HxHandle(object) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::array;
   }
-  // The class of all arrays; that of HxMutableArray is below it.
+  // Returns the class of all arrays. That of HxMutableArray is derived from it.
   static HxClass classObject() noexcept { return HxArrayObject::classObject(); }
 
   static HxArray array();
   static HxArray arrayWithObject(const HxHandle& object);
-  // The objects in order; nils among them are left out.
+  // Returns the objects in order, without nils.
   static HxArray arrayWithObjects(std::initializer_list<HxAny> objects);
   static HxArray initWithObjects(std::initializer_list<HxAny> objects) {
     return arrayWithObjects(objects);
   }
-  // `count` objects; nils among them are left out. Null gives an empty array.
+  // Returns `count` objects in order, without nils; an empty array for null.
   static HxArray arrayWithObjects(const HxAny* objects, HxUInteger count);
   static HxArray initWithObjects(const HxAny* objects, HxUInteger count) {
     return arrayWithObjects(objects, count);
   }
-  // A new array of the same objects; nil gives an empty one.
+  // Returns a new array of the same objects; an empty one for nil.
   static HxArray arrayWithArray(const HxArray& array);
   static HxArray initWithArray(const HxArray& array) { return arrayWithArray(array); }
 
   HxUInteger count() const { return _object ? arrayObject()->count() : 0; }
   bool isEmpty() const { return count() == 0; }
   HxAny objectAtIndex(HxUInteger index) const;
-  // The same as a handle of type H, nil if the object is of another kind.
+  // Returns the same as a handle of type H, nil if the object is of another kind.
   template <std::derived_from<HxHandle> H>
   H objectAtIndex(HxUInteger index) const {
     return as<H>(objectAtIndex(index));
   }
-  // Nil for an empty array.
+  // Return the object at an end; nil if the array is empty.
   HxAny firstObject() const;
   HxAny lastObject() const;
   template <std::derived_from<HxHandle> H>
@@ -81,33 +80,33 @@ class RONDEL_EXPORT HxArray : public HxHandle {
   bool containsObject(const HxHandle& object) const { return indexOfObject(object) != HxNotFound; }
   // Returns the first index of an equal object, HxNotFound if there is none, also for nil.
   HxUInteger indexOfObject(const HxHandle& object) const;
-  // Copies all objects, or those of a range, to `buffer`.
+  // Copies all objects, or those of a range, to `buffer`, which has room for them.
   void getObjects(HxAny* buffer) const;
   void getObjects(HxAny* buffer, HxRange range) const;
   HxArray subarrayWithRange(HxRange range) const;
-  // The objects at the indexes, in order of index.
+  // Returns the objects at the indexes, in order of index.
   HxArray objectsAtIndexes(const HxIndexSet& indexes) const;
   [[nodiscard]] HxArray arrayByAddingObject(const HxHandle& object) const;
   [[nodiscard]] HxArray arrayByAddingObjectsFromArray(const HxArray& other) const;
-  // The descriptions of the objects with the separator between them, nil counting as an empty one;
-  // the empty string for an empty array.
+  // Returns the descriptions of the objects with the separator between them; the empty string for
+  // an empty array. A nil separator is an empty one.
   [[nodiscard]] HxString componentsJoinedByString(const HxString& separator) const;
-  // Returns the objects sorted by an operation that compares two objects and gives a number,
-  // negative if the receiver comes first, such as "compare:". Stable. An operation that is no order
-  // gives some order of the same objects. Raises HxInvalidArgumentException if an object has no
-  // such operation.
+  // Returns the objects sorted by an operation that compares two objects, such as "compare:". It
+  // returns a number, negative if the receiver comes first. Stable. If the operation is no order,
+  // the result is some order of the same objects. Raises HxInvalidArgumentException if an object
+  // has no such operation.
   [[nodiscard]] HxArray sortedArrayUsingSelector(HxSelector comparator) const;
   bool isEqualToArray(const HxArray& other) const { return isEqual(other); }
   // Calls the operation on every object in order.
   void makeObjectsPerformSelector(HxSelector selector) const;
   void makeObjectsPerformSelector(HxSelector selector, const HxHandle& argument) const;
 
-  // The array itself if it is immutable, else an immutable copy.
+  // Returns the array itself if it is immutable, else an immutable copy.
   [[nodiscard]] HxArray copy() const;
   [[nodiscard]] HxMutableArray mutableCopy() const;
 
   // Keeps the array alive while it is iterated: the body of a loop may drop it. What an iterator
-  // refers to is good until it moves on or goes.
+  // refers to is valid until the iterator advances or goes.
   class Iterator {
    public:
     using value_type = HxAny;
@@ -115,10 +114,12 @@ class RONDEL_EXPORT HxArray : public HxHandle {
     Iterator() noexcept = default;
     Iterator(const HxArrayObject* array, HxUInteger index)
         : _array(array), _objects(array ? array->contiguousObjects() : nullptr), _index(index) {}
-    // The end: a place without an array.
+    // Makes the end: an index without an array.
     explicit Iterator(HxUInteger index) noexcept : _index(index) {}
     const HxAny& operator*() const {
-      return _objects ? _objects[_index] : _made = array()->objectAtIndex(_index);
+      if (_objects) return _objects[_index];
+      _made = array()->objectAtIndex(_index);
+      return _made;
     }
     const HxAny* operator->() const { return &**this; }
     Iterator& operator++() noexcept {
@@ -139,14 +140,14 @@ class RONDEL_EXPORT HxArray : public HxHandle {
       return static_cast<const HxArrayObject*>(_array.object());
     }
     HxAny _array;
-    const HxAny* _objects = nullptr;  // where they lie in one run
+    const HxAny* _objects = nullptr;  // if they lie in one run
     HxUInteger _index = 0;
-    mutable HxAny _made;  // where they do not
+    mutable HxAny _made;  // if they do not
   };
   Iterator begin() const { return {arrayObject(), 0}; }
   Iterator end() const { return Iterator(count()); }
 
-  // The objects as handles of type H, nil for one of another kind.
+  // Returns the objects as handles of type H, nil for one of another kind.
   //
   //   for (const HxString& line : lines.each<HxString>()) ...
   template <std::derived_from<HxHandle> H>
@@ -208,10 +209,10 @@ class RONDEL_EXPORT HxMutableArray : public HxArray {
   }
   static HxClass classObject() noexcept;
 
-  // The operations of the same names, with a new mutable array as their result.
+  // Do as in HxArray, but return a new mutable array.
   static HxMutableArray array();
-  // Empty. The capacity is advice: an array grows beyond it, and room for very many is not taken
-  // before it is used.
+  // Return an empty array. The capacity is advice: an array grows beyond it. Room for very many
+  // objects is not taken before it is used.
   static HxMutableArray arrayWithCapacity(HxUInteger capacity);
   static HxMutableArray initWithCapacity(HxUInteger capacity) {
     return arrayWithCapacity(capacity);
@@ -228,23 +229,24 @@ class RONDEL_EXPORT HxMutableArray : public HxArray {
   static HxMutableArray arrayWithArray(const HxArray& array);
   static HxMutableArray initWithArray(const HxArray& array) { return arrayWithArray(array); }
 
+  // Appends an object. A nil one adds nothing.
   void addObject(const HxHandle& object) { addObject(HxAny(object)); }
   void addObject(HxHandle&& object);
-  // The array itself may be the argument.
+  // Appends the objects of another array, which may be this one.
   void addObjectsFromArray(const HxArray& other);
-  // Index count() appends.
+  // Inserts an object at an index from 0 to count(). A nil one adds nothing.
   void insertObject(const HxHandle& object, HxUInteger index);
-  // Each object gets its index in the result; raises HxRangeException if an index is
-  // beyond the end by then, and HxInvalidArgumentException if the counts differ.
+  // Inserts each object at its index in the result. Raises HxRangeException if an index is beyond
+  // the end of that, and HxInvalidArgumentException if the counts differ.
   void insertObjects(const HxArray& objects, const HxIndexSet& indexes);
-  // A nil object leaves the array as it is.
+  // Replaces the object at an index. A nil one leaves the array as it is.
   void replaceObjectAtIndex(HxUInteger index, const HxHandle& object);
   void removeObjectAtIndex(HxUInteger index);
-  void removeLastObject();  // nothing if empty
+  void removeLastObject();  // does nothing if the array is empty
   void removeAllObjects();
-  // Raises HxRangeException, and removes nothing, if an index is beyond the end.
+  // Removes objects. If an index is beyond the end, raises HxRangeException and removes nothing.
   void removeObjectsAtIndexes(const HxIndexSet& indexes);
-  // As sortedArrayUsingSelector. The array is as it was if the comparator raises.
+  // Sorts as sortedArrayUsingSelector does. If the comparator raises, the array is as before.
   void sortUsingSelector(HxSelector comparator);
 };
 

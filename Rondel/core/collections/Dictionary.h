@@ -6,9 +6,9 @@
 //   HxString home = environment.objectForKey<HxString>("HOME"_hx);
 //   for (auto [key, value] : environment) HxLog("%@=%@"_hx, key, value);
 //
-// Keys are compared by isEqual and hash, and are kept as copies, so that a mutable string may serve
-// as one. Neither keys nor values are ever nil: setting with a nil key or value does nothing. The
-// order of keys is unspecified. On a nil dictionary every operation returns 0, nil or does nothing.
+// Keys are compared by isEqual and hash. They are copied, so that a mutable string may be a key.
+// Neither keys nor values are ever nil: setting with a nil key or value does nothing. The order of
+// keys is unspecified. On a nil dictionary every operation returns 0, nil or does nothing.
 //
 // Any class derived from HxDictionaryObject that supplies its three operations works as a
 // dictionary; see DictionaryObject.h. Immutable dictionaries may be used on any thread.
@@ -22,22 +22,22 @@ namespace rondel {
 
 class HxMutableDictionary;
 namespace internal {
-// The value in a built-in dictionary, still owned by it; null if the key is absent.
+// Returns the value in a built-in dictionary, which owns it; null if the key is absent.
 RONDEL_EXPORT const HxObject* storedObject(const HxObject& dictionary, const HxObject& key);
 }  // namespace internal
 
-// A value that somebody else keeps alive, as a handle of type H to read it with.
+// A value that its dictionary keeps alive, as a handle of type H for reading.
 //
 //   if (const auto size = sizes.borrowObjectForKey<HxNumber>(name)) sum += size->integerValue();
 template <std::derived_from<HxHandle> H>
 class HxBorrowed {
  public:
-  // Nil if the object is null or of another kind.
+  // Makes nil if the object is null or of another kind.
   explicit HxBorrowed(const HxObject* object) noexcept
       : _handle(HxAny::Unchecked{},
                 HxAny::adopt(H::canHold(object) ? const_cast<HxObject*>(object) : nullptr)),
         _isKept(false) {}
-  // One that it has to keep alive itself.
+  // Takes a value that it keeps alive itself.
   explicit HxBorrowed(H handle) noexcept : _handle(std::move(handle)), _isKept(true) {}
   HxBorrowed(const HxBorrowed&) = delete;
   HxBorrowed& operator=(const HxBorrowed&) = delete;
@@ -66,40 +66,40 @@ class RONDEL_EXPORT HxDictionary : public HxHandle {
   constexpr HxDictionary() noexcept = default;
   constexpr HxDictionary(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
   HxDictionary(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
-  // A dictionary of one's own class. Nil gives nil.
+  // Wraps an object of your own class; see DictionaryObject.h. Nil makes nil.
   template <std::derived_from<HxDictionaryObject> T>
   explicit HxDictionary(const Ref<T>& object) noexcept : HxHandle(object) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::dictionary;
   }
-  // The class of all dictionaries; that of HxMutableDictionary is below it.
+  // Returns the class of all dictionaries. That of HxMutableDictionary is derived from it.
   static HxClass classObject() noexcept { return HxDictionaryObject::classObject(); }
 
   static HxDictionary dictionary();
   static HxDictionary dictionaryWithObject(const HxHandle& object, const HxHandle& key);
-  // Of entries that are given twice the last one counts.
+  // Returns the entries. If a key is given twice, the last value counts.
   static HxDictionary dictionaryWithEntries(std::initializer_list<Entry> entries);
-  // A new dictionary of the same entries; nil gives an empty one. With copyItems each value is
-  // replaced by its copy.
+  // Returns a new dictionary of the same entries; an empty one for nil. With copyItems each value
+  // is replaced by its copy.
   static HxDictionary initWithDictionary(const HxDictionary& other, bool copyItems = false);
-  // A property list file whose root is a dictionary; nil if it cannot be read, is damaged, or has
-  // another root.
+  // Returns the dictionary in a property list file; nil if the file cannot be read, is damaged, or
+  // has another root.
   static HxDictionary dictionaryWithContentsOfFile(const HxString& path);
 
   HxUInteger count() const { return _object ? dictionaryObject()->count() : 0; }
   bool isEmpty() const { return count() == 0; }
-  // Nil if the key is absent or nil.
+  // Returns the value; nil if the key is absent or nil.
   HxAny objectForKey(const HxHandle& key) const {
     if (!_object || !key) return HxAny();
     return isBuiltIn() ? HxAny(internal::storedObject(*_object, *key.object()))
                        : dictionaryObject()->objectForKey(key);
   }
-  // The same as a handle of type H, nil if the value is of another kind.
+  // Returns the same as a handle of type H, nil if the value is of another kind.
   template <std::derived_from<HxHandle> H>
   H objectForKey(const HxHandle& key) const {
     return as<H>(objectForKey(key));
   }
-  // The same without counting a reference where that can be done, for look-ups in a loop: good
+  // Returns the same, if possible without counting a reference; for look-ups in a loop. It is valid
   // until the dictionary is changed or goes.
   template <std::derived_from<HxHandle> H = HxAny>
   HxBorrowed<H> borrowObjectForKey(const HxHandle& key) const {
@@ -109,18 +109,18 @@ class RONDEL_EXPORT HxDictionary : public HxHandle {
   }
   HxArray allKeys() const;
   HxArray allValues() const;
-  // Nil for nil. Adding or removing keys while an enumerator is in use is an error of the caller:
-  // its next nextObject raises HxInternalInconsistencyException.
+  // Returns an enumerator of the keys, nil on nil. If a key is added or removed meanwhile, its next
+  // nextObject raises HxInternalInconsistencyException.
   HxEnumerator keyEnumerator() const {
     return _object ? dictionaryObject()->keyEnumerator() : HxEnumerator();
   }
   bool isEqualToDictionary(const HxDictionary& other) const { return isEqual(other); }
 
-  // The dictionary itself if it is immutable, else an immutable copy.
+  // Returns the dictionary itself if it is immutable, else an immutable copy.
   [[nodiscard]] HxDictionary copy() const;
   [[nodiscard]] HxMutableDictionary mutableCopy() const;
 
-  // Keeps the dictionary alive. Moving on after a key was added or removed raises
+  // Keeps the dictionary alive. Advancing after a key was added or removed raises
   // HxInternalInconsistencyException; replacing values is allowed.
   class Iterator {
    public:
@@ -132,7 +132,7 @@ class RONDEL_EXPORT HxDictionary : public HxHandle {
     const Entry* operator->() const noexcept { return &_entry; }
     Iterator& operator++();
     void operator++(int) { ++*this; }
-    // Only the question whether the end is reached makes sense.
+    // Compares with the end only.
     friend bool operator==(const Iterator& a, const Iterator& b) noexcept {
       return a._entry.key.object() == b._entry.key.object();
     }
@@ -162,17 +162,17 @@ class RONDEL_EXPORT HxMutableDictionary : public HxDictionary {
   }
   static HxClass classObject() noexcept;
 
-  // The operations of the same names, with a new mutable dictionary as their result.
+  // Do as in HxDictionary, but return a new mutable dictionary.
   static HxMutableDictionary dictionary();
-  // Empty. The capacity is advice.
+  // Returns an empty dictionary. The capacity is advice.
   static HxMutableDictionary dictionaryWithCapacity(HxUInteger capacity);
   static HxMutableDictionary dictionaryWithObject(const HxHandle& object, const HxHandle& key);
   static HxMutableDictionary dictionaryWithEntries(std::initializer_list<Entry> entries);
   static HxMutableDictionary initWithDictionary(const HxDictionary& other, bool copyItems = false);
 
-  // Replaces the value that the key has; the stored key stays then.
+  // Sets the value of a key. If the key is present, the stored key stays.
   void setObject(const HxHandle& object, const HxHandle& key);
-  // Nothing if the key is absent.
+  // Does nothing if the key is absent.
   void removeObjectForKey(const HxHandle& key);
   void removeAllObjects();
   void addEntriesFromDictionary(const HxDictionary& other);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The open class of dictionaries, for dictionary classes of one's own.
+// The open class of dictionaries: the base of your own dictionary classes.
 #pragma once
 
 #include "Rondel/core/collections/Enumerator.h"
@@ -11,16 +11,16 @@ namespace internal {
 class DictionaryStorage;
 }
 
-// The open class of dictionaries: three operations, everything else is derived from them.
+// The open class of dictionaries. A class supplies three operations; the others follow from them.
 class RONDEL_EXPORT HxDictionaryObject : public HxObject {
  public:
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
   virtual HxUInteger count() const = 0;
-  // The value, nil if the key is absent.
+  // Returns the value, nil if the key is absent.
   virtual HxAny objectForKey(const HxHandle& key) const = 0;
-  // Every key once. The enumerator keeps what it needs alive.
+  // Returns an enumerator of every key once. It keeps alive what it needs.
   virtual HxEnumerator keyEnumerator() const = 0;
 
   // Returns whether the same keys have equal values, whatever the classes of the dictionaries. Deep
@@ -30,8 +30,8 @@ class RONDEL_EXPORT HxDictionaryObject : public HxObject {
   // Returns "{\n    key = value;\n}", sorted by the descriptions of the keys. Containers more than
   // 100 levels deep are written as "...".
   HxString description() const override;
-  // A built-in dictionary of the same entries. A class whose entries never change may return
-  // itself.
+  // Returns a built-in dictionary of the same entries. A class whose entries never change may
+  // return itself.
   HxAny copy() const override;
   HxAny mutableCopy() const final;
 

@@ -7,7 +7,7 @@
 
 namespace rondel {
 
-// The open class of enumerators: one operation.
+// The open class of enumerators. A class supplies one operation.
 class RONDEL_EXPORT HxEnumeratorObject : public HxObject {
  public:
   static HxClass classObject() noexcept;
@@ -19,7 +19,7 @@ class RONDEL_EXPORT HxEnumeratorObject : public HxObject {
   HxEnumeratorObject() noexcept : HxObject(HxTypeID::enumerator) {}
 };
 
-// Hands out objects one after the other. All handles of one enumerator advance together.
+// Returns objects one after the other. All handles of one enumerator advance together.
 //
 //   HxEnumerator keys = settings.keyEnumerator();
 //   while (const HxAny key = keys.nextObject()) ...
@@ -28,7 +28,7 @@ class RONDEL_EXPORT HxEnumerator : public HxHandle {
   constexpr HxEnumerator() noexcept = default;
   constexpr HxEnumerator(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
   HxEnumerator(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
-  // An enumerator of one's own class. Nil gives nil.
+  // Wraps an object of your own enumerator class. Nil makes nil.
   template <std::derived_from<HxEnumeratorObject> T>
   explicit HxEnumerator(const Ref<T>& object) noexcept : HxHandle(object) {}
   static bool canHold(const HxObject* object) noexcept {

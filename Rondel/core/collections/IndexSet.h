@@ -6,8 +6,8 @@
 //   lines.addIndex(4);
 //   for (HxUInteger index : lines) ...
 //
-// Indexes go from 0 to HxNotFound - 1; others are not added. On nil every operation returns 0,
-// false, HxNotFound or does nothing.
+// Indexes are from 0 to HxNotFound - 1; others are not added. On nil every operation returns 0,
+// false, HxNotFound or nil, or does nothing. Immutable sets may be used on any thread.
 #pragma once
 
 #include "Rondel/core/object/Object.h"
@@ -35,17 +35,18 @@ class RONDEL_EXPORT HxIndexSet : public HxHandle {
   bool isEmpty() const noexcept { return count() == 0; }
   bool containsIndex(HxUInteger index) const noexcept;
   HxUInteger countOfIndexesInRange(HxRange range) const noexcept;
-  HxUInteger firstIndex() const noexcept;  // HxNotFound if empty
+  // Return the least and the greatest index, HxNotFound if the set is empty.
+  HxUInteger firstIndex() const noexcept;
   HxUInteger lastIndex() const noexcept;
   // Returns the first index after this one, HxNotFound if there is none.
   HxUInteger indexGreaterThanIndex(HxUInteger index) const noexcept;
   bool isEqualToIndexSet(const HxIndexSet& other) const { return isEqual(other); }
 
-  // The set itself if it is immutable, else an immutable copy.
+  // Returns the set itself if it is immutable, else an immutable copy.
   [[nodiscard]] HxIndexSet copy() const;
   [[nodiscard]] HxMutableIndexSet mutableCopy() const;
 
-  // In ascending order. Keeps the set alive while it is iterated.
+  // Iterates in ascending order. Keeps the set alive meanwhile.
   class Iterator;
   Iterator begin() const noexcept;
   Iterator end() const noexcept;
@@ -87,7 +88,7 @@ class RONDEL_EXPORT HxMutableIndexSet : public HxIndexSet {
   }
   static HxClass classObject() noexcept;
 
-  // The operations of the same names, with a new mutable set as their result.
+  // Do as in HxIndexSet, but return a new mutable set.
   static HxMutableIndexSet indexSet();
   static HxMutableIndexSet indexSetWithIndex(HxUInteger index);
   static HxMutableIndexSet indexSetWithIndexesInRange(HxRange range);

@@ -5,9 +5,15 @@
 //   HxSet seen = HxSet::initWithArray(words);
 //   if (seen.containsObject("-c"_hx)) ...
 //
-// A set holds the objects themselves: an object that takes part must not change its value
-// meanwhile. Sets never hold nil. On a nil set every operation returns 0, false, nil or does
-// nothing. Immutable sets may be used on any thread.
+// A set holds the objects themselves, not copies: the value of a member must not change. Sets never
+// hold nil. On a nil set every operation returns 0, false, nil or does nothing.
+//
+// Nesting. Members may be containers, nested to any depth. isEqual raises
+// HxInternalInconsistencyException only if more than 500 levels of containers that share a hash
+// must be distinguished as keys or members of sets. A description writes containers more than 100
+// levels deep as "...".
+//
+// Immutable sets may be used on any thread.
 #pragma once
 
 #include <initializer_list>
@@ -30,32 +36,32 @@ class RONDEL_EXPORT HxSet : public HxHandle {
   static HxClass classObject() noexcept;
 
   static HxSet set();
-  // Nil gives an empty set.
+  // Returns the objects of an array, each once; an empty set for nil.
   static HxSet initWithArray(const HxArray& array);
-  // The objects; nils among them are left out.
+  // Returns the objects, each once, without nils.
   static HxSet initWithObjects(std::initializer_list<HxAny> objects);
 
   HxUInteger count() const;
   bool isEmpty() const { return count() == 0; }
   bool containsObject(const HxHandle& object) const { return !member(object).isNil(); }
-  // The object of the set that is equal to this one, or nil.
+  // Returns the object of the set that is equal to this one, or nil.
   HxAny member(const HxHandle& object) const;
   template <std::derived_from<HxHandle> H>
   H member(const HxHandle& object) const {
     return as<H>(member(object));
   }
-  // In no particular order.
+  // Returns the objects in no particular order.
   HxArray allObjects() const;
-  // Hands out every object once. Nil for nil. Keeps the set alive; its next nextObject raises
-  // HxInternalInconsistencyException if the set was changed meanwhile.
+  // Returns an enumerator of every object once, nil on nil. It keeps the set alive. Its nextObject
+  // raises HxInternalInconsistencyException if the set was changed meanwhile.
   HxEnumerator objectEnumerator() const;
   bool isEqualToSet(const HxSet& other) const { return isEqual(other); }
 
-  // The set itself if it is immutable, else an immutable copy.
+  // Returns the set itself if it is immutable, else an immutable copy.
   [[nodiscard]] HxSet copy() const;
   [[nodiscard]] HxMutableSet mutableCopy() const;
 
-  // Every object once, by an enumerator.
+  // Iterates over every object once, by an enumerator.
   class Iterator {
    public:
     using value_type = HxAny;
@@ -69,7 +75,7 @@ class RONDEL_EXPORT HxSet : public HxHandle {
       return *this;
     }
     void operator++(int) { ++*this; }
-    // Only the question whether the end is reached makes sense.
+    // Compares with the end only.
     friend bool operator==(const Iterator& a, const Iterator& b) noexcept {
       return a._object.object() == b._object.object();
     }
@@ -91,11 +97,12 @@ class RONDEL_EXPORT HxMutableSet : public HxSet {
   }
   static HxClass classObject() noexcept;
 
+  // Do as in HxSet, but return a new mutable set.
   static HxMutableSet set();
   static HxMutableSet initWithArray(const HxArray& array);
   static HxMutableSet initWithObjects(std::initializer_list<HxAny> objects);
 
-  // Nothing if an equal object is there already.
+  // Adds an object. Does nothing if it is nil or an equal object is a member.
   void addObject(const HxHandle& object);
   void addObjectsFromArray(const HxArray& array);
   void removeObject(const HxHandle& object);

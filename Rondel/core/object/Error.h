@@ -6,8 +6,8 @@
 //   if (!defaults->synchronize(&error)) HxLog("%@"_hx, error.localizedDescription());
 //
 // An operation that reports this way takes a pointer to an HxError as its last argument, which may
-// be null. It stores an error only when it fails, and its result says that it failed; the error
-// must not be read after a success.
+// be null. It stores an error only if it fails, and its result says that it failed. The error must
+// not be read after a success.
 #pragma once
 
 #include "Rondel/core/text/String.h"
@@ -37,15 +37,15 @@ class RONDEL_EXPORT HxError : public HxHandle {
 
   static HxError errorWithDomain(const HxString& domain, HxInteger code,
                                  const HxDictionary& userInfo);
-  // An error of the operating system with the path concerned, which may be nil.
+  // Returns an error of the operating system with the path concerned, which may be nil.
   static HxError posixError(int code, const HxString& path);
 
   HxString domain() const;
   HxInteger code() const noexcept;
   HxDictionary userInfo() const;
-  // Text to show: that of HxLocalizedDescriptionKey; else the system's text for an errno value,
-  // after the path if there is one ("/tmp/x: Permission denied"); else domain and code ("HxOther
-  // error 5").
+  // Returns text to show: that of HxLocalizedDescriptionKey; else the system's text for an errno
+  // value, after the path if there is one ("/tmp/x: Permission denied"); else domain and code
+  // ("HxOther error 5").
   HxString localizedDescription() const;
 };
 

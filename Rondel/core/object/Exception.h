@@ -27,10 +27,10 @@ inline constexpr HxString HxFileHandleOperationException = "HxFileHandleOperatio
 
 class RONDEL_EXPORT HxException : public std::exception {
  public:
-  // Keeps copies of what it is given, each of which may be nil.
+  // Keeps copies of its arguments, each of which may be nil.
   HxException(const HxString& name, const HxString& reason,
               const HxDictionary& userInfo = HxDictionary());
-  // Copies share what they hold and never fail.
+  // Copying shares the contents and never fails.
   HxException(const HxException&) noexcept;
   HxException& operator=(const HxException&) noexcept;
   ~HxException() override;
@@ -38,7 +38,7 @@ class RONDEL_EXPORT HxException : public std::exception {
   const HxString& name() const noexcept { return _name; }
   const HxString& reason() const noexcept { return _reason; }
   const HxDictionary& userInfo() const noexcept { return _userInfo; }
-  // "name: reason", UTF-8.
+  // Returns "name: reason" in UTF-8. It lives as long as the exception.
   const char* what() const noexcept override;
 
   // Makes an exception with a formatted reason and raises it.
@@ -49,8 +49,8 @@ class RONDEL_EXPORT HxException : public std::exception {
   }
   [[noreturn]] static void raiseWithArguments(const HxString& name, const HxString& format,
                                               HxArguments arguments);
-  // Raises this one. A derived class overrides it with the same body, so that it is raised whole
-  // also through a reference to this class.
+  // Raises this exception. A derived class overrides this with the same body, so that it is raised
+  // whole even through a reference to this class.
   [[noreturn]] virtual void raise() const { throw *this; }
 
  private:

@@ -2,10 +2,10 @@
 //
 // Objects, references to them, and the questions that every object answers.
 //
-// HxObject is the root class. It carries a reference count in itself; whoever holds a reference
-// keeps the object alive, and dropping the last one destroys it. There are three ways to hold one:
+// HxObject is the root class, and carries its own reference count. A reference keeps the object
+// alive; dropping the last one destroys it. There are three ways to hold one:
 //
-//   Ref<ZevMoTask> task = ZevMoTask::init();   // a class with a life of its own, used with ->
+//   Ref<ZevMoTask> task = ZevMoTask::init();   // an object with identity, used with ->
 //   HxString name = "cc"_hx;                   // a value type: a nil-safe handle, used with a dot
 //   HxAny any = name;                          // any object at all
 //   HxString back = as<HxString>(any);         // and back: nil if it is something else
@@ -14,13 +14,13 @@
 // operation does nothing and returns zero: 0, false, nil or an empty answer. A nil Ref must not be
 // used with ->.
 //
-// Assigning. A handle takes objects of its own kind only; what is assigned through a reference to
+// Assigning. A handle takes objects of its own kind only. An assignment through a reference to
 // another handle type does not compile. One hole is left, which no compiler closes: HxString& may
 // refer to an HxMutableString, which then takes an immutable string. So every operation that
-// changes an object tests that the object can be changed, and raises HxInvalidArgumentException if
-// not.
+// changes an object first checks that the object is mutable. It raises HxInvalidArgumentException
+// if it is not.
 //
-// Threads: reference counts are atomic. An object that nobody changes may be read from any thread.
+// Threads: reference counts are atomic. An object that no thread changes may be read on any thread.
 #pragma once
 
 #include <compare>
@@ -69,10 +69,10 @@ enum class HxTypeID : std::uint8_t {
 class RONDEL_EXPORT HxSelector {
  public:
   constexpr HxSelector() noexcept = default;
-  // `name` is copied on first use of that name; null gives the null selector.
+  // Copies `name` on the first use of that name. Null makes the null selector.
   explicit HxSelector(const char* name);
 
-  // NUL-terminated, lives as long as the process; null for the null selector.
+  // Returns NUL-terminated text that lives as long as the process; null for the null selector.
   constexpr const char* name() const noexcept { return _name; }
   constexpr explicit operator bool() const noexcept { return _name != nullptr; }
   friend constexpr bool operator==(HxSelector, HxSelector) noexcept = default;
@@ -87,7 +87,7 @@ struct HxMethod {
   HxAny (*call)(HxObject& self, const HxHandle& argument);
 };
 
-// What a class tells of itself. One static object a class; see HxClass.
+// The description of a class: one static object for each class; see HxClass.
 struct HxClassInfo {
   const char* name;
   const HxClassInfo* superclass = nullptr;
@@ -107,9 +107,9 @@ class RONDEL_EXPORT HxClass {
   constexpr HxClass superclass() const noexcept {
     return HxClass(_info ? _info->superclass : nullptr);
   }
-  // A new instance, nil if the class cannot be made by name.
+  // Returns a new instance, nil if the class cannot be made by name.
   HxAny make() const;
-  // Whether this is `other` or derived from it.
+  // Returns whether this is `other` or derived from it.
   bool isSubclassOfClass(HxClass other) const noexcept;
   bool instancesRespondToSelector(HxSelector selector) const noexcept;
 
@@ -142,24 +142,24 @@ class RONDEL_EXPORT HxObject {
   static HxClass classObject() noexcept;
   virtual HxClass hxClass() const noexcept { return classObject(); }
 
-  // Value equality where the class has one, identity otherwise. Equal objects have the same hash.
+  // Compares by value if the class defines that, else by identity. Equal objects have equal hashes.
   virtual bool isEqual(const HxObject& other) const { return this == &other; }
   virtual HxUInteger hash() const;
 
-  // Human-readable text; never nil. By default "<ClassName: 0x...>".
+  // Returns human-readable text, never nil. By default "<ClassName: 0x...>".
   virtual HxString description() const;
-  // The text for the object in the message of a failed check. By default its
+  // Returns the text for the object in the message of a failed check. By default that is its
   // description.
   virtual HxString descriptionForAssertionMessage() const;
 
-  // Ordering of objects of one kind: strings, numbers, dates. Other objects order by address.
+  // Orders objects of one kind: strings, numbers, dates. Orders other objects by address.
   virtual HxComparisonResult compare(const HxObject& other) const;
 
-  // An immutable object with the same value; by default the object itself.
+  // Returns an immutable object with the same value; by default the object itself.
   virtual HxAny copy() const;
-  // A new, independent, mutable object with the same value; by default copy().
+  // Returns a new, independent, mutable object with the same value; by default copy().
   virtual HxAny mutableCopy() const;
-  // The same as copy: there are no zones of memory, and the argument is not looked at.
+  // Returns copy(). There are no memory zones: the argument is ignored.
   HxAny copyWithZone(const void* zone) const;
 
   bool isKindOfClass(HxClass kind) const noexcept { return hxClass().isSubclassOfClass(kind); }
@@ -167,7 +167,7 @@ class RONDEL_EXPORT HxObject {
   bool respondsToSelector(HxSelector selector) const noexcept {
     return hxClass().instancesRespondToSelector(selector);
   }
-  // Calls the operation that the class registered under this name; raises
+  // Calls the operation that the class registered under this name. Raises
   // HxInvalidArgumentException if there is none.
   HxAny performSelector(HxSelector selector) const;
   HxAny performSelector(HxSelector selector, const HxHandle& argument) const;
@@ -181,12 +181,12 @@ class RONDEL_EXPORT HxObject {
   constexpr void release() const noexcept {
     if (!(_bits & kImmortal) && _count.decrement() == 0) destroy();
   }
-  // Takes a reference unless the last one is already gone and the object about to be destroyed:
-  // what turns a plain pointer into a reference, while something keeps the destructor from ending.
+  // Takes a reference and returns true, unless the last one is gone already. It turns a plain
+  // pointer into a reference while something keeps the destructor from ending.
   bool retainIfAlive() const noexcept {
     return (_bits & kImmortal) || _count.incrementUnlessZero();
   }
-  // Whether exactly one reference is left, that of the caller.
+  // Returns whether exactly one reference is left, the caller's.
   bool isUniquelyReferenced() const noexcept {
     return !(_bits & kImmortal) && _count.loadAcquire() == 1;
   }
@@ -198,7 +198,7 @@ class RONDEL_EXPORT HxObject {
   static constexpr std::uint32_t kFlatNarrow = 0x200;  // a flat string, one byte a unit
   static constexpr std::uint32_t kFlatWide = 0x400;    // a flat string, two bytes a unit
   static constexpr std::uint32_t kMutable = 0x800;     // the mutable form of a value type
-  static constexpr std::uint32_t kBuiltIn = 0x1000;    // a class of the library's own: final
+  static constexpr std::uint32_t kBuiltIn = 0x1000;    // a class of this library: final
   static constexpr std::uint32_t kAimable = 0x2000;    // a string that views part of another
 
   constexpr explicit HxObject(HxTypeID type = HxTypeID::object, std::uint32_t flags = 0) noexcept
@@ -216,35 +216,35 @@ class RONDEL_EXPORT HxObject {
 
 namespace internal {
 
-// What nil is written as: nullptr, and no number.
+// Accepts nullptr as nil, and no number.
 template <class T>
 concept IsNil = std::same_as<T, std::nullptr_t>;
 
 }  // namespace internal
 
-// The base of all handles: a pointer to an object, and the questions of HxObject. It is what a
-// parameter takes that may be any object: const HxHandle& accepts every handle, every Ref and
-// nullptr, and counts nothing. It can be neither copied, assigned nor swapped, so that nothing
-// reaches a variable but objects of the variable's own kind; HxAny is the variable for any object.
+// The base of all handles: a pointer to an object, with the operations of HxObject. A parameter for
+// any object is a const HxHandle&: it accepts every handle, every Ref and nullptr, and counts
+// nothing. An HxHandle cannot be copied, assigned or swapped, so that a variable gets objects of
+// its own kind only. HxAny is the variable for any object.
 class RONDEL_EXPORT HxHandle {
  public:
-  // Tells a handle's constructor that the object is known to be of its kind; what as<> uses.
+  // Marks the constructor for an object that is known to be of the handle's kind; for as<>.
   struct Unchecked {};
 
   constexpr HxHandle(internal::IsNil auto) noexcept : _object(nullptr) {}  // NOLINT: nullptr is nil
   template <class T>
   HxHandle(const Ref<T>& reference) noexcept;  // NOLINT: every reference is a handle
-  // Handles that are made while compiling are of immortal objects, and need no counting.
+  // Handles made at compile time refer to immortal objects, which are not counted.
   constexpr ~HxHandle() {
     if (!std::is_constant_evaluated() && _object) _object->release();
   }
 
   constexpr bool isNil() const noexcept { return !_object; }
   constexpr explicit operator bool() const noexcept { return _object != nullptr; }
-  // The object behind the handle, still owned by it; null for nil.
+  // Returns the object, still owned by the handle; null for nil.
   constexpr HxObject* object() const noexcept { return _object; }
 
-  // The questions of HxObject; zero, false or nil for nil. isEqual is false if either side is nil.
+  // As in HxObject; zero, false or nil on nil. isEqual is false if either side is nil.
   bool isEqual(const HxHandle& other) const {
     return _object && other._object &&
            (_object == other._object || _object->isEqual(*other._object));
@@ -269,7 +269,7 @@ class RONDEL_EXPORT HxHandle {
   HxAny performSelector(HxSelector selector) const;
   HxAny performSelector(HxSelector selector, const HxHandle& argument) const;
 
-  // By isEqual; two nils are equal here, so that handles can be compared as values.
+  // Compares by isEqual. Two nils are equal here, so that handles compare as values.
   friend bool operator==(const HxHandle& a, const HxHandle& b) {
     return a._object == b._object || a.isEqual(b);
   }
@@ -285,7 +285,7 @@ class RONDEL_EXPORT HxHandle {
   constexpr HxHandle(HxHandle&& other) noexcept : _object(std::exchange(other._object, nullptr)) {}
   HxHandle& operator=(const HxHandle& other) noexcept { return *this = HxHandle(other); }
   HxHandle& operator=(HxHandle&& other) noexcept {
-    // The old object is let go of last: its end may look at this handle.
+    // Releases the old object last: its destructor may read this handle.
     const HxObject* const old = std::exchange(_object, std::exchange(other._object, nullptr));
     if (old) old->release();
     return *this;
@@ -298,16 +298,16 @@ class RONDEL_EXPORT HxHandle {
   static constexpr std::uint32_t kBuiltIn = HxObject::kBuiltIn;
   static constexpr std::uint32_t kAimable = HxObject::kAimable;
 
-  // Whether an object is the library's own one of this kind, with exactly these bits among
-  // kMutable and kAimable.
+  // Returns whether an object is of this library's own class for the kind, with exactly these bits
+  // of kMutable and kAimable.
   static constexpr bool isBuiltInKind(const HxObject* object, HxTypeID type,
                                       std::uint32_t bits) noexcept {
     constexpr std::uint32_t kAsked = HxObject::kTypeMask | kBuiltIn | kMutable | kAimable;
     return (object->bits() & kAsked) == (static_cast<std::uint32_t>(type) | kBuiltIn | bits);
   }
-  // Whether there is an object for an operation that the base of this handle does not have: false
-  // for nil. Raises HxInvalidArgumentException if the object is of another kind, which the handle
-  // was given through a reference to its base. `operation` is the full name, for the reason.
+  // Returns whether there is an object for an operation that only a derived handle has: false for
+  // nil. Raises HxInvalidArgumentException if the object is of another kind: a handle can get one
+  // through a reference to its base. `operation` is the full name, for the reason.
   bool isForChange(const char* operation, HxTypeID type,
                    std::uint32_t bits = HxObject::kMutable) const {
     if (!_object) return false;
@@ -335,7 +335,7 @@ class RONDEL_EXPORT HxAny final : public HxHandle {
   HxAny(const HxHandle& handle) noexcept : HxHandle(handle) {}        // NOLINT: any object
   HxAny(HxHandle&& handle) noexcept : HxHandle(std::move(handle)) {}  // NOLINT: any object
   HxAny(Unchecked, HxAny any) noexcept : HxAny(std::move(any)) {}
-  // Whether a handle of this type can hold the object; as<> asks it.
+  // Returns whether a handle of this type can hold the object; for as<>.
   static constexpr bool canHold(const HxObject* object) noexcept { return object != nullptr; }
 
   // Takes over the reference that the caller holds.
@@ -369,7 +369,7 @@ class Ref {
     if (_object) _object->release();
   }
 
-  // Takes over the reference that the caller holds; what a new object is wrapped with.
+  // Takes over the reference that the caller holds; for new objects.
   static Ref adopt(T* object) noexcept {
     Ref reference;
     reference._object = object;
@@ -381,7 +381,7 @@ class Ref {
   constexpr T& operator*() const noexcept { return *_object; }
   constexpr explicit operator bool() const noexcept { return _object != nullptr; }
   constexpr bool isNil() const noexcept { return !_object; }
-  // By identity; the order is that of the addresses, nil first.
+  // Compare by identity, and order by address, nil first.
   friend constexpr bool operator==(const Ref& a, const Ref& b) noexcept {
     return a._object == b._object;
   }
@@ -393,7 +393,7 @@ class Ref {
   T* _object = nullptr;
 };
 
-// A new object, its first reference adopted.
+// Returns a new object, with its first reference adopted.
 template <class T, class... Arguments>
 [[nodiscard]] Ref<T> makeRef(Arguments&&... arguments) {
   return Ref<T>::adopt(new T(std::forward<Arguments>(arguments)...));
@@ -403,32 +403,32 @@ template <class T>
 HxHandle::HxHandle(const Ref<T>& reference) noexcept
     : HxHandle(static_cast<const HxObject*>(reference.get())) {}
 
-// The same object under handle type H, nil if it is of another kind. For mutable forms the object
-// must be mutable.
+// Returns the same object as a handle of type H, nil if it is of another kind. For mutable forms
+// the object must be mutable.
 template <std::derived_from<HxHandle> H>
 [[nodiscard]] H as(HxAny any) {
   return H::canHold(any.object()) ? H(HxAny::Unchecked{}, std::move(any)) : H(nullptr);
 }
-// The same object under class T, nil if it is of another class.
+// Returns the same object as class T, nil if it is of another class.
 template <std::derived_from<HxObject> T>
 [[nodiscard]] Ref<T> asRef(const HxHandle& any) {
   return Ref<T>(dynamic_cast<T*>(any.object()));
 }
 
-// The interface T as a value, under the name it has in messages.
+// Returns the interface T as a value. `name` is its name in messages.
 template <class T>
 constexpr HxProtocol protocolOf(const char* name) {
   return HxProtocol(
       name, [](const HxObject* object) { return dynamic_cast<const T*>(object) != nullptr; });
 }
 
-// The name as text, nil for the null selector; and back, null for nil.
+// Return the name as text, nil for the null selector; and the selector of a name, null for nil.
 RONDEL_EXPORT HxString HxStringFromSelector(HxSelector selector);
 RONDEL_EXPORT HxSelector HxSelectorFromString(const HxString& name);
-// The class's name, nil for the null class.
+// Returns the class's name, nil for the null class.
 RONDEL_EXPORT HxString HxStringFromClass(HxClass kind);
 
-// Run-time type identity; that of nil is that of a plain object.
+// Returns the run-time type identity; for nil, that of a plain object.
 inline HxTypeID HcGetTypeID(const HxHandle& any) noexcept {
   return any ? any.object()->typeID() : HxTypeID::object;
 }

@@ -35,24 +35,24 @@ struct HxRange {
   friend constexpr bool operator==(const HxRange&, const HxRange&) = default;
 };
 
-// What a search returns that found nothing. Both halves are part of the answer.
+// The result of a search that found nothing. Both members are part of it.
 inline constexpr HxRange kNotFoundRange{HxNotFound, 0};
 
 constexpr HxRange HxMakeRange(HxUInteger location, HxUInteger length) noexcept {
   return {location, length};
 }
 
-// The first location after the range.
+// Returns the first location after the range.
 constexpr HxUInteger HxMaxRange(HxRange range) noexcept { return range.location + range.length; }
 
-// The smallest range that holds both.
+// Returns the smallest range that holds both.
 constexpr HxRange HxUnionRange(HxRange a, HxRange b) noexcept {
   const HxUInteger start = a.location < b.location ? a.location : b.location;
   const HxUInteger end = HxMaxRange(a) > HxMaxRange(b) ? HxMaxRange(a) : HxMaxRange(b);
   return {start, end - start};
 }
 
-// Whether [range] lies within `length` elements; safe against overflow of location + length.
+// Returns whether `range` lies within `length` elements, even if location + length overflows.
 constexpr bool HxRangeFits(HxRange range, HxUInteger length) noexcept {
   return range.location <= length && range.length <= length - range.location;
 }

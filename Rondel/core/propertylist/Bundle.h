@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// HxBundle: a folder that holds what belongs to a program or a library beside its code: facts about
-// it, and its messages in other languages.
+// HxBundle: a folder with what a program or a library needs beside its code: facts about it, and
+// its messages in other languages.
 //
 //   HxBundle tool = HxBundle::mainBundle();
 //   HxString text = tool.localizedStringForKey("Cannot open %@."_hx, ""_hx, "Messages"_hx);
@@ -11,19 +11,19 @@
 //   Info.plist                            facts, a property list; its root is a dictionary
 //   Resources/<language>.lproj/<table>.strings    messages: "key" = "text";
 //
-// Of Info.plist two keys are read here: HxBundleIdentifier, the name by which the bundle is found,
+// HxBundle reads two keys of Info.plist: HxBundleIdentifier, the name by which the bundle is found,
 // and HxBundleDevelopmentRegion, the language that its texts were first written in. A file that is
 // damaged, cannot be read or is no regular file is reported once through HxLog and treated as
 // empty.
 //
 // Languages. The languages that a user wants come from the environment, read once for each bundle:
 // LANGUAGE (several, separated by colons), then the first of LC_ALL, LC_MESSAGES and LANG that is
-// not empty; the locale C wants none. "de_AT.UTF-8" stands for de_AT.lproj, de-AT.lproj and
+// not empty; the locale C wants none. "de_AT.UTF-8" means de_AT.lproj, de-AT.lproj and
 // de.lproj, in this order. After them come en, the development region and Base. A text is taken
 // from the first of these that has its key.
 //
-// A bundle that was made once stays known and is never unloaded; the same path gives the same
-// bundle. On nil every operation gives nil. All operations may be used on any thread.
+// A bundle that was made once stays known and is never unloaded. The same path yields the same
+// bundle. On nil every operation returns nil. All operations may be used on any thread.
 #pragma once
 
 #include "Rondel/core/text/String.h"
@@ -34,7 +34,7 @@ class HxDictionary;
 
 // The library's own bundle, with the table of its messages.
 inline constexpr HxString HxRondelBundleIdentifier = "com.ostrand.Vantor.Rondel"_hx;
-// The table that is meant if none is named.
+// The table that is read if none is named.
 inline constexpr HxString HxDefaultStringsTable = "Localizable"_hx;
 
 class RONDEL_EXPORT HxBundle : public HxHandle {
@@ -53,8 +53,8 @@ class RONDEL_EXPORT HxBundle : public HxHandle {
   // Returns the first bundle with this identifier; nil if there is none. It looks at the main
   // bundle, the library's own one and those that bundleWithPath made. The library's own bundle is
   // always there: the folder "rondel" of the user's or the system's data folders ($XDG_DATA_HOME,
-  // $XDG_DATA_DIRS, see the XDG base directory specification). If there is no such folder, a bundle
-  // without tables stands in for it, so that each message is its own key.
+  // $XDG_DATA_DIRS, see the XDG base directory specification). If there is no such folder, the
+  // result is a bundle without tables, so that each message is its own key.
   static HxBundle bundleWithIdentifier(const HxString& identifier);
 
   // Returns its folder, without links; nil for a bundle that has none.

@@ -11,7 +11,7 @@
 // are strings; in the XML form also a number, a boolean (an HxNumber too) or a date. It nests at
 // most HxPropertyListDepthLimit containers deep.
 //
-// The first character after blanks tells the two forms apart. '<' with '?', '!' or a letter after
+// The first character after blanks selects the form. '<' with '?', '!' or a letter after
 // it begins the XML form, unless hexadecimal digits alone lead to a '>', which makes it data.
 // Everything else is the text form.
 //
@@ -30,7 +30,7 @@
 //                               UTF-16 unit of four hexadecimal digits; any other escape is an
 //                               error
 //   // ..., /* ... */           comments, to the end of the line or between the marks, wherever
-//                               blanks may stand
+//                               blanks are allowed
 // If a key is given twice, the last value counts, in both forms.
 //
 // The XML form. The root element is plist and holds one value: dict (key and value in turn), array,
@@ -43,8 +43,8 @@
 //
 // Errors. A reader returns the whole list or nil, never a part. Its error has the domain
 // HxPropertyListErrorDomain, one of the codes below, and a description "line 3, column 7: expected
-// a value, found ';'". Lines and columns count from 1; columns are in characters. A file that
-// cannot be read gives an error of HxPOSIXErrorDomain. The error of a file has its path under
+// a value, found ';'". Lines and columns count from 1; columns are in characters. If a file
+// cannot be read, the error is of HxPOSIXErrorDomain. The error of a file has its path under
 // HxFilePathErrorKey, and the description begins with it: "/tmp/x: line 3, column 7: ...".
 //
 // The lists that are read are immutable throughout. All functions may be used on any thread.
@@ -56,7 +56,7 @@ namespace rondel {
 
 class HxData;
 
-// How many containers may lie in one another.
+// The most levels of containers.
 inline constexpr HxUInteger HxPropertyListDepthLimit = 512;
 
 enum HxPropertyListErrorCode : HxInteger {
@@ -68,7 +68,7 @@ enum HxPropertyListErrorCode : HxInteger {
 
 enum class HxPropertyListFormat { text, xml };
 
-// Returns the list in the bytes, in the text, in the file; nil with an error if there is none. Nil
+// Return the list in the bytes, in the text, in the file; nil with an error if there is none. Nil
 // data and nil text are errors. A path that names no file is an error of the system: EINVAL for
 // nil, ENOENT for the empty path, EILSEQ for a NUL or a lone surrogate. Pipes and devices are read
 // to their end.
@@ -78,11 +78,11 @@ RONDEL_EXPORT HxAny HxPropertyListWithContentsOfFile(const HxString& path,
                                                      HxError* error = nullptr);
 
 // Returns the list as text in UTF-8, with keys in order of their code units; nil with an error if
-// it is no property list. The error's description tells where: "key 'a', index 2: ...". Reading
-// gives an equal list, with these exceptions:
+// it is no property list. The error's description says where: "key 'a', index 2: ...". Reading the
+// text returns an equal list, with these exceptions:
 //   In the text form numbers and booleans become strings of their stringValue, dates of their
-//   rfc3339String. Non-ASCII characters stand as they are, control characters and lone surrogates
-//   as escapes.
+//   rfc3339String. Control characters and lone surrogates become escapes; other non-ASCII
+//   characters stay as they are.
 //   In the XML form dates lose fractions of a second, and strings with characters that XML does not
 //   allow (most control characters, lone surrogates, U+FFFE, U+FFFF) are an error.
 RONDEL_EXPORT HxData HxDataFromPropertyList(const HxHandle& list, HxPropertyListFormat format,

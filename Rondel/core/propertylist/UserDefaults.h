@@ -17,9 +17,9 @@
 //
 // The command line. A word is a key if it begins with one dash, something follows the dash, and a
 // value follows the word. The value is any word that begins with no dash, or with a dash and a
-// digit or a dot. It is read as a property list in text form ("( a, b )", "{ a = 1; }"), and stands
-// as it is if it is none. A word "--" ends the search, so the command line of a child is not looked
-// at. If a key is given twice, the last value counts.
+// digit or a dot. It is read as a property list in text form ("( a, b )", "{ a = 1; }"), or as
+// plain text if it is none. A word "--" ends the search, so the command line of a child is not
+// looked at. If a key is given twice, the last value counts.
 //
 // Files. The domain NAME is kept in $XDG_CONFIG_HOME/rondel/defaults/NAME.plist, or below ~/.config
 // if that variable is not set to an absolute path (XDG base directory specification). In NAME each
@@ -82,10 +82,9 @@ class RONDEL_EXPORT HxUserDefaults : public HxObject {
   HxString stringForKey(const HxString& key) const;
   // Returns the value if it is an array of strings only; nil otherwise.
   HxArray stringArrayForKey(const HxString& key) const;
-  // Returns the value of a number, the leading decimal number of a string; 0 otherwise.
+  // Returns the value of a number, or the leading decimal number of a string; 0 otherwise.
   HxInteger integerForKey(const HxString& key) const;
-  // Returns whether a number is not 0, or a string begins as HxString::boolValue wants it; false
-  // otherwise.
+  // Returns whether a number is not 0, or the boolValue of a string; false otherwise.
   bool boolForKey(const HxString& key) const;
   // Returns all that objectForKey would find: the four domains as one dictionary.
   HxDictionary dictionaryRepresentation() const;
@@ -106,11 +105,11 @@ class RONDEL_EXPORT HxUserDefaults : public HxObject {
 
   // ---- Domains by name
 
-  // Returns nil if there is none of that name. A volatile domain of a name of one's own is kept but
-  // not searched.
+  // Returns a volatile domain; nil if there is none of that name. A volatile domain with your own
+  // name is kept but not searched.
   HxDictionary volatileDomainForName(const HxString& name) const;
-  // Replaces a volatile domain, and with it what the command line or registerDefaults gave; nil
-  // removes it.
+  // Replaces a volatile domain, and with it what came from the command line or registerDefaults.
+  // Nil removes it.
   void setVolatileDomain(const HxDictionary& domain, const HxString& name);
   // Returns the application domain and HxGlobalDomain by their names, and the settings of any other
   // program by its name. Nil if nothing was ever set in it.

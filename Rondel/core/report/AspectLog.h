@@ -12,14 +12,14 @@
 //
 // Levels come from the user's defaults: a key with the suffix "LogLevel", in any domain, sets the
 // level of the aspect before the suffix (ScannerLogLevel = 2). They are read once, at the first
-// question. After that, MoSetLogDetailLevelForAspect changes them.
+// query. After that, MoSetLogDetailLevelForAspect changes them.
 //
 // Indentation is "|  " for each level, before the message. The indent level is one number for all
 // aspects and threads. It has no limit, but no line is indented deeper than level 65,536.
 //
 // Cost. A MO_LOG that is off costs a byte load and a branch, whether other aspects are on or not:
 // the call site remembers the level of its aspect until any level changes. Its arguments are not
-// evaluated. Asking by name takes no lock and costs a table look-up.
+// evaluated. A query by name takes no lock and costs a table look-up.
 //
 // Threads. Any thread may log and set levels. One recursive lock, the log lock, guards the setting
 // of levels, the indentation texts, and the whole of _MoLogv until the line is written. Nothing is
@@ -51,7 +51,7 @@ namespace internal {
 class LogFlag {
  public:
   constexpr explicit LogFlag(bool value) noexcept : _byte(value) {}
-  operator bool() const noexcept {  // NOLINT: it stands for a bool
+  operator bool() const noexcept {  // NOLINT: it is a bool
     return __atomic_load_n(&_byte, __ATOMIC_RELAXED) != 0;
   }
   void set(bool value) noexcept {
@@ -64,14 +64,14 @@ class LogFlag {
 
 }  // namespace internal
 
-// Whether any aspect ever had a level other than 0: a fast question before the one by name. It is
-// true until the first question by name, so that this one is asked. Once a level other than 0 has
+// True if any aspect ever had a level other than 0: a fast test before a query by name. It is true
+// until the first such query, so that this query is made. Once a level other than 0 has
 // been set it stays true.
 RONDEL_EXPORT extern internal::LogFlag _MoLogSomeLoggingIsEnabled;
 
 // ---- Messages -----------------------------------------------------------------------------------
 
-// Writes if the aspect's level is at least `level`. A nil format writes nothing.
+// Writes the message if the aspect's level is at least `level`. A nil format writes nothing.
 RONDEL_EXPORT void MoLogv(const HxString& aspect, HxUInteger level, const HxString& format,
                           HxArguments arguments);
 template <class... Arguments>
@@ -112,7 +112,7 @@ void _MoLogOutdent(const HxString& format, const Arguments&... arguments) {
   internal::logOutdent(format, HxArgumentPack(arguments...));
 }
 
-// The same two if the aspect's level is at least `level`. Otherwise they do nothing, so that an
+// Do the same if the aspect's level is at least `level`. Otherwise they do nothing, so that an
 // aspect that is off never indents the lines of the others.
 template <class... Arguments>
 void MoLogIndent(const HxString& aspect, HxUInteger level, const HxString& format,
@@ -161,7 +161,7 @@ class LogSite {
   static void forgetAll();
 
  private:
-  // Also stands for every level that does not fit a byte.
+  // Also means every level that does not fit a byte.
   static constexpr std::uint8_t kUnknown = 255;
 
   void remember(std::uint8_t level) noexcept { __atomic_store_n(&_level, level, __ATOMIC_SEQ_CST); }
@@ -173,9 +173,9 @@ class LogSite {
 
 }  // namespace internal
 
-// Whether a message would be written: _MoLogSomeLoggingIsEnabled is set and the aspect's level is
-// at least `level`. At one place in the code the aspect must be the same each time; the level may
-// vary.
+// Returns whether a message would be written: _MoLogSomeLoggingIsEnabled is set and the aspect's
+// level is at least `level`. At one place in the code the aspect must be the same each time; the
+// level may vary.
 #define MO_LOG_IS_ENABLED(aspect, level)                                              \
   ([&]() -> bool {                                                                    \
     static constinit ::rondel::internal::LogSite moLogSite;                           \

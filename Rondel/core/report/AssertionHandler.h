@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// HxAssertionHandler: who hears of a failed HxParameterAssert.
+// HxAssertionHandler: the object that handles a failed HxParameterAssert.
 //
 //   class Counting final : public HxAssertionHandler {
 //     void handleFailureInMethod(...) override { ++failures; }    // and let the code go on
 //   };
 //   Ref<HxAssertionHandler> former = HxAssertionHandler::setCurrentHandler(makeRef<Counting>());
 //
-// Each thread has a handler of its own; at first that is one that raises.
+// Each thread has its own handler. The default handler raises.
 #pragma once
 
 #include "Rondel/core/text/String.h"
@@ -19,15 +19,16 @@ class RONDEL_EXPORT HxAssertionHandler : public HxObject {
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  // The handler of this thread, never null.
+  // Returns the handler of this thread, never null.
   static Ref<HxAssertionHandler> currentHandler();
-  // Puts another handler in charge on this thread, null for one that raises, and gives the former.
+  // Installs `handler` on this thread, or the default if null. Returns the previous handler, never
+  // null.
   static Ref<HxAssertionHandler> setCurrentHandler(const Ref<HxAssertionHandler>& handler);
 
-  // Told of a failure in the operation `method` of `object`, both null in a plain function. The
+  // Handles a failure in the operation `method` of `object`, both null in a plain function. The
   // object is lent for the call. `description` is a format. Raises HxInternalInconsistencyException
-  // with the formatted description as its reason; an override may return, and then the code goes on
-  // behind the check.
+  // with the formatted description as its reason. If an override returns, the code goes on after
+  // the check.
   virtual void handleFailureInMethod(HxSelector method, const HxHandle& object,
                                      const HxString& file, HxInteger lineNumber,
                                      const HxString& description, HxArguments arguments);

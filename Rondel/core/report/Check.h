@@ -5,7 +5,7 @@
 // A failed check is a programming error of the caller. It is reported to the failure sink,
 // MoAssertionFailureHandler. Then the code goes on with the next statement: a check neither returns
 // from the function nor raises. Code after a check may rely on the value only as far as nil-safe
-// handles do. Where it must stop, it has a branch of its own.
+// handles do. If it must stop, it needs its own branch.
 //
 //   bool MoRegularExpression::matchesString(const HxString& candidate) {
 //     MO_OPERATION("-[MoRegularExpression matchesString:]");
@@ -18,7 +18,7 @@
 //   MO_OPERATION("-[Class op:]")                  a member function; `this` is the receiver
 //   MO_CLASS_OPERATION("+[Class op:]")            a static one; there is no receiver to show, so
 //                                                 the sink reads a null one, but a name
-//   MO_ADDITION(receiver, "-[HxString(G) op:]")   a free function that stands for an operation of
+//   MO_ADDITION(receiver, "-[HxString(G) op:]")   a free function in the role of an operation of
 //                                                 its first argument: a handle, a Ref, a pointer or
 //                                                 an object
 //   MO_FUNCTION("int f(HxString *)")              a plain function: neither receiver nor name
@@ -27,7 +27,7 @@
 // object):
 //
 //   MoAssert(condition)                            the condition holds
-//   MoAssertWithMessage(condition, format, ...)    the same, with a message of its own
+//   MoAssertWithMessage(condition, format, ...)    the same, with your own message
 //   MoCheckString(s)                               a string, not nil
 //   MoCheckStringOrNil(s)                          a string or nil
 //   MoCheckNonEmptyString(s)                       a string with at least one character
@@ -40,7 +40,7 @@
 //   HxParameterAssert(condition)                   the condition holds; see its own comment
 //
 // A form evaluates its argument once and reports at most one failure. The sink receives the source
-// text of the argument and of the condition; names of classes and interfaces are given without
+// text of the argument and of the condition; names of classes and interfaces are without
 // their namespace. If that text must differ from the code, use the variant that takes it:
 // ...Text(condition, text) or ...Named(argument, name).
 //
@@ -58,7 +58,7 @@ namespace rondel {
 
 // ---- The sink -----------------------------------------------------------------------------------
 
-// What a sink is told:
+// The arguments of a sink:
 //   self       the place that holds the receiver of the operation with the check
 //   _cmd       the place that holds the name of that operation
 //   function   the full name of the operation or function
@@ -84,11 +84,11 @@ RONDEL_EXPORT void MoAssertionFailureHandler(const HxAny* self, const HxSelector
 RONDEL_EXPORT MoAssertionFailureSink
 MoSetAssertionFailureHandler(MoAssertionFailureSink sink) noexcept;
 
-// The format of a failure that has none of its own.
+// The format of a failure without a message.
 inline constexpr HxString MoDefaultAssertionFormat = "Assertion failed: %s"_hx;
 
-// The receiver and the name of plain functions; always null. They have a namespace of
-// their own so that a parameter may be called self.
+// The receiver and the name of plain functions; always null. They are in a namespace so that a
+// parameter may be called self.
 namespace globals {
 RONDEL_EXPORT extern const HxAny self;
 RONDEL_EXPORT extern const HxSelector _cmd;

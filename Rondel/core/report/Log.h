@@ -8,7 +8,7 @@
 // pid, then the formatted message. Line ends inside the message stay. Each call is one write of
 // whole lines, so that lines of several threads and processes do not mix.
 //
-// Logging reports no failure and keeps errno. A console that nobody reads sends no SIGPIPE. A full
+// Logging reports no failure and keeps errno. A console without a reader sends no SIGPIPE. A full
 // console is waited for. If its descriptor does not block, the wait ends after a second and the
 // line is dropped, as are all lines after it, at once, until the console has room again. A line is
 // dropped, too, if there is no memory for it.
@@ -30,7 +30,7 @@ void HxLog(const HxString& format, const Arguments&... arguments) {
 
 // Installs the function that gets the formatted messages, without date and process, or standard
 // error if null. Returns the previous function, null for standard error. For tests, and for tools
-// with a log of their own. The function may be called on any thread, and on several at once.
+// with their own log. The function may be called on any thread, and on several at once.
 using HxLogOutput = void (*)(const HxString& message);
 RONDEL_EXPORT HxLogOutput HxSetLogOutput(HxLogOutput output) noexcept;
 

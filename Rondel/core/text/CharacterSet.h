@@ -5,8 +5,9 @@
 //   HxCharacterSet blanks = HxCharacterSet::whitespaceCharacterSet();
 //   text.rangeOfCharacterFromSet(blanks.invertedSet());
 //
-// A set answers for one code unit at a time; characters beyond U+FFFF are not members of any set
-// but the inverse of one, through their surrogates. On nil every operation returns false or nil.
+// A set holds single code units, so a character beyond U+FFFF is looked up by its surrogates. The
+// named sets hold no surrogates; their inverses hold all. On nil every operation returns false or
+// nil, or does nothing.
 // The named sets are made once and shared; an immutable set may be used on any thread.
 #pragma once
 
@@ -16,7 +17,7 @@ namespace rondel {
 
 class HxMutableCharacterSet;
 
-// The object of every set: one bit a code unit.
+// The object of every set: one bit for each code unit.
 class RONDEL_EXPORT HxCharacterSetObject final : public HxObject {
  public:
   static constexpr HxUInteger kUnits = 0x10000;
@@ -51,26 +52,26 @@ class RONDEL_EXPORT HxCharacterSet : public HxHandle {
   }
   static HxClass classObject() noexcept { return HxCharacterSetObject::classObject(); }
 
-  // The code units of the text; nil gives the empty set.
+  // Returns the code units of the text; the empty set for nil.
   static HxCharacterSet characterSetWithCharactersInString(const HxString& string);
-  // The units from `location` on, as far as there are units.
+  // Returns the units of the range, without those beyond U+FFFF.
   static HxCharacterSet characterSetWithRange(HxRange units);
-  // Unicode general category Zs and TAB, by the Unicode version of the ICU in use.
+  // Returns Unicode general category Zs and TAB, by the Unicode version of the ICU in use.
   static HxCharacterSet whitespaceCharacterSet();
-  // That set with U+000A to U+000D, U+0085, U+2028 and U+2029.
+  // Returns that set with U+000A to U+000D, U+0085, U+2028 and U+2029.
   static HxCharacterSet whitespaceAndNewlineCharacterSet();
-  // Unicode general categories L, M and N.
+  // Returns Unicode general categories L, M and N.
   static HxCharacterSet alphanumericCharacterSet();
 
   bool characterIsMember(HxUniChar unit) const noexcept {
     return _object && setObject()->contains(unit);
   }
-  // All units that are not members.
+  // Returns all units that are not members.
   [[nodiscard]] HxCharacterSet invertedSet() const;
-  // The set itself if it is immutable, else an immutable copy.
+  // Returns the set itself if it is immutable, else an immutable copy.
   [[nodiscard]] HxCharacterSet copy() const;
   [[nodiscard]] HxMutableCharacterSet mutableCopy() const;
-  // The bits themselves, null for nil; they live as long as the set. For scanners.
+  // Returns the bits, null for nil. They live as long as the set. For scanners.
   const HxCharacterSetObject* setObject() const noexcept {
     return static_cast<const HxCharacterSetObject*>(_object);
   }
@@ -86,7 +87,7 @@ class RONDEL_EXPORT HxMutableCharacterSet : public HxCharacterSet {
   }
   static HxClass classObject() noexcept;
 
-  // A new, empty set.
+  // Returns a new, empty set.
   static HxMutableCharacterSet characterSet();
 
   void addCharactersInString(const HxString& string);

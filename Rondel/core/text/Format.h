@@ -28,19 +28,19 @@
 //   n            anything                  nothing; nothing is written to it either
 //
 // The lengths l ll q z t j L are read and not needed, since every argument brings its type; an
-// argument smaller than int counts as int. The lengths h and hh cut an integer as in C; with c and
+// argument smaller than int becomes int. The lengths h and hh cut an integer as in C; with c and
 // s, l changes nothing but %lc, which is %C. Width and precision of text count units; a surrogate
 // pair that the precision would cut is left out, and no more of a C string is read than is needed.
 //
 // Arguments are type-safe. A conversion whose argument is of a kind not in its row prints it in its
 // own natural form, padded to the width: integers in decimal, reals as the shortest text that reads
-// back the same, text and objects as %@, pointers as %p. A missing argument counts as 0 for
-// numbers, as nil for text and pointers, and as nothing for characters. Extra arguments are
+// back the same, text and objects as %@, pointers as %p. A missing argument is 0 for
+// numbers, nil for text and pointers, and nothing for characters. Extra arguments are
 // ignored. A nil object and a null C string print "(null)", a null pointer "(nil)". What is no
 // conversion (an unknown letter, an end too early) is printed as it is. Nothing is ever read out of
 // bounds.
 //
-// Width, and the precision of numbers, are at most 65535: more counts as that.
+// Width, and the precision of numbers, are at most 65535; greater ones are cut to that.
 //
 // Threads: all of this may be used on any thread.
 #pragma once
@@ -52,8 +52,8 @@
 
 namespace rondel {
 
-// One argument of a format, with its type. Holds views: it lives no longer than the call that it
-// was made for.
+// One argument of a format, with its type. Holds views: it must not outlive the call that it was
+// made for.
 class RONDEL_EXPORT HxArgument {
  public:
   enum class Kind : std::uint8_t { signedInteger, unsignedInteger, real, cString, pointer, object };
@@ -92,16 +92,16 @@ class RONDEL_EXPORT HxArgument {
   HxArgument(const HxObject& object) noexcept : _kind(Kind::object), _pointer(&object) {}  // NOLINT
 
   constexpr Kind kind() const noexcept { return _kind; }
-  // Bytes of the integer type, at least those of int; for conversions to unsigned form.
+  // Returns the bytes of the integer type, at least those of int; for conversions to unsigned.
   constexpr unsigned size() const noexcept { return _size; }
-  // The value as each kind; 0 or null if the argument is of another kind. A real is cut to an
-  // integer (saturating, NaN is 0).
+  // Return the value as each kind; 0 or null if the argument is of another kind. A real is cut to
+  // an integer (saturating, NaN is 0).
   std::int64_t asInteger() const noexcept;
   std::uint64_t asUnsigned() const noexcept;  // only as many bits as the argument's type has
   double asReal() const noexcept;
   // NUL-terminated if textLength is HxNotFound.
   const char* asCString() const noexcept { return _kind == Kind::cString ? _text : nullptr; }
-  // Bytes of a text that came with its length, else HxNotFound.
+  // Returns the bytes of a text that came with its length, else HxNotFound.
   HxUInteger textLength() const noexcept { return _length; }
   const void* asPointer() const noexcept;
   const HxObject* asObject() const noexcept {
@@ -120,7 +120,7 @@ class RONDEL_EXPORT HxArgument {
   };
 };
 
-// A view of the arguments of one call. It lives no longer than that call.
+// A view of the arguments of one call. It must not outlive that call.
 class HxArguments {
  public:
   constexpr HxArguments() noexcept = default;

@@ -9,7 +9,7 @@
 //   HxString name = "main.c"_hx;  // a constant: no allocation
 //   HxString path = "src"_hx.stringByAppendingPathComponent(name);
 //   HxString line = HxString::stringWithFormat("%@: %d"_hx, path, 12);
-//   HxString text = HxString(std::string_view(bytes, n));  // nil if the bytes are no UTF-8
+//   HxString text = HxString(std::string_view(bytes, n));  // nil if they are not UTF-8
 //   if (path.hasSuffix(".c"_hx)) ...
 //
 // Nil. Every operation on a nil string returns zero: length 0, false, nil, an empty answer, and
@@ -17,14 +17,14 @@
 // crashes.
 //
 // Errors. An index or a range beyond the end raises HxException with the name HxRangeException.
-// Bytes that are not valid in their encoding give nil. Nothing else fails.
+// A string made of bytes that are invalid in their encoding is nil. Nothing else fails.
 //
 // Storage. Built-in strings keep one byte a character if all of them are ASCII, else two, after a
 // header of 24 bytes in one block. Any class derived from HxStringObject works as a string; see
 // StringObject.h for the three operations that it supplies.
 //
-// Threads. An immutable string may be used from any thread; a mutable one belongs to one thread at
-// a time.
+// Threads. An immutable string may be used on any thread. A mutable one belongs to one thread at a
+// time.
 #pragma once
 
 #include <compare>
@@ -51,24 +51,24 @@ class RONDEL_EXPORT HxString : public HxHandle {
 
   constexpr HxString() noexcept = default;              // nil
   constexpr HxString(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
-  // UTF-8 and UTF-16 text. Bytes that are not valid UTF-8 give nil; UTF-16 units are taken as they
-  // are, lone surrogates too.
+  // Make a string of UTF-8 or UTF-16 text. Bytes that are not valid UTF-8 make nil. UTF-16 units
+  // are taken as they are, lone surrogates too.
   explicit HxString(std::string_view utf8);
-  explicit HxString(const char* utf8);  // NUL-terminated; null gives nil
+  explicit HxString(const char* utf8);  // NUL-terminated; null makes nil
   explicit HxString(std::u16string_view units);
-  // A string of one's own class; see StringObject.h. Nil gives nil.
+  // Wraps an object of your own string class; see StringObject.h. Nil makes nil.
   template <std::derived_from<HxStringObject> T>
   explicit HxString(const Ref<T>& object) noexcept : HxHandle(object) {}
 
-  // The empty string.
+  // Returns the empty string.
   static HxString string() noexcept;
-  // A string with the same text; nil gives nil.
+  // Returns a string with the same text; nil for nil.
   static HxString stringWithString(const HxString& string);
   template <std::derived_from<HxStringObject> T>
   static HxString stringWithObject(const Ref<T>& object) noexcept {
     return HxString(object);
   }
-  // The format with its conversions replaced; see Format.h. A nil format gives nil.
+  // Returns the format with its conversions replaced; see Format.h. Nil if the format is nil.
   template <class... Arguments>
   static HxString stringWithFormat(const HxString& format, const Arguments&... arguments) {
     return initWithFormatArguments(format, HxArgumentPack(arguments...));
@@ -78,20 +78,20 @@ class RONDEL_EXPORT HxString : public HxHandle {
     return initWithFormatArguments(format, HxArgumentPack(arguments...));
   }
   static HxString initWithFormatArguments(const HxString& format, HxArguments arguments);
-  // From NUL-terminated UTF-8; null or invalid bytes give nil.
+  // Returns the text of NUL-terminated UTF-8; nil if it is null or invalid.
   static HxString stringWithUTF8String(const char* bytes);
-  // From NUL-terminated bytes in one of the encodings of Types.h; null, invalid bytes and unknown
-  // encodings give nil.
+  // Returns the text of NUL-terminated bytes in an encoding of Types.h; nil if they are null or
+  // invalid, or if the encoding is unknown.
   static HxString stringWithCString(const char* bytes, HxStringEncoding encoding);
   static HxString initWithCString(const char* bytes, HxStringEncoding encoding);
-  // From UTF-16 units; null with a length of 0 gives the empty string.
+  // Returns the text of UTF-16 units; the empty string for null with a length of 0.
   static HxString stringWithCharacters(const HxUniChar* characters, HxUInteger length);
   static HxString initWithCharacters(const HxUniChar* characters, HxUInteger length);
-  // Takes over `characters`, made with malloc, and frees them when done if told so; the text may be
-  // copied at once.
+  // Returns the text of `characters`, which may be copied at once. With freeWhenDone they were made
+  // with malloc, and are freed with the string, or at once if there is none.
   static HxString initWithCharactersNoCopy(HxUniChar* characters, HxUInteger length,
                                            bool freeWhenDone);
-  // From bytes; nil if they are not valid in the encoding.
+  // Returns the text of the bytes; nil if they are not valid in the encoding.
   static HxString initWithBytes(const void* bytes, HxUInteger length, HxStringEncoding encoding);
   static HxString initWithBytesNoCopy(void* bytes, HxUInteger length, HxStringEncoding encoding,
                                       bool freeWhenDone);
@@ -104,9 +104,9 @@ class RONDEL_EXPORT HxString : public HxHandle {
     return isFlat() ? flat()->flatLength() : stringObject()->length();
   }
   bool isEmpty() const { return length() == 0; }
-  // The code unit at an index; beyond the end raises HxRangeException. 0 for nil.
+  // Returns the code unit at an index, 0 on nil. Raises HxRangeException if it is beyond the end.
   HxUniChar characterAtIndex(HxUInteger index) const;
-  // The code units one after the other: for (HxUniChar unit : text) ...
+  // Iterate over the code units: for (HxUniChar unit : text) ...
   class Iterator;
   Iterator begin() const;
   Iterator end() const;
@@ -114,42 +114,42 @@ class RONDEL_EXPORT HxString : public HxHandle {
   // raises HxRangeException.
   void getCharacters(HxUniChar* buffer) const;
   void getCharacters(HxUniChar* buffer, HxRange range) const;
-  // NUL-terminated UTF-8; null for nil and for text with a lone surrogate. The text's own NULs are
-  // kept and counted in length().
+  // Returns NUL-terminated UTF-8; null for nil and for text with a lone surrogate. NULs in the text
+  // are kept and counted in length().
   HxCString UTF8String() const;
-  // NUL-terminated UTF-8 in canonical decomposition, for file names; null as above.
+  // Returns NUL-terminated UTF-8 in canonical decomposition, for file names; null as above.
   HxCString fileSystemRepresentation() const;
-  // The same into a buffer of `maximumLength` bytes, which may be used up to its end, with nothing
-  // taken from the heap for text of a normal make; false, with the buffer in any state, if the
-  // bytes and their NUL do not fit or there are none.
+  // Writes the same to a buffer of `maximumLength` bytes, without the heap for ordinary text.
+  // Returns false if the bytes and their NUL do not fit or there are none. All of the buffer may be
+  // written over, on failure too.
   bool getFileSystemRepresentation(char* buffer, HxUInteger maximumLength) const;
-  // The most bytes that fileSystemRepresentation can need, terminator included.
+  // Returns the most bytes that fileSystemRepresentation can need, terminator included.
   HxUInteger maximumFileSystemRepresentationLength() const;
-  // The text as std::string, UTF-8; empty for nil. Lone surrogates become U+FFFD. Include <string>
-  // to call it.
+  // Returns the text as UTF-8, empty for nil. Lone surrogates become U+FFFD. Include <string> to
+  // call it.
   std::string toStdString() const;
-  // Bytes in the encoding, nil if the string does not convert (a lone surrogate does not convert
-  // to UTF-8). HxUnicodeStringEncoding writes a byte order mark and the machine's byte order.
+  // Returns bytes in the encoding; nil if the text does not convert, such as a lone surrogate to
+  // UTF-8. HxUnicodeStringEncoding writes a byte order mark and the machine's byte order.
   HxData dataUsingEncoding(HxStringEncoding encoding) const;
   // Returns the leading decimal number after any whitespace, with a sign; 0 if there is none.
   // Saturates at the limits of the type.
   int intValue() const;
   HxInteger integerValue() const;
-  // Whether the text begins with Y, y, T, t or a digit from 1 to 9.
+  // Returns whether the text begins with Y, y, T, t or a digit from 1 to 9.
   bool boolValue() const;
 
   // ---- Comparing -------------------------------------------------------------------------------
 
-  // Whether the code units are the same, in the same order. False if either is nil.
+  // Returns whether the code units are the same. False if either string is nil.
   bool isEqualToString(const HxString& other) const {
     if (!_object || !other._object) return false;
     if (_object == other._object) return true;
     return isFlat() && other.isFlat() ? flat()->hasSameUnits(*other.flat())
                                       : _object->isEqual(*other._object);
   }
-  // Ordering; text that is canonically equivalent is the same unless HxLiteralSearch is given, and
-  // is ordered by the code units of its canonical decomposition. A nil argument sorts first. The
-  // range is of the receiver.
+  // Returns the order by code units of the canonical decompositions, so that canonically equivalent
+  // text is the same. With HxLiteralSearch it orders by the code units as they are. A nil argument
+  // sorts first. The range is of the receiver.
   HxComparisonResult compare(const HxString& other) const { return compare(other, 0); }
   HxComparisonResult compare(const HxString& other, HxStringCompareOptions options) const;
   HxComparisonResult compare(const HxString& other, HxStringCompareOptions options,
@@ -170,11 +170,11 @@ class RONDEL_EXPORT HxString : public HxHandle {
   bool isEqual(const HxHandle& other) const {
     return canHold(other.object()) && isEqualToString(HxString(Unchecked{}, other));
   }
-  // As values: two nils are equal.
+  // Compares as values: two nils are equal.
   friend bool operator==(const HxString& a, const HxString& b) {
     return a._object == b._object || a.isEqualToString(b);
   }
-  // By code units, nil first.
+  // Orders by code units, nil first.
   friend std::strong_ordering operator<=>(const HxString& a, const HxString& b) {
     if (!a || !b) return static_cast<bool>(a) <=> static_cast<bool>(b);
     return a.compare(b, HxLiteralSearch) <=> 0;
@@ -182,44 +182,44 @@ class RONDEL_EXPORT HxString : public HxHandle {
 
   // ---- Searching -------------------------------------------------------------------------------
 
-  // The first match (the last with HxBackwardsSearch), or kNotFoundRange; an empty or nil argument
-  // finds nothing. Without HxLiteralSearch canonically equivalent text matches, and a match never
-  // ends inside a composed character sequence.
+  // Returns the first match (the last with HxBackwardsSearch), or kNotFoundRange. An empty or nil
+  // argument matches nothing. Without HxLiteralSearch canonically equivalent text matches, and no
+  // match ends inside a composed character sequence.
   HxRange rangeOfString(const HxString& string) const { return rangeOfString(string, 0); }
   HxRange rangeOfString(const HxString& string, HxStringCompareOptions options) const;
   HxRange rangeOfString(const HxString& string, HxStringCompareOptions options,
                         HxRange range) const;
-  // The first code unit in the set, as a range of length 1, or kNotFoundRange.
+  // Returns the first code unit in the set, as a range of length 1, or kNotFoundRange.
   HxRange rangeOfCharacterFromSet(const HxCharacterSet& set) const {
     return rangeOfCharacterFromSet(set, 0);
   }
   HxRange rangeOfCharacterFromSet(const HxCharacterSet& set, HxStringCompareOptions options) const;
   HxRange rangeOfCharacterFromSet(const HxCharacterSet& set, HxStringCompareOptions options,
                                   HxRange range) const;
-  // The whole composed character sequence around an index: a base with its marks, or a surrogate
-  // pair.
+  // Returns the whole composed character sequence around an index: a base with its marks, or a
+  // surrogate pair.
   HxRange rangeOfComposedCharacterSequenceAtIndex(HxUInteger index) const;
-  // For the lines that a range touches: the start of the first, the start of the line after the
+  // Finds the lines that a range touches: the start of the first, the start of the line after the
   // last, the end of the last line's contents. Each pointer may be null. LF, CR, CR LF, U+0085,
   // U+2028 and U+2029 end a line.
   void getLineStart(HxUInteger* start, HxUInteger* end, HxUInteger* contentsEnd,
                     HxRange range) const;
-  // Splits at each occurrence. Without one the array holds the receiver alone.
+  // Splits at each occurrence. If there is none, the array holds the receiver alone.
   [[nodiscard]] HxArray componentsSeparatedByString(const HxString& separator) const;
 
   // ---- New strings from old --------------------------------------------------------------------
 
-  // A range beyond the end raises HxRangeException; substringFromIndex(length()) is the empty
-  // string.
+  // Return a part of the text; substringFromIndex(length()) is the empty string. A range or an
+  // index beyond the end raises HxRangeException.
   HxString substringWithRange(HxRange range) const;
   HxString substringFromIndex(HxUInteger index) const;
   HxString substringToIndex(HxUInteger index) const;
-  // A nil argument appends nothing.
+  // Returns the text with the argument after it. A nil argument adds nothing.
   [[nodiscard]] HxString stringByAppendingString(const HxString& string) const;
-  // All parts in one new string, made with one allocation; nil parts add nothing.
+  // Returns all parts in one new string, made with one allocation. Nil parts add nothing.
   template <std::derived_from<HxString>... Strings>
   [[nodiscard]] static HxString stringByConcatenating(const Strings&... strings);
-  // The same for a list of strings.
+  // Does the same for a list of strings.
   static HxString concatenate(const HxString* const* parts, HxUInteger count);
   template <class... Arguments>
   [[nodiscard]] HxString stringByAppendingFormat(const HxString& format,
@@ -232,10 +232,10 @@ class RONDEL_EXPORT HxString : public HxHandle {
                                                               const HxString& replacement,
                                                               HxStringCompareOptions options,
                                                               HxRange range) const;
-  // Unicode default case conversion, independent of the locale.
+  // Return the text in Unicode default case conversion, independent of the locale.
   [[nodiscard]] HxString uppercaseString() const;
   [[nodiscard]] HxString lowercaseString() const;
-  // Unicode normal forms D and C.
+  // Return the text in Unicode normal forms D and C.
   [[nodiscard]] HxString decomposedStringWithCanonicalMapping() const;
   [[nodiscard]] HxString precomposedStringWithCanonicalMapping() const;
   [[nodiscard]] HxString stringByTrimmingCharactersInSet(const HxCharacterSet& set) const;
@@ -246,56 +246,56 @@ class RONDEL_EXPORT HxString : public HxHandle {
 
   // ---- As a path -------------------------------------------------------------------------------
 
-  // These know the separator '/' and nothing of the file system, but for the last two. Separators
-  // at the end of a path do not count: the last component of "a/b/" is "b".
+  // These work on the text, with '/' as separator. Only the last two read the file system.
+  // Separators at the end of a path do not count: the last component of "a/b/" is "b".
 
   // Returns the receiver, exactly one separator, and the component without separators at its end.
-  // A nil or empty component adds nothing; after an empty receiver the component stands alone.
+  // A nil or empty component adds nothing. On an empty receiver the result is the component alone.
   [[nodiscard]] HxString stringByAppendingPathComponent(const HxString& component) const;
-  // The parent; "/" for "/" and for "/a", empty for a path of one component.
+  // Returns the parent; "/" for "/" and for "/a", empty for a path of one component.
   [[nodiscard]] HxString stringByDeletingLastPathComponent() const;
-  // "/" for the root, empty for the empty string.
+  // Returns the last component; "/" for the root, empty for the empty string.
   HxString lastPathComponent() const;
   // Returns the text after the last dot of the last component, without the dot; empty if there is
-  // none. A dot that a name begins with does not count.
+  // none. A dot at the start of a name does not count.
   HxString pathExtension() const;
-  // The receiver itself, without separators at its end, if there is no extension.
+  // Returns the text before that dot. If there is no extension, removes separators at the end only.
   [[nodiscard]] HxString stringByDeletingPathExtension() const;
-  // "/" first for an absolute path, then the components, then "/" once more for a path with a
-  // separator at its end; runs of separators count as one.
+  // Returns "/" if the path is absolute, then the components, then "/" if more than the root has a
+  // separator at its end. A run of separators is one separator.
   HxArray pathComponents() const;
-  // The components appended one after the other; empty for nil. What is no string is left out.
+  // Returns the components as one path; empty for nil. What is no string is left out.
   static HxString pathWithComponents(const HxArray& components);
-  // Whether it begins with "/" or "~".
+  // Returns whether the path begins with "/" or "~".
   bool isAbsolutePath() const;
-  // "~" and "~user" expanded, "." and empty components dropped, ".." resolved in absolute paths: by
-  // the file system, links followed, where the path exists, else by text alone. Other paths keep
-  // their ".."; a path that vanishes is ".".
+  // Expands "~" and "~user", drops "." and empty components, and resolves ".." in absolute paths.
+  // For ".." it follows links if the path exists, else it goes by the text. Relative paths keep
+  // their "..". A path of which nothing is left becomes ".".
   [[nodiscard]] HxString stringByStandardizingPath() const;
-  // "~" expanded and every symbolic link replaced by what it points to, "." and ".." resolved on
-  // the way. A relative path stays relative. The receiver itself when that cannot be determined: if
-  // a component is missing or cannot be reached, or if links form a cycle.
+  // Expands "~", replaces every symbolic link by its target, and resolves "." and ".." on the way.
+  // A relative path stays relative. Returns the receiver itself if a component is missing or cannot
+  // be reached, or if links form a cycle.
   [[nodiscard]] HxString stringByResolvingSymlinksInPath() const;
 
   // ---- For modules -----------------------------------------------------------------------------
 
-  // For as<>: an object that is known to be a string.
+  // Takes an object that is known to be a string; for as<>.
   HxString(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::string;
   }
-  // The class of all strings; that of HxMutableString is below it.
+  // Returns the class of all strings. That of HxMutableString is derived from it.
   static HxClass classObject() noexcept { return HxStringObject::classObject(); }
-  // The characters where they lie, if the string is flat and all ASCII. Otherwise an empty view
-  // with a null pointer.
+  // Returns the characters in place if the string is flat and all ASCII. Otherwise returns an empty
+  // view with a null pointer.
   std::string_view asciiView() const noexcept {
     return isFlatNarrow() ? flat()->narrowView() : std::string_view();
   }
 
  protected:
-  // Of any string, nil too.
+  // May be called on nil.
   bool isFlatNarrow() const noexcept { return _object && (bitsOf(_object) & kFlatNarrow) != 0; }
-  // Of strings that are not nil.
+  // Must not be called on nil.
   bool isFlat() const noexcept { return (bitsOf(_object) & (kFlatNarrow | kFlatWide)) != 0; }
   const internal::FlatString* flat() const noexcept {
     return static_cast<const internal::FlatString*>(_object);
@@ -321,8 +321,8 @@ class RONDEL_EXPORT HxMutableString : public HxString {
   }
   static HxClass classObject() noexcept;
 
-  // A new, empty string. The capacity is advice: a string grows beyond it, and room for very many
-  // units is not taken before it is used.
+  // Return a new, empty string. The capacity is advice: a string grows beyond it. Room for very
+  // many units is not taken before it is used.
   static HxMutableString string();
   static HxMutableString initWithCapacity(HxUInteger capacity);
   static HxMutableString stringWithString(const HxString& string);
@@ -362,11 +362,11 @@ class RONDEL_EXPORT HxCString {
   ~HxCString();
 
   const char* c_str() const noexcept { return _bytes; }
-  // Not of a temporary, whose bytes are gone at the end of the statement: a call that takes them
+  // Deliberate: not on a temporary, whose bytes end with the statement. A call that takes them
   // writes c_str().
   operator const char*() const& noexcept { return _bytes; }  // NOLINT: stands for the bytes
   operator const char*() const&& = delete;
-  // Bytes before the NUL.
+  // Returns the number of bytes before the NUL.
   HxUInteger length() const noexcept { return _length; }
   std::string_view view() const noexcept {
     return _bytes ? std::string_view(_bytes, _length) : std::string_view();
@@ -429,18 +429,18 @@ HxString HxString::stringByConcatenating(const Strings&... strings) {
   return concatenate(parts, sizeof...(strings));
 }
 
-// "{2, 3}"
+// Returns the range as text: "{2, 3}".
 RONDEL_EXPORT HxString HxStringFromRange(HxRange range);
 
-// The handle of a constant in static storage.
+// Returns the handle of a constant in static storage.
 constexpr HxString internalLiteral(const internal::FlatString& object) noexcept {
   HxString string;
   string._object = const_cast<internal::FlatString*>(&object);  // immortal: nothing is counted
   return string;
 }
 
-// The same, but no constant expression. Clang 14 evaluates every initializer on trial, and crashes
-// where it tells of one that is no constant and passes a literal on, as std::vector{"a"_hx} does.
+// Returns the same, but is no constant expression. Deliberate: clang 14 crashes if it reports an
+// initializer that is not constant and passes on a literal, such as std::vector{"a"_hx}.
 inline HxString runningLiteral(const internal::FlatString& object) noexcept {
   return internalLiteral(object);
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The open class of strings, for string classes of one's own.
+// The open class of strings: the base of your own string classes.
 #pragma once
 
 #include "Rondel/core/object/Object.h"
@@ -34,27 +34,27 @@ class RONDEL_EXPORT HxStringObject : public HxObject {
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  // Number of UTF-16 code units.
+  // Returns the number of UTF-16 code units.
   virtual HxUInteger length() const = 0;
-  // The code unit at an index below length(); the handle has checked the bounds.
+  // Returns the code unit at an index below length(). The handle has checked the bounds.
   virtual HxUniChar characterAtIndex(HxUInteger index) const = 0;
   // Copies the units of a range within length() to `buffer`, with no terminator.
   virtual void getCharacters(HxUniChar* buffer, HxRange range) const = 0;
 
-  // All units where they lie, if they lie in one run; null if they do not. Optional, for speed: one
-  // of the two pointers is set, and it is good until the string changes or goes. `narrow` text must
-  // be ASCII.
+  // All units in place, if they lie in one run. Then one of the two pointers is set, and it is
+  // valid until the string changes or goes. `narrow` text must be ASCII. Optional, for speed: both
+  // are null by default.
   struct Contiguous {
     const char* narrow = nullptr;
     const HxUniChar* wide = nullptr;
   };
   virtual Contiguous contiguousCharacters() const { return {}; }
-  // Answers the operations of this name of the handle, which has not checked the range.
+  // Does the handle's operations of this name. The handle has not checked the range.
   virtual HxRange rangeOfCharacterFromSet(const HxCharacterSet& set, HxStringCompareOptions options,
                                           HxRange range) const;
 
-  // By code units, whatever the classes of the two strings are. A class may only be faster at these
-  // two: the answers must be the same.
+  // Compare and hash by code units, whatever the classes of the two strings. An override may only
+  // be faster: its results must be the same.
   bool isEqual(const HxObject& other) const override;
   HxUInteger hash() const override;
   HxComparisonResult compare(const HxObject& other) const final;

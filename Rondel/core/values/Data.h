@@ -8,7 +8,7 @@
 //   for (std::byte b : head.span()) ...
 //
 // On nil every operation returns 0, null, nil or does nothing. A range beyond the end raises
-// HxRangeException. A file that cannot be read gives nil, and one that cannot be written false.
+// HxRangeException. Reading a file returns nil if it fails, and writing one returns false.
 // Immutable data may be used on any thread.
 #pragma once
 
@@ -25,6 +25,7 @@ class RONDEL_EXPORT HxData : public HxHandle {
   constexpr HxData() noexcept = default;
   constexpr HxData(internal::IsNil auto) noexcept {}  // NOLINT: nullptr is nil
   HxData(Unchecked, HxAny any) noexcept : HxHandle(std::move(any)) {}
+  // Copies the bytes.
   explicit HxData(std::span<const std::byte> bytes);
   static bool canHold(const HxObject* object) noexcept {
     return object && object->typeID() == HxTypeID::data;
@@ -32,26 +33,26 @@ class RONDEL_EXPORT HxData : public HxHandle {
 
   static HxClass classObject() noexcept;
 
-  // No bytes.
+  // Returns empty data.
   static HxData data();
-  // A copy of the bytes. Null stands for no bytes, whatever the length, here and below.
+  // Returns a copy of the bytes. Null means no bytes, whatever the length, here and below.
   static HxData dataWithBytes(const void* bytes, HxUInteger length);
-  // The bytes of other data, copied unless that is immutable; nil gives empty data.
+  // Returns the bytes of other data, copied unless that is immutable; empty data for nil.
   static HxData dataWithData(const HxData& data);
   static HxData initWithBytes(const void* bytes, HxUInteger length) {
     return dataWithBytes(bytes, length);
   }
-  // The caller's own bytes: with freeWhenDone they were made with malloc and are freed by the data;
-  // without it they must outlive the data and all its copies.
+  // Returns data over the caller's own bytes. With freeWhenDone they were made with malloc and are
+  // freed by the data. Without it they must outlive the data and all its copies.
   static HxData initWithBytesNoCopy(void* bytes, HxUInteger length, bool freeWhenDone);
-  // The whole file; nil if it cannot be read. Pipes and other files without a size are read to
-  // their end.
+  // Returns the whole file; nil if it cannot be read. Pipes and other files without a size are read
+  // to their end.
   static HxData initWithContentsOfFile(const HxString& path);
-  // The same, mapped if the file is a regular one; the file must not be cut short while the data
-  // lives. Changes of the file may or may not be seen.
+  // Returns the same, mapped if the file is a regular one. The file must not be cut short while the
+  // data lives. Changes of the file may or may not be seen.
   static HxData initWithContentsOfMappedFile(const HxString& path);
 
-  // The bytes, good until the data goes or changes; null for nil, not null for empty data.
+  // Returns the bytes, valid until the data goes or changes; null for nil, not null if empty.
   const std::uint8_t* bytes() const noexcept;
   HxUInteger length() const noexcept;
   bool isEmpty() const noexcept { return length() == 0; }
@@ -62,13 +63,13 @@ class RONDEL_EXPORT HxData : public HxHandle {
   void getBytes(void* buffer, HxRange range) const;
   HxData subdataWithRange(HxRange range) const;
   bool isEqualToData(const HxData& other) const { return isEqual(other); }
-  // Writes the bytes, making or replacing the file. Atomically means by a temporary file beside it
-  // and a rename, so that a reader sees the old contents or the new ones, after a crash too; a link
-  // is followed, and the file's mode is kept. What is not a regular file, such as a device, is
-  // written in place. False, with errno set, if it fails or the data is nil.
+  // Writes the bytes, and creates or replaces the file. Atomically means through a temporary file
+  // beside it and a rename, so that a reader sees the old contents or the new ones, after a crash
+  // too. A link is followed, and the file's mode is kept. What is not a regular file, such as a
+  // device, is written in place. Returns false, with errno set, if it fails or the data is nil.
   bool writeToFile(const HxString& path, bool atomically) const;
 
-  // The data itself if it is immutable, else an immutable copy.
+  // Returns the data itself if it is immutable, else an immutable copy.
   [[nodiscard]] HxData copy() const;
   [[nodiscard]] HxMutableData mutableCopy() const;
 };
@@ -84,8 +85,9 @@ class RONDEL_EXPORT HxMutableData : public HxData {
   }
   static HxClass classObject() noexcept;
 
+  // Do as in HxData, but return new mutable data.
   static HxMutableData data();
-  // Empty, with room for `capacity` bytes. The capacity is advice.
+  // Returns empty data with room for `capacity` bytes. The capacity is advice.
   static HxMutableData initWithCapacity(HxUInteger capacity);
   static HxMutableData dataWithBytes(const void* bytes, HxUInteger length);
   static HxMutableData initWithBytes(const void* bytes, HxUInteger length) {
@@ -93,15 +95,14 @@ class RONDEL_EXPORT HxMutableData : public HxData {
   }
   static HxMutableData dataWithData(const HxData& data);
 
-  // The bytes for writing, good until the length changes; null for nil.
+  // Returns the bytes for writing, valid until the length changes; null for nil.
   std::uint8_t* mutableBytes();
-  // The bytes may be the data's own.
+  // Appends bytes, which may be the data's own.
   void appendBytes(const void* bytes, HxUInteger length);
   void appendData(const HxData& data);
-  // Cuts the bytes, or adds zeros.
+  // Cuts the bytes at the end, or adds zeros there.
   void setLength(HxUInteger length);
-  // The same, but bytes that are added are whatever they are: for a buffer that is about to be read
-  // into.
+  // Does the same, but leaves added bytes uninitialized: for a buffer that is read into next.
   void setLengthUninitialized(HxUInteger length);
 };
 

@@ -6,8 +6,8 @@
 //   while (limit.timeIntervalSinceNow() > 0) ...
 //
 // On nil every operation returns 0 or nil. Dates never change and may be used on any thread. The
-// clock is the system's real-time clock; deadlines of the run loop are given as dates and measured
-// with a steady clock once they are taken.
+// clock is the system's real-time clock; deadlines of the run loop are dates, and are measured
+// with a steady clock once they are set.
 #pragma once
 
 #include "Rondel/core/object/Object.h"
@@ -25,25 +25,26 @@ class RONDEL_EXPORT HxDate : public HxHandle {
 
   static HxClass classObject() noexcept;
 
-  static HxDate date();  // now
+  static HxDate date();  // the present
   static HxDate dateWithTimeIntervalSinceNow(HxTimeInterval seconds);
   static HxDate initWithTimeIntervalSinceNow(HxTimeInterval seconds) {
     return dateWithTimeIntervalSinceNow(seconds);
   }
   static HxDate dateWithTimeIntervalSinceReferenceDate(HxTimeInterval seconds);
-  // Instants that no clock will see: the beginnings of the years 4001 and 1.
+  // Return instants that no clock will see: the beginnings of the years 4001 and 1.
   static HxDate distantFuture();
   static HxDate distantPast();
 
-  // The present time, as seconds since the reference instant.
+  // Returns the present time, as seconds since the reference instant.
   static HxTimeInterval now() noexcept;
   HxTimeInterval timeIntervalSinceReferenceDate() const noexcept;
-  // Positive for an instant that is to come.
+  // Returns seconds, positive for an instant in the future.
   HxTimeInterval timeIntervalSinceNow() const noexcept;
   HxTimeInterval timeIntervalSinceDate(const HxDate& other) const noexcept;
-  // "2026-11-21T07:20:46Z" (RFC 3339), seconds cut; nil for nil and for years outside 0 to 9999.
+  // Returns "2026-11-21T07:20:46Z" (RFC 3339), without fractions of a second; nil for nil and for
+  // years outside 0 to 9999.
   HxString rfc3339String() const;
-  static HxDate dateWithRFC3339String(const HxString& text);  // nil if it is not in that form
+  static HxDate dateWithRFC3339String(const HxString& text);  // nil if not in that form
 };
 
 }  // namespace rondel

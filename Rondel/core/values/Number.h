@@ -54,8 +54,8 @@ class RONDEL_EXPORT HxNumber : public HxHandle {
   static HxNumber numberWithDouble(double value);
   static HxNumber numberWithBool(bool value);
 
-  // The value as another kind. Integers wrap as in C; a real is cut towards zero and saturates, NaN
-  // gives 0 and false. Every other value but 0 is true.
+  // Return the value as another kind. Integers wrap as in C. A real is cut towards zero and
+  // saturates; NaN becomes 0 and false. Every other value but 0 is true.
   int intValue() const noexcept;
   HxInteger integerValue() const noexcept {
     if (!_object) return 0;
@@ -67,16 +67,16 @@ class RONDEL_EXPORT HxNumber : public HxHandle {
   }
   double doubleValue() const noexcept;
   bool boolValue() const noexcept;
-  // The kind that it was made with.
+  // Return whether the number was made with this kind.
   bool isBoolean() const noexcept;
   bool isReal() const noexcept;
-  // Decimal text; 1 and 0 for booleans; the shortest text that reads back as the same value for
-  // reals.
+  // Returns decimal text; 1 and 0 for booleans; for reals the shortest text that reads back as the
+  // same value.
   HxString stringValue() const;
 
  private:
   using Kind = internal::NumberValue::Kind;
-  // Of numbers that are not nil.
+  // Must not be called on nil.
   const internal::NumberValue& number() const noexcept {
     return *static_cast<const internal::NumberValue*>(_object);
   }
