@@ -60,8 +60,8 @@ void ZevMoLineBufferFilter::sendCompleteLines(const HxString& input, const Unit*
   }
 }
 
-// Looks up and keeps alive the consumer itself, in place of sendLine: two counts a chunk and not
-// two a line.
+// Looks up and keeps alive the consumer itself, instead of sendLine: two counts for each chunk and
+// not for each line.
 template <class Unit>
 void ZevMoLineBufferFilter::sendLineByLine(const HxString& input, const Unit* units,
                                            HxUInteger& offset) {

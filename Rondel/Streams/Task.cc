@@ -84,7 +84,7 @@ HxClass ZevMoTask::classObject() noexcept {
 
 Ref<ZevMoTask> ZevMoTask::init() { return Ref<ZevMoTask>::adopt(new ZevMoTask); }
 
-// Observes in place of its task, so that a post that is under way shares nothing of the task.
+// Observes for its task, so that a post that is under way shares nothing of the task.
 class ZevMoTask::Listener final : public HxObject {
  public:
   explicit Listener(ZevMoTask& task) : _task(&task) {}
@@ -154,8 +154,8 @@ void ZevMoTask::keepAliveThisTurn() noexcept {
   }
 }
 
-// Returns whether nobody but the task itself keeps it any more: whoever was interested in its
-// events may be gone as well.
+// Returns whether only the task itself keeps it. Then the receivers of its events may be gone as
+// well.
 bool ZevMoTask::isForsaken() const { return _selfShare && isUniquelyReferenced(); }
 
 // ---- Configuration ----------------------------------------------------------------------------
@@ -172,7 +172,7 @@ void ZevMoTask::setSynchronizedFileHandleDelegate(ZevMoTaskSynchronizedFileHandl
   if (former) former->synchronizedTaskWillGo(this);
 }
 
-// A pipe whose handle is given up would stay open for nobody, here and below.
+// A pipe whose handle is replaced would stay open without a user, here and below.
 void ZevMoTask::setTaskStdInputFileHandle(const Ref<HxFileHandle>& handle) {
   if (handle == _toTaskHandle) return;
   _toTaskPipe = nullptr;

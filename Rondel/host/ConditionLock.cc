@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // A release wakes one thread: the one that has waited longest among those that can go on. Every
-// waiting thread stands in a list with the condition that it wants and sleeps on a wake-up of its
-// own. It leaves the list when it has taken the lock, or gives up.
+// waiting thread is in a list with the condition that it wants, and sleeps on its own wake-up. It
+// leaves the list after it has taken the lock or its deadline has passed.
 //
 //   lock held, waiting: A wants 1, B wants 2, C wants any, D wants 1
 //   unlockWithCondition(2)   wakes B; A, C and D sleep on
@@ -11,7 +11,8 @@
 //   tryLock by E             comes first, so A finds the lock held and sleeps again
 //   unlock by E              the condition is still 1: wakes A again
 //
-// No wake-up is lost: whoever takes the lock, woken or not, wakes the next one when it releases it.
+// No wake-up is lost: a thread that takes the lock, woken or not, wakes the next one when it
+// releases it.
 #include "Rondel/host/ConditionLock.h"
 
 #include <chrono>
@@ -85,7 +86,7 @@ bool HxConditionLock::Impl::sleep(Waiter& waiter, SteadyTime deadline) {
   return waiter.wakeUp.waitUntil(mutex, end);
 }
 
-// Returns whether it took the lock before the deadline. A null `wanted` stands for any condition.
+// Returns whether it took the lock before the deadline. A null `wanted` means any condition.
 bool HxConditionLock::Impl::take(const HxInteger* wanted, SteadyTime deadline) {
   const MutexLock guard(mutex);
   if (!isFreeFor(wanted)) {

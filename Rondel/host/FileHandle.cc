@@ -125,7 +125,7 @@ struct HxFileHandle::Impl {
 
   internal::Mutex lock;
   Ref<SharedDescriptor> descriptor RONDEL_GUARDED_BY(lock);  // null once closed
-  // An eventfd that ends waits. There is one once somebody has waited.
+  // An eventfd that ends waits. There is one once a thread has waited.
   Ref<SharedDescriptor> closing RONDEL_GUARDED_BY(lock);
   Ref<BackgroundRead> read RONDEL_GUARDED_BY(lock);
   bool isPrivateEnd RONDEL_GUARDED_BY(lock);           // of our own pipe, and no child shares it
@@ -228,7 +228,7 @@ void HxFileHandle::readInBackgroundAndNotifyForModes(const HxArray& modes) {
   read->source->arm(modes);
 }
 
-// Makes the descriptor non-blocking if nobody else shares it. Then a turn can read on without
+// Makes the descriptor non-blocking if no other user shares it. Then a turn can read on without
 // asking first, and a close ends a read or a write that waits.
 void HxFileHandle::Impl::makeNonBlocking() {
   if (!isPrivateEnd || isNonBlocking || !descriptor) return;

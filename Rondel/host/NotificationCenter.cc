@@ -40,13 +40,13 @@ class Observation final : public HxObject {
   std::atomic<bool> _removed = false;
 };
 
-// The key of an observation. Nil and null stand for any.
+// The key of an observation. Nil and null mean any.
 struct Topic {
   HxString name;
   const HxObject* object;
 
   bool operator==(const Topic&) const = default;
-  // Returns whether the topic has this name and this object. Nil stands for any.
+  // Returns whether the topic has this name and this object. Nil means any.
   bool isWithin(const HxString& anyName, const HxHandle& anyObject) const {
     return (!anyName || anyName == name) && (!anyObject || anyObject.object() == object);
   }

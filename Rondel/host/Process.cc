@@ -46,7 +46,7 @@ HxArray commonModes() { return HxArray::arrayWithObject(HxRunLoopCommonModes); }
 // Texts in the form in which the system takes a list.
 class TextList {
  public:
-  // Raises HxInvalidArgumentException, which tells `what` and `given`, if the system cannot take
+  // Raises HxInvalidArgumentException, which names `what` and `given`, if the system cannot take
   // the text.
   void add(const HxString& text, const char* what, const HxHandle& given) {
     HxCString bytes = text.UTF8String();

@@ -218,7 +218,7 @@ bool HxRunLoop::runMode(const HxString& mode, std::int64_t deadline) {
   if (_impl->closed) return false;
   const unsigned number = _impl->numberOfMode(mode);
   const bool hasAnything = number != Impl::kCommonModes && _impl->hasAnythingToWaitFor(number);
-  // Another loop polls the descriptor: what nobody waits for any more must be taken off it.
+  // Another loop polls the descriptor: a source that is no longer awaited must be taken off it.
   const bool looksOnly = !hasAnything && _impl->isEmbedded && number != Impl::kCommonModes;
   if (hasAnything) _impl->openPoller();
   const struct ChangesWritten {
@@ -366,7 +366,7 @@ void HxRunLoop::Impl::watchArmedAgain(unsigned mode) {
 }
 
 // Dispatches the first tokens of the batch. It holds everything that is ready, so that no exit is
-// told before a read that was ready too.
+// reported before a read that was ready too.
 bool HxRunLoop::Impl::dispatch(unsigned mode, std::size_t count) {
   const std::uint64_t turn = turns;
   bool handled = false;
@@ -376,7 +376,7 @@ bool HxRunLoop::Impl::dispatch(unsigned mode, std::size_t count) {
       const HxAny target = targetOf(batch[index], order, mode, ready);
       if (!target) continue;
       handled |= ready(*target.object());
-      // A nested pass may have taken what the rest of this batch tells of. It will be told again.
+      // A nested pass may have taken what the rest of this batch reports. It is reported again.
       if (turns != turn) return true;
     }
   }
@@ -391,7 +391,7 @@ HxAny HxRunLoop::Impl::targetOf(std::uint64_t token, RunLoopSource::Order order,
   RunLoopSource* const source = find(token);
   if (!source || source->_order != order) return nullptr;
   if (!wants(token, mode)) {
-    // Nobody wants it now; left where it is, it would be reported again at once, for ever.
+    // It is not wanted now. Left registered, it would be reported again at once, for ever.
     if (source->_armed) parked.push_back(token);
     unwatch(*source);
     return nullptr;

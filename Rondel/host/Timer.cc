@@ -54,7 +54,7 @@ HxClass HxTimer::classObject() noexcept {
 
 Ref<HxTimer> HxTimer::make(HxTimeInterval seconds, HxObject* target, Fire call,
                            const HxHandle& userInfo, bool repeats) {
-  // Deliberate: written so that NaN counts as too short.
+  // Deliberate: written so that NaN is too short.
   const HxTimeInterval interval = seconds > kShortestInterval ? seconds : kShortestInterval;
   return makeRef<HxTimer>(interval, target, call, userInfo, repeats);
 }

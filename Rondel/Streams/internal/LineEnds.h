@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Finds the units of a span that end a line, in order. For spans of many short lines: it looks at
-// 64 units at a time, so that a line costs no search of its own.
+// 64 units at a time, so that a line costs no separate search.
 //
 //   LineEnds ends(units, length);
 //   for (HxUInteger at = ends.next(); at < length; at = ends.next()) ...
@@ -79,7 +79,7 @@ class LineEnds {
   // The span must not change meanwhile.
   LineEnds(const Unit* units, HxUInteger length) noexcept : _units(units), _length(length) {}
 
-  // Returns the index of the next one, the length if there is none. CR LF counts as two.
+  // Returns the index of the next one, the length if there is none. CR LF is two.
   HxUInteger next() noexcept {
     while (_ends == 0) {
       if (_blockEnd == _length) return _length;

@@ -17,7 +17,7 @@ Ref<TaskWriter> TaskWriter::start() {
 
 // ---- The task's side --------------------------------------------------------------------------
 
-// Returns false if nobody would take the chunk.
+// Returns false if no thread would take the chunk.
 bool TaskWriter::append(Chunk chunk) {
   const MutexLock held(_lock);
   if (_isFinished) return false;
@@ -62,7 +62,7 @@ bool TaskWriter::hasFailed(const HxFileHandle* handle) const {
 // ---- The thread's side ------------------------------------------------------------------------
 
 void TaskWriter::run() {
-  std::signal(SIGPIPE, SIG_IGN);  // of the whole process: a write that nobody reads is refused
+  std::signal(SIGPIPE, SIG_IGN);  // of the whole process: a write without a reader fails
   Chunks chunks;
   while (take(chunks)) {
     for (Chunk& each : chunks) {
@@ -117,7 +117,7 @@ void TaskWriter::write(const Chunk& chunk) {
   try {
     chunk.handle->writeData(chunk.data);
   } catch (const std::exception&) {  // there may be no memory to raise with
-    isRefused = true;                // told to nobody: later chunks for it are thrown away
+    isRefused = true;                // not reported: later chunks for it are thrown away
   }
   const MutexLock held(_lock);
   _writingTo = nullptr;

@@ -5,7 +5,7 @@
 // that a task can be dropped in any state.
 //
 // The thread takes the whole queue at a time and writes outside the lock, so that a full pipe does
-// not stall who sends. It ends after it has met an end mark, or after it was abandoned.
+// not stall the sender. It ends after it has met an end mark, or after it was abandoned.
 #pragma once
 
 #include <vector>
@@ -19,7 +19,7 @@ namespace rondel::internal {
 class TaskWriter final : public HxObject {
  public:
   // Starts the thread, which ignores SIGPIPE for the whole process. Raises HxException if there is
-  // no thread to be had.
+  // no thread.
   static Ref<TaskWriter> start();
 
   // Queues data. An empty chunk is the end mark: no data after it is ever written.
@@ -27,7 +27,7 @@ class TaskWriter final : public HxObject {
   // Closes the handle after all data that waits was written; at once if the thread has ended.
   void queueClose(const Ref<HxFileHandle>& handle);
   // Forgets what waits and ends the thread, without waiting for it. What was not written is cut
-  // off: the handles concerned are closed, which also ends a write that nobody reads. Allocates
+  // off: the handles concerned are closed, which also ends a write without a reader. Allocates
   // nothing.
   void abandon() noexcept;
   // Returns whether a write to the handle was refused or cut off, so that nothing more reaches it.

@@ -11,7 +11,7 @@
 // plain pointer.
 //
 // Threads: references to one object may be set on different threads. The object must go on a thread
-// where nobody uses it at that moment.
+// when no other thread uses it.
 #pragma once
 
 #include "Rondel/core/object/Export.h"
@@ -24,7 +24,7 @@ class ReferenceLink;
 class RONDEL_EXPORT Referent {
  protected:
   Referent() noexcept = default;
-  // A copy is an object of its own, to which nobody refers yet.
+  // A copy is a separate object without references.
   Referent(const Referent&) noexcept {}
   Referent& operator=(const Referent&) noexcept { return *this; }
   ~Referent() {

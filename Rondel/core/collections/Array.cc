@@ -30,15 +30,15 @@ ArrayStorage* storageOf(const HxMutableArray& array) noexcept {
   return static_cast<ArrayStorage*>(array.object());
 }
 
-// `count` objects from an iterator on, in a new array.
+// Returns a new array of `count` objects from an iterator on.
 HxArray gather(Iterator object, HxUInteger count) {
   ArrayBuilder result(count);
   for (HxUInteger i = 0; i < count; ++i, ++object) result.append(*object);
   return result.finish();
 }
 
-// The same objects in a built-in array that does not change: none of the caller's code runs when
-// they are read.
+// Returns the same objects in a built-in array that does not change: reading them runs none of the
+// caller's code.
 HxArray snapshot(const HxArray& array) {
   return internal::ObjectBits::isBuiltIn(array.object()) ? array.copy()
                                                          : HxArray::arrayWithArray(array);
@@ -196,7 +196,7 @@ bool comparesDirectly(const HxObject* object) noexcept {
   return type == HxTypeID::string || type == HxTypeID::number || type == HxTypeID::date;
 }
 
-// The objects in order, still owned by the array.
+// Returns the objects in order, still owned by the array.
 std::vector<HxObject*> sortedObjects(const HxArray& array, HxSelector comparator) {
   std::vector<HxObject*> objects;
   objects.reserve(array.count());

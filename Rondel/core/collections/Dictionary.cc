@@ -16,8 +16,8 @@ namespace rondel {
 
 namespace internal {
 
-// The built-in dictionary, immutable and mutable; the immutable one is filled before anybody else
-// sees it.
+// The built-in dictionary, immutable and mutable. The immutable one is filled before its handle is
+// handed out.
 class DictionaryStorage final : public HxDictionaryObject, private DropLink {
  public:
   using Entry = ObjectTable::Entry;
@@ -33,13 +33,13 @@ class DictionaryStorage final : public HxDictionaryObject, private DropLink {
   HxEnumerator keyEnumerator() const override;
   HxAny copy() const override;
 
-  // Borrowed; null when the key is absent.
+  // Returns the value, borrowed; null if the key is absent.
   const HxObject* valueOf(const HxObject* key) const {
     const Entry* found = _table.find(key);
     return found ? found->value.object() : nullptr;
   }
   const ObjectTable& table() const noexcept { return _table; }
-  // Grows by one whenever a key is added or removed: what was found before is in another place now.
+  // Counts added and removed keys: after each, entries may be in other places.
   HxUInteger generation() const noexcept { return _generation; }
 
   void reserve(HxUInteger count) { _table.reserve(count); }
@@ -143,7 +143,7 @@ void DictionaryStorage::set(const HxHandle& object, const HxHandle& key) {
   const auto [entry, isNew] =
       _table.insert(ObjectBits::isFlatString(key.object()) ? HxAny(key) : key.copy());
   if (isNew) ++_generation;
-  // The old value is let go of when the table is in order again.
+  // The old value is released after the table is in order again.
   const HxAny old = std::exchange(entry->value, object);
 }
 
@@ -188,7 +188,7 @@ const HxDictionaryObject& objectOf(const HxDictionary& dictionary) noexcept {
   return *static_cast<const HxDictionaryObject*>(dictionary.object());
 }
 
-// The makers fill the storage itself, before anybody else sees it: an immutable dictionary takes
+// The makers fill the storage before they hand out its handle: an immutable dictionary takes
 // nothing through a handle.
 
 HxDictionary handleOf(const Ref<DictionaryStorage>& storage) { return HxDictionary(storage); }
@@ -197,7 +197,7 @@ HxMutableDictionary mutableHandleOf(const Ref<DictionaryStorage>& storage) {
   return HxMutableDictionary(HxAny::Unchecked{}, storage);
 }
 
-// All entries of any dictionary in a new built-in one.
+// Returns all entries of any dictionary in a new built-in one.
 Ref<DictionaryStorage> gather(const HxDictionaryObject& dictionary, bool isMutable) {
   auto storage = makeRef<DictionaryStorage>(isMutable);
   storage->addAll(dictionary);

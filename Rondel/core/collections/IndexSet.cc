@@ -11,7 +11,7 @@ namespace rondel {
 
 namespace {
 
-// What stands behind every index set: ascending ranges that neither touch nor overlap, none empty.
+// The object of every index set: ascending ranges that neither touch nor overlap, none empty.
 class IndexSetStorage final : public HxObject {
  public:
   explicit IndexSetStorage(bool isMutable) noexcept
@@ -24,7 +24,7 @@ class IndexSetStorage final : public HxObject {
   HxAny copy() const override;
   HxAny mutableCopy() const override;
 
-  // The first range that ends behind `index`.
+  // Returns the first range that ends after `index`.
   std::vector<HxRange>::const_iterator rangeAtOrBehind(HxUInteger index) const noexcept {
     return std::partition_point(ranges.begin(), ranges.end(),
                                 [&](HxRange range) { return HxMaxRange(range) <= index; });
@@ -35,7 +35,7 @@ class IndexSetStorage final : public HxObject {
   std::vector<HxRange> ranges;
 };
 
-// The indexes of a range that a set may hold.
+// Returns the indexes of a range that a set may hold.
 HxRange valid(HxRange range) noexcept {
   if (range.location >= HxNotFound) return {0, 0};
   return {range.location, std::min(range.length, HxNotFound - range.location)};
@@ -51,7 +51,7 @@ IndexSetStorage* storageOf(const HxHandle& set) noexcept {
   return static_cast<IndexSetStorage*>(set.object());
 }
 
-// The makers fill the storage itself, before anybody else sees it: an immutable set takes nothing
+// The makers fill the storage before they hand out its handle: an immutable set takes nothing
 // through a handle.
 
 Ref<IndexSetStorage> makeSet(HxRange range, bool isMutable) {
@@ -102,7 +102,7 @@ HxAny IndexSetStorage::copy() const {
 
 HxAny IndexSetStorage::mutableCopy() const { return makeSet(*this, true); }
 
-// Ranges that touch the new one become one with it. Sets are mostly filled in ascending order,
+// Merges the new range with those that touch it. Sets are mostly filled in ascending order,
 // which takes no search.
 void IndexSetStorage::add(HxRange range) {
   if (ranges.empty() || HxMaxRange(ranges.back()) < range.location) {

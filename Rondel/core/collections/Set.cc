@@ -15,7 +15,7 @@ namespace rondel {
 
 namespace {
 
-// What stands behind every set.
+// The object of every set.
 class SetStorage final : public HxObject, private internal::DropLink {
  public:
   using Member = internal::ObjectTable::Entry;
@@ -40,7 +40,7 @@ class SetStorage final : public HxObject, private internal::DropLink {
 
   // Values are nil.
   internal::ObjectTable table;
-  // Grows with every change: what was found before may be in another place now.
+  // Counts the changes: after each, members may be in other places.
   HxUInteger generation = 0;
 };
 
@@ -71,7 +71,7 @@ SetStorage* storageOf(const HxHandle& set) noexcept {
   return static_cast<SetStorage*>(set.object());
 }
 
-// The makers fill the storage itself, before anybody else sees it: an immutable set takes nothing
+// The makers fill the storage before they hand out its handle: an immutable set takes nothing
 // through a handle.
 
 HxSet handleOf(const Ref<SetStorage>& storage) { return HxSet(HxAny::Unchecked{}, storage); }
@@ -186,7 +186,7 @@ void HxMutableSet::addObjectsFromArray(const HxArray& array) {
 
 void HxMutableSet::removeObject(const HxHandle& object) {
   if (!isForChange("-[HxMutableSet removeObject:]", HxTypeID::set) || !object) return;
-  // Let go of when the table is in order again.
+  // Released after the table is in order again.
   const SetStorage::Member removed = storageOf(*this)->table.extract(object.object());
   if (removed.key) ++storageOf(*this)->generation;
 }

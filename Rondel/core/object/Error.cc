@@ -9,7 +9,7 @@ namespace rondel {
 
 namespace {
 
-// What stands behind every error.
+// The object of every error.
 class ErrorObject final : public HxObject {
  public:
   ErrorObject(const HxString& domain, HxInteger code, const HxDictionary& userInfo)
@@ -41,7 +41,7 @@ class ErrorObject final : public HxObject {
   HxDictionary _userInfo;
 };
 
-// The system's English text for an errno value.
+// Returns the system's English text for an errno value.
 HxString textOfErrno(HxInteger code) {
   const char* text =
       code == static_cast<int>(code) ? ::strerrordesc_np(static_cast<int>(code)) : nullptr;

@@ -87,7 +87,7 @@ constexpr HxMethod kObjectMethods[] = {
 
 }  // namespace
 
-// Flat strings are what is dropped most: there is nothing in them to destroy.
+// Most dropped objects are flat strings: there is nothing in them to destroy.
 void HxObject::destroy() const noexcept {
   if (_bits & kFlatWide) internal::forgetSequence(this);
   if (_bits & (kFlatNarrow | kFlatWide)) {

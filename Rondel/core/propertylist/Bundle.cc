@@ -159,7 +159,7 @@ HxString executableFolder() {
 void addDataFolders(std::vector<std::string>& folders, std::string_view list) {
   while (!list.empty()) {
     const std::size_t end = std::min(list.find(':'), list.size());
-    // Relative paths are to be ignored, says the XDG base directory specification.
+    // The XDG base directory specification says to ignore relative paths.
     if (list.starts_with('/')) folders.push_back(std::string(list.substr(0, end)) + "/rondel");
     list.remove_prefix(std::min(end + 1, list.size()));
   }
@@ -210,7 +210,7 @@ class Registry {
       : _mainBundle(newBundle(executableFolder(), _reports)),
         _bundles{_mainBundle, internal::libraryBundleIn(libraryFolders(), _reports)} {}
 
-  // Not while the registry is being made: the log may be a tool's own, and ask for a bundle.
+  // Not while the registry is being made: a tool's own log may ask for a bundle.
   void tellWhatWasFound() {
     std::vector<HxString> reports;
     {

@@ -143,7 +143,7 @@ bool mayFollowLessThanInXML(unsigned c) noexcept {
   return c == '?' || c == '!' || internal::isLetter(c);
 }
 
-// Whether a text is in the XML form; `unitAt` gives its units.
+// Returns whether a text is in the XML form; `unitAt` returns its units.
 template <class UnitAt>
 bool isXML(HxUInteger length, UnitAt unitAt) {
   HxUInteger i = 0;
@@ -161,7 +161,7 @@ bool isLoneSurrogate(const Characters& text, HxUInteger at) noexcept {
   return internal::isSurrogate(unitAt(at)) && !beginsPair && !endsPair;
 }
 
-// The place of a unit of a text, or of its end.
+// Returns the place of a unit of a text, or of its end.
 TextPlace placeInText(const Characters& text, HxUInteger at) noexcept {
   TextPlace place;
   for (HxUInteger i = 0; i < at; ++i) {
@@ -174,7 +174,7 @@ TextPlace placeInText(const Characters& text, HxUInteger at) noexcept {
 
 HxAny readXMLString(const HxString& string, const Characters& text, PropertyListFailure& failure) {
   const HxCString bytes = string.UTF8String();
-  // The text is what it is, whatever encoding it declares for its bytes.
+  // The text is decoded already: what it declares for its bytes is ignored.
   if (!bytes.isNull()) return internal::readXMLPropertyList(bytes.view(), "UTF-8", failure);
   HxUInteger lone = 0;
   while (!isLoneSurrogate(text, lone)) ++lone;

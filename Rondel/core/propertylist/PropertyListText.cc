@@ -62,7 +62,7 @@ class TextReader {
  private:
   bool atEnd() const noexcept { return _at == _text.length(); }
   HxUniChar peek() const noexcept { return _text[_at]; }
-  // The unit that lies `distance` ahead, 0 after the end.
+  // Returns the unit that lies `distance` ahead, 0 after the end.
   HxUniChar peek(HxUInteger distance) const noexcept {
     return distance < _text.length() - _at ? _text[_at + distance] : u'\0';
   }

@@ -168,8 +168,8 @@ class XMLReader {
          isEncoding ? HxPropertyListEncodingError : HxPropertyListSyntaxError);
   }
 
-  // Runs an event's work. The parser is no C++ and must not be unwound: what is raised waits until
-  // it has returned. A stopped parser may send the events of one more tag.
+  // Runs an event's work. The parser is C and must not be unwound: an exception waits until it has
+  // returned. A stopped parser may send the events of one more tag.
   template <class Work>
   static void handle(void* self, Work work) noexcept {
     XMLReader& reader = *static_cast<XMLReader*>(self);

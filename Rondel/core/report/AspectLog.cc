@@ -107,12 +107,12 @@ void buildAspectMap() {
     takeLevelsFrom(defaults);
   } catch (const std::bad_alloc&) {
     publish.isComplete = false;
-    _MoLogSomeLoggingIsEnabled.set(true);  // the next question reads them again
+    _MoLogSomeLoggingIsEnabled.set(true);  // the next query reads them again
     throw;
   }
 }
 
-// Reads the levels from the defaults, once. Questions of this thread meanwhile see the levels that
+// Reads the levels from the defaults, once. Queries of this thread meanwhile see the levels that
 // have been read so far.
 void ensureAspectMap() {
   thread_local bool isBuilding = false;
@@ -177,7 +177,7 @@ void internal::LogSite::forgetAll() {
 // A level that is set meanwhile must not leave an old one in the site. Setting a level counts the
 // epoch and then makes the sites forget. So either forgetting comes after the store here, or the
 // epoch that is read after the store has changed. The level of an aspect that fails its check is
-// not kept, so that the check fails at each question.
+// not kept, so that the check fails at each query.
 bool internal::LogSite::ask(const HxString& aspect, HxUInteger level) try {
   const bool isAnyEnabled = _MoLogSomeLoggingIsEnabled;
   ensureAspectMap();
@@ -197,7 +197,7 @@ namespace {
 
 constinit std::atomic<HxUInteger> indentLevel{0};
 
-// Deeper texts are made each time. A table of them would take the square of the level in memory.
+// Deeper texts are made each time. A table of them would take memory quadratic in the level.
 constexpr HxUInteger kKeptIndentations = 1024;
 // The level that is shown for all deeper ones, such as one that was counted below 0.
 constexpr HxUInteger kDeepestIndentation = 65536;

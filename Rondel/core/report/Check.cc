@@ -46,15 +46,15 @@ namespace internal {
 
 namespace {
 
-// A handle that does not count: a check may stand in a destructor, where counting up and down again
-// would end the object a second time.
+// A handle that does not count: a check may be in a destructor, where counting up and down again
+// would destroy the object a second time.
 class LentObject {
  public:
   explicit LentObject(const HxObject* object) noexcept
       : _handle(HxAny::adopt(const_cast<HxObject*>(object))) {}
   LentObject(const LentObject&) = delete;
   LentObject& operator=(const LentObject&) = delete;
-  ~LentObject() {}  // NOLINT: the handle below is not destroyed, and so gives nothing back
+  ~LentObject() {}  // NOLINT: the handle below is not destroyed, and so releases nothing
 
   const HxAny& handle() const noexcept { return _handle; }
 
@@ -87,7 +87,7 @@ void tell(const HxObject* receiver, const CheckSite& site, const HxString& forma
                             arguments);
 }
 
-// A message with its own arguments, and the two behind them.
+// A message with its own arguments, and the two after them.
 template <class... Arguments>
 void tellMessage(const HxObject* receiver, const CheckSite& site, const char* condition,
                  const HxString& format, const Arguments&... arguments) {
@@ -149,7 +149,7 @@ bool isPartOfName(char c) {
   return c == '_' || (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
-// "rondel::HxArray" without the namespaces: a class has a name of its own.
+// Returns "rondel::HxArray" without the namespaces.
 std::string withoutNamespaces(std::string_view text) {
   std::string result(text);
   for (std::size_t colons; (colons = result.find("::")) != std::string::npos;) {
@@ -160,7 +160,7 @@ std::string withoutNamespaces(std::string_view text) {
   return result;
 }
 
-// The same for a condition whose last part, from `marker` on, names a class or an interface.
+// Does the same for a condition whose last part, from `marker` on, names a class or an interface.
 std::string conditionWithoutNamespaces(std::string_view condition, std::string_view marker) {
   const std::size_t start = std::min(condition.rfind(marker), condition.size());
   return std::string(condition.substr(0, start)) + withoutNamespaces(condition.substr(start));

@@ -46,7 +46,7 @@ bool waitForConsole() {
   return ready > 0;
 }
 
-// Blocks SIGPIPE on this thread, so that a console that nobody reads ends no process. Leaves a
+// Blocks SIGPIPE on this thread, so that a console without a reader ends no process. Leaves a
 // SIGPIPE alone that the caller blocks and that is already pending.
 class HeldBrokenPipe {
  public:
@@ -118,7 +118,7 @@ class Console {
 
  private:
   internal::Mutex _lock;
-  bool _wasGivenUp RONDEL_GUARDED_BY(_lock) = false;  // full for so long that nobody waits for it
+  bool _wasGivenUp RONDEL_GUARDED_BY(_lock) = false;  // full for so long that no line waits for it
   bool _lineIsCut RONDEL_GUARDED_BY(_lock) = false;
 };
 

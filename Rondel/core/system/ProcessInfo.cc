@@ -20,7 +20,7 @@ HxString textOfBytes(std::string_view bytes) {
               : HxString::initWithBytes(bytes.data(), bytes.size(), HxHaldenOSRomanStringEncoding);
 }
 
-// The words of the command line, a NUL after each; empty if the file cannot be read.
+// Returns the words of the command line, a NUL after each; empty if the file cannot be read.
 std::string readCommandLine() {
   std::string bytes;
   const internal::Descriptor file(

@@ -12,7 +12,7 @@
 
 namespace rondel {
 
-// ---- What stands behind a set -----------------------------------------------------------------
+// ---- The object of a set ----------------------------------------------------------------------
 
 HxCharacterSetObject::HxCharacterSetObject(bool isMutable)
     : HxObject(HxTypeID::characterSet, kBuiltIn | (isMutable ? kMutable : 0)) {}
@@ -89,8 +89,8 @@ void addRange(HxCharacterSetObject& set, HxRange units) {
   for (HxUInteger unit = start; unit < end; ++unit) set.add(static_cast<HxUniChar>(unit));
 }
 
-// All units of some Unicode general categories, told as a mask of U_GC_ bits. Surrogates are in
-// none of those asked for here.
+// Returns all units of the Unicode general categories in a mask of U_GC_ bits. Surrogates are in
+// none of those used here.
 Ref<HxCharacterSetObject> unitsOfCategories(std::uint32_t mask) {
   auto set = makeRef<HxCharacterSetObject>();
   for (HxUInteger unit = 0; unit < HxCharacterSetObject::kUnits; ++unit) {

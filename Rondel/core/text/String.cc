@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Making strings, reading them, and what the string classes answer. Searching, comparing, line
-// bounds, Unicode and paths have files of their own.
+// Making strings, reading them, and the operations of the string classes. Searching, comparing,
+// line bounds, Unicode and paths are in separate files.
 #include "Rondel/core/text/String.h"
 
 #include <algorithm>
@@ -97,7 +97,7 @@ class PieceHash {
   HxUInteger _result = 0;
 };
 
-// Of a text that is not stored as the hash wants it: wide units that may all be ASCII.
+// For text that is not stored in the form that is hashed: wide units that may all be ASCII.
 HxUInteger hashOfPieces(TextPieces& text, HxUInteger length) {
   static_assert(TextPieces::kUnits % 16 == 0);
   const bool isNarrow = isASCII(text, length);
@@ -218,7 +218,7 @@ HxString HxString::initWithCharacters(const HxUniChar* characters, HxUInteger le
 
 namespace {
 
-// A block of the caller's that is freed when told so, also when making the string fails.
+// A block of the caller, freed if freeWhenDone says so, even if making the string fails.
 class CallersBlock {
  public:
   CallersBlock(void* block, bool freeWhenDone) noexcept : _block(freeWhenDone ? block : nullptr) {}
@@ -375,7 +375,7 @@ HxUniChar* appendUnits(HxUniChar* out, const FlatString& string) {
 
 }  // namespace
 
-// The result is built in place where all parts are built-in strings: they are ASCII exactly if they
+// The result is built in place if all parts are built-in strings: they are ASCII exactly if they
 // are narrow, so the width of the result is known.
 HxString HxString::concatenate(const HxString* const* parts, HxUInteger count) {
   const std::span all(parts, count);

@@ -97,7 +97,7 @@ class KeyReader {
   std::conditional_t<sizeof(Unit) == 1, Nothing, internal::UnitBuffer> _piece;
 };
 
-// Compares two runs of digits by value and leaves the readers behind them.
+// Compares two runs of digits by value, and leaves the readers after them.
 template <class Left, class Right>
 HxComparisonResult compareNumbers(KeyReader<Left>& left, KeyReader<Right>& right) {
   while (left.unit() == '0') left.advance();
@@ -125,8 +125,8 @@ HxComparisonResult compareKeys(KeyReader<Left> left, KeyReader<Right> right, boo
   }
 }
 
-// Where the comparison of keys has to begin: equal units need no keys, but the sequence that the
-// first difference is part of does.
+// Returns where the comparison of keys must begin: equal units need no keys, but the sequence with
+// the first difference does.
 template <class Left, class Right>
 HxUInteger startOfDifference(Text<Left> left, Text<Right> right) {
   const HxUInteger at = commonPrefix(left, right);

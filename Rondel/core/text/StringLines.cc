@@ -27,8 +27,8 @@ class Run {
   HxUInteger _length;
 };
 
-// Units of a string that keeps them nobody knows where, read through a window: a caller that walks
-// a long text line by line must not pay for the whole text at each step.
+// Units of a string of an open class, read through a window: a caller that walks a long text line
+// by line must not pay for the whole text at each step.
 class Window {
  public:
   Window(const HxStringObject& string, HxUInteger length) : _string(string), _length(length) {}
@@ -52,7 +52,7 @@ class Window {
     if (index - _start >= _count) load(index);
     return _units[index - _start];
   }
-  // A little of what lies before is wanted as well: the scan for a line's start goes backwards.
+  // The window includes some units before: the scan for a line's start goes backwards.
   void load(HxUInteger index) {
     _start = index - (index < kUnits / 4 ? index : kUnits / 4);
     _count = _length - _start < kUnits ? _length - _start : kUnits;
@@ -66,7 +66,7 @@ class Window {
   HxUniChar _units[kUnits];
 };
 
-// Whether the index stands between the two halves of one CR LF.
+// Returns whether the index is between the two halves of one CR LF.
 template <class Text>
 bool splitsTerminator(Text& text, HxUInteger index) {
   return index > 0 && index < text.length() && text.hasUnit(index, '\n') &&
@@ -90,7 +90,7 @@ struct LineBounds {
     if (start) *start = startOfLine(text, range.location);
     if (!end && !contentsEnd) return;
     // The last line is that of the last unit in the range, so a range that ends with a terminator
-    // does not touch the line behind it.
+    // does not touch the line after it.
     HxUInteger last = range.length > 0 ? HxMaxRange(range) - 1 : range.location;
     if (splitsTerminator(text, last)) --last;
     const HxUInteger found = text.findTerminator(last);

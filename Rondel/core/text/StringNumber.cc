@@ -18,7 +18,7 @@ using internal::Characters;
 bool isWhitespace(HxUniChar unit) { return u_isUWhiteSpace(unit) != 0; }
 bool isDigit(HxUniChar unit) { return unit >= u'0' && unit <= u'9'; }
 
-// Walks over the start of a text; behind the end it reads 0.
+// Walks over the start of a text; it reads 0 at the end.
 class Cursor {
  public:
   explicit Cursor(const Characters& text) : _text(text) {}
@@ -27,7 +27,7 @@ class Cursor {
   void skipWhitespace() {
     while (_index < _text.length() && isWhitespace(unit())) advance();
   }
-  // Whether there was a minus.
+  // Returns whether there was a minus.
   bool skipSign() {
     const HxUniChar sign = unit();
     if (sign == u'+' || sign == u'-') advance();
@@ -47,7 +47,7 @@ Integer leadingNumber(const HxString& string) {
   Cursor cursor(text);
   cursor.skipWhitespace();
   const bool isNegative = cursor.skipSign();
-  Integer value = 0;  // kept negative, for there is one more number on that side
+  Integer value = 0;  // kept negative: the range has one more number there
   for (; isDigit(cursor.unit()); cursor.advance()) {
     if (__builtin_mul_overflow(value, 10, &value) ||
         __builtin_sub_overflow(value, cursor.unit() - u'0', &value)) {

@@ -24,7 +24,7 @@ namespace {
 
 constexpr HxUniChar kSeparator = u'/';
 
-// The end of [0, end) without trailing separators; the root's own one stays.
+// Returns the end of [0, end) without trailing separators; the root's own one stays.
 HxUInteger endWithoutSeparators(const Characters& path, HxUInteger end) {
   while (end > 1 && path[end - 1] == kSeparator) --end;
   return end;
@@ -53,7 +53,7 @@ struct LastComponent {
 
   HxUInteger end;
   HxUInteger start;
-  HxUInteger dot;  // `end` when there is no extension
+  HxUInteger dot;  // `end` if there is no extension
 };
 
 }  // namespace
@@ -131,7 +131,7 @@ bool HxString::isAbsolutePath() const {
 
 namespace {
 
-// The home directory of a user, of the current one when the name is empty; nil when there is none.
+// Returns the home directory of a user, of the current one if the name is empty; nil if none.
 HxString homeDirectory(const HxString& user) {
   if (const char* home = user.isEmpty() ? std::getenv("HOME") : nullptr; home && *home) {
     return HxString::stringWithUTF8String(home);
@@ -158,7 +158,7 @@ HxString byExpandingTilde(const HxString& path) {
   return home ? HxString::stringByConcatenating(home, path.substringFromIndex(end)) : path;
 }
 
-// Returns the path with every link followed; nil if it cannot be told.
+// Returns the path with every link followed; nil if it cannot be determined.
 HxString byFollowingLinks(const HxString& path) {
   const internal::FilePath name = internal::FilePath::strict(path);
   const std::string result = name ? internal::pathWithoutLinks(name.c_str()) : std::string();
@@ -169,7 +169,7 @@ bool hasParentReference(const HxString& path) {
   return path.pathComponents().containsObject(".."_hx);
 }
 
-// "." and empty components dropped, and ".." with what stands before it in absolute paths.
+// Drops "." and empty components, and in absolute paths ".." with the component before it.
 HxString tidied(const HxString& path) {
   const bool isAbsolute = path.hasPrefix("/"_hx);
   HxMutableArray kept = HxMutableArray::array();
@@ -193,7 +193,7 @@ HxString HxString::stringByStandardizingPath() const {
   if (!_object) return nullptr;
   HxString path = byExpandingTilde(*this);
   // The parent of a folder that was reached through a link is the parent of what the link points
-  // to; text alone decides only where there is no such folder.
+  // to. Text alone decides only if there is no such folder.
   if (path.hasPrefix("/"_hx) && hasParentReference(path)) {
     if (const HxString followed = byFollowingLinks(path)) path = followed;
   }

@@ -45,8 +45,8 @@ HxArray HxString::componentsSeparatedByString(const HxString& separator) const {
 
 namespace {
 
-// All matches that do not overlap, in the order of the text. Which of two overlapping ones counts
-// depends on the end that the search begins at.
+// Returns all matches that do not overlap, in the order of the text. Of two overlapping ones, the
+// one nearer to the end where the search begins is taken.
 std::vector<HxRange> matchesOf(const TextSearch& search, HxRange range) {
   std::vector<HxRange> matches;
   for (HxRange match = search.find(range); match.length > 0; match = search.find(range)) {
@@ -84,7 +84,7 @@ HxString joined(const Characters& text, HxRange range, const std::vector<HxRange
   return internal::makeString(out.data(), out.size());
 }
 
-// What becomes of `range` of the text, all of whose matches are replaced.
+// Returns `range` of the text with all of its matches replaced.
 HxString textWithReplacements(const Characters& text, HxRange range,
                               const std::vector<HxRange>& matches, const HxString& replacement) {
   const Characters inserted(replacement);

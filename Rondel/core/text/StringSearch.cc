@@ -72,7 +72,7 @@ namespace {
 using internal::TextPieces;
 using internal::unitOf;
 
-// The index of the first member in a range; HxNotFound when there is none.
+// Returns the index of the first member in a range; HxNotFound if there is none.
 HxUInteger firstMember(TextPieces& text, const HxCharacterSetObject& set, HxRange range) {
   HxUInteger found = HxNotFound;
   internal::forEachPiece(range, [&](HxRange piece) {
@@ -101,7 +101,7 @@ HxUInteger lastMember(TextPieces& text, const HxCharacterSetObject& set, HxRange
   return HxNotFound;
 }
 
-// The index of the member that is wanted.
+// Returns the index of the member that the options ask for.
 HxUInteger indexOfMember(const HxStringObject& string, const HxCharacterSetObject& set,
                          HxStringCompareOptions options, HxRange range) {
   const bool isBackwards = (options & HxBackwardsSearch) != 0;

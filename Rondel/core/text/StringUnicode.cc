@@ -34,7 +34,7 @@ struct CaseMapping {
 
 constexpr CaseMapping kToUpper{[](char c) { return c >= 'a' && c <= 'z'; }, u_strToUpper};
 constexpr CaseMapping kToLower{[](char c) { return c >= 'A' && c <= 'Z'; }, u_strToLower};
-constexpr char kCaseBit = 0x20;  // what tells ASCII letters of the two cases apart
+constexpr char kCaseBit = 0x20;  // the difference between ASCII letters of the two cases
 
 HxString convertedASCII(std::string_view text, const CaseMapping& mapping) {
   std::string result(text);
@@ -95,7 +95,7 @@ HxString HxString::precomposedStringWithCanonicalMapping() const {
 
 namespace {
 
-// Bytes in somebody else's buffer. Appending gives false when they do not fit.
+// Bytes in the caller's buffer. Appending returns false if they do not fit.
 class FileName {
  public:
   FileName(char* buffer, HxUInteger room) noexcept : _out(buffer), _room(room) {}

@@ -14,7 +14,7 @@ namespace rondel {
 
 namespace {
 
-// What stands behind every date.
+// The object of every date.
 class DateObject final : public HxObject {
  public:
   explicit DateObject(HxTimeInterval instant) noexcept
@@ -81,7 +81,7 @@ struct Calendar {
   std::int64_t day = 1;
 };
 
-// `days` is counted from 0000-01-01 and lies within the years told above.
+// `days` is counted from 0000-01-01 and lies within the years 0 to 9999.
 Calendar calendarOfDay(std::int64_t days) noexcept {
   Calendar date;
   date.year = days / 366;  // never too late, and early by a few years at most
@@ -167,7 +167,7 @@ HxString HxDate::rfc3339String() const {
 }
 
 HxDate HxDate::dateWithRFC3339String(const HxString& text) {
-  // 'd' stands for a digit of a field; every other character ends one.
+  // 'd' is a digit of a field; every other character ends a field.
   constexpr std::string_view kForm = "dddd-dd-ddTdd:dd:ddZ";
   if (text.length() != kForm.size()) return nullptr;
   std::array<std::int64_t, 6> fields = {};
@@ -189,7 +189,7 @@ HxDate HxDate::dateWithRFC3339String(const HxString& text) {
   return makeDate(static_cast<double>(days * kSecondsADay + (hour * 60 + minute) * 60 + second));
 }
 
-// The RFC 3339 text, or the seconds where there is none.
+// Returns the RFC 3339 text, or the seconds if there is none.
 HxString DateObject::description() const {
   const HxString text = HxDate(HxAny::Unchecked{}, HxAny(this)).rfc3339String();
   return text ? text : HxString::stringWithFormat("%f"_hx, _instant);

@@ -15,7 +15,7 @@ namespace rondel {
 
 namespace {
 
-// The operations of numbers on what Number.h shows of them.
+// The operations of numbers, on the fields of Number.h.
 class NumberObject final : public internal::NumberValue {
  public:
   constexpr NumberObject(Kind numberKind, std::int64_t value) noexcept
@@ -37,7 +37,7 @@ class NumberObject final : public internal::NumberValue {
     return other.typeID() == HxTypeID::number ? order(static_cast<const NumberObject&>(other))
                                               : HxObject::compare(other);
   }
-  // Neither a real nor below 0.
+  // Returns whether this is an integer from 0 on.
   bool isNatural() const noexcept {
     return kind != Kind::real && (kind == Kind::unsignedInteger || integer >= 0);
   }
@@ -61,7 +61,7 @@ HxComparisonResult reversed(HxComparisonResult result) noexcept {
   return static_cast<HxComparisonResult>(-result);
 }
 
-// A real as an integer of type T, cut towards zero. `limit` is the first real above T.
+// Returns a real as an integer of type T, cut towards zero. `limit` is the first real above T.
 template <class T>
 T saturated(double value, double limit) noexcept {
   if (std::isnan(value)) return 0;
@@ -76,7 +76,7 @@ HxComparisonResult orderOfReals(double a, double b) noexcept {
   return orderOf(a, b);
 }
 
-// Exactly, without rounding the integer: first the whole part, then what was cut off.
+// Compares exactly, without rounding the integer: first the whole part, then what was cut off.
 HxComparisonResult orderRealAndInteger(double real, const NumberObject& number) noexcept {
   const bool isNatural = number.isNatural();
   if (std::isnan(real)) return HxOrderedAscending;
@@ -97,7 +97,7 @@ HxComparisonResult NumberObject::order(const NumberObject& other) const noexcept
   return orderOf(static_cast<std::uint64_t>(integer), static_cast<std::uint64_t>(other.integer));
 }
 
-// Of a whole real, the hash of the integer that is equal to it.
+// Returns the hash; of a whole real, that of the integer that is equal to it.
 HxUInteger NumberObject::hash() const {
   if (kind != Kind::real) return static_cast<HxUInteger>(integer);
   if (std::isnan(real)) return 0;

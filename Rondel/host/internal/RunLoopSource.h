@@ -2,10 +2,10 @@
 //
 // A descriptor that one run loop watches for one object.
 //
-// A source is armed for some modes while somebody wants to know. If the descriptor is readable in a
+// A source is armed for some modes while its target wants calls. If the descriptor is readable in a
 // pass of one of those modes, the loop calls the target. The source stays armed until it is
 // disarmed. A disarmed source may stay registered with the system, so that arming it again costs
-// nothing. It is unregistered when the system reports it and nobody wants to know.
+// nothing. It is unregistered if the system reports it while it is disarmed.
 //
 // A source without a descriptor becomes ready by raise(). One that was armed before can be given a
 // descriptor later, without memory, by watch(): that is how a launch prepares everything that could

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // An open descriptor that its users own together. It is closed when the last of them lets go, so
-// that no fd is closed, and comes to mean another file, while somebody is about to use it.
+// that no fd is closed, and comes to mean another file, while a user is about to use it.
 #pragma once
 
 #include "Rondel/core/object/Object.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Deadlines on a clock that nobody can set.
+// Deadlines on a clock that cannot be set.
 #pragma once
 
 #include <cstdint>

@@ -208,7 +208,7 @@ Child::State Child::pollLocked() noexcept {
   return _state;
 }
 
-// By the pidfd if there is one: somebody else may have taken the status, and the pid may by now be
+// By the pidfd if there is one: other code may have taken the status, and the pid may by now be
 // that of another child of ours. Linux 5.3 has pidfds, but cannot wait by them: EINVAL.
 int Child::ask(siginfo_t& info, rusage& used, int options) const noexcept {
   if (_exitFd) {
@@ -269,7 +269,7 @@ rusage Child::usage() const {
 // ---- Signals ----------------------------------------------------------------------------------
 
 // By the pid only if a filter forbids signals by pidfd, or there is none, and if the system has
-// just told that the child was not waited for: then the pid is still its own.
+// just reported that the child was not waited for: then the pid is still its own.
 bool Child::send(int signal) noexcept {
   const MutexLock held(_lock);
   if (pollLocked() != State::running) return false;

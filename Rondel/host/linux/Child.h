@@ -46,15 +46,15 @@ class Child final : public HxObject {
   pid_t pid() const noexcept { return _pid; }
   // Returns the pidfd, which stays readable from the exit on; null if there is none.
   Ref<SharedDescriptor> exitDescriptor() const;
-  // Lets go of the pidfd, which nobody needs after the exit was seen.
+  // Releases the pidfd, which is not needed after the exit was seen.
   void dropExitDescriptor() noexcept;
 
   // Asks for the exit without waiting, and takes the status if there is one. Returns the state by
-  // then. Lost: somebody else took the status. Logs once if the system refuses to tell.
+  // then. Lost: other code took the status. Logs once if the system refuses to report it.
   State poll() noexcept;
   // Returns what poll() saw last.
   State state() const;
-  // Returns the status as waitpid tells it; meaningful once exited.
+  // Returns the status as waitpid reports it; meaningful once exited.
   int waitStatus() const;
   // Returns what the child has used; all zero before it exited.
   rusage usage() const;
@@ -67,7 +67,7 @@ class Child final : public HxObject {
   // Sends SIGKILL if the child still runs at that time.
   void killAt(SteadyTime deadline) noexcept;
 
-  // Has the exit waited for when nobody else waits any more, so that the child is left no zombie.
+  // Has the reaper wait for the exit if no other code does any more, so that no zombie is left.
   // Needs no memory.
   static void adopt(const Ref<Child>& child) noexcept;
 

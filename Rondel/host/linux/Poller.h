@@ -4,7 +4,7 @@
 // each run loop.
 //
 // Every descriptor is watched under a token of the caller's, and wait() returns tokens. Watching is
-// level-triggered. Hang-up and error count as readable, since the read is what tells of them.
+// level-triggered. Hang-up and error make a descriptor readable, since the read reports them.
 #pragma once
 
 #include <sys/epoll.h>
@@ -24,7 +24,7 @@ class Poller {
   enum class Watching {
     started,
     notNeeded,  // a file that is always readable, and that the system refuses to watch
-    refused,    // errno tells why
+    refused,    // errno says why
   };
 
   // Makes room for waits with this capacity, which then need no memory.
@@ -41,7 +41,7 @@ class Poller {
 
   // Waits for at most so many milliseconds, or for ever if negative. Stores the tokens that are
   // ready and returns how many; -1 with errno set if waiting failed. EINTR is an ordinary failure.
-  // kWakeUp stands for all calls of wake() up to now. Call it on one thread only.
+  // kWakeUp means all calls of wake() up to now. Call it on one thread only.
   int wait(int milliseconds, std::uint64_t* tokens, std::size_t capacity);
 
   // Ends the wait that is under way, or else the next one. Any thread.

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// Waits for the exits of which no run loop hears: those of children that were dropped while they
+// Waits for the exits that no run loop sees: those of children that were dropped while they
 // ran, and of children that cannot be watched.
 //
 // One thread does it. It is made before the first child is, and stays: what is handed over
-// later needs no thread, no memory and no descriptor. It sleeps until the system tells of the
+// later needs no thread, no memory and no descriptor. It sleeps until the system reports the
 // pidfd of a dropped child. All others it asks for every 20 ms, while there are any.
 //
 // A forked process has no such thread; its first launch makes one.
@@ -35,10 +35,10 @@ class Reaper {
 
   // Asks for the child's exit every 20 ms from now on, and makes its source ready then.
   void watch(Child& child) noexcept;
-  // Waits for the child's exit, of which nobody wants to hear.
+  // Waits for the child's exit, and reports it to no one.
   void adopt(Child& child) noexcept;
-  // Notes that the children with this pid must have been waited for by somebody else: the system
-  // has just given the pid to another child.
+  // Notes that other code must have waited for the children with this pid: the system has just
+  // given the pid to another child.
   void markLost(pid_t pid) noexcept;
 
  private:

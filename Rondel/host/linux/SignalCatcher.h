@@ -18,11 +18,11 @@ class SignalCatcher {
   ~SignalCatcher() { stop(); }
 
   // Catches the signal from now on. Returns false, with errno set, if the system refuses; EINVAL
-  // for what is no signal, cannot be caught, or tells of a fault of the thread itself. Call it
+  // for what is no signal, cannot be caught, or reports a fault of the thread itself. Call it
   // once.
   bool start();
   // Catches it no more. The last catcher of a signal restores the disposition that the first one
-  // found, unless somebody else has changed it since. Any thread; once is enough.
+  // found, unless other code has changed it since. Any thread; once is enough.
   void stop() noexcept;
 
   // Takes one signal that was caught. Returns false if there is none.

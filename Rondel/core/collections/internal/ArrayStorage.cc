@@ -11,7 +11,7 @@ namespace rondel::internal {
 
 namespace {
 
-// Handles may be moved as bytes: all they are is a pointer that nobody else knows the place of.
+// Handles may be moved as bytes: each is one pointer, and no other pointer refers to it.
 void moveHandles(HxAny* to, const HxAny* from, HxUInteger count) noexcept {
   std::memmove(static_cast<void*>(to), static_cast<const void*>(from), count * sizeof(HxAny));
 }
@@ -42,7 +42,7 @@ void ArrayStorage::operator delete(ArrayStorage* array, std::destroying_delete_t
   });
 }
 
-// There is room for one object at least: no other block can lie where it is.
+// There is always room for one object, so that no other block begins there.
 HxArray ArrayStorage::makeHandle(HxUInteger capacity, bool isMutable) {
   capacity = std::max<HxUInteger>(capacity, 1);
   void* block = allocate(nullptr, sizeof(ArrayStorage), capacity);
@@ -97,8 +97,8 @@ void ArrayStorage::insert(HxAny&& object, HxUInteger index) {
   ++_count;
 }
 
-// From one index to the next, the objects that were there stand in the gap: as many as the result
-// has places in it.
+// From one index to the next, the gap is filled with the objects that were there: as many as the
+// result has places in it.
 void ArrayStorage::insert(const HxArray& objects, const HxIndexSet& indexes) {
   const HxUInteger added = objects.count();
   reserve(added);
@@ -127,7 +127,7 @@ HxAny ArrayStorage::take(HxUInteger index) noexcept {
 }
 
 void ArrayStorage::remove(const HxIndexSet& indexes) {
-  ArrayBuilder removed(indexes.count());  // let go of when all is in order again
+  ArrayBuilder removed(indexes.count());  // released after all is in order again
   HxAny* end = _objects + indexes.firstIndex();
   HxUInteger next = indexes.firstIndex();
   for (HxUInteger index : indexes) {
@@ -140,7 +140,7 @@ void ArrayStorage::remove(const HxIndexSet& indexes) {
   _count -= removed.count();
 }
 
-// Backwards, so that an object that looks at the array as it goes sees a whole one.
+// Backwards, so that the destructor of an object sees a whole array.
 void ArrayStorage::removeAll() noexcept {
   while (_count > 0) {
     --_count;

@@ -14,17 +14,17 @@
 
 namespace rondel::internal {
 
-// Handles in one run: behind the header, in the same block, until they outgrow the room that was
-// asked for, then in a block of their own. Serves both forms; the immutable one is filled before
-// anybody else sees it.
+// Handles in one run: after the header, in the same block, until they outgrow the requested room;
+// then in a separate block. Serves both forms; the immutable one is filled before its handle is
+// handed out.
 class RONDEL_EXPORT ArrayStorage final : public HxArrayObject, private DropLink {
  public:
-  // An empty array with room for `capacity` objects.
+  // Returns an empty array with room for `capacity` objects.
   static HxArray makeHandle(HxUInteger capacity, bool isMutable);
-  // The one immutable empty array; it is never counted.
+  // Returns the one immutable empty array, which is never counted.
   static HxArray empty() noexcept;
-  // A copy that is never counted, so that threads which share it do not write to it. It is there
-  // for good; whoever finds that it is not wanted, before anybody else has seen it, drops it.
+  // Returns a copy that is never counted, so that threads which share it do not write to it. It
+  // lives for ever, unless its maker drops it before any other thread has seen it.
   static ArrayStorage* makeUncounted(const HxArray& array);
   static void dropUncounted(ArrayStorage* array) noexcept { delete array; }
 
@@ -44,8 +44,8 @@ class RONDEL_EXPORT ArrayStorage final : public HxArrayObject, private DropLink 
   }
   void append(const HxArrayObject& other);
   void insert(HxAny&& object, HxUInteger index);
-  // Each object gets its index in the result. They stand in a built-in array that is
-  // not this one.
+  // Inserts each object at its index in the result. `objects` is a built-in array other than this
+  // one.
   void insert(const HxArray& objects, const HxIndexSet& indexes);
   HxAny replace(HxUInteger index, HxAny&& object) noexcept;
   HxAny take(HxUInteger index) noexcept;
@@ -77,11 +77,11 @@ class ArrayBuilder {
   ArrayBuilder(const ArrayBuilder&) = delete;
   ArrayBuilder& operator=(const ArrayBuilder&) = delete;
 
-  // Before the first append: room for as many. Without it the room doubles as it is used up.
+  // Makes room, before the first append. Without it the room doubles as it is used up.
   void reserve(HxUInteger capacity) {
     if (!_array && capacity > 0) _array = ArrayStorage::makeHandle(capacity, false);
   }
-  // Nil is not appended.
+  // Appends an object. A nil one adds nothing.
   void append(HxHandle&& object) {
     if (object.isNil()) [[unlikely]] {
       return;
@@ -93,7 +93,7 @@ class ArrayBuilder {
   }
   void append(const HxHandle& object) { append(HxAny(object)); }
   HxUInteger count() const noexcept { return _array ? storage()->count() : 0; }
-  // The array; the builder is empty afterwards.
+  // Returns the array. The builder is empty after that.
   HxArray finish() { return _array ? std::move(_array) : HxArray::array(); }
 
  private:

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
 // Equality descends a few levels by recursion; pairs of containers that lie deeper wait in a list.
-// A pair in the list is taken for equal until its turn comes, and the first pair that is not ends
-// it all:
+// A pair in the list is taken for equal until its turn comes. The first pair that is not equal ends
+// the comparison:
 //
 //   [[[1]]] and [[[2]]] with one level of recursion
 //     compare [[1]] with [[1]]      recursion; its elements [1] and [2] wait: equal so far
 //     take [1] and [2] from the list; 1 and 2 differ: not equal
 //
-// This needs elements that must be equal each to one other. Members of sets and keys are such where
-// one candidate alone has their hash. Only among several candidates a question is asked at once.
+// A pair may wait if no other pair could take its place. Members of sets and keys may if only one
+// candidate has their hash. Only among several candidates the answer is needed at once.
 #include "Rondel/core/collections/internal/Containers.h"
 
 #include <utility>
@@ -82,7 +82,7 @@ HxUInteger countOf(const HxObject& container) {
 HxUInteger hashOfElements(const HxObject& container, int levels);
 
 HxUInteger elementHash(const HxObject* object, int levels) {
-  if (!object) return 0;  // an open class gave a key and no value
+  if (!object) return 0;  // an open class has a key without a value
   if (!isContainer(*object)) return tableHash(object);
   return spreadHash(levels > 0 ? hashOfElements(*object, levels - 1) : countOf(*object));
 }
@@ -112,7 +112,7 @@ HxUInteger hashOfElements(const HxObject& container, int levels) {
 
 // ---- Equality ---------------------------------------------------------------------------------
 
-// One question about two containers, with the pairs that still wait to be compared.
+// One comparison of two containers, with the pairs that still wait to be compared.
 class Comparison {
  public:
   Comparison() {
@@ -149,7 +149,7 @@ class Comparison {
     return true;
   }
 
-  // The entry of `table` that has an equal key; null if there is none.
+  // Returns the entry of `table` that has an equal key; null if there is none.
   const ObjectTable::Entry* entryWithKey(const ObjectTable& table, const HxObject* key, int level) {
     if (!isContainer(*key)) return table.find(key);
     const ObjectTable::Candidates candidates = table.candidatesFor(key);

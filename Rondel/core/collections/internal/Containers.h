@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What arrays, dictionaries and sets answer about all that is in them: hash, equality and
-// description. None of the three needs a stack frame for each level of nesting.
+// Hash, equality and description of arrays, dictionaries and sets, with all that is in them. None
+// of the three needs a stack frame for each level of nesting.
 #pragma once
 
 #include "Rondel/core/object/Object.h"
@@ -16,7 +16,7 @@ HxUInteger hashOfContainer(const HxObject& container);
 
 // Returns whether two containers of the same kind have equal elements, however deep they lie.
 // Raises HxInternalInconsistencyException if more than 500 levels of containers that share a hash
-// have to be told apart as keys or members.
+// must be distinguished as keys or members.
 bool areEqualContainers(const HxObject& a, const HxObject& b);
 
 // Returns the description of a container. Containers more than 100 levels deep are written as

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Look-ups in built-in dictionaries by text that is no string yet, for those who cut keys out of a
+// Look-ups in built-in dictionaries by text that is no string yet, for code that cuts keys out of a
 // longer text.
 #pragma once
 
@@ -10,8 +10,8 @@
 
 namespace rondel::internal {
 
-// The value for a key of these ASCII characters, still owned by the dictionary; null if it is
-// absent.
+// Returns the value for a key of these ASCII characters, still owned by the dictionary; null if it
+// is absent.
 RONDEL_EXPORT const HxObject* storedObjectForText(const HxObject& dictionary,
                                                   std::string_view ascii);
 

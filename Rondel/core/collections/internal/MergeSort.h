@@ -44,7 +44,7 @@ void mergeRuns(std::vector<T>& items, std::size_t start, std::size_t middle, std
   }
 }
 
-// Sorts by a comparison that tells whether its first argument comes first. If the comparison
+// Sorts by a comparison that returns whether its first argument comes first. If the comparison
 // raises, the items are left in no order, and some of them are moved from.
 template <class T, class IsLess>
 void mergeSort(std::vector<T>& items, const IsLess& isLess) {

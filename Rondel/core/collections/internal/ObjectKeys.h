@@ -28,7 +28,7 @@ inline const FlatString* flatString(const HxObject* object) noexcept {
   return static_cast<const FlatString*>(object);
 }
 
-// isEqual for objects that are not nil.
+// Returns isEqual of objects that are not nil.
 inline bool equalObjects(const HxObject* a, const HxObject* b) {
   if (a == b) return true;
   if (ObjectBits::isFlatString(a) && ObjectBits::isFlatString(b)) {
@@ -37,8 +37,8 @@ inline bool equalObjects(const HxObject* a, const HxObject* b) {
   return a->isEqual(*b);
 }
 
-// The hash that tables use, spread over all bits. The hash of a string is spread already; its
-// lowest bit is always set and tells nothing.
+// Returns the hash that tables use, spread over all bits. The hash of a string is spread already;
+// its lowest bit is always set and carries no information.
 inline std::size_t tableHash(const HxObject* object) {
   if (ObjectBits::isFlatString(object)) return flatString(object)->flatHash() >> 1;
   if (object->typeID() == HxTypeID::string) return object->hash() >> 1;

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// An entry stands in the place that its hash names, or in the first free one after it. A search
+// An entry is in the place that its hash names, or in the first free one after it. A search
 // starts at the place of the hash and ends at a free place. A removed entry leaves no mark: later
 // entries move up into the gap if their own search starts at the gap or before it.
 //
 //   8 places; hashes end in a: 2, b: 2, c: 3, d: 5       place  2 3 4 5
 //   after inserting a, b, c, d                                  a b c d
 //   remove a: b moves to 2, c (which starts at 3) to 3          b c . d
-//   d starts at its own place, behind the gap: it stays
+//   d starts at its own place, after the gap: it stays
 #include "Rondel/core/collections/internal/ObjectTable.h"
 
 #include <algorithm>

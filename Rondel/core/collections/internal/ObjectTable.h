@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The hash table of dictionaries and sets: open addressing with linear probing, at most two thirds
-// full. The hash lies in the entry, so that most searches touch one line of the table and the key
-// in question, whose address needs no comparison to be known.
+// full. The hash is in the entry, so that most searches touch one cache line of the table and one
+// key.
 //
 //   ObjectTable table;
 //   table.insert(key).first->value = value;
@@ -24,7 +24,7 @@ class ObjectTable {
  public:
   struct Entry {
     HxAny key;
-    std::size_t hash = 0;  // 0 where there is no entry
+    std::size_t hash = 0;  // 0 if the place is free
     HxAny value;
   };
 
@@ -48,13 +48,13 @@ class ObjectTable {
   const Entry* find(const HxObject* key) const {
     return _count == 0 ? nullptr : find(key, hashOf(key));
   }
-  // The entries whose key has the hash of this key: how many, and the first of them.
+  // The entries whose key has the hash of a given key: their number, and the first of them.
   struct Candidates {
     std::size_t count = 0;
     const Entry* first = nullptr;
   };
   Candidates candidatesFor(const HxObject* key) const;
-  // The same for a key that is a string of these ASCII characters.
+  // Returns the entry for a key that is a string of these ASCII characters.
   const Entry* findText(std::string_view ascii) const {
     if (_count == 0) return nullptr;
     const std::size_t hash = (hashOfBytes(ascii.data(), ascii.size()) >> 1) | kUsed;
@@ -64,7 +64,7 @@ class ObjectTable {
   std::pair<Entry*, bool> insert(HxAny key);
   // Takes the entry of this key out. Returns an empty one if there is none.
   Entry extract(const HxObject* key);
-  // Returns how many places a search for this key looks at: what bad hashes make grow.
+  // Returns how many places a search for this key looks at. Bad hashes make it grow.
   std::size_t probesFor(const HxObject* key) const;
   // Makes room for this many entries in all.
   void reserve(std::size_t count);
@@ -110,7 +110,7 @@ class ObjectTable {
     for (std::size_t i = wrapped(hash);; i = wrapped(i + 1)) {
       const Entry& entry = _places[i];
       if (entry.hash == hash) {
-        // Whoever looks for a key wants its value, which comes from memory while keys are compared.
+        // The caller reads the value next: fetch it while the keys are compared.
         __builtin_prefetch(entry.value.object());
         if (isKey(entry.key.object())) return &entry;
       }

@@ -11,8 +11,8 @@
 
 namespace rondel::internal {
 
-// While the process has one thread only, counting needs no locked instructions, which cost as much
-// as all else that a short operation does. The C library knows, and tells at the price of a load.
+// Returns whether the process has one thread only, by a load. Then counting needs no locked
+// instructions, which cost as much as all the rest of a short operation.
 inline bool isSingleThreaded() noexcept { return __libc_single_threaded != 0; }
 
 class AtomicWord {
@@ -35,7 +35,7 @@ class AtomicWord {
       __atomic_fetch_add(&_value, 1U, __ATOMIC_RELAXED);
     }
   }
-  // Adds one to a word that is not zero; false if it is.
+  // Adds one to a word that is not zero. Returns false if it is zero.
   bool incrementUnlessZero() noexcept {
     std::uint32_t value = loadRelaxed();
     if (isSingleThreaded()) {
@@ -50,7 +50,7 @@ class AtomicWord {
     }
     return false;
   }
-  // Gives the value that is left.
+  // Subtracts one. Returns the new value.
   constexpr std::uint32_t decrement() noexcept {
     if (std::is_constant_evaluated()) return --_value;
     if (!isSingleThreaded()) return __atomic_sub_fetch(&_value, 1U, __ATOMIC_ACQ_REL);

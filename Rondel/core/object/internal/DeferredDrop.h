@@ -13,14 +13,14 @@
 
 namespace rondel::internal {
 
-// The base of a container that is dropped this way. Waiting needs no memory of its own.
+// The base of a container that is dropped this way. Waiting takes no further memory.
 struct DropLink {
   DropLink* nextToDrop = nullptr;
   void (*destroy)(DropLink*) noexcept = nullptr;
 };
 
-// Calls `destroy` for an object that nobody refers to any more, now or before the outermost call on
-// this thread returns.
+// Calls `destroy` for an object without references, now or before the outermost call on this thread
+// returns.
 void dropBounded(DropLink* link, void (*destroy)(DropLink*) noexcept) noexcept;
 
 }  // namespace rondel::internal

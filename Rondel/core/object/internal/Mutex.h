@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A mutex whose use Clang checks (-Wthread-safety). What a lock guards is said where it is
-// declared, and the compiler holds every access to it.
+// A mutex whose use Clang checks (-Wthread-safety). Each guarded variable names its lock, and the
+// compiler checks every access.
 //
 //   mutable internal::Mutex lock;
 //   std::vector<Timer*> timers RONDEL_GUARDED_BY(lock);
@@ -51,7 +51,7 @@ class RONDEL_CAPABILITY("mutex") Mutex {
   std::mutex _mutex;
 };
 
-// Holds a mutex for a scope. unlock() and lock() let go of it for a while in between.
+// Holds a mutex for a scope. unlock() and lock() release it for a while in between.
 class RONDEL_SCOPED_CAPABILITY MutexLock {
  public:
   explicit MutexLock(Mutex& mutex) RONDEL_ACQUIRE(mutex) : _mutex(mutex) { _mutex.lock(); }

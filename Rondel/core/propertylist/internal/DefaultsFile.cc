@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Several processes change one file without losing each other's settings. Nobody writes what it has
-// in memory. Each writer waits for the lock, reads the file, makes its own changes in what it read,
-// and replaces the file:
+// Several processes change one file without losing each other's settings. No writer writes what it
+// has in memory. Each writer waits for the lock, reads the file, makes its own changes in what it
+// read, and replaces the file:
 //
 //   process A: Jobs = 4      process B: Colour = YES        the file
 //   lock, read {}            waits                          { }
@@ -36,7 +36,7 @@ bool makeFolder(const std::string& path) {
     const std::string folder = path.substr(0, i);
     struct stat status;
     if (fileCalls.mkdir(folder.c_str(), kForTheUserAlone) == 0 || errno == EEXIST) continue;
-    // Where a folder may not be made it may still stand.
+    // A folder that may not be made may exist already.
     const int error = errno;
     if (fileCalls.stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) continue;
     errno = error;
@@ -45,8 +45,8 @@ bool makeFolder(const std::string& path) {
   return true;
 }
 
-// Held by every process that changes a file of the folder. False, with errno set, if the lock
-// cannot be had at all; one that another process holds is waited for.
+// Held by every process that changes a file of the folder. Waits while another process holds it.
+// False, with errno set, if the lock cannot be taken at all.
 class FolderLock {
  public:
   explicit FolderLock(const std::string& folder)
@@ -58,7 +58,7 @@ class FolderLock {
   explicit operator bool() const noexcept { return _isHeld; }
 
  private:
-  const Descriptor _file;  // closing it gives the lock back
+  const Descriptor _file;  // closing it releases the lock
   const bool _isHeld;
 };
 
@@ -69,7 +69,7 @@ bool isMissing(const HxError& error) {
          (error.code() == ENOENT || error.code() == ENOTDIR);
 }
 
-// Returns whether the file itself is the trouble, and not the state of the machine at this moment.
+// Returns whether the fault is in the file, and not in the state of the machine at this moment.
 bool isOfTheFile(const HxError& error) {
   if (error.domain() != HxPOSIXErrorDomain) return true;
   const HxInteger code = error.code();
@@ -110,8 +110,8 @@ std::string setAside(const std::string& path) {
   return isMoved ? aside : std::string();
 }
 
-// Writes a file in place of a damaged one. Returns false, with errno set and the damaged file where
-// it was, if that fails.
+// Replaces a damaged file. If that fails, returns false, with errno set and the damaged file where
+// it was.
 bool replaceDamagedFile(const HxString& damaged, const HxData& data) {
   const std::string path = damaged.toStdString();
   const std::string aside = setAside(path);

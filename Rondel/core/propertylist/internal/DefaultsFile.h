@@ -13,7 +13,7 @@
 
 namespace rondel::internal {
 
-// What is to become of each key: its new value, or nil to remove it.
+// The change of each key: its new value, or nil to remove it.
 using DefaultsChanges = std::unordered_map<HxString, HxAny>;
 
 // Where a file of settings lies.

@@ -14,7 +14,7 @@ bool isSet(const char* value) { return value && *value; }
 
 bool isNameCharacter(char c) { return isLetterOrDigit(unitOf(c)) || c == '_' || c == '-'; }
 
-// The locale without its codeset and its modifier.
+// Returns the locale without its codeset and its modifier.
 std::string_view bareName(std::string_view locale) {
   return locale.substr(0, locale.find_first_of(".@"));
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The languages that the user wants, as locale variables tell them.
+// The languages that the user wants, from the locale variables.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace rondel::internal {
 
-// The variables of POSIX (XBD, 8.2) and the list of the GNU C library; null when not set.
+// The variables of POSIX (XBD, 8.2) and the list of the GNU C library; null if not set.
 struct LocaleVariables {
   const char* language = nullptr;  // LANGUAGE
   const char* all = nullptr;       // LC_ALL
@@ -18,8 +18,8 @@ struct LocaleVariables {
   static LocaleVariables ofEnvironment();
 };
 
-// Names of language folders without their suffix, the one wanted most first, each once:
-// "de_AT.UTF-8" gives de_AT, de-AT, de. Names that could lead out of their folder are left out.
+// Returns the names of language folders without their suffix, the one wanted most first, each once:
+// "de_AT.UTF-8" yields de_AT, de-AT, de. Names that could lead out of their folder are left out.
 std::vector<std::string> wantedLanguages(const LocaleVariables& variables);
 
 // Adds a name unless it is there.

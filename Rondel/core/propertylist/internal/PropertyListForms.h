@@ -66,10 +66,10 @@ HxError propertyListFileError(const HxString& path, const HxString& reason);
 // it is none. Runs the code of the objects that it copies, and raises what that raises.
 HxAny copyOfPropertyList(const HxHandle& list);
 
-// Returns whether the text form gives back the same types: it makes numbers and dates strings.
+// Returns whether the text form keeps the types: it makes numbers and dates strings.
 bool textFormKeepsTypes(const HxHandle& list);
 
-// Returns the text as a built-in, immutable string: no code of anybody else runs when it is used.
+// Returns the text as a built-in, immutable string: using it runs no code of other classes.
 HxString builtInString(const HxString& text);
 
 }  // namespace rondel::internal

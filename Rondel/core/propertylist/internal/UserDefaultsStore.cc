@@ -128,7 +128,7 @@ UserDefaultsStore::~UserDefaultsStore() { writeChangesAtLast(); }
 void UserDefaultsStore::writeChangesAtLast() noexcept {
   try {
     writeChanges();
-  } catch (...) {  // no memory, or a tool's own log; there is nobody left to tell
+  } catch (...) {  // no memory, or a tool's own log raised; there is no place to report it
   }
 }
 

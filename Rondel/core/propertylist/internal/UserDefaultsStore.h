@@ -3,9 +3,9 @@
 // The implementation of HxUserDefaults: the domains, and the two locks around them.
 //
 // `_lock` guards what is in memory and is never held for long: readers and setters need it alone.
-// `_fileLock` comes first; it is held while files are written or read again. No code of anybody
-// else runs under either: all that goes in is copied into built-in objects before, and lines for
-// the log are written afterwards.
+// `_fileLock` comes first; it is held while files are written or read again. No foreign code
+// runs under either: all that goes in is copied into built-in objects before, and lines for the log
+// are written after.
 #pragma once
 
 #include <array>
@@ -27,7 +27,7 @@ class UserDefaultsStore {
     HxArray arguments;         // the words of a command line
   };
 
-  // Returns a store of one's own on these places. Its changes are written by synchronize and when
+  // Returns a separate store on these places. Its changes are written by synchronize and when
   // it goes.
   static Ref<HxUserDefaults> makeDefaults(const Setup& setup);
   // Returns the one of the process. Its changes are written by writeChangedDefaults and at exit,
@@ -44,7 +44,7 @@ class UserDefaultsStore {
   void addToRegistrationDomain(const HxDictionary& entries);
   // Writes the changes of all domains. Returns the first error, nil for none.
   HxError writeChanges() { return updateFiles(Unchanged::leave); }
-  // Does the same where nothing may be raised.
+  // Does the same, and raises nothing.
   void writeChangesAtLast() noexcept;
   // Writes the changes of all domains, and reads the files of the others again. Returns the same.
   HxError synchronize() { return updateFiles(Unchanged::readAgain); }

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// A look behind aspect logging, for its tests.
+// Access to the state of aspect logging, for its tests.
 #pragma once
 
 #include "Rondel/core/object/Types.h"
 
 namespace rondel::internal {
 
-// Forgets all levels and the indent level: the next question reads the defaults again. Nobody may
-// be logging meanwhile.
+// Forgets all levels and the indent level: the next query reads the defaults again. No
+// thread may be logging meanwhile.
 void resetAspectLog();
 
 // How many indentation texts are kept.

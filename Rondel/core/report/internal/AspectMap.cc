@@ -13,14 +13,14 @@ struct AspectMap::Entry {
   std::atomic<HxUInteger> level;
 };
 
-// A power of two of places, at most half of them taken; an entry stands at its hash or behind.
+// A power of two of places, at most half of them taken; an entry is at its hash or after it.
 struct AspectMap::Table {
   Table(HxUInteger size, Table* smaller)
       : mask(size - 1), places(new std::atomic<Entry*>[size]()), former(smaller) {}
 
   const HxUInteger mask;
   const std::unique_ptr<std::atomic<Entry*>[]> places;
-  const std::unique_ptr<Table> former;  // kept for those who still read it
+  const std::unique_ptr<Table> former;  // kept for readers that still use it
 };
 
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The levels of aspects by name. One thread at a time changes it, any number read it meanwhile and
-// take no lock.
+// The levels of aspects by name. One thread at a time changes it. Any number of threads read it
+// meanwhile, without a lock.
 //
 // Entries are never removed: a change of level is a store into the entry, a new aspect is one more.
 // So all that a reader may still look at when the table grows is the old table itself, and those
@@ -19,11 +19,11 @@ class AspectMap {
   AspectMap(const AspectMap&) = delete;
   AspectMap& operator=(const AspectMap&) = delete;
 
-  // 0 when it was not set, and for nil.
+  // Returns the level; 0 if it was not set, and for nil.
   HxUInteger levelOf(const HxString& aspect) const;
-  // Nothing for nil. The caller sees to it that one thread at a time is here.
+  // Does nothing for nil. The caller makes sure that one thread at a time is here.
   void setLevel(const HxString& aspect, HxUInteger level);
-  // Forgets everything; nobody may be reading.
+  // Forgets everything. No thread may be reading.
   void clear() noexcept;
 
  private:

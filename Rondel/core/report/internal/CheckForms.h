@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the forms of Check.h are made of: the type queries of checks that pass, and the cold
-// functions that tell the sink of those that fail. Nothing here is for users.
+// The parts of the forms of Check.h: the type queries of checks that pass, and the cold functions
+// that report to the sink those that fail. Nothing here is for users.
 #pragma once
 
 #include <type_traits>
@@ -80,7 +80,7 @@ bool conformsTo(const HxObject* object) noexcept {
   return dynamic_cast<const T*>(object) != nullptr;
 }
 
-// Each finds the stage that failed, and tells the sink. The receiver may be null.
+// Each finds the stage that failed, and reports it to the sink. The receiver may be null.
 #define MO_COLD_ [[gnu::cold, gnu::noinline]] RONDEL_EXPORT
 MO_COLD_ void failCondition(const HxObject* receiver, const CheckSite& site);
 // The arguments end with the two that follow every message.

@@ -19,7 +19,7 @@ namespace rondel::internal {
 
 namespace {
 
-constexpr mode_t kNewFileMode = 0666;  // less what the process masks
+constexpr mode_t kNewFileMode = 0666;  // without the bits of the umask
 constexpr mode_t kPermissionBits = 07777;
 
 Descriptor openFile(const char* path, int flags) {
@@ -27,7 +27,7 @@ Descriptor openFile(const char* path, int flags) {
       uninterrupted([&] { return fileCalls.open(path, flags | O_CLOEXEC, kNewFileMode); }));
 }
 
-// An open file and what it is; false, with errno set, if one of them cannot be had.
+// An open file and its status; false, with errno set, if one of them fails.
 struct OpenFile {
   OpenFile(const HxString& text, int flags) {
     const FilePath path = FilePath::strict(text);
@@ -59,7 +59,7 @@ ssize_t readInto(int fd, std::uint8_t* bytes, HxUInteger most) {
   return static_cast<ssize_t>(length);
 }
 
-// The first `most` bytes, fewer if the file ends before. Grows from `room` by doubling.
+// Returns the first `most` bytes, fewer if the file ends before. Grows from `room` by doubling.
 HxData readAtMost(int fd, HxUInteger room, HxUInteger most) {
   room = std::min(room, most);
   const Ref<DataStorage> contents = DataStorage::make(room, false);
@@ -76,8 +76,8 @@ HxData readAtMost(int fd, HxUInteger room, HxUInteger most) {
   }
 }
 
-// All bytes of the file. The size is a first guess, since the file may grow meanwhile. There is
-// room for one byte more, so that the end is found without more room.
+// Returns all bytes of the file. The size is a first guess, since the file may grow meanwhile. One
+// more byte of room finds the end without growing.
 HxData readToEnd(const OpenFile& file, HxUInteger mostWithoutSize) {
   constexpr HxUInteger kLeastRoom = 4096;
   if (file.hasSize()) return readAtMost(file.file.get(), file.size() + 1, HxNotFound);
@@ -151,8 +151,8 @@ std::string directoryOf(const std::string& path) {
   return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
 }
 
-// Returns what a link leads to in the end, be it there or not. Returns nothing, with errno set, if
-// that cannot be told, as when links go round.
+// Returns the end of a chain of links, whether it exists or not. Returns nothing, with errno set,
+// if the end cannot be determined, as in a cycle of links.
 std::string targetOf(std::string path) {
   constexpr int kMostLinks = 40;  // as the kernel
   for (int i = 0; i < kMostLinks; ++i) {

@@ -11,7 +11,7 @@
 
 namespace rondel::internal {
 
-// How much is read of a file that does not tell its size, such as a pipe or a device.
+// How much is read of a file without a size, such as a pipe or a device.
 inline constexpr HxUInteger kMostWithoutSize = HxUInteger{1} << 30;
 
 // Returns all bytes, or nil if the file cannot be read. A file without a size that goes on after
@@ -27,7 +27,7 @@ HxData firstBytesOfFile(const HxString& path, HxUInteger length);
 // Cuts the file to nothing, and writes to it.
 bool writeFile(const HxString& path, std::span<const std::byte> bytes);
 // Writes a new file beside the old one and renames it. Keeps the old mode, and follows a link. What
-// is no regular file is written as it stands.
+// is no regular file is written in place.
 bool replaceFile(const HxString& path, std::span<const std::byte> bytes);
 
 }  // namespace rondel::internal

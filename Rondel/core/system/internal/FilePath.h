@@ -19,7 +19,7 @@ namespace rondel::internal {
 
 class RONDEL_EXPORT FilePath {
  public:
-  // Returns the UTF-8 of the text as it stands. Text that names no file gives no path and sets
+  // Returns the UTF-8 of the text as it is. For text that names no file it returns no path and sets
   // errno: EINVAL for nil, ENOENT for empty text, EILSEQ for text with a NUL or a lone surrogate.
   static FilePath strict(const HxString& text);
 

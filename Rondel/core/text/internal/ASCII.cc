@@ -22,7 +22,7 @@ namespace {
 __m128i load(const void* p) noexcept { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
 void store(void* p, __m128i v) noexcept { _mm_storeu_si128(static_cast<__m128i*>(p), v); }
 
-// Bit i for byte i: not ASCII.
+// Returns a mask: bit i is set if byte i is not ASCII.
 unsigned maskBeyondASCII(__m128i bytes) noexcept {
   return static_cast<unsigned>(_mm_movemask_epi8(bytes));
 }
@@ -37,7 +37,7 @@ void narrowEight(const HxUniChar* units, char* out) noexcept {
   _mm_storel_epi64(reinterpret_cast<__m128i*>(out), bytes);
 }
 
-// Whether all the units are ASCII that were combined by or.
+// Returns whether all the units are ASCII that were combined by or.
 bool areASCII(__m128i units) noexcept {
   const __m128i beyond = _mm_and_si128(units, _mm_set1_epi16(static_cast<short>(0xFF80)));
   return _mm_movemask_epi8(_mm_cmpeq_epi16(beyond, _mm_setzero_si128())) == 0xFFFF;

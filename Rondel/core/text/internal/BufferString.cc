@@ -22,7 +22,7 @@ Unit* resized(Unit* units, HxUInteger capacity) {
 }
 
 constexpr HxUInteger kLeastCapacity = 32;
-// What a string that outgrows its own room leaves unused is no more than this.
+// A string that outgrows its own room leaves at most this unused.
 constexpr HxUInteger kMostOwnRoom = 512;
 
 }  // namespace
@@ -108,7 +108,7 @@ void BufferString::widen() {
   _capacity = std::max(_capacity, kLeastCapacity);
 }
 
-// Makes room for `length` units in place of the range, and gives the place.
+// Replaces the range by room for `length` units. Returns the room.
 template <class Unit>
 Unit* BufferString::openGap(Unit*& units, HxRange range, HxUInteger length) {
   forgetSequence(this);

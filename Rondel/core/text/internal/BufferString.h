@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// A string over a buffer of its own: what stands behind every mutable string, and behind the
-// immutable ones that are too long for a flat header. Narrow while all characters that were ever
-// put in are ASCII, wide from then on.
+// A string over its own buffer: every mutable string, and each immutable one that is too long for a
+// flat header. It is narrow while all characters that were ever put in are ASCII, and wide from
+// then on.
 #pragma once
 
 #include <cstring>
@@ -15,11 +15,11 @@ class RONDEL_EXPORT BufferString final : public HxStringObject {
  public:
   explicit BufferString(bool isMutable) noexcept
       : HxStringObject(isMutable ? kBuiltIn | kMutable : 0) {}
-  // A mutable one with room for `capacity` units; room for a short text lies in the same block.
+  // Returns a mutable one with room for `capacity` units. Room for a short text is in its block.
   static Ref<BufferString> makeMutable(HxUInteger capacity);
   ~BufferString() override;
 
-  // An immutable string of any length.
+  // Returns an immutable string of any length.
   template <class Unit>
   static HxString makeLong(const Unit* units, HxUInteger length);
 
@@ -50,7 +50,7 @@ class RONDEL_EXPORT BufferString final : public HxStringObject {
   // ASCII only.
   void replaceWithBytes(HxRange range, const char* bytes, HxUInteger length);
 
-  // A byte more, so that no other block can lie where the room of its own would be.
+  // Adds a byte, so that no other block can begin at ownRoom().
   static void* operator new(std::size_t size) { return ::operator new(size + 1); }
   static void operator delete(void* block) noexcept { ::operator delete(block); }
 
@@ -62,7 +62,7 @@ class RONDEL_EXPORT BufferString final : public HxStringObject {
     return ::operator new(size + room.bytes);
   }
   static void operator delete(void* block, Room) noexcept { ::operator delete(block); }
-  // Behind this object, in its block. Only a string that was made with room has any.
+  // The room after this object, in its block. Only a string that was made with room has any.
   char* ownRoom() noexcept { return reinterpret_cast<char*>(this + 1); }
   void freeNarrow() noexcept;
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The characters of any string as one run, for algorithms: where they lie for built-in strings, a
-// stack buffer for short ones of other classes, the heap beyond that. Never a copy where a view
+// The characters of any string as one run, for algorithms: in place for built-in strings, in a
+// stack buffer for short ones of other classes, on the heap beyond that. Never a copy if a view
 // will do.
 //
 //   Characters text(string);
@@ -18,8 +18,8 @@
 
 namespace rondel::internal {
 
-// Raises HxRangeException if a string cannot show a range within the length that it tells. For
-// those who take memory for the range, which may be absurd.
+// Raises HxRangeException if a string lacks the last unit of a range within its stated length. Call
+// it before taking memory for the range, which may be absurd.
 inline void checkShown(const HxStringObject& string, HxRange range) {
   constexpr HxUInteger kMostUnits = HxNotFound / sizeof(HxUniChar);
   checkRange("-[HxString getCharacters:range:]", range, kMostUnits);
@@ -30,7 +30,7 @@ class Characters {
  public:
   static constexpr HxUInteger kStackUnits = 256;
 
-  // Good as long as `string` is not changed. A nil string has no characters.
+  // Valid as long as `string` is not changed. A nil string has no characters.
   explicit Characters(const HxString& string)
       : Characters(static_cast<const HxStringObject*>(string.object())) {}
   explicit Characters(const HxStringObject* string) {

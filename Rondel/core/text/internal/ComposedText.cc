@@ -5,7 +5,7 @@
 //
 //   a, 100 acutes (class 230) and 100 cedillas (class 202) in turn
 //     cut     the run is found by a look at every 32nd unit; the base "a" goes with it
-//     sort    one list a class: 202 gets the cedillas, 230 the acutes, each in their order
+//     sort    one list per class: 202 gets the cedillas, 230 the acutes, each in their order
 //     write   a, 100 cedillas, 100 acutes
 //
 // Composition starts from the sorted form, where ICU finds every mark in its place.
@@ -33,7 +33,7 @@ bool takesMarks(UChar32 c) {
 }
 
 // Conjoining Hangul letters: vowels go with leading letters and vowels, trailing letters with
-// vowels and trailing ones (Unicode Standard, 3.12). The blocks that hold them are asked first.
+// vowels and trailing ones (Unicode Standard, 3.12). The blocks that hold them are tested first.
 bool isHangulVowelOrTrail(UChar32 c) {
   return (c >= 0x1160 && c <= 0x11FF) || (c >= 0xD7B0 && c <= 0xD7FB);
 }
@@ -117,7 +117,7 @@ bool isNormalized(const UNormalizer2* form, const HxUniChar* units, HxUInteger l
 
 // ---- Long runs of marks -------------------------------------------------------------------------
 
-// Whether the decomposition of a character begins with a mark that may change places.
+// Returns whether the decomposition of a character begins with a mark that may change places.
 bool isReordered(UChar32 c) {
   return c >= kFirstMark && u_getIntPropertyValue(c, UCHAR_LEAD_CANONICAL_COMBINING_CLASS) != 0;
 }
@@ -146,7 +146,7 @@ HxUInteger previousCodePoint(const HxUniChar* units, HxUInteger length, HxUInteg
   return index - (index > 1 && splitsPair(units, length, index - 1) ? 2 : 1);
 }
 
-// The full decomposition of one character, its marks as they stand in it.
+// Appends the full decomposition of one character, with its marks in their order there.
 void appendDecompositionOf(UChar32 c, UnitBuffer& out) {
   out.appendWith([&](HxUniChar* place, std::int32_t room) {
     UErrorCode status = U_ZERO_ERROR;
@@ -194,7 +194,7 @@ class MarkSorter {
   std::vector<std::size_t> _used;
 };
 
-// The normal form D of text that holds a long run of marks, in time that grows as the text does.
+// Appends the normal form D of text with a long run of marks, in time linear in the text.
 void appendSorted(const HxUniChar* units, HxUInteger length, UnitBuffer& out) {
   UnitBuffer decomposed;
   for (HxUInteger i = 0; i < length;) {
@@ -255,7 +255,7 @@ bool isDecomposed(const HxUniChar* units, HxUInteger length) {
   return isNormalized(formD(), units, length);
 }
 
-// A long run of marks is told by making the form: the quick look would sort it for each mark.
+// A long run of marks is checked by making the form: the quick check would sort it for each mark.
 bool isComposed(const HxUniChar* units, HxUInteger length) {
   if (nextLongRunOfMarks(units, length, 0).length == 0) {
     return isNormalized(formC(), units, length);

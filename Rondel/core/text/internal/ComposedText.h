@@ -7,8 +7,8 @@
 // or a line separator. Text may be divided between sequences without changing what it is
 // canonically equivalent to (Unicode Standard, 3.11).
 //
-// The key of a text is what stays the same for all texts that count as equal to it: its normal form
-// D, case-folded when case does not count. Keys are made sequence by sequence.
+// Texts that are equal under an Equivalence have the same key: the normal form D, case-folded if
+// case is ignored. Keys are made sequence by sequence.
 #pragma once
 
 #include "Rondel/core/text/internal/CodeUnits.h"
@@ -16,18 +16,18 @@
 
 namespace rondel::internal {
 
-inline constexpr HxUniChar kFirstMark = 0x300;  // no unit below it joins what stands before it
+inline constexpr HxUniChar kFirstMark = 0x300;  // no unit below it joins the one before it
 
 bool isSequenceBoundarySlow(const HxUniChar* units, HxUInteger length, HxUInteger index);
 
-// Whether a sequence begins at `index`; true at both ends of the text.
+// Returns whether a sequence begins at `index`; true at both ends of the text.
 inline bool isSequenceBoundary(const HxUniChar* units, HxUInteger length, HxUInteger index) {
   return index == 0 || index >= length || units[index] < kFirstMark ||
          isSequenceBoundarySlow(units, length, index);
 }
 inline bool isSequenceBoundary(const char*, HxUInteger, HxUInteger) { return true; }
 
-// The end of the sequence that `index`, which is below `length`, lies in.
+// Returns the end of the sequence that contains `index`, which is below `length`.
 template <class Unit>
 HxUInteger nextSequenceBoundary(const Unit* units, HxUInteger length, HxUInteger index) {
   do ++index;
@@ -35,7 +35,7 @@ HxUInteger nextSequenceBoundary(const Unit* units, HxUInteger length, HxUInteger
   return index;
 }
 
-// The start of the sequence that the unit before `index`, which is above 0, lies in.
+// Returns the start of the sequence that contains the unit before `index`, which is above 0.
 template <class Unit>
 HxUInteger previousSequenceBoundary(const Unit* units, HxUInteger length, HxUInteger index) {
   do --index;
@@ -43,15 +43,15 @@ HxUInteger previousSequenceBoundary(const Unit* units, HxUInteger length, HxUInt
   return index;
 }
 
-// What counts as equal.
+// Which texts are equal.
 struct Equivalence {
   explicit Equivalence(HxStringCompareOptions options)
       : canonical((options & HxLiteralSearch) == 0),
         foldsCase((options & HxCaseInsensitiveSearch) != 0) {}
 
-  // Code units as they stand.
+  // Returns whether code units are compared as they are.
   bool isExact() const noexcept { return !canonical && !foldsCase; }
-  // The key of an ASCII unit.
+  // Returns the key of an ASCII unit.
   HxUniChar fold(HxUniChar ascii) const noexcept {
     return foldsCase && ascii >= u'A' && ascii <= u'Z' ? static_cast<HxUniChar>(ascii + 32) : ascii;
   }
@@ -60,7 +60,7 @@ struct Equivalence {
   bool foldsCase;
 };
 
-// Keys are made of pieces: sequences, or code points where canonical equivalence does not count.
+// Keys are made of pieces: sequences, or code points if canonical equivalence is ignored.
 HxUInteger nextPiece(const HxUniChar* units, HxUInteger length, HxUInteger index,
                      Equivalence equivalence);
 HxUInteger previousPiece(const HxUniChar* units, HxUInteger length, HxUInteger index,
@@ -71,8 +71,8 @@ bool isPieceBoundary(const HxUniChar* units, HxUInteger length, HxUInteger index
 void appendKey(const HxUniChar* units, HxUInteger length, Equivalence equivalence, UnitBuffer& key);
 void appendKey(const char* ascii, HxUInteger length, Equivalence equivalence, UnitBuffer& key);
 bool mayBeginKeySlow(HxUniChar unit, HxUniChar first, Equivalence equivalence);
-// Whether the key of a piece that begins with `unit` can begin with `first`. Often true in vain for
-// units that are rare.
+// Returns whether the key of a piece that begins with `unit` can begin with `first`. Often wrongly
+// true for rare units.
 inline bool mayBeginKey(HxUniChar unit, HxUniChar first, Equivalence equivalence) {
   return unit < 0x80 ? equivalence.fold(unit) == first : mayBeginKeySlow(unit, first, equivalence);
 }
@@ -89,7 +89,7 @@ HxRange nextLongRunOfMarks(const HxUniChar* units, HxUInteger length, HxUInteger
 // Appends the normal form D or C. The time grows as the text does.
 void appendDecomposed(const HxUniChar* units, HxUInteger length, UnitBuffer& out);
 void appendComposed(const HxUniChar* units, HxUInteger length, UnitBuffer& out);
-// Whether text is known to be in that form already.
+// Return whether text is known to be in that form already.
 bool isDecomposed(const HxUniChar* units, HxUInteger length);
 bool isComposed(const HxUniChar* units, HxUInteger length);
 

@@ -31,13 +31,13 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
   // Lengths from here on do not fit the header; such text is kept in a string of another kind.
   static constexpr HxUInteger kMaximumLength = 0xFFFFFFFEU;
 
-  // A new string of `length` units whose characters the caller writes, all of them, before anybody
-  // else sees it; wide text must hold at least one unit that is not ASCII. The reference is the
-  // caller's.
+  // Returns a new string of `length` units. The reference to it is the caller's. The caller writes
+  // all of the units before it shares the string. Wide text must hold at least one unit that is not
+  // ASCII.
   static FlatString* makeNarrow(HxUInteger length) {
     return makeNarrowIn(allocate(sizeof(FlatString) + length + 1), length);
   }
-  // The same in a block with the room for it: a new one, or that of a string of before.
+  // Does the same in a block with the room for it: a new one, or that of a former string.
   static FlatString* makeNarrowIn(void* block, HxUInteger length) noexcept {
     auto* string = new (block) FlatString(static_cast<std::uint32_t>(length), kFlatNarrow);
     string->narrow()[length] = '\0';
@@ -64,13 +64,13 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
   HxUniChar* wide() noexcept { return reinterpret_cast<HxUniChar*>(this + 1); }
   std::string_view narrowView() const noexcept { return {narrow(), _length}; }
   HxUInteger flatLength() const noexcept { return _length; }
-  // Computed on first use and kept; two threads that race compute the same.
+  // Returns the hash, computed on first use and kept; two threads that race compute the same.
   std::uint32_t flatHash() const noexcept {
     const std::uint32_t kept = _hash.loadRelaxed();
     return kept ? kept : computeHash();
   }
 
-  // Same units: flat strings of different width never hold the same text.
+  // Returns whether the units are the same. Strings of different width never hold the same text.
   bool hasSameUnits(const FlatString& other) const noexcept {
     return _length == other._length && ((bits() ^ other.bits()) & kFlatWide) == 0 &&
            std::memcmp(narrow(), other.narrow(), byteLength()) == 0;
@@ -79,8 +79,8 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
     return isNarrow() ? _length : HxUInteger{_length} * sizeof(HxUniChar);
   }
 
-  // Gives back the block of a string. Out of line: a compiler that sees a constant's handle go must
-  // not see a delete after it.
+  // Frees the block of a string. Deliberate: out of line, so that no compiler sees the delete of a
+  // constant after its handle ends.
   static void freeBlock(void* block) noexcept;
   static void* allocate(std::size_t bytes);
 

@@ -66,7 +66,7 @@ std::uint32_t FormatParser<Unit>::number() noexcept {
   return static_cast<std::uint32_t>(value);
 }
 
-// Digits with a dollar sign behind them; 0, and nothing read, when there are none.
+// Reads digits and a dollar sign. Returns 0, and reads nothing, if they are not there.
 template <class Unit>
 std::uint32_t FormatParser<Unit>::position() noexcept {
   const Unit* const start = _at;
@@ -110,7 +110,7 @@ FormatCount FormatParser<Unit>::count() noexcept {
   return {};
 }
 
-// Gives the letter behind the length, which for a long character is another one.
+// Returns the letter after the length; for a long character it is another one.
 template <class Unit>
 FormatLetter FormatParser<Unit>::lengthAndLetter(FormatConversion& conversion) noexcept {
   if (accept('h')) conversion.integerSize = accept('h') ? sizeof(char) : sizeof(short);

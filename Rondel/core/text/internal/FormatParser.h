@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The first part of the format engine: from the text of a format to its pieces, one at a time. It
-// knows the grammar and nothing of arguments; Format.h describes the grammar.
+// knows the grammar and no arguments; Format.h describes the grammar.
 #pragma once
 
 #include <type_traits>
@@ -10,7 +10,7 @@
 
 namespace rondel::internal {
 
-// What a conversion letter stands for.
+// The meaning of a conversion letter.
 enum class FormatFamily : std::uint8_t {
   none,  // no conversion letter
   percent,
@@ -55,10 +55,10 @@ inline constexpr FormatLetter kFormatLetters[] = {
     {'p', FormatFamily::pointer},
 };
 
-// The row of a letter, one of family none when there is no such letter.
+// Returns the row of a letter, one of family none if there is no such letter.
 FormatLetter formatLetter(HxUniChar letter) noexcept;
 
-// A width or a precision as the format gives it.
+// A width or a precision as the format states it.
 struct FormatCount {
   enum class Source : std::uint8_t { absent, number, argument };
   Source source = Source::absent;
@@ -81,7 +81,7 @@ struct FormatConversion {
 template <class Unit>
 class FormatParser {
  public:
-  // A run of text to be taken as it is, or, when that is empty, a conversion.
+  // A run of text to be taken as it is, or, if that is empty, a conversion.
   struct Piece {
     const Unit* text = nullptr;
     HxUInteger length = 0;
@@ -91,11 +91,11 @@ class FormatParser {
   FormatParser(const Unit* format, HxUInteger length) noexcept
       : _at(format), _end(format + length) {}
 
-  // The following piece; false when there is none left.
+  // Reads the next piece. Returns false if there is none left.
   bool next(Piece& piece) noexcept;
 
  private:
-  // Numbers in a format stop to grow here, far above every limit that applies to them.
+  // Numbers in a format stop growing here, far above every limit that applies to them.
   static constexpr std::uint32_t kGreatestNumber = 0x7FFFFFFF;
 
   HxUniChar peek() const noexcept {
@@ -109,7 +109,7 @@ class FormatParser {
   FormatCount count() noexcept;
   void precision(FormatConversion& conversion) noexcept;
   FormatLetter lengthAndLetter(FormatConversion& conversion) noexcept;
-  // Reads what stands behind a percent sign, the letter included if there is one.
+  // Reads what follows a percent sign, the letter included if there is one.
   void conversion(FormatConversion& conversion) noexcept;
 
   const Unit* _at;

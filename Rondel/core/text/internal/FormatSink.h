@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The last part of the format engine: a growing run of UTF-16 units. It keeps one byte a unit while
-// all of them are ASCII, lies on the stack while it is short, and takes from the heap beyond that.
+// The last part of the format engine: a growing run of UTF-16 units. It keeps one byte per unit
+// while all of them are ASCII, lies on the stack while it is short, and takes from the heap beyond
+// that.
 #pragma once
 
 #include <cstdlib>
@@ -10,7 +11,7 @@
 
 namespace rondel::internal {
 
-// A run of text where it lies: one of the pointers is set. `narrow` text is ASCII.
+// A run of text in place: one of the pointers is set. `narrow` text is ASCII.
 struct FormatRun {
   const char* narrow = nullptr;
   const HxUniChar* wide = nullptr;
@@ -24,19 +25,19 @@ class FormatSink {
   FormatSink& operator=(const FormatSink&) = delete;
   ~FormatSink() { std::free(_heap); }
 
-  // Bytes must be ASCII.
+  // Append text. Bytes must be ASCII.
   void append(const char* ascii, HxUInteger length);
   void append(const HxUniChar* units, HxUInteger length);
   void append(FormatRun run);
   void append(HxUniChar unit) { append(&unit, 1); }
-  // The same ASCII character several times.
+  // Appends an ASCII character `count` times.
   void fill(char ascii, HxUInteger count);
 
-  // All that was appended; good until more is.
+  // Returns all that was appended, valid until more is.
   FormatRun run() const noexcept;
-  // The same as a new string: one allocation.
+  // Returns the same as a new string, with one allocation.
   HxString string() const;
-  // The same put at the end of a mutable string, which must not be nil.
+  // Appends the same to a mutable string, which must not be nil.
   void appendTo(const HxMutableString& string) const;
 
  private:

@@ -68,7 +68,7 @@ class Formatter {
   void run(const Unit* format, HxUInteger length);
 
  private:
-  // The argument at a position from 1 on, or the next one; null when there is none.
+  // Returns the argument at a position from 1 on, or the next one; null if there is none.
   const HxArgument* take(HxUInteger position) noexcept;
   Field resolve(const FormatConversion& conversion) noexcept;
   void convert(const FormatConversion& conversion);
@@ -213,7 +213,7 @@ void Formatter::putUnsigned(const Field& field, std::uint64_t bits, FormatLetter
   const auto count = static_cast<HxUInteger>(end - digits);
   const bool isAlternate = field.isAlternate && (bits != 0 || field.precision == 0);
   if (letter.base == 8 && isAlternate) {
-    // The first digit must be a zero, one from the precision or one of its own.
+    // The first digit must be a zero, by the precision or by one that is added.
     const bool hasZero = bits == 0 || (field.precision != kNoPrecision && field.precision > count);
     Field full = field;
     if (bits == 0) full.precision = 1;
@@ -383,7 +383,7 @@ void Formatter::putPointer(const Field& field, const HxArgument* argument) {
   putUnsigned(hexadecimal, address, formatLetter(u'x'));
 }
 
-// The form that an argument has where a conversion of another kind meets it.
+// Writes an argument in its natural form, for a conversion of another kind.
 void Formatter::putNaturally(Field field, const HxArgument& argument) {
   field = {.width = field.width, .isLeft = field.isLeft};
   char digits[32];
@@ -416,8 +416,8 @@ void formatTo(FormatSink& sink, const HxString& format, HxArguments arguments) {
 
 namespace {
 
-// The bytes that may make one sequence: the first, and as many as it asks for of those behind it
-// that can continue it. A NUL cannot.
+// Returns the bytes that may make one sequence: the first, and up to as many continuations after it
+// as it needs. A NUL is none.
 HxUInteger reachOfSequence(const unsigned char* bytes) noexcept {
   const unsigned char lead = bytes[0];
   const HxUInteger wanted = lead < 0xC0 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;

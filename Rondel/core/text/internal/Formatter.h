@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The middle of the format engine: brings the pieces of a format and the arguments of a call
-// together and writes to a sink. Format.h tells what each conversion prints.
+// together and writes to a sink. Format.h states what each conversion prints.
 #pragma once
 
 #include "Rondel/core/text/Format.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Where lines end: at LF, CR, CR LF, U+0085, U+2028 and U+2029. For scanners that walk a span of
+// The ends of lines: LF, CR, CR LF, U+0085, U+2028 and U+2029. For scanners that walk a span of
 // units themselves. ASCII spans have only LF and CR.
 //
 //   for (HxUInteger start = 0; start < length;) {
@@ -31,7 +31,7 @@ constexpr bool endsLine(HxUniChar unit) noexcept {
 
 #if defined(__SSE2__)
 
-// One bit a byte that belongs to a unit that ends a line, in the 16 bytes at `p`.
+// Returns a bit for each of the 16 bytes at `p`: set if its unit ends a line.
 inline unsigned lineEndMask(const char* p) noexcept {
   const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
   return static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(
@@ -50,7 +50,7 @@ inline unsigned lineEndMask(const HxUniChar* p) noexcept {
 
 #endif
 
-// The first index in [from, to) whose unit ends a line, `to` if there is none.
+// Returns the first index in [from, to) whose unit ends a line, `to` if there is none.
 template <class Unit>
 HxUInteger findLineTerminator(const Unit* units, HxUInteger from, HxUInteger to) noexcept {
 #if defined(__SSE2__)

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// String literals: decoded while compiling, kept in static storage. String.h makes handles of them.
+// String literals: decoded at compile time, kept in static storage. String.h makes handles of them.
 #pragma once
 
 #include "Rondel/core/text/internal/FlatString.h"
 
 namespace rondel::internal {
 
-// The text of a literal as a template argument: UTF-8 as it stands in the source.
+// The text of a literal as a template argument: UTF-8 as in the source.
 template <std::size_t N>
 struct LiteralText {
   char bytes[N]{};
@@ -21,7 +21,7 @@ struct LiteralText {
     }
     return true;
   }
-  // Whether the bytes are valid UTF-8 (RFC 3629).
+  // Returns whether the bytes are valid UTF-8 (RFC 3629).
   constexpr bool isUTF8() const {
     for (std::size_t i = 0; i < size();) {
       const std::size_t count = lengthOfCharacterAt(i);
@@ -35,7 +35,7 @@ struct LiteralText {
   constexpr std::uint32_t byteAt(std::size_t i) const {
     return static_cast<unsigned char>(bytes[i]);
   }
-  // In bytes; 0 when there is no whole and valid one.
+  // Returns the length in bytes; 0 if there is no whole and valid sequence.
   constexpr std::size_t lengthOfCharacterAt(std::size_t i) const {
     const std::uint32_t lead = byteAt(i);
     if (lead < 0x80) return 1;
@@ -45,7 +45,7 @@ struct LiteralText {
     for (std::size_t k = 1; k < count; ++k) {
       if ((byteAt(i + k) & 0xC0) != 0x80) return 0;
     }
-    // Too long a form, a surrogate, or beyond U+10FFFF: told by the second byte.
+    // The second byte shows an overlong form, a surrogate, or a value beyond U+10FFFF.
     const std::uint32_t second = byteAt(i + 1);
     const bool isOutside = (lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F) ||
                            (lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second > 0x8F);
@@ -53,7 +53,7 @@ struct LiteralText {
   }
 };
 
-// UTF-16 units of a literal, decoded while compiling.
+// UTF-16 units of a literal, decoded at compile time.
 template <std::size_t N>
 struct LiteralUnits {
   HxUniChar units[N]{};

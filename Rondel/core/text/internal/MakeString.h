@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// New flat strings whose characters are written in place, so that text which is converted is not
-// copied after it.
+// New flat strings whose characters are written in place, so that converted text is not copied
+// again.
 #pragma once
 
 #include <cstdlib>
@@ -18,9 +18,8 @@ Unit* allocateUnits(HxUInteger length) {
   return units;
 }
 
-// A string of `length` units, which `fill(units)` writes, all of them, and raises nothing; one at
-// least must not be ASCII. More than a flat string can hold goes to one of another kind, by way of
-// a copy.
+// Returns a string of `length` units. `fill(units)` writes all of them and raises nothing; at least
+// one must not be ASCII. Text that is too long for a flat string is copied to one of another kind.
 template <class Fill>
 HxString makeWideString(HxUInteger length, const Fill& fill) {
   if (length > FlatString::kMaximumLength) {
@@ -33,7 +32,7 @@ HxString makeWideString(HxUInteger length, const Fill& fill) {
   return HxString(HxAny::Unchecked{}, HxAny::adopt(string));
 }
 
-// The same for text that is all ASCII.
+// Does the same for text that is all ASCII.
 template <class Fill>
 HxString makeNarrowString(HxUInteger length, const Fill& fill) {
   if (length > FlatString::kMaximumLength) {

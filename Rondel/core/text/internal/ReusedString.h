@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// One string after the other, for who sends out many and forgets each: while nobody keeps them,
-// they are made in the same block. Strings that somebody keeps have blocks of their own.
+// One string after the other, for code that sends out many and forgets each. While no receiver
+// keeps them, they are made in the same block. A string that is kept keeps its block.
 //
 //   ReusedString line;
 //   while (...) consume(line.make(units, length));
 //
-// A string is good until the next one is made, and as long as somebody refers to it. So it must not
-// be shared with calls that may come from within `consume`.
+// A string is valid until the next one is made, and as long as there is another reference to it. So
+// a ReusedString must not be shared with calls that may come from within `consume`.
 #pragma once
 
 #include <cstring>
@@ -35,7 +35,7 @@ class ReusedString {
   }
 
  private:
-  // In characters. It bounds what a short string takes along that is kept after longer ones.
+  // In characters. It bounds the unused room of a short string that is kept after longer ones.
   static constexpr HxUInteger kMostRoom = 128;
 
   template <class Unit>
@@ -55,7 +55,7 @@ class ReusedString {
   }
 
   HxString _string;
-  HxUInteger _room = 0;  // of the block; 0 when it is not a flat, narrow string's
+  HxUInteger _room = 0;  // of the block; 0 if it is not a flat, narrow string's
 };
 
 }  // namespace rondel::internal

@@ -44,8 +44,8 @@ HxString stringFromUTF16(const char* text, HxUInteger length) {
 
 // ---- Text to bytes ------------------------------------------------------------------------------
 
-// One byte a unit, for encodings whose bytes are the first code points; nil when a unit is above
-// `last`.
+// Returns one byte for each unit, for encodings whose bytes are the first code points; nil if a
+// unit is above `last`.
 HxData dataOfBytes(const Characters& text, HxUniChar last) {
   HxMutableData data = HxMutableData::data();
   data.setLengthUninitialized(text.length());

@@ -9,7 +9,7 @@ namespace rondel::internal {
 
 constinit std::uint64_t keptHashSeed = 0;
 
-// Where the system has no random bytes to give, the time and an address are the best there is.
+// If the system has no random bytes, the time and an address are the best there is.
 std::uint64_t drawHashSeed() noexcept {
   std::uint64_t drawn = 0;
   if (::getentropy(&drawn, sizeof(drawn)) != 0) {
@@ -17,7 +17,7 @@ std::uint64_t drawHashSeed() noexcept {
     drawn = mix(static_cast<std::uint64_t>(now), reinterpret_cast<std::uintptr_t>(&drawn));
   }
   drawn |= 1U;
-  // Of two threads that draw at once, the first one wins.
+  // If two threads draw at once, the first one wins.
   std::uint64_t kept = 0;
   if (__atomic_compare_exchange_n(&keptHashSeed, &kept, drawn, false, __ATOMIC_RELAXED,
                                   __ATOMIC_RELAXED)) {

@@ -2,8 +2,8 @@
 //
 // The hash of text and bytes, and the mix that all hashes of the library are made of.
 //
-// The idea: take 16 bytes at a time as two words. Hide the first behind the seed and the second
-// behind what came before, multiply them to 128 bits, and fold both halves and both operands into
+// The idea: take 16 bytes at a time as two words. Mask the first with the seed and the second
+// with the hash so far, multiply them to 128 bits, and fold both halves and both operands into
 // 64 bits. Folding the operands in as well keeps a chosen zero from wiping out the rest.
 //
 //   "name", 4 bytes, seed s:  start  h = s ^ 4
@@ -11,7 +11,7 @@
 //                                    h = mix(first ^ rotated s, second ^ h)
 //                             result (h ^ h >> 32) | 1
 //
-// Each process has a seed of its own, so that nobody can prepare texts that share a hash. Constants
+// Each process has its own seed, so that no one can prepare texts that share a hash. Constants
 // therefore compute theirs on first use, as all strings do. Text that is all ASCII is hashed as its
 // characters, one byte each; other text as its UTF-16 units in the machine's order.
 #pragma once

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A string piece by piece: where it lies, or through a window on the stack. For algorithms that
-// walk a text of any length and any class once, and take nothing from the heap.
+// A string piece by piece: in place, or through a window on the stack. For algorithms that walk a
+// text of any length and any class once, and take nothing from the heap.
 //
 //   TextPieces text(string);
 //   text.visit({at, count}, [](auto* units) { ... });  // const char* (ASCII) or const HxUniChar*
@@ -22,10 +22,10 @@ class TextPieces {
   TextPieces(const TextPieces&) = delete;
   TextPieces& operator=(const TextPieces&) = delete;
 
-  // Null and null when the text does not lie in one run.
+  // Null and null if the text does not lie in one run.
   HxStringObject::Contiguous run() const noexcept { return _run; }
 
-  // The units of a range that fits the text, good until the next call.
+  // Returns the units of a range that fits the text, valid until the next call.
   template <class Visitor>
   decltype(auto) visit(HxRange piece, Visitor&& visitor) {
     if (_run.narrow) return visitor(_run.narrow + piece.location);
@@ -40,7 +40,7 @@ class TextPieces {
   HxUniChar _window[kUnits];
 };
 
-// Calls `visit` with one piece of the range after the other, from its start on, until it gives
+// Calls `visit` with one piece of the range after the other, from its start on, until it returns
 // false.
 template <class Visit>
 void forEachPiece(HxRange range, Visit visit) {
@@ -51,7 +51,7 @@ void forEachPiece(HxRange range, Visit visit) {
   }
 }
 
-// Returns whether `b`, of `length` units, stands in `a` from `start` on.
+// Returns whether `a` holds `b`, of `length` units, from `start` on.
 inline bool haveSameUnits(const HxStringObject& a, HxUInteger start, const HxStringObject& b,
                           HxUInteger length) {
   TextPieces left(a);

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// Most searches look for the first unit of the pattern and compare the rest where it stands. On
+// Most searches look for the first unit of the pattern and compare the rest from there. On
 // text that keeps almost matching this is quadratic, so each search has an allowance that grows
 // with the text it has passed. A search that has used it up goes on steadily (Knuth, Morris and
-// Pratt): each unit of text is read once, and a table of the pattern tells how much of a failed
+// Pratt): each unit of text is read once, and a table of the pattern has how much of a failed
 // match is the start of another one.
 //
 //   "aab" in "aaab":  table 0 1 0       a   a    a                  b
 //                     units matched     1   2    2 (falls to 1, +1)  3: found at 1
 //
-// Composed text is searched in the same two ways, over the keys of its sequences in place of units.
+// Composed text is searched in the same two ways, over the keys of its sequences instead of units.
 #include "Rondel/core/text/internal/TextSearch.h"
 
 #if defined(__SSE2__)
@@ -26,7 +26,7 @@ namespace {
 
 #if defined(__SSE2__)
 
-// One bit a byte of the units that are `a` or `b`, in the 16 bytes at `p`.
+// Returns a bit for each of the 16 bytes at `p`: set if its unit is `a` or `b`.
 unsigned eitherMask(const char* p, HxUniChar a, HxUniChar b) {
   const __m128i run = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
   return static_cast<unsigned>(
@@ -43,8 +43,8 @@ unsigned eitherMask(const HxUniChar* p, HxUniChar a, HxUniChar b) {
 
 #endif
 
-// The first index in [from, to) whose unit is `a` or `b`, `to` when there is none. In bytes only
-// ASCII is looked for.
+// Returns the first index in [from, to) whose unit is `a` or `b`, `to` if there is none. In bytes
+// only ASCII is looked for.
 template <class Unit>
 HxUInteger indexOfEither(const Unit* units, HxUInteger from, HxUInteger to, HxUniChar a,
                          HxUniChar b) {
@@ -66,7 +66,7 @@ HxUniChar upper(HxUniChar ascii) {
 // ASCII characters that a character beyond ASCII decomposes to as a whole: U+037E, U+1FEF, U+212A.
 bool hasTwin(HxUniChar ascii) { return ascii == u';' || ascii == u'`' || ascii == u'K'; }
 
-// What a quick search may compare after it has passed so many units of text.
+// Returns what a quick search may compare after it has passed so many units of text.
 HxUInteger allowance(HxUInteger passed) { return 16 * passed + 1024; }
 
 // How much of a pattern the units up to the present one match.
@@ -118,7 +118,7 @@ void TextSearch::prepare(const Characters& pattern) {
   pattern.visit(
       [&](auto* units, HxUInteger length) { appendKey(units, length, _equivalence, _key); });
   _length = _key.length();
-  // What is not ASCII can still have a key that is; the other way round there is nothing to find.
+  // Text that is not ASCII can have a key that is. ASCII text cannot hold a key that is not.
   if (_text.isNarrow() && !isASCII(_key.data(), _length)) return;
   _road = _text.isNarrow() || _equivalence.isExact() ? Road::units : Road::keys;
   _startsAsItself = !_equivalence.foldsCase && _key[0] < 0x80 && !hasTwin(_key[0]) &&
@@ -164,7 +164,7 @@ bool TextSearch::matchesUnitsAt(const Unit* units, HxUInteger index) const {
   return matched == _length;
 }
 
-// The last match where the search is a backward one.
+// Returns the last match if the search is backward.
 template <class Unit>
 HxRange TextSearch::findUnitsSteadily(const Unit* units, HxRange range) const {
   const auto pattern = [this](HxUInteger i) { return patternUnit(i); };
@@ -241,7 +241,7 @@ HxRange TextSearch::findKeys(HxRange range) const {
   return kNotFoundRange;
 }
 
-// The last match where the search is a backward one. A match begins and ends with a piece; `starts`
+// Returns the last match if the search is backward. A match begins and ends with a piece; `starts`
 // keeps where the pieces began whose keys began with one of the units that the pattern covers now.
 HxRange TextSearch::findKeysSteadily(HxRange range) const {
   const HxUniChar* units = _text.wide();

@@ -6,8 +6,8 @@
 //   const TextSearch search(text, pattern, options);
 //   HxRange match = search.find({0, text.length()});
 //
-// ASCII is searched as it lies. Other text is searched by keys (ComposedText.h) unless code units
-// are to count: a match is a run of whole composed character sequences of the text whose key is
+// ASCII is searched in place. Other text is searched by keys (ComposedText.h) unless the search is
+// literal: a match is a run of whole composed character sequences of the text whose key is
 // that of the pattern. The time grows as text and pattern do.
 #pragma once
 
@@ -24,11 +24,11 @@ class TextSearch {
   TextSearch(const TextSearch&) = delete;
   TextSearch& operator=(const TextSearch&) = delete;
 
-  // The first match within a range that fits the text; the last one, or the one at its start or
-  // end, when the options say so. An empty pattern is never found.
+  // Returns the first match within a range that fits the text; the last one, or the one at its
+  // start or end, if the options say so. An empty pattern is never found.
   HxRange find(HxRange range) const;
 
-  // Returns how many units have been compared so far: what a bad search would make grow.
+  // Returns how many units have been compared so far. A bad search makes it grow.
   HxUInteger work() const noexcept { return _work; }
 
   bool isBackwards() const noexcept { return (_options & HxBackwardsSearch) != 0; }
@@ -37,7 +37,7 @@ class TextSearch {
  private:
   enum class Road : std::uint8_t {
     none,   // the pattern cannot be in the text
-    bytes,  // ASCII bytes as they stand
+    bytes,  // ASCII bytes as they are
     units,  // unit by unit against the pattern's key
     keys,   // piece by piece against the pattern's key
   };
@@ -64,7 +64,7 @@ class TextSearch {
   const Equivalence _equivalence;
   Road _road = Road::none;
   bool _startsAsItself = false;  // a match begins with the very unit that the key begins with
-  const char* _bytes = nullptr;  // the pattern on the road of bytes
+  const char* _bytes = nullptr;  // the pattern as bytes
   HxUInteger _length = 0;        // of the bytes, or of the key
   UnitBuffer _key;
   mutable HxUInteger _work = 0;

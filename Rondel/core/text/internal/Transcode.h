@@ -15,22 +15,22 @@ class HxString;
 
 namespace rondel::internal {
 
-// New strings: from bytes known to be ASCII; from units, stored narrow when all of them are ASCII.
+// Return new strings: of bytes known to be ASCII; of units, stored narrow if all are ASCII.
 HxString makeString(const char* ascii, HxUInteger length);
 HxString makeString(const HxUniChar* units, HxUInteger length);
-// From well-formed UTF-8, nil when it is not.
+// Returns the text of UTF-8, nil if that is not well-formed.
 HxString makeStringFromUTF8(const char* bytes, HxUInteger length);
 
-// One well-formed sequence of UTF-8 (RFC 3629, section 4): its code point and its bytes, 0 when
-// there is none at `bytes`.
+// One well-formed sequence of UTF-8 (RFC 3629, section 4): its code point and its bytes, 0 if there
+// is none at `bytes`.
 struct UTF8Sequence {
   std::uint32_t value;
   HxUInteger length;
 };
 UTF8Sequence readUTF8Sequence(const unsigned char* bytes, HxUInteger left) noexcept;
-// Bytes that units need in UTF-8, HxNotFound when there is a lone surrogate among them.
+// Returns the bytes that units need in UTF-8, HxNotFound if a lone surrogate is among them.
 HxUInteger lengthInUTF8(const HxUniChar* units, HxUInteger length) noexcept;
-// Writes UTF-8 and gives the byte behind it. A lone surrogate is written as U+FFFD, three bytes.
+// Writes UTF-8 and returns the end of it. A lone surrogate is written as U+FFFD, three bytes.
 char* encodeUTF8(const HxUniChar* units, HxUInteger length, char* out) noexcept;
 
 }  // namespace rondel::internal

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// The parts that the UTF-8 kernels for AVX2 are made of. They read blocks of 64 bytes, each of
+// The parts of the UTF-8 kernels for AVX2. They read blocks of 64 bytes, each of
 // which begins with a character.
 //
 // 1. Classes. Comparisons turn the block into words of 64 bits, bit i for byte i: beyond ASCII,
 //    continuation bytes, leads of three or more bytes, leads of four, and leads whose second byte
-//    is out of its limits (or which are never leads). Ordinary arithmetic on these words tells
+//    is out of its limits (or which are never leads). Ordinary arithmetic on these words shows
 //    which bytes must be continuations, and so which sequences are well-formed.
 // 2. Lanes. Each byte gets a lane of 16 bits with the unit of a character that would begin there.
 //    The byte and the two after it are enough for that. Of a surrogate pair the high half is in
@@ -202,7 +202,7 @@ RONDEL_AVX2_INLINE __m256i upToThreeBytes(const std::uint8_t* p) noexcept {
 }
 
 // The high surrogate in the lane of the first byte; the low one in that of the second, which is
-// told from the others by being a continuation.
+// distinguished from the others by being a continuation.
 RONDEL_AVX2_INLINE __m256i upToFourBytes(const std::uint8_t* p) noexcept {
   const __m256i first = lanesAt(p);
   const __m256i second = lanesAt(p + 1);
@@ -262,7 +262,7 @@ RONDEL_AVX2_INLINE HxUniChar* putBlock(const std::uint8_t* p, std::uint64_t lane
   return out;
 }
 
-// Writes the units of a block, in the cheapest way that its characters allow. A block tells its
+// Writes the units of a block, in the cheapest way that its characters allow. A block has
 // hasThree, hasFour and unitLanes.
 template <class Block>
 RONDEL_AVX2_INLINE HxUniChar* putUnits(const std::uint8_t* p, const Block& block,

@@ -20,7 +20,7 @@ namespace rondel::internal {
 
 namespace {
 
-// What measure and convert do with the text that they read: count units, or write them.
+// The difference between measure and convert: one counts units, the other writes them.
 struct Counter {
   HxUInteger units = 0;
   HxUInteger ascii(const std::uint8_t* p, HxUInteger length) noexcept {
@@ -46,8 +46,8 @@ struct Writer {
 bool isContinuation(std::uint8_t byte) noexcept { return (byte & 0xC0) == 0x80; }
 
 // Each reads the sequence at `p`, which begins with a lead of its length. Returns the byte after
-// it; null if it is not well-formed. Overlong forms of two bytes are told by their lead. The value
-// tells longer overlong forms, surrogates and what lies beyond U+10FFFF.
+// it; null if it is not well-formed. The lead shows overlong forms of two bytes. The value shows
+// longer overlong forms, surrogates and what lies beyond U+10FFFF.
 template <class Target>
 const std::uint8_t* readTwo(const std::uint8_t* p, std::ptrdiff_t left, Target& target) noexcept {
   if (left < 2 || p[0] < 0xC2 || !isContinuation(p[1])) return nullptr;

@@ -32,7 +32,7 @@ struct UTF8Kernel {
                           HxUniChar* out) noexcept;
 };
 
-// The kernels that this machine can run, the one for every machine first, the fastest last.
+// Returns the kernels that this machine can run, the one for every machine first, the fastest last.
 std::span<const UTF8Kernel> availableUTF8Kernels() noexcept;
 const UTF8Kernel& bestUTF8Kernel() noexcept;
 

@@ -3,7 +3,7 @@
 // Well-formed text, by the blocks of UTF8BlocksAVX2.h. A block ends at the first ill-formed
 // sequence, or before a last character that goes beyond it.
 //
-// No step depends on the text but for three well predicted questions: is the block all ASCII, and
+// Almost branch-free. Three well predicted branches depend on the text: is the block all ASCII, and
 // has it characters of three bytes, of four. Text of mixed length thus costs no more than text of
 // one length.
 #include "Rondel/core/text/internal/UTF8KernelAVX2.h"
@@ -44,7 +44,7 @@ RONDEL_AVX2_INLINE Block examine(const std::uint8_t* p, __m256i low, __m256i hig
   const std::uint64_t stops = faults | is.unfinished();
   const std::uint64_t firstStop = stops & (0 - stops);
 
-  int length = std::countr_zero(stops);  // 64 when there is none
+  int length = std::countr_zero(stops);  // 64 if there is none
   if (wanted & firstStop) {              // a missing byte spoils the character that it is of
     length = 63 - std::countl_zero(is.leads & (firstStop - 1));
   }

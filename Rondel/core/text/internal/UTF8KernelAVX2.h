@@ -9,7 +9,7 @@
 
 namespace rondel::internal {
 
-// Whether this machine has all the instructions that the kernel is made of.
+// Returns whether this machine has all the instructions of the kernel.
 bool canRunAVX2() noexcept;
 UTF8Progress measureUTF8WithAVX2(const std::uint8_t* bytes, const std::uint8_t* end) noexcept;
 UTF8Progress convertUTF8WithAVX2(const std::uint8_t* bytes, const std::uint8_t* end,

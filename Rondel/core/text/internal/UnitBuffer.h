@@ -48,8 +48,8 @@ class UnitBuffer {
     _length += count;
   }
 
-  // Appends what an ICU function writes: `write(units, capacity)` gives the length of its output,
-  // and is called again with more room when that did not fit.
+  // Appends what an ICU function writes. `write(units, capacity)` returns the length of its output,
+  // and is called again with more room if that did not fit.
   template <class Write>
   void appendWith(Write&& write) {
     const HxUInteger room = _capacity - _length;

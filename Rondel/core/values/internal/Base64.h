@@ -11,10 +11,10 @@
 
 namespace rondel::internal {
 
-// The bytes that the text stands for, blanks in it left out; none when it holds other characters,
-// lacks its padding, or has bits set behind the last byte.
+// Returns the bytes of the text, without its blanks; none if it holds other characters, lacks its
+// padding, or has bits set after the last byte.
 std::optional<std::string> decodeBase64(std::string_view text);
-// With padding, on one line.
+// Returns the text of the bytes, with padding, on one line.
 std::string encodeBase64(std::span<const std::byte> bytes);
 
 }  // namespace rondel::internal

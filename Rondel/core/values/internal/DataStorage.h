@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What stands behind data, and the hook by which a reader uses one buffer again and again.
+// The object of all data, and the hook by which a reader uses one buffer again and again.
 #pragma once
 
 #include <new>
@@ -9,23 +9,23 @@
 
 namespace rondel::internal {
 
-// Bytes behind the header in the same block, or elsewhere: in a block of their own once they have
+// Bytes after the header in the same block, or elsewhere: in a separate block once they have
 // outgrown it, with the caller, or in a mapping.
 class RONDEL_EXPORT DataStorage final : public HxObject {
  public:
   enum class Place : std::uint8_t { inside, heap, borrowed, mapping };
 
-  // Data of `length` bytes that the caller writes before anybody else sees them, with room for as
-  // many.
+  // Returns data of `length` bytes, with room for as many. The caller writes them before it shares
+  // the data.
   static Ref<DataStorage> make(HxUInteger length, bool isMutable);
-  // Immutable data over bytes that lie elsewhere; from here on they belong to the data, unless they
-  // are borrowed.
+  // Returns immutable data over bytes that lie elsewhere. From here on the data owns them, unless
+  // they are borrowed.
   static HxData makeHandle(void* bytes, HxUInteger length, Place place);
 
   HxClass hxClass() const noexcept override;
   bool isEqual(const HxObject& other) const override;
   HxUInteger hash() const override;
-  // "<0fbd9a01 02>", bytes in hexadecimal, four to a group.
+  // Returns "<0fbd9a01 02>": bytes in hexadecimal, four to a group.
   HxString description() const override;
   HxAny copy() const override;
   HxAny mutableCopy() const override;
@@ -33,7 +33,7 @@ class RONDEL_EXPORT DataStorage final : public HxObject {
   std::uint8_t* bytes() const noexcept { return _bytes; }
   HxUInteger length() const noexcept { return _length; }
   HxUInteger capacity() const noexcept { return _capacity; }
-  // Bytes that are added are whatever they are.
+  // Leaves added bytes uninitialized.
   void setLength(HxUInteger length);
 
   static void operator delete(DataStorage* data, std::destroying_delete_t) noexcept;
@@ -52,8 +52,8 @@ class RONDEL_EXPORT DataStorage final : public HxObject {
   Place _place;
 };
 
-// Makes `buffer` hold `length` bytes for a reader to fill, whatever they are now. The buffer is
-// used again when nobody else refers to it, else the handle gets a new one.
+// Makes `buffer` hold `length` uninitialized bytes for a reader to fill. The buffer is used again
+// if there is no other reference to it, else the handle gets a new one.
 RONDEL_EXPORT void prepareForReading(HxMutableData& buffer, HxUInteger length);
 
 }  // namespace rondel::internal
