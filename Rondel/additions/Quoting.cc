@@ -357,7 +357,7 @@ HxString joined(const HxArray& words) {
   internal::clearUpperHalves();
   TextBuffer out;
   bool isFirst = true;
-  for (const HxAny& word : words) {
+  for (const HxAny& word : words.copy()) {  // a description may change the array
     if (!isFirst) out.append(' ');
     isFirst = false;
     appendDescription<Kind>(word, out);

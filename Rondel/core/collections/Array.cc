@@ -124,11 +124,20 @@ HxAny HxArray::lastObject() const {
 }
 
 HxUInteger HxArray::indexOfObject(const HxHandle& object) const {
-  if (!object) return HxNotFound;
-  const HxUInteger length = count();
-  Iterator candidate = begin();
-  for (HxUInteger i = 0; i < length; ++i, ++candidate) {
-    if (equalObjects(candidate->object(), object.object())) return i;
+  if (!_object || !object) return HxNotFound;
+  const HxArray array = *this;
+  if (internal::isBuiltInConstant(array.object())) {
+    const HxUInteger length = array.count();
+    Iterator candidate = array.begin();
+    for (HxUInteger i = 0; i < length; ++i, ++candidate) {
+      if (equalObjects(candidate->object(), object.object())) return i;
+    }
+    return HxNotFound;
+  }
+  // The isEqual of an object may change the array.
+  for (HxUInteger i = 0; i < array.count(); ++i) {
+    const HxAny candidate = array.arrayObject()->objectAtIndex(i);
+    if (equalObjects(candidate.object(), object.object())) return i;
   }
   return HxNotFound;
 }
@@ -171,9 +180,10 @@ HxArray HxArray::arrayByAddingObjectsFromArray(const HxArray& other) const {
 
 HxString HxArray::componentsJoinedByString(const HxString& separator) const {
   if (!_object) return nullptr;
+  const HxArray objects = snapshot(*this);  // a description may change the array
   std::vector<HxString> texts;
-  texts.reserve(count());
-  for (const HxAny& object : *this) {
+  texts.reserve(objects.count());
+  for (const HxAny& object : objects) {
     HxString text = as<HxString>(object);
     texts.push_back(text ? std::move(text) : object.description());
   }

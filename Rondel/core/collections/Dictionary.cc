@@ -140,8 +140,9 @@ HxAny DictionaryStorage::copy() const {
 }
 
 void DictionaryStorage::set(const HxHandle& object, const HxHandle& key) {
-  const auto [entry, isNew] =
-      _table.insert(ObjectBits::isFlatString(key.object()) ? HxAny(key) : key.copy());
+  HxAny kept = ObjectBits::isFlatString(key.object()) ? HxAny(key) : key.copy();
+  if (!kept) return;  // a class of the caller's own may copy to nil
+  const auto [entry, isNew] = _table.insert(std::move(kept));
   if (isNew) ++_generation;
   // The old value is released after the table is in order again.
   const HxAny old = std::exchange(entry->value, object);

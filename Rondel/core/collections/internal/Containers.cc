@@ -175,6 +175,7 @@ class Comparison {
   }
 
   bool haveEqualObjects(const HxArrayObject& a, const HxArrayObject& b, int level) {
+    if (!isBuiltInConstant(&a) || !isBuiltInConstant(&b)) return haveEqualNow(a, b, level);
     const HxUInteger count = a.count();
     HxArray::Iterator mine(&a, 0);
     HxArray::Iterator theirs(&b, 0);
@@ -182,6 +183,17 @@ class Comparison {
       if (!areEqualElements(mine->object(), theirs->object(), level)) return false;
     }
     return true;
+  }
+
+  // The same for arrays that the isEqual of an object may change.
+  bool haveEqualNow(const HxArrayObject& a, const HxArrayObject& b, int level) {
+    HxUInteger i = 0;
+    for (; i < a.count() && i < b.count(); ++i) {
+      const HxAny mine = a.objectAtIndex(i);
+      const HxAny theirs = b.objectAtIndex(i);
+      if (!areEqualElements(mine.object(), theirs.object(), level)) return false;
+    }
+    return i >= a.count() && i >= b.count();
   }
 
   bool haveEqualEntries(const HxDictionaryObject& a, const HxDictionaryObject& b, int level) {
@@ -265,12 +277,11 @@ class Describer {
   HxString describeArray(const HxArrayObject& array, HxUInteger level) const {
     const HxString lineStart = lineFeedAndIndent(level + 1);
     HxMutableString text = HxMutableString::stringWithString("("_hx);
-    const HxUInteger count = array.count();
-    HxArray::Iterator object(&array, 0);
-    for (HxUInteger i = 0; i < count; ++i, ++object) {
+    // The description of an object may change the array.
+    for (HxUInteger i = 0; i < array.count(); ++i) {
       if (i > 0) text.appendString(","_hx);
       text.appendString(lineStart);
-      text.appendString(describe(*object, level + 1));
+      text.appendString(describe(array.objectAtIndex(i), level + 1));
     }
     text.appendString(lineFeedAndIndent(level));
     text.appendString(")"_hx);
@@ -303,9 +314,12 @@ class Describer {
 
   // "{(\n    first,\n    second\n)}", sorted by the descriptions.
   HxString describeSet(const ObjectTable& members, HxUInteger level) const {
+    std::vector<HxAny> objects;  // a description may change the set
+    objects.reserve(members.size());
+    for (const auto& member : members) objects.push_back(member.key);
     std::vector<HxString> lines;
-    lines.reserve(members.size());
-    for (const auto& member : members) lines.push_back(describe(member.key, level + 1));
+    lines.reserve(objects.size());
+    for (const HxAny& object : objects) lines.push_back(describe(object, level + 1));
     mergeSort(lines, [](const HxString& a, const HxString& b) { return a < b; });
     const HxString lineStart = lineFeedAndIndent(level + 1);
     HxMutableString text = HxMutableString::stringWithString("{("_hx);

@@ -28,6 +28,11 @@ inline const FlatString* flatString(const HxObject* object) noexcept {
   return static_cast<const FlatString*>(object);
 }
 
+// Returns whether an object is one of the library's own that never changes.
+inline bool isBuiltInConstant(const HxObject* object) noexcept {
+  return ObjectBits::isBuiltIn(object) && !ObjectBits::isMutable(object);
+}
+
 // Returns isEqual of objects that are not nil.
 inline bool equalObjects(const HxObject* a, const HxObject* b) {
   if (a == b) return true;
