@@ -54,7 +54,7 @@ class Chaos {
       if (_task) _task.get()->startTask();
     });
     for (int pass = 0; pass < 20; ++pass) {
-      attempt([this] { onePass(); });
+      attempt([] { onePass(); });
       if (pass % 4 == 3) attempt([this] { act(); });
     }
     _isCalm = true;
@@ -62,7 +62,7 @@ class Chaos {
       if (_task) _task->closeTaskHandles();
     });
     EXPECT_TRUE(test::runUntil([this] {
-      attempt([this] { onePass(); });
+      attempt([] { onePass(); });
       return !_task || !_task->hxTask() || _task->runIsOver();
     }));
   }

@@ -103,9 +103,9 @@ TEST_F(OutOfMemoryHarness, AStateThatSpoilsTheNextRunIsTold) {
 
 TEST_F(OutOfMemoryHarness, ALostBlockIsTold) {
   const std::string fault = faultOutOfMemory([]() -> std::string {
-    void* volatile block = std::malloc(10);
+    void* volatile block = ::operator new(10);
     longText();
-    std::free(block);
+    ::operator delete(block);
     return "";
   });
   EXPECT_NE(fault.find("Allocation 2 failed: it began with"), std::string::npos) << fault;

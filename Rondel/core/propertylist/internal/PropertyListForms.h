@@ -29,7 +29,7 @@ void advance(TextPlace& place, Unit previous, Unit unit) noexcept {
     place = {place.line + 1, 1};
     return;
   }
-  const bool isInsideCharacter = isByte ? (unit & 0xC0) == 0x80 : isLowSurrogate(unit);
+  const bool isInsideCharacter = isByte ? (unit & 0xC0) == 0x80 : isLowSurrogate(unitOf(unit));
   if (!isInsideCharacter) ++place.column;
 }
 
