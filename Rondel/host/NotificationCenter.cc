@@ -202,9 +202,11 @@ void HxNotificationCenter::postNotification(const HxString& name, const HxHandle
 // Makes no list of the observers: a post needs no memory, so that no exit of a child is lost.
 void HxNotificationCenter::postNotification(const Ref<HxNotification>& posted) {
   if (!posted) return;
-  const Ref<HxNotification> notification = posted;  // an observer may drop the caller's reference
-  const HxAny alive = internal::keptAlive(this);    // and the center
-  Ref<Observation> observation;                     // outlives the lock
+  // An observer may drop the caller's reference, and the center.
+  // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+  const Ref<HxNotification> notification = posted;
+  const HxAny alive = internal::keptAlive(this);
+  Ref<Observation> observation;  // outlives the lock
   MutexLock held(_impl->lock);
   Impl::Post post{.last = _impl->additions};
   do {

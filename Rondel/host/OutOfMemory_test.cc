@@ -132,7 +132,7 @@ TEST_F(HostOutOfMemory, ReadingInTheBackground) {
 }
 
 TEST_F(HostOutOfMemory, Threads) {
-  EXPECT_TRUE(survivesOutOfMemory([] {
+  EXPECT_SURVIVES_OUT_OF_MEMORY_ALONE([] {
     const auto lock = HxConditionLock::initWithCondition(0);
     HxThread::detachNewThread([lock] {
       lock->lock();
@@ -141,7 +141,7 @@ TEST_F(HostOutOfMemory, Threads) {
     lock->lockWhenCondition(1);
     lock->unlock();
     return std::to_string(lock->condition());
-  }));
+  });
 }
 
 TEST_F(HostOutOfMemory, Processes) {

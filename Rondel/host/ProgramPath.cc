@@ -41,7 +41,7 @@ HxString findAlong(std::string_view searchPath, std::string_view name) {
     const int obstacle = obstacleTo(path);
     if (obstacle == EACCES) error = EACCES;
     if (obstacle == 0) {
-      const HxString found = HxString::stringWithUTF8String(path.c_str());
+      HxString found = HxString::stringWithUTF8String(path.c_str());
       if (found) return found;
     }
     start = end + 1;

@@ -39,7 +39,7 @@ Ref<HxSignalSource> HxSignalSource::make(int signal, HxObject* target, Call call
                                          const Ref<internal::Closure>& block,
                                          const HxString& mode) {
   if (!target && !block) return nullptr;
-  const auto made = makeRef<HxSignalSource>(signal, target, call, block);
+  auto made = makeRef<HxSignalSource>(signal, target, call, block);
   Impl& impl = *made->_impl;
   if (!impl.catcher.start()) {
     HxException::raise(

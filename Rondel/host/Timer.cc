@@ -125,6 +125,8 @@ void HxRunLoop::enqueueAfterDelay(const Ref<internal::Closure>& call, const HxOb
 }
 
 // Both locks are held together: an invalidate on another thread comes before or after, not between.
+// Keeps the timer: invalidating it may drop the caller's reference.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void HxRunLoop::schedule(Ref<HxTimer> timer, const HxString& mode, const HxObject* cancelTarget) {
   {
     HxTimer::Impl& added = *timer->_impl;

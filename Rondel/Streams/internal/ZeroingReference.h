@@ -26,6 +26,7 @@ class RONDEL_EXPORT Referent {
   Referent() noexcept = default;
   // A copy is a separate object without references.
   Referent(const Referent&) noexcept {}
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): nothing is assigned
   Referent& operator=(const Referent&) noexcept { return *this; }
   ~Referent() {
     if (_links) clearLinks();

@@ -249,7 +249,7 @@ class Describer {
     if (isContainer(described) && isDescribedHere(described)) {
       return level > kMostLevels ? "..."_hx : describeContainer(described, level);
     }
-    const HxString text = object.description();
+    HxString text = object.description();
     if (described.typeID() == HxTypeID::string) return text;
     return text.stringByReplacingOccurrencesOfString("\n"_hx, lineFeedAndIndent(level));
   }

@@ -159,8 +159,12 @@ std::string targetOf(std::string path) {
     std::array<char, PATH_MAX> target;
     const ssize_t length = fileCalls.readlink(path.c_str(), target.data(), target.size());
     if (length < 0) return errno == EINVAL || errno == ENOENT ? path : std::string();
-    const std::string text(target.data(), static_cast<std::size_t>(length));
-    path = text.starts_with('/') ? text : directoryOf(path) + text;
+    const std::string_view text(target.data(), static_cast<std::size_t>(length));
+    if (text.starts_with('/')) {
+      path = text;
+    } else {
+      path = directoryOf(path).append(text);
+    }
   }
   errno = ELOOP;
   return std::string();
