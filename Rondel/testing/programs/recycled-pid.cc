@@ -61,12 +61,12 @@ int waitFor(pid_t pid) {
   return status;
 }
 
-// Ends the child as somebody would who waits for children that are not his.
+// Ends the child as somebody would who waits for children that are not his. Returns 0 if the
+// library has waited for it first.
 pid_t steal(const Ref<HxTask>& task) {
   const pid_t pid = task->processIdentifier();
   kill(pid, SIGKILL);
-  waitFor(pid);
-  return pid;
+  return waitpid(pid, nullptr, 0) == pid ? pid : 0;
 }
 
 void signalInEveryWay(const Ref<HxTask>& task) {
@@ -122,9 +122,15 @@ void tryOwnChild(const Ref<HxTask>& task, pid_t pid) {
 }
 
 void tryIt(std::string_view whose) {
-  const auto task = sleeper();
-  task->launch();
-  const pid_t pid = steal(task);
+  constexpr int kMostTries = 100;
+  Ref<HxTask> task;
+  pid_t pid = 0;
+  for (int i = 0; i < kMostTries && pid == 0; ++i) {
+    task = sleeper();
+    task->launch();
+    pid = steal(task);
+  }
+  if (pid == 0) endWith(kSkipped, "the library is always first");
   if (whose == "own") {
     tryOwnChild(task, pid);
   } else {
