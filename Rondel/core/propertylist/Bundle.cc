@@ -159,7 +159,7 @@ HxString executableFolder() {
 void addDataFolders(std::vector<std::string>& folders, std::string_view list) {
   while (!list.empty()) {
     const std::size_t end = std::min(list.find(':'), list.size());
-    // The XDG base directory specification says to ignore relative paths.
+    // The XDG base directory rules say to ignore relative paths.
     if (list.starts_with('/')) folders.push_back(std::string(list.substr(0, end)) + "/rondel");
     list.remove_prefix(std::min(end + 1, list.size()));
   }
