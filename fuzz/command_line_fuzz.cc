@@ -75,8 +75,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   arrayByParsingAsStringList(text);
   if (grammarsAgree(bytes)) {
     require(withoutEmptyWords(arrayByParsingAsCommandLineArguments(text)).isEqual(list),
-            "both grammars give the same words");
-    require(arrayByParsingAsStringList(text).isEqual(list), "text and bytes give the same list");
+            "both grammars split alike");
+    require(arrayByParsingAsStringList(text).isEqual(list), "text and bytes are the same list");
   }
   return 0;
 }

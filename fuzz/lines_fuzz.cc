@@ -49,8 +49,7 @@ void checkNumbers(const HxString& text, const std::vector<HxUInteger>& offsets) 
   const HxUInteger count = numberOfLines(text);
   const bool isTerminated = text.length() > 0 && offsets[offsets.size() - 2] == text.length();
   require(count == offsets.size() - 1 - (isTerminated ? 1 : 0), "as many lines as offsets");
-  require(characterRangeForLineRange(text, {count, 1}) == kNotFoundRange,
-          "no line behind the last");
+  require(characterRangeForLineRange(text, {count, 1}) == kNotFoundRange, "no line after the last");
   require(characterRangeForLineRange(text, {0, count}) == HxRange{0, text.length()},
           "all lines are all of the text");
   constexpr HxUInteger kMostLines = 64;  // each question reads from the start

@@ -40,7 +40,7 @@ bool isASCII(const std::u16string& text) {
   return std::all_of(text.begin(), text.end(), [](char16_t unit) { return unit < 0x80; });
 }
 
-// By units: to hasPrefix a quote with a combining mark behind it is another character.
+// By units: to hasPrefix a quote with a combining mark after it is another character.
 bool isBetweenQuotes(const HxString& text) {
   const HxUInteger length = text.length();
   return length >= 2 && text.characterAtIndex(0) == u'"' &&

@@ -3,7 +3,7 @@
 // Bytes that are cut anywhere go through decoder and line filter, and make the text and the lines
 // that they make in one piece; only a CR LF that is cut in two makes two ends of lines.
 //
-// The input is a byte that tells the way, then pieces, each behind a byte that tells its length.
+// The input is a byte that selects the way, then pieces, each after a byte with its length.
 
 #include <algorithm>
 #include <cstdint>

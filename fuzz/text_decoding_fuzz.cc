@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// UTF-8 that may be damaged: all ways to cut the bytes into pieces give the same text, every kernel
-// gives the same, and no byte is lost.
+// UTF-8 that may be damaged: all ways to cut the bytes into pieces must decode to the same text,
+// with every kernel, and no byte may be lost.
 
 #include <cstddef>
 #include <cstdint>
@@ -92,7 +92,7 @@ void checkKernels(const std::uint8_t* data, std::size_t size) {
   }
 }
 
-// Backslashes look like escapes. Surrogates and ASCII behind F4 are legal, but not the one spelling
+// Backslashes look like escapes. Surrogates and ASCII after F4 are legal, but not the one spelling
 // of what they decode to.
 bool hasOneSpelling(std::string_view bytes) {
   for (std::size_t i = 0; i < bytes.size(); ++i) {

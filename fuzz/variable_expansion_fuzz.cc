@@ -31,7 +31,7 @@ std::u16string unitsOf(const HxString& string) {
 
 // Values may refer to one another in circles, so nothing is defined after so many questions.
 constexpr int kMostQuestions = 200;
-// They come one behind the other, which multiplies lengths.
+// Values expand into values, which multiplies lengths.
 constexpr std::size_t kMostUnits = 400;
 
 struct Variables {

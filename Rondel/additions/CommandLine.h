@@ -17,7 +17,7 @@
 // That is neither the grammar of a shell nor that of string lists (StringList.h). The guide
 // docs/guides/command-lines.md compares the three. Quoting.h does the reverse.
 //
-// Nil text gives nil. Every result is a new array. All of this may be called on any thread.
+// The result for nil is nil. Every result is a new array. All of this may be called on any thread.
 #pragma once
 
 #include "Rondel/core/collections/Array.h"

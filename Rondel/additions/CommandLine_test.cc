@@ -62,7 +62,7 @@ TEST_P(CommandLineExamples, SplitThreeWays) {
   EXPECT_EQ(textsOf(arrayByParsingAsStringList(text)), GetParam().list);
 }
 
-// A word beyond ASCII in front takes the whole text to UTF-16 and changes nothing behind it.
+// A word beyond ASCII in front takes the whole text to UTF-16 and changes nothing after it.
 TEST_P(CommandLineExamples, SplitAlikeInUTF16) {
   const HxString text(std::string("\u4E2D ") + GetParam().text);
   const auto behind = [](Texts texts) {

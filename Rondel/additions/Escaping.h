@@ -8,7 +8,7 @@
 // For words of command lines and string lists see Quoting.h.
 //
 // Each escaper returns a new string, even if there is nothing to escape. Text that is escaped
-// already is escaped once more. Nil gives nil. All of this may be called on any thread.
+// already is escaped once more. The result for nil is nil. All of this may be called on any thread.
 #pragma once
 
 #include "Rondel/core/text/String.h"

@@ -10,7 +10,7 @@
 // U+FFFF. isLegalCIdentifier and the two manglers read it as the end of the text: what follows it
 // is not looked at. Deliberate: other readers of this library end there as well.
 //
-// Nil text gives false, nil or HxOrderedSame. All of this may be called on any thread.
+// The result for nil text is false, nil or HxOrderedSame. All of this may be called on any thread.
 #pragma once
 
 #include "Rondel/core/collections/Array.h"
@@ -35,7 +35,7 @@ RONDEL_EXPORT bool isLegalCIdentifier(const HxString& text);
 //   "a_b"   a_b    a-b
 //   "é"     e_     e-
 //
-// Different texts may become the same identifier. Empty text gives the empty string, which is no
+// Different texts may become the same identifier. Empty text becomes the empty string, which is no
 // identifier. A label of RFC 1034 may not begin or end with a hyphen or be longer than 63: the
 // caller sees to that.
 RONDEL_EXPORT HxString stringByManglingToLegalCIdentifier(const HxString& text);

@@ -14,9 +14,9 @@
 // starts at 0 and 2. For the numbers it closes the last line: "a\n" is one line, line 0, and there
 // is no line 1. The empty text is one line to both.
 //
-// Nil text gives zero: nil, no lines, empty ranges. All of this may be called on any thread; a
-// mutable string belongs to one at a time. Each call reads the text from its start, so take the
-// offsets to answer many questions about one text.
+// The result for nil text is zero: nil, no lines, empty ranges. All of this may be called on any
+// thread; a mutable string belongs to one at a time. Each call reads the text from its start, so
+// take the offsets to answer many questions about one text.
 #pragma once
 
 #include "Rondel/core/collections/IndexSet.h"
@@ -33,8 +33,8 @@ RONDEL_EXPORT HxIndexSet lineStartOffsets(const HxString& text);
 // lies between two neighbouring elements. The array of "a\n" is 0, 2, 2, that of "" is 0, 0.
 //
 // The array is stored through `offsetsPtr` and belongs to the caller, who frees it with free(). The
-// number of its elements, the length included, is stored through `numOffsetsPtr`. Nil text gives
-// null and 0. A null pointer fails a check (MoAssert), and then nothing is stored.
+// number of its elements, the length included, is stored through `numOffsetsPtr`. For nil text they
+// are null and 0. A null pointer fails a check (MoAssert), and then nothing is stored.
 //
 //   HxUInteger* offsets = nullptr;
 //   HxUInteger count = 0;

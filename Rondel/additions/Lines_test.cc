@@ -343,7 +343,7 @@ TEST(Lines, InsertingAtALineThatIsNotThereRaises) {
   }
 }
 
-// The terminator at the very end belongs to the last line, and no other line starts behind it.
+// The terminator at the very end belongs to the last line, and no other line starts after it.
 TEST(Lines, TheNumberOfLinesIsTheFirstLineThatIsNotThere) {
   forEachText(u"a\n\r", 5, [](const std::u16string& units) {
     const HxString text(units);

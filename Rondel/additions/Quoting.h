@@ -15,9 +15,9 @@
 // readers of this library end there as well. Whether quotes are needed is told as follows.
 // stringByQuotingOnlyIfNeeded reads up to U+FFFF, and returns the whole receiver if all before it
 // needs no quotes. The other operations look at the whole text, so a blank after U+FFFF asks for
-// quotes too: of "ab", U+FFFF, "c d" they give "ab" between quotes.
+// quotes too: of "ab", U+FFFF, "c d" they make "ab" between quotes.
 //
-// Nil text and nil arrays give nil. All of this may be called on any thread.
+// The result for nil is nil. All of this may be called on any thread.
 #pragma once
 
 #include "Rondel/core/collections/Array.h"
@@ -25,8 +25,8 @@
 
 namespace rondel {
 
-// Returns the text between double quotes. Empty text gives two double quotes whatever the arguments
-// are.
+// Returns the text between double quotes. Empty text becomes two double quotes, whatever the
+// arguments are.
 //
 // onlyIfNeeded: returns the receiver itself if it needs no quotes. Letters and digits of ASCII, a
 // dot, a slash, an underscore and a backslash that does not follow another one need none; every
@@ -57,7 +57,7 @@ RONDEL_EXPORT HxString stringByQuotingWhitespaceIfNeeded(const HxString& text);
 
 // Returns the descriptions of the elements with one blank between them. An empty one becomes two
 // double quotes. The others are quoted by stringByQuotingIfNeeded, or for a string list by
-// stringByQuotingWhitespaceIfNeeded. An empty array gives the empty string.
+// stringByQuotingWhitespaceIfNeeded. An empty array becomes the empty string.
 RONDEL_EXPORT HxString stringByConcatenatingObjectsAsCommandLineArguments(const HxArray& words);
 RONDEL_EXPORT HxString stringByConcatenatingObjectsAsStringList(const HxArray& elements);
 

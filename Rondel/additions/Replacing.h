@@ -6,8 +6,8 @@
 //   stringByReplacingSubstring(name, "$(ARCH)"_hx, "x86_64"_hx);
 //   appendSubstringWithRange(line, {start, end - start}, source);
 //
-// Nil text gives nil, and nothing happens to a nil mutable string. All of this may be called on any
-// thread; a mutable string belongs to one at a time.
+// The result for nil text is nil, and nothing happens to a nil mutable string. All of this may be
+// called on any thread; a mutable string belongs to one at a time.
 #pragma once
 
 #include "Rondel/core/text/String.h"
@@ -34,7 +34,7 @@ RONDEL_EXPORT HxMutableString ZEV_stringByReplacingBackslashWithSlash(const HxSt
 // ---- Appending ----------------------------------------------------------------------------------
 
 // Returns the path with "/" at its end: the receiver itself if it ends in one. The empty string
-// gives "/".
+// becomes "/".
 RONDEL_EXPORT HxString stringByAppendingPathSeparatorIfNeeded(const HxString& path);
 
 // Appends a part of another string, or of the text itself. A range beyond the end of that string

@@ -27,7 +27,7 @@
 //   stringByRemovingPrefix, stringByQuotingIfNeeded and stringByReplacingCharacter. Copy what they
 //   return before the view is aimed anew.
 //
-// Nil. On a nil handle every operation gives zero, as for any string. A view of nil has no
+// Nil. On a nil handle every operation returns zero, as for any string. A view of nil has no
 // characters.
 //
 // Threads. A view belongs to one thread, even if it is only read: asking for the hash stores it.

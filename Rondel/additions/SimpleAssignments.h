@@ -29,7 +29,7 @@
 namespace rondel {
 
 // Returns the values by their names, all strings. A later line replaces an earlier one of the same
-// name. Text without assignments gives an empty dictionary; nil gives nil.
+// name. Without assignments the dictionary is empty; for nil text the result is nil.
 //
 // Returns nil on the first line that is wrong, and the lines before it are lost. Then
 // `errorString`, if not null, is set to a message for the user. It is left alone if all is well.
@@ -44,8 +44,8 @@ RONDEL_EXPORT HxMutableDictionary dictionaryByParsingAsSimpleAssignmentsAndGetLo
 
 // Returns a line "name = value" and a LF for each entry, ordered by name (compare). Values are
 // quoted by stringByQuotingIfNeeded (Quoting.h). A line end in a value stays as it is, so reading
-// sees another line. An empty dictionary gives the empty string. Returns nil for nil, and if an
-// entry cannot be written: if a key is no legal name or a value is no string.
+// sees another line. For an empty dictionary the result is the empty string. Returns nil for nil,
+// and if an entry cannot be written: if a key is no legal name or a value is no string.
 RONDEL_EXPORT HxString
 stringByConcatenatingEntriesAsLinesOfSimpleAssignments(const HxDictionary& entries);
 

@@ -27,17 +27,17 @@
 namespace rondel {
 
 // Returns the elements of the list. The lists that occur most are split once for the whole process
-// (StringListCache.h), and all callers share the array. Other text gives a new array at every call.
-// ASCII text is split as it is. Other text is split in its file-system form, so its elements are
-// canonically decomposed. The text ends at its first NUL. Empty text gives an empty array that all
-// callers share; nil gives nil. Text that has no file-system form (a lone surrogate) fails a check
-// (MoCheckArray on "stringList") and gives nil.
+// (StringListCache.h), and all callers share the array. For other text the array is new at every
+// call. ASCII text is split as it is. Other text is split in its file-system form, so its elements
+// are canonically decomposed. The text ends at its first NUL. For empty text all callers share an
+// empty array; for nil the result is nil. Text that has no file-system form (a lone surrogate)
+// fails a check (MoCheckArray on "stringList"), and the result is nil.
 RONDEL_EXPORT HxArray arrayByParsingAsStringList(const HxString& text);
 
 // Does the same for bytes of UTF-8 up to their first NUL, which must be at bytes[length] or before.
-// `length` itself only says whether there is anything to split. A length of 0 gives the shared
-// empty array and leaves `error` alone. Otherwise the array is new, and nil is stored through
-// `error` unless that is null. There are no errors in this grammar.
+// `length` itself only says whether there is anything to split. For a length of 0 the result is the
+// shared empty array, and `error` is left alone. Otherwise the array is new, and nil is stored
+// through `error` unless that is null. There are no errors in this grammar.
 //
 // Null bytes with a length fail a check (MoAssert) and count as no text. An element that is not
 // valid UTF-8 fails a check (MoCheckString on "string") and is left out.

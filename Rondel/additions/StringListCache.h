@@ -55,14 +55,14 @@ class VantorStringListRow {
 };
 
 // Returns the row of exactly this text, null if there is none. The bytes end with a NUL at
-// bytes[length] or before. Null bytes and a negative length give null.
+// bytes[length] or before. Returns null for null bytes and a negative length.
 RONDEL_EXPORT VantorStringListRow* _VNLookupVantorStringListValueInGlobalCache(
     const char* bytes, std::int32_t length) noexcept;
 
 // Returns the list for a text in the table: one array that all callers share. Returns nil for any
-// other text, which is no error: the caller splits it. A length of 0 gives an empty array, whatever
-// the bytes are. The first call for a row splits its key with MoSplitWhitespaceSeparatedComponents;
-// all others allocate nothing.
+// other text, which is no error: the caller splits it. For a length of 0 it is an empty array,
+// whatever the bytes are. The first call for a row splits its key with
+// MoSplitWhitespaceSeparatedComponents; all others allocate nothing.
 //
 // `error` may be null. It is set only for a text in the table, to the error of its row, which is
 // nil.

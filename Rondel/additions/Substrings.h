@@ -12,9 +12,9 @@
 // as by rangeOfString: text that is canonically equivalent counts, and what was found goes as a
 // whole, however it is written there.
 //
-// Nil text gives zero: nil or an empty range, and nothing is checked. Arguments that fail a check,
-// where the sink returns, are treated as stated with each operation. All of this may be called on
-// any thread.
+// The result for nil text is zero: nil or an empty range. Nothing is checked then. Arguments that
+// fail a check, where the sink returns, are treated as stated with each operation. All of this may
+// be called on any thread.
 #pragma once
 
 #include "Rondel/core/collections/Array.h"
@@ -31,7 +31,7 @@ RONDEL_EXPORT HxString stringByRemovingSuffix(const HxString& text, const HxStri
 
 // Returns the first element of the array that the text has as a prefix, nil if there is none. The
 // empty string is a prefix of every text; an element that is no string is a prefix of none. Nil,
-// and an object that is no array, fails a check and gives nil.
+// and an object that is no array, fails a check; the result is nil.
 RONDEL_EXPORT HxString firstMatchingPrefixFromArray(const HxString& text, const HxArray& prefixes);
 
 // ---- Around markers -----------------------------------------------------------------------------
@@ -59,7 +59,7 @@ RONDEL_EXPORT HxString substringBetweenString(const HxString& text, const HxStri
 // Returns text longer than the limit with one ellipsis, U+2026, in place of its middle. Returns the
 // receiver itself if it is not longer. As many units are kept at the start as at the end, so the
 // result may be shorter than the limit. Composed characters are not split, so it may be longer as
-// well. Limits below 4 give the ellipsis alone.
+// well. For limits below 4 the result is the ellipsis alone.
 RONDEL_EXPORT HxString stringByAbbreviatingWithEllipsisInMiddleToLength(const HxString& text,
                                                                         HxUInteger limit);
 

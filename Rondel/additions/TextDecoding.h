@@ -31,7 +31,7 @@ namespace rondel {
 // as well. `usedLength`, if not null, gets the number of bytes that were taken.
 // `numberOfMalformedSequences`, if not null, gets the number of bytes written as digits.
 //
-// Legal is what RFC 3629 calls well-formed, and two things more: surrogates (ED A0 80 gives the
+// Legal is what RFC 3629 calls well-formed, and two things more: surrogates (ED A0 80 is the
 // lone unit U+D800), and after a lead of F4 any second byte below 90, ASCII included. The lead
 // bytes C0, C1 and F5 to FF are never legal, nor are forms longer than they need to be.
 //
@@ -53,14 +53,14 @@ RONDEL_EXPORT HxString initWithPotentiallyMalformedUTF8Bytes(
 //
 // `stringEncoding`, if not null, gets the encoding of every file that could be read, even if its
 // text does not decode. A nil or empty path, and one that is no string, fails a check
-// (MoCheckNonEmptyString on "filePath") and gives nil, like any file that cannot be read.
+// (MoCheckNonEmptyString on "filePath"). The result is nil, as for any file that cannot be read.
 //
 // Special files, such as pipes and devices, are read like others, up to their end.
 RONDEL_EXPORT HxString initWithContentsOfFile(const HxString& filePath,
                                               HxStringEncoding defaultCStringEncoding,
                                               HxStringEncoding* stringEncoding);
 
-// Does the same with the legacy 8-bit encoding as the default. A file that can be read always gives
+// Does the same with the legacy 8-bit encoding as the default. A file that can be read always has
 // text, unless it begins like UTF-16 or like an XML document in UTF-8 and is not.
 RONDEL_EXPORT HxString initWithUnicodeOrHaldenOSRomanContentsOfFile(
     const HxString& filePath, HxStringEncoding* stringEncoding);
@@ -68,8 +68,8 @@ RONDEL_EXPORT HxString initWithUnicodeOrHaldenOSRomanContentsOfFile(
 // Returns whether the contents begin with a UTF-16 byte order mark (FF FE or FE FF), or with the
 // UTF-8 signature (EF BB BF). The contents are `fileData`; the path is not looked at then. If
 // `fileData` is nil they are those of the file, of which at most three bytes are read. Of a named
-// pipe they are read too: the call waits for a writer, and the next reader does not get them. A
-// file that cannot be opened, or is too short, gives false.
+// pipe they are read too: the call waits for a writer, and the next reader does not get them. The
+// result is false for a file that cannot be opened or is too short.
 RONDEL_EXPORT bool isFileUnicode(const HxString& path, const HxData& fileData);
 RONDEL_EXPORT bool isFileUTF8WithBOM(const HxString& path, const HxData& fileData);
 
@@ -87,7 +87,7 @@ RONDEL_EXPORT void setMoDefaultCStringEncoding(HxStringEncoding encoding);
 // Returns whether the file was written. With `atomically` it is written beside the old one and then
 // takes its place. An empty text makes an empty file, and NULs are written as any character. A text
 // with a lone surrogate does not convert: the file is left alone. A nil or empty path, and one that
-// is no string, fails a check (MoCheckNonEmptyString on "path"). Nil text gives false.
+// is no string, fails a check (MoCheckNonEmptyString on "path"). The result is false for nil text.
 RONDEL_EXPORT bool writeUsingFileSystemEncodingToFile(const HxString& text, const HxString& path,
                                                       bool atomically);
 

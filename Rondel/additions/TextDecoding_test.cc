@@ -436,7 +436,7 @@ std::string withEscapesUndone(const std::u16string& text) {
   return bytes;
 }
 
-// Surrogates and ASCII behind F4 have no place here: they are legal and have a second spelling.
+// Surrogates and ASCII after F4 have no place here: they are legal and have a second spelling.
 TEST(TextDecoding, EscapesUndoneGiveTheBytesBack) {
   std::mt19937 random(4);
   for (int round = 0; round < 5000; ++round) {

@@ -23,13 +23,12 @@ RONDEL_EXPORT void registerDefaultsOfContentsOfFile(const Ref<HxUserDefaults>& d
 
 // Returns a flag, or the default if it is not set. A string is true if it is "YES" in any case or
 // if its integerValue is not 0; any other word is false and not the default. A number is true if
-// its integerValue is not 0, and a number of -1 means the default. Values of other kinds give the
-// default.
+// its integerValue is not 0. A number of -1, and a value of another kind, means the default.
 RONDEL_EXPORT bool boolForKeyWithDefaultValue(const Ref<HxUserDefaults>& defaults,
                                               const HxString& key, bool defaultValue);
 
 // Returns the value of a key in one domain alone; nil if the key or the domain is not there. A nil
-// name means the identifier of the main bundle, and gives nil if it has none.
+// name means the identifier of the main bundle; without one the result is nil.
 RONDEL_EXPORT HxAny objectForKeyInVolatileDomainForName(const Ref<HxUserDefaults>& defaults,
                                                         const HxString& key, const HxString& name);
 RONDEL_EXPORT HxAny objectForKeyInPersistentDomainForName(const Ref<HxUserDefaults>& defaults,

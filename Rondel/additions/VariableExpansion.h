@@ -27,10 +27,10 @@
 //
 // That is not what a shell does; the guide docs/guides/variable-expansion.md lists the differences.
 //
-// Bad input does not fail. Nil text gives nil, false or nothing. All of this may be called on any
-// thread; the dictionary must not change meanwhile. A description, or a dictionary class of your
-// own, may expand text itself. It may also change the text that is being expanded: the expansion
-// works on a copy.
+// Bad input does not fail. The result for nil text is nil, false or nothing. All of this may be
+// called on any thread; the dictionary must not change meanwhile. A description, or a dictionary
+// class of your own, may expand text itself. It may also change the text that is being expanded:
+// the expansion works on a copy.
 #pragma once
 
 #include "Rondel/core/collections/Array.h"
@@ -99,8 +99,8 @@ RONDEL_EXPORT HxArray namesOfExpandableVariables(const HxString& text);
 //
 //   of "a$(B)": name {3, 1}, open delimiter {1, 2}, close delimiter {4, 1}
 //
-// A range that does not lie in the text fails a check (MoAssertWithMessage) and gives false. If
-// location and length add up beyond the greatest HxUInteger, the end of the range is before its
+// A range that does not lie in the text fails a check (MoAssertWithMessage); the result is false.
+// If location and length add up beyond the greatest HxUInteger, the end of the range is before its
 // start, and nothing is found in it.
 //
 // Text of a class of your own that does not show its characters in one run is read 32 at a time,

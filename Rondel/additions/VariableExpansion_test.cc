@@ -99,9 +99,9 @@ TEST(VariableExpansion, QuotesAndBackslashesStayAndOnlyStopTheSearch) {
       {"$"_hx, "$"},                     // plain text
       {"$ $A$"_hx, "$ x$"},
       {"$)$A"_hx, "$)x"},
-      {"$'$A'$A"_hx, "$'$A'x"},  // what stands behind a '$' is looked at again
+      {"$'$A'$A"_hx, "$'$A'x"},  // what follows a '$' is looked at again
       {"$\\$A $A"_hx, "$\\$A x"},
-      {"${A $(A)"_hx, "${A $(A)"},  // never closed: nothing behind it is found
+      {"${A $(A)"_hx, "${A $(A)"},  // never closed: nothing after it is found
       {"$A ${A $(A)"_hx, "x ${A $(A)"},
       {"$%A"_hx, "$%A"},
       {"$%%"_hx, ""},

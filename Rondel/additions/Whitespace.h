@@ -2,9 +2,9 @@
 //
 // Trims, deletes and collapses whitespace and other characters.
 //
-//   stringByDeletingTrailingWhitespace(line);                     // "a\t\n" gives "a"
-//   stringByRemovingLeadingAndTrailingWhitespace(answer);         // " yes " gives "yes"
-//   stringByConvertingWhitespaceRunsToSingleSpaces(description);  // "a\n\t b" gives "a b"
+//   stringByDeletingTrailingWhitespace(line);                     // "a\t\n" becomes "a"
+//   stringByRemovingLeadingAndTrailingWhitespace(answer);         // " yes " becomes "yes"
+//   stringByConvertingWhitespaceRunsToSingleSpaces(description);  // "a\n\t b" becomes "a b"
 //
 // Two notions of whitespace, different on purpose:
 //
@@ -17,8 +17,8 @@
 // line ends are removed.
 //
 // Results. Deleting changes a mutable copy. Removing returns the receiver itself if there is
-// nothing to remove. Nil gives nil, and nothing happens to a nil mutable string. A nil set has no
-// members.
+// nothing to remove. The result for nil is nil, and nothing happens to a nil mutable string. A nil
+// set has no members.
 //
 // Threads. All of this may be called on any thread; a mutable string belongs to one at a time.
 #pragma once

@@ -27,7 +27,7 @@ constexpr std::chrono::duration<HxTimeInterval> toDuration(HxTimeInterval second
   return std::chrono::duration<HxTimeInterval>(seconds);
 }
 
-// The reference instant, seconds behind the beginning of the system clock's count.
+// The reference instant, in seconds after the epoch of the system clock.
 inline constexpr std::chrono::seconds kReferenceInstant{978307200};
 
 // The instant as a date; never nil.

@@ -169,7 +169,7 @@ RONDEL_REPLACES_LIBC void* realloc(void* old, std::size_t size) noexcept {
   if (isToFail()) return refuse();
   const std::size_t oldSize = malloc_usable_size(old);
   void* block = __libc_realloc(old, size);
-  // A failure leaves the old block as it was; size 0 gives it back.
+  // A failure leaves the old block as it was; size 0 frees it.
   if (old != nullptr && (block != nullptr || size == 0)) {
     bytesInUse.fetch_sub(oldSize, std::memory_order_relaxed);
     blocksInUse.fetch_sub(1, std::memory_order_relaxed);

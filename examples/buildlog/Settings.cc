@@ -14,7 +14,7 @@ using namespace rondel;
 namespace {
 
 // Settings for the expansion of one text, which raises once they have been asked for more than any
-// command can hold. Looking for circles would not do: values and the text behind them can make
+// command can hold. Looking for circles would not do: values and the text after them can make
 // references together, which none of the values shows.
 class CountedSettings final : public HxDictionaryObject {
  public:

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The table of the string-list cache is generated from this by the compiler: the texts, and the
-// hash that gives each a slot of its own. If two texts fall into one slot the table does not
+// hash in which each has a slot of its own. If two texts fall into one slot the table does not
 // compile; then choose other values.
 #pragma once
 

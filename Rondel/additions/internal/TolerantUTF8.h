@@ -8,8 +8,8 @@
 //   while (p != end) p = kernel.measure(p, end, measure);
 //
 // Legal is what TextDecoding.h says. A stretch ends where the loops for well-formed text
-// (UTF8Kernel.h) are worth another try. All kernels give the same text, in stretches of their own.
-// They are pure and may be called on any thread.
+// (UTF8Kernel.h) are worth another try. All kernels return the same text, in stretches of their
+// own. They are pure and may be called on any thread.
 #pragma once
 
 #include <span>

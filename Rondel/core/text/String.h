@@ -226,6 +226,8 @@ class RONDEL_EXPORT HxString : public HxHandle {
                                                  const Arguments&... arguments) const {
     return stringByAppendingString(stringWithFormat(format, arguments...));
   }
+  // Returns the text with each match replaced. An empty or nil target matches nothing. A nil
+  // replacement counts as empty. A range beyond the end raises HxRangeException.
   [[nodiscard]] HxString stringByReplacingOccurrencesOfString(const HxString& target,
                                                               const HxString& replacement) const;
   [[nodiscard]] HxString stringByReplacingOccurrencesOfString(const HxString& target,

@@ -200,7 +200,7 @@ struct SlowLines {
     HxUInteger end;
     HxUInteger contentsEnd;
   };
-  // The line of the unit at an index; behind the last unit the last line.
+  // The line of the unit at an index; after the last unit the last line.
   const Line& at(HxUInteger index) const {
     return *std::find_if(lines.begin(), lines.end() - 1,
                          [index](const Line& line) { return index < line.end; });

@@ -60,7 +60,7 @@ Reading readSlowly(std::string_view text) {
 }
 
 // Runs both loops of a kernel on a copy of just the text's size, so that a sanitizer sees a read
-// behind it, into room of just the size that is asked for, with a mark behind it.
+// after it, into room of just the size that is asked for, with a mark after it.
 void expectAgreement(const UTF8Kernel& kernel, std::string_view text) {
   const Reading expected = readSlowly(text);
   const std::vector<std::uint8_t> bytes(text.begin(), text.end());
@@ -70,7 +70,7 @@ void expectAgreement(const UTF8Kernel& kernel, std::string_view text) {
   ASSERT_EQ(static_cast<std::size_t>(measured.stop - bytes.data()), expected.stop) << kernel.name;
   ASSERT_EQ(measured.units, expected.units.size()) << kernel.name;
 
-  // Whatever becomes of the bytes behind the stop, three of them make at least one unit.
+  // Whatever becomes of the bytes after the stop, three of them make at least one unit.
   constexpr char16_t kMark = 0xFEED;
   const std::size_t room = expected.units.size() + (bytes.size() - expected.stop + 2) / 3;
   std::vector<char16_t> units(room + 1, kMark);
