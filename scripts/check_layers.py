@@ -7,6 +7,7 @@ A folder of Rondel/ may include itself and the folders before it in LAYERS. Besi
 - Rondel/host/linux/ is seen by Rondel/host/ alone, and only its files include headers that exist on Linux only;
 - files are reached through the table of Rondel/core/system/internal/FileCalls.h, which every folder may include: no
   other file calls these functions itself or includes the headers that FileCalls.h includes for them;
+- no call is in both tables, that one and the one of Rondel/host/linux/SystemCalls.h;
 - tests may include everything and call everything, the library includes nothing of Rondel/testing/.
 
 Usage: check_layers.py [TREE]. It first shows on made-up trees that each rule can fail.
@@ -23,6 +24,8 @@ LINUX_ONLY = re.compile(
     r"|sysinfo|personality)\.h|syscall\.h")
 
 FILE_CALLS = "Rondel/core/system/internal/FileCalls"
+TABLES = [FILE_CALLS + ".h", "Rondel/host/linux/SystemCalls.h"]
+TABLE_ENTRY = re.compile(r"\bSystemCall<[^;]*>\s*(\w+)\s*;")
 FILE_HEADERS = re.compile(r"sys/(file|mman|stat)\.h")
 COMMENT_OR_TEXT = re.compile(r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"', re.S)
 # open, read, write, close and access name operations of ours, too, and count with the colons only.
@@ -65,8 +68,15 @@ def fault(path, included):
     return None
 
 
+def calls_in_both_tables(tree):
+    tables = [tree / name for name in TABLES]
+    first, second = (set(TABLE_ENTRY.findall(table.read_text(encoding="utf-8"))) if table.exists() else set()
+                     for table in tables)
+    return [f"{TABLES[1]}: {call} has its home in {TABLES[0]}" for call in sorted(first & second)]
+
+
 def faults_in(tree):
-    found = []
+    found = calls_in_both_tables(tree)
     for file in sorted(tree.glob("Rondel/**/*")):
         path = file.relative_to(tree).as_posix()
         if file.suffix not in (".h", ".cc") or path.endswith("_test.cc") or path.startswith("Rondel/testing/"):
@@ -126,14 +136,18 @@ def prove_that_it_can_fail():
         ("Rondel/core/system/internal/FileCalls.cc", "::open(path, flags);", True),
     ]
     cases = [(path, f'#  include "{included}"', allowed) for path, included, allowed in cases] + calls
-    for path, line, allowed in cases:
+    trees = [({path: line}, allowed) for path, line, allowed in cases]
+    entry = "struct Table {\n  SystemCall<int(const char* path, struct stat* status)>\n      %s;\n};"
+    trees += [({TABLES[0]: entry % "stat", TABLES[1]: entry % other}, other != "stat") for other in ("stat", "kill")]
+    for files, allowed in trees:
         with tempfile.TemporaryDirectory() as folder:
-            file = pathlib.Path(folder, path)
-            file.parent.mkdir(parents=True)
-            file.write_text(f"#pragma once\n{line}\n", encoding="utf-8")
+            for path, text in files.items():
+                file = pathlib.Path(folder, path)
+                file.parent.mkdir(parents=True, exist_ok=True)
+                file.write_text(f"#pragma once\n{text}\n", encoding="utf-8")
             found = faults_in(pathlib.Path(folder))
             if (not found) != allowed:
-                sys.exit(f"check_layers: {path} with {line}: expected allowed={allowed}, got {found}")
+                sys.exit(f"check_layers: {files}: expected allowed={allowed}, got {found}")
 
 
 def main():

@@ -69,7 +69,7 @@ TEST(TaskInput, AutomaticDataWithABackgroundWriterArrivesWhole) {
 
 TEST(TaskInput, ARefusedAutomaticWriteRaisesAndClosesTheInput) {
   const test::SystemCallsKept kept;
-  test::failCall<&test::SystemCalls::write>(1, EIO);
+  test::failCall<&test::FileCalls::write>(1, EIO);
   TaskRecorder recorder;
   const Ref<ZevMoTask> task = shellTask("cat; echo end", recorder);
   task->setTaskAutomaticStandardInData(dataOf("refused"));
@@ -309,7 +309,7 @@ TEST(TaskInput, EmptyAutomaticDataClosesTheInput) {
 
 TEST(TaskInput, ARefusedWriteStillLetsTheInputBeClosed) {
   const test::SystemCallsKept kept;
-  test::failCall<&test::SystemCalls::write>(1, EIO);
+  test::failCall<&test::FileCalls::write>(1, EIO);
   TaskRecorder recorder;
   const Ref<ZevMoTask> task = shellTask("cat; echo end", recorder);
   task->performWritesInBackground();

@@ -23,6 +23,7 @@ namespace rondel {
 namespace {
 
 using test::dataOf;
+using test::FileCalls;
 using test::LogCapture;
 using test::runFor;
 using test::runToEnd;
@@ -138,8 +139,8 @@ TEST(TaskSystem, EveryCallMayFailInTurn) {
   failEachInTurn<&SystemCalls::pidfd_send_signal>({ENOSYS, EPERM});
   // Not ECHILD, which would be a lie: the status of such a child is never taken.
   failEachInTurn<&SystemCalls::waitid>({EAGAIN, EINTR, EINVAL});
-  failEachInTurn<&SystemCalls::read>({EAGAIN, EBADF, EINTR, EINVAL, EIO, EISDIR});
-  failEachInTurn<&SystemCalls::write>(
+  failEachInTurn<&FileCalls::read>({EAGAIN, EBADF, EINTR, EINVAL, EIO, EISDIR});
+  failEachInTurn<&FileCalls::write>(
       {EAGAIN, EBADF, EDQUOT, EFBIG, EINTR, EINVAL, EIO, ENOSPC, EPERM, EPIPE});
   failEachInTurn<&SystemCalls::fcntl>({EAGAIN, EBADF, EINVAL, EMFILE, EPERM});
   failEachInTurn<&SystemCalls::poll>({EINTR, EINVAL, ENOMEM});
@@ -155,7 +156,7 @@ TEST(TaskSystem, EveryCallMayFailInTurn) {
 
 TEST(TaskSystem, ACloseThatFailsIsACloseAllTheSame) {
   const SystemCallsKept kept;
-  test::systemCalls.close = +[](int descriptor) {
+  test::fileCalls.close = +[](int descriptor) {
     close(descriptor);
     errno = EIO;
     return -1;
@@ -183,7 +184,7 @@ TEST(TaskSystem, RefusedPipesAreToldAndLogged) {
   }
 }
 
-// The third registration of a new run loop, behind its own wake-up and the exit.
+// The third registration of a new run loop, after its own wake-up and the exit.
 TEST(TaskSystem, OutputThatCannotBeWatchedIsAtItsEnd) {
   const SystemCallsKept kept;
   test::failCall<&SystemCalls::epoll_ctl>(3, ENOSPC);
@@ -215,10 +216,10 @@ TEST(TaskSystem, ShortReadsAndWritesLoseNothing) {
     return bytes;
   }();
   const SystemCallsKept kept;
-  test::systemCalls.read = +[](int descriptor, void* buffer, size_t length) {
+  test::fileCalls.read = +[](int descriptor, void* buffer, size_t length) {
     return read(descriptor, buffer, shortened(length));
   };
-  test::systemCalls.write = +[](int descriptor, const void* bytes, size_t length) {
+  test::fileCalls.write = +[](int descriptor, const void* bytes, size_t length) {
     return write(descriptor, bytes, shortened(length));
   };
   for (const unsigned seed : {0U, 1U, 2U, 3U}) {

@@ -51,7 +51,7 @@ constexpr int kLastStandardFile = 2;
 ssize_t readOnce(int fd, void* buffer, std::size_t size) {
   ssize_t count;
   do {
-    count = systemCalls.read(fd, buffer, size);
+    count = fileCalls.read(fd, buffer, size);
   } while (count < 0 && errno == EINTR);
   return count;
 }
@@ -183,7 +183,7 @@ void HxFileHandle::closeFile() {
     std::swap(read, _impl->read);
   }
   const std::uint64_t one = 1;
-  if (closing) systemCalls.write(closing->fd(), &one, sizeof one);
+  if (closing) fileCalls.write(closing->fd(), &one, sizeof one);
   if (read) read->source->remove();
 }
 
@@ -323,7 +323,7 @@ void HxFileHandle::writeData(const HxData& data) {
   const std::uint8_t* bytes = data.bytes();
   std::size_t left = data.length();
   while (left > 0) {
-    const ssize_t count = systemCalls.write(descriptor->fd(), bytes, left);
+    const ssize_t count = fileCalls.write(descriptor->fd(), bytes, left);
     if (count >= 0) {
       bytes += count;
       left -= static_cast<std::size_t>(count);

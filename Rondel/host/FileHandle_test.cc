@@ -27,6 +27,7 @@
 namespace rondel {
 namespace {
 
+using test::FileCalls;
 using test::SystemCalls;
 
 // Reads a handle in the background to its end, as long as it is told to go on.
@@ -497,7 +498,7 @@ TEST_F(FileHandle, ReadErrorIsAnEndAndLogged) {
     const auto reader = makeRef<Reader>(reading);
     writing->writeData(bytes("x"));
     reading->readInBackgroundAndNotify();
-    test::failCall<&SystemCalls::read>(1, error);
+    test::failCall<&FileCalls::read>(1, error);
     readToEnd(reader);
     EXPECT_EQ(reader->chunks, 1) << std::strerror(error);
     EXPECT_EQ(log.messages(),
@@ -539,10 +540,10 @@ TEST_F(FileHandle, InterruptedAndEmptyReadsAreTriedAgain) {
   writing->writeData(bytes("x"));
   writing->closeFile();
   reading->readInBackgroundAndNotify();
-  test::failCall<&SystemCalls::read>(1, EINTR, 3);
+  test::failCall<&FileCalls::read>(1, EINTR, 3);
   EXPECT_TRUE(runOnce());
   EXPECT_EQ(reader->text, "x");
-  test::failCall<&SystemCalls::read>(1, EAGAIN, 3);
+  test::failCall<&FileCalls::read>(1, EAGAIN, 3);
   readToEnd(reader);
   EXPECT_EQ(reader->chunks, 2);
 }
@@ -624,9 +625,9 @@ TEST_F(FileHandle, WritingNothingDoesNothing) {
 
 TEST_F(FileHandle, WriteSurvivesShortWritesInterruptionsAndFullPipes) {
   const test::SystemCallsKept kept;
-  static auto* const realWrite = test::systemCalls.write.function();
+  static auto* const realWrite = test::fileCalls.write.function();
   static std::atomic<int> calls = 0;
-  test::systemCalls.write = +[](int descriptor, const void* data, size_t length) -> ssize_t {
+  test::fileCalls.write = +[](int descriptor, const void* data, size_t length) -> ssize_t {
     switch (++calls % 3) {
       case 0:
         errno = EINTR;
@@ -640,7 +641,7 @@ TEST_F(FileHandle, WriteSurvivesShortWritesInterruptionsAndFullPipes) {
   };
   const std::string text = pattern(50'000);
   writing->writeData(bytes(text));
-  test::systemCalls.write = realWrite;
+  test::fileCalls.write = realWrite;
   writing->closeFile();
   EXPECT_TRUE(reading->readDataToEndOfFile().isEqualToData(bytes(text)));
 }
@@ -667,7 +668,7 @@ TEST_F(FileHandle, WriteWithoutAReaderRaisesWhereTheSignalIsIgnored) {
 
 TEST_F(FileHandle, RefusedReadRaisesWithTheSystemsWords) {
   const test::SystemCallsKept kept;
-  test::failCall<&SystemCalls::read>(1, EISDIR);
+  test::failCall<&FileCalls::read>(1, EISDIR);
   EXPECT_TRUE(reasonOf([&] { reading->availableData(); }).hasSuffix(": Is a directory"_hx));
 }
 

@@ -30,6 +30,7 @@ namespace rondel {
 namespace {
 
 using test::failureOf;
+using test::FileCalls;
 using test::helper;
 using test::runOnce;
 using test::statusOf;
@@ -534,7 +535,7 @@ TEST(ProcessFailure, EveryCallMayFailInTurn) {
   failEachInTurn<&SystemCalls::posix_spawn>({EAGAIN, ENOMEM, E2BIG});
   failEachInTurn<&SystemCalls::pidfd_open>({EMFILE, ENOSYS, EPERM});
   failEachInTurn<&SystemCalls::waitid>({EINTR});
-  failEachInTurn<&SystemCalls::read>({EINTR, EAGAIN, EIO});
+  failEachInTurn<&FileCalls::read>({EINTR, EAGAIN, EIO});
   failEachInTurn<&SystemCalls::fcntl>({EINVAL, EPERM});
   failEachInTurn<&SystemCalls::epoll_create1>({EMFILE, ENFILE, ENOMEM});
   failEachInTurn<&SystemCalls::epoll_ctl>({ENOMEM, ENOSPC});

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 
+#include "Rondel/core/system/internal/FileCalls.h"
 #include "Rondel/host/linux/SystemCalls.h"
 
 namespace rondel::internal {
@@ -41,7 +42,7 @@ Ref<SharedDescriptor> ownDescriptor(int fd) {
 
 void closeDescriptor(int fd) noexcept {
   const int kept = errno;
-  systemCalls.close(fd);
+  fileCalls.close(fd);
   errno = kept;
 }
 

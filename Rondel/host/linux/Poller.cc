@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <climits>
 
+#include "Rondel/core/system/internal/FileCalls.h"
 #include "Rondel/host/linux/Event.h"
 #include "Rondel/host/linux/SystemCalls.h"
 
@@ -49,7 +50,7 @@ int Poller::wait(int milliseconds, std::uint64_t* tokens, std::size_t capacity) 
     tokens[index] = _events[index].data.u64;
     if (tokens[index] == kWakeUp) {
       std::uint64_t calls = 0;
-      systemCalls.read(_wakeUp->fd(), &calls, sizeof calls);
+      fileCalls.read(_wakeUp->fd(), &calls, sizeof calls);
     }
   }
   return count;
@@ -57,7 +58,7 @@ int Poller::wait(int milliseconds, std::uint64_t* tokens, std::size_t capacity) 
 
 void Poller::wake() const noexcept {
   const std::uint64_t one = 1;
-  systemCalls.write(_wakeUp->fd(), &one, sizeof one);
+  fileCalls.write(_wakeUp->fd(), &one, sizeof one);
 }
 
 }  // namespace rondel::internal

@@ -19,6 +19,7 @@
 #include <cerrno>
 
 #include "Rondel/core/object/internal/Mutex.h"
+#include "Rondel/core/system/internal/FileCalls.h"
 #include "Rondel/host/linux/SystemCalls.h"
 
 namespace rondel::internal {
@@ -52,7 +53,7 @@ void SignalCatcher::handle(int signal) noexcept {
   for (const SignalCatcher* catcher = firstCatcher; catcher; catcher = catcher->_next) {
     if (catcher->_signal != signal) continue;
     const std::uint64_t one = 1;
-    systemCalls.write(catcher->_event->fd(), &one, sizeof one);
+    fileCalls.write(catcher->_event->fd(), &one, sizeof one);
   }
   --handlersAtWork;
   errno = kept;
@@ -107,7 +108,7 @@ void SignalCatcher::stop() noexcept {
 
 bool SignalCatcher::take() noexcept {
   std::uint64_t one = 0;
-  return systemCalls.read(_event->fd(), &one, sizeof one) == sizeof one;
+  return fileCalls.read(_event->fd(), &one, sizeof one) == sizeof one;
 }
 
 }  // namespace rondel::internal

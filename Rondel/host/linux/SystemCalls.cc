@@ -13,9 +13,6 @@ extern "C" {
 namespace rondel::internal {
 
 constinit SystemCalls systemCalls = {
-    .read = ::read,
-    .write = ::write,
-    .close = ::close,
     .pipe2 = ::pipe2,
     .fcntl = +[](int fd, int command, int argument) { return ::fcntl(fd, command, argument); },
     .poll = ::poll,

@@ -2,7 +2,7 @@
 //
 // The one seam between the host services and Linux: a table of the calls that they make on
 // descriptors, children, events and threads. Files are reached through the table of
-// core/system/internal/FileCalls.h.
+// core/system/internal/FileCalls.h, which has the reading, writing and closing of all descriptors.
 //
 // Tests exchange entries to make a call fail or come up short that cannot be made to do so for
 // real. Each entry behaves as its manual page says, errno included.
@@ -22,9 +22,6 @@
 namespace rondel::internal {
 
 struct SystemCalls {
-  SystemCall<ssize_t(int fd, void* buffer, size_t length)> read;
-  SystemCall<ssize_t(int fd, const void* bytes, size_t length)> write;
-  SystemCall<int(int fd)> close;
   SystemCall<int(int* ends, int flags)> pipe2;
   SystemCall<int(int fd, int command, int argument)> fcntl;
   SystemCall<int(pollfd* descriptors, nfds_t count, int milliseconds)> poll;
