@@ -63,10 +63,16 @@ bool isHangUp(int fd, int error) {
 }
 
 // Returns what a read has put into the buffer. A small part is copied, so that whoever retains it
-// does not retain the whole buffer.
-HxData readBytes(HxMutableData& buffer, std::size_t length) {
+// does not retain the whole buffer. While memory is short it is the buffer all the same: the bytes
+// are nowhere else any more.
+HxData readBytes(HxMutableData& buffer, std::size_t length) noexcept {
   constexpr std::size_t kLeastPart = 4;
-  if (length < buffer.length() / kLeastPart) return HxData::dataWithBytes(buffer.bytes(), length);
+  if (length < buffer.length() / kLeastPart) {
+    try {
+      return HxData::dataWithBytes(buffer.bytes(), length);
+    } catch (const std::bad_alloc&) {
+    }
+  }
   buffer.setLength(length);
   return buffer;
 }
@@ -79,13 +85,16 @@ class BackgroundRead final : public HxObject {
       : source(
             makeRef<RunLoopSource>(loop, descriptor, RunLoopSource::Order::read, handle, ready)) {}
 
-  bool readChunk(const Ref<SharedDescriptor>& open, bool canGrow, HxData& data);
-  bool wasWhole(HxUInteger length) const { return length == _chunkSize; }
+  Ref<HxNotification> readChunk(HxFileHandle* handle, const Ref<SharedDescriptor>& open,
+                                bool canGrow);
+  bool wasWhole() const { return _wholeChunks > 0; }
+  bool wasEmpty() const { return _buffer.isNil(); }
 
   const Ref<RunLoopSource> source;
 
  private:
   ~BackgroundRead() override = default;
+  HxData read(const SharedDescriptor* open, bool canGrow);
   void growPipe(int fd);
 
   HxMutableData _buffer = nullptr;
@@ -93,23 +102,37 @@ class BackgroundRead final : public HxObject {
   int _wholeChunks = 0;  // in a row
 };
 
-// Reads once. Returns false if there was nothing after all. Stores empty data at the end and after
-// an error.
-bool BackgroundRead::readChunk(const Ref<SharedDescriptor>& open, bool canGrow, HxData& data) {
+// Reads once. Returns what is to be posted; null if there was nothing after all. The notification
+// is made before the read, so that nothing can fail once the bytes have left the system. The buffer
+// holds the place of the data, which may be a copy of a part of it.
+Ref<HxNotification> BackgroundRead::readChunk(HxFileHandle* handle,
+                                              const Ref<SharedDescriptor>& open, bool canGrow) {
   internal::prepareForReading(_buffer, _chunkSize);
+  HxMutableDictionary userInfo =
+      HxMutableDictionary::dictionaryWithObject(_buffer, HxFileHandleNotificationDataItem);
+  Ref<HxNotification> news = HxNotification::notificationWithName(
+      HxFileHandleReadCompletionNotification, HxAny(handle), userInfo);
+  const HxData data = read(open.get(), canGrow);
+  if (!data) return nullptr;
+  userInfo.setObject(data, HxFileHandleNotificationDataItem);
+  return news;
+}
+
+// Returns the bytes; empty data at the end and after an error; nil if there is nothing yet.
+HxData BackgroundRead::read(const SharedDescriptor* open, bool canGrow) {
   const ssize_t count = open ? readOnce(open->fd(), _buffer.mutableBytes(), _chunkSize) : 0;
   const int error = count < 0 ? errno : 0;
-  if (error == EAGAIN || error == EWOULDBLOCK) return false;
+  if (error == EAGAIN || error == EWOULDBLOCK) return nullptr;
   if (error != 0 && !isHangUp(open->fd(), error)) {
     HxLog("HxFileHandle: could not read from descriptor %d: %s"_hx, open->fd(),
           strerrordesc_np(error));
   }
   const std::size_t length = count > 0 ? static_cast<std::size_t>(count) : 0;
-  data = readBytes(_buffer, length);
+  HxData data = readBytes(_buffer, length);
   if (length == 0) _buffer = nullptr;
   _wholeChunks = length == _chunkSize ? _wholeChunks + 1 : 0;
   if (canGrow && _wholeChunks == kChunksBeforeGrowth) growPipe(open->fd());
-  return true;
+  return data;
 }
 
 void BackgroundRead::growPipe(int fd) {
@@ -243,19 +266,18 @@ bool HxFileHandle::descriptorIsReady(HxObject& object) {
     Ref<SharedDescriptor> descriptor;
     bool canReadOn = false;
     const Ref<BackgroundRead> read = impl.readOfThisThread(descriptor, canReadOn);
-    HxData data;
-    if (!read || !read->readChunk(descriptor, canReadOn, data)) break;
+    if (!read) break;
+    const Ref<HxNotification> news = read->readChunk(&handle, descriptor, canReadOn);
+    if (!news) break;
     handled = true;
-    const HxUInteger length = data.length();
-    if (length > 0) {
-      read->source->disarm();
-    } else {
+    const bool wasWhole = read->wasWhole();  // a nested pass may read on
+    if (read->wasEmpty()) {
       read->source->park();
+    } else {
+      read->source->disarm();
     }
-    HxNotificationCenter::defaultCenter()->postNotification(
-        HxFileHandleReadCompletionNotification, HxAny(&handle),
-        HxDictionary::dictionaryWithObject(data, HxFileHandleNotificationDataItem));
-    if (!canReadOn || !read->wasWhole(length) || !read->source->isArmedNow()) break;
+    HxNotificationCenter::defaultCenter()->postNotification(news);
+    if (!canReadOn || !wasWhole || !read->source->isArmedNow()) break;
   }
   return handled;
 }

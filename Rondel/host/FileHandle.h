@@ -69,7 +69,8 @@ class RONDEL_EXPORT HxFileHandle final : public HxObject {
   // are an array of names; nil or empty means the default mode. A read takes at most 64 KiB, or 256
   // KiB from an HxPipe that has been full for a while. The data is empty at the end of the file,
   // after a read error, which is logged, and on a closed handle; the hang-up of a terminal (EIO) is
-  // an end. Ask again for the next read, usually in the observer.
+  // an end. Ask again for the next read, usually in the observer. If memory is short, the pass ends
+  // in std::bad_alloc before it reads, and the read stays due: no bytes are lost.
   //
   // There is one read at a time. Asking again while one is due changes its modes; asking on another
   // thread moves it there. A read that is under way on the first thread at that moment is still
@@ -85,9 +86,10 @@ class RONDEL_EXPORT HxFileHandle final : public HxObject {
 
   // Waits until some bytes are there and returns at most 64 KiB of them; empty at the end and on
   // EIO. Raises HxException (HxFileHandleOperationException) on any other failure, and if the
-  // handle is closed, before or meanwhile.
+  // handle is closed, before or meanwhile. If memory is short it reads nothing.
   HxData availableData();
-  // Returns all bytes up to the end, and raises like availableData.
+  // Returns all bytes up to the end, and raises like availableData. What it has read by then is
+  // lost.
   HxData readDataToEndOfFile();
 
   // Writes all bytes, in as many system calls as that takes, and waits while there is no room. Nil

@@ -39,6 +39,10 @@ class Listener : public HxObject {
     heard +=
         stringOf(notification.userInfo().objectForKey<HxData>(HxFileHandleNotificationDataItem));
   }
+  void countData(const HxNotification& notification) {
+    counted +=
+        notification.userInfo().objectForKey<HxData>(HxFileHandleNotificationDataItem).length();
+  }
   void fire(HxTimer& timer) {
     heard += "fired";
     timer.invalidate();
@@ -46,6 +50,7 @@ class Listener : public HxObject {
   void call(const HxAny& argument) { heard += argument.description().toStdString(); }
 
   std::string heard;
+  HxUInteger counted = 0;
 };
 
 TEST_F(HostOutOfMemory, Notifications) {
@@ -129,6 +134,50 @@ TEST_F(HostOutOfMemory, ReadingInTheBackground) {
     }
     return listener->heard;
   }));
+}
+
+// Calls again after the first failure. A second one passes on, as where memory stays short.
+template <class Call>
+void callAgain(Call call) {
+  try {
+    call();
+  } catch (const std::bad_alloc&) {
+    call();
+  }
+}
+
+// A small part of the buffer is copied, a large one is handed out.
+constexpr std::size_t kSmallAndLarge[] = {10, 20'000};
+
+TEST_F(HostOutOfMemory, BackgroundReadLosesNothing) {
+  for (const std::size_t length : kSmallAndLarge) {
+    EXPECT_TRUE(survivesOutOfMemory([length] {
+      const auto pipe = HxPipe::init();
+      const auto listener = makeRef<Listener>();
+      const auto reading = pipe->fileHandleForReading();
+      HxNotificationCenter::defaultCenter()->addObserver<&Listener::countData>(
+          listener.get(), HxFileHandleReadCompletionNotification, reading);
+      reading->readInBackgroundAndNotify();
+      const std::string text(length, 'x');
+      pipe->fileHandleForWriting()->writeData(HxData::dataWithBytes(text.data(), length));
+      callAgain([] { HxRunLoop::currentRunLoop()->runMode(HxDefaultRunLoopMode, nullptr); });
+      return std::to_string(listener->counted);
+    }));
+  }
+}
+
+TEST_F(HostOutOfMemory, ReadAtOnceLosesNothing) {
+  for (const std::size_t length : kSmallAndLarge) {
+    EXPECT_TRUE(survivesOutOfMemory([length] {
+      const auto pipe = HxPipe::init();
+      const std::string text(length, 'x');
+      pipe->fileHandleForWriting()->writeData(HxData::dataWithBytes(text.data(), length));
+      pipe->fileHandleForWriting()->closeFile();
+      HxUInteger read = 0;
+      callAgain([&] { read = pipe->fileHandleForReading()->availableData().length(); });
+      return std::to_string(read);
+    }));
+  }
 }
 
 TEST_F(HostOutOfMemory, Threads) {
