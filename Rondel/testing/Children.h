@@ -16,6 +16,7 @@
 #include "Rondel/host/Process.h"
 #include "Rondel/host/RunLoop.h"
 #include "Rondel/testing/Places.h"
+#include "Rondel/testing/RunLoops.h"
 
 namespace rondel::test {
 
@@ -90,10 +91,6 @@ inline std::string failureOf(const Ref<HxTask>& task) {
   }
   task->waitUntilExit();
   return "";
-}
-
-inline bool runOnce() {
-  return HxRunLoop::currentRunLoop()->runMode(HxDefaultRunLoopMode, HxDate::distantFuture());
 }
 
 }  // namespace rondel::test

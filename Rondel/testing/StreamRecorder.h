@@ -71,6 +71,28 @@ class RetainedStreamRecorder : public StreamRecorder, public ZevMoStreamConsumer
   int& _destroyed;
 };
 
+/// A filter that passes bytes on, tells of its destruction, and may note its place in the order.
+class Relay : public ZevMoByteStream, public ZevMoByteStreamConsuming {
+ public:
+  explicit Relay(std::string name = "", Events* destroyed = nullptr)
+      : _label(std::move(name)), _destroyed(destroyed) {}
+  ~Relay() override {
+    if (_destroyed) _destroyed->push_back(_label);
+  }
+  void streamProcessBytes(ZevMoStream*, const HxData& data) override { sendBytes(data); }
+  void streamDidEnd(ZevMoStream*) override { sendStreamDidEnd(); }
+
+ private:
+  std::string _label;
+  Events* _destroyed;
+};
+
+/// One that is owned by the stream that it is linked under.
+class OwnedRelay final : public Relay, public ZevMoStreamConsumerRetaining {
+ public:
+  using Relay::Relay;
+};
+
 inline HxData dataOf(std::string_view bytes) {
   return HxData::dataWithBytes(bytes.data(), bytes.size());
 }
