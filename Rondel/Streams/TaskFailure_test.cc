@@ -12,6 +12,7 @@
 #include "Rondel/Streams/Task.h"
 #include "Rondel/core/system/ProcessInfo.h"
 #include "Rondel/testing/Places.h"
+#include "Rondel/testing/ResourceListener.h"
 #include "Rondel/testing/SystemCallFailures.h"
 #include "Rondel/testing/TaskRecorder.h"
 
@@ -82,7 +83,7 @@ class TaskLaunchFailure : public testing::Test {
     task->setTaskCurrentDirectory(directory);
     task->setTaskAutomaticStandardInData(test::dataOf("dropped"));
     expectFailure(*task, recorder, "HxTaskLaunchException", reason);
-    EXPECT_TRUE(task->taskStandardInput()->isClosed());  // as behind a launch that succeeds
+    EXPECT_TRUE(task->taskStandardInput()->isClosed());  // as after a launch that succeeds
   }
 
   void expectFailure(ZevMoTask& task, TaskRecorder& recorder, const std::string& name,
@@ -209,6 +210,35 @@ TEST_F(TaskLaunchFailure, ADelegateMayTryAgainAtOnce) {
   ASSERT_TRUE(test::runUntil([&] { return recorder.events.back() == "stop 0"; }));
   EXPECT_EQ(recorder.events.size(), 4U);
   EXPECT_EQ(recorder.output, "\n");
+}
+
+TEST_F(TaskLaunchFailure, AStartWithinTheFailureSendsTheAutomaticInputOnce) {
+  for (const bool inBackground : {false, true}) {
+    TaskRecorder recorder;
+    const Ref<ZevMoTask> task = taskAtPath(_folder.path(), recorder);
+    task->setTaskAutomaticStandardInData(test::dataOf("once"));
+    if (inBackground) task->performWritesInBackground();
+    recorder.onFailure = [](ZevMoTask* failed) {
+      failed->setTaskPath("/bin/cat"_hx);
+      failed->startTask();
+    };
+    task->startTask();
+    ASSERT_TRUE(test::runUntil([&] { return task->runIsOver(); }));
+    EXPECT_EQ(recorder.output, "once");
+    EXPECT_EQ(recorder.events.size(), 4U);
+  }
+}
+
+TEST_F(TaskLaunchFailure, EachWriterOfAFailedStartEnds) {
+  const auto before = test::ProcessResources::now();
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = taskAtPath(_folder.path(), recorder);
+  task->performWritesInBackground();
+  for (int start = 0; start < 3; ++start) task->startTask();
+  EXPECT_EQ(recorder.events.size(), 3U);
+  EXPECT_TRUE(test::runUntil([&] {
+    return test::ProcessResources::now().threads == before.threads + 1;  // that of the last start
+  }));
 }
 
 // The process objects of later tasks may lie where that of the first one was.

@@ -4,7 +4,9 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 
 #include "Rondel/Streams/Task.h"
@@ -104,7 +106,7 @@ TEST(TaskInput, ARefusedForegroundWriteRaises) {
 
 // ---- In the background ------------------------------------------------------------------------
 
-TEST(TaskInput, BackgroundWritesArriveInOrderAndTheInputIsClosedBehindThem) {
+TEST(TaskInput, BackgroundWritesArriveInOrderAndTheInputIsClosedAfterThem) {
   TaskRecorder recorder;
   const Ref<ZevMoTask> task = shellTask("cat", recorder);
   task->performWritesInBackground();
@@ -171,7 +173,7 @@ TEST(TaskInput, AnEndMarkOfTheCallersEndsTheWriterAndDoesNotHangTheExit) {
   task->performWritesInBackground();
   task->startTask();
   task->sendDataToTask(dataOf(""));
-  task->sendDataToTask(dataOf("behind the mark: never written"));
+  task->sendDataToTask(dataOf("after the mark: never written"));
   ASSERT_TRUE(runUntil([&] { return recorder.isOver(); }));
   EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
 }
@@ -211,8 +213,7 @@ TEST(TaskInput, ATextThatHasNoBytesSendsNothingAndIsNoEndMark) {
   }
 }
 
-// ---- Descendants that inherit the input
-// -----------------------------------------------------------
+// ---- Descendants that inherit the input -------------------------------------------------------
 
 TEST(TaskInput, ADescendantThatKeepsItOpenDoesNotHoldTheRunLoop) {
   TaskRecorder recorder;
@@ -244,8 +245,74 @@ TEST(TaskInput, ADescendantThatStillReadsItSeesItsEndAfterTheExit) {
   }
 }
 
-// ---- End marks
-// --------------------------------------------------------------------------------------
+TEST(TaskInput, ADescendantSeesItsEndAlsoIfNothingWasSent) {
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("exec 3<&0; (cat <&3; echo end) & exit 0", recorder);
+  task->performWritesInBackground();
+  task->startTask();
+  ASSERT_TRUE(runUntil([&] { return task->runIsOver(); }));
+  EXPECT_EQ(recorder.output, "end\n");
+}
+
+// ---- What the exit cuts off -------------------------------------------------------------------
+
+// Holds the calls on one descriptor that a writer's thread makes, until it is let go.
+struct HeldCall {
+  std::atomic<int> descriptor = -1;
+  std::atomic<bool> isUnderWay = false;
+
+  void hold(int of) {
+    while (descriptor == of) {
+      isUnderWay = true;
+      usleep(1000);
+    }
+  }
+};
+HeldCall heldCall;
+
+Ref<ZevMoTask> startedSleeper(TaskRecorder& recorder) {
+  const Ref<ZevMoTask> task = shellTask("exec sleep 60", recorder);
+  task->performWritesInBackground();
+  recorder.onStop = [](ZevMoTask* stopped) {
+    EXPECT_TRUE(stopped->taskStandardInput().isNil());
+    heldCall.descriptor = -1;
+  };
+  task->startTask();
+  heldCall.isUnderWay = false;
+  heldCall.descriptor = task->taskStandardInput()->fileDescriptor();
+  return task;
+}
+
+TEST(TaskInput, AWriteThatTheExitCutsOffHasFailedAtOnce) {
+  const test::SystemCallsKept kept;
+  test::fileCalls.write = +[](int descriptor, const void* bytes, size_t length) {
+    heldCall.hold(descriptor);
+    return write(descriptor, bytes, length);
+  };
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = startedSleeper(recorder);
+  task->sendDataToTask(dataOf("x"));
+  EXPECT_TRUE(runUntil([] { return heldCall.isUnderWay.load(); }));
+  task->stopTask();
+  EXPECT_TRUE(runUntil([&] { return recorder.isOver(); }));
+}
+
+TEST(TaskInput, AWriteThatStillWaitsAtTheExitHasFailedAtOnce) {
+  const test::SystemCallsKept kept;
+  test::fileCalls.close = +[](int descriptor) {
+    heldCall.hold(descriptor);
+    return close(descriptor);
+  };
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = startedSleeper(recorder);
+  task->closeInputAfterWrites();  // keeps the writer busy
+  EXPECT_TRUE(runUntil([] { return heldCall.isUnderWay.load(); }));
+  task->sendDataToTask(dataOf("x"));
+  task->stopTask();
+  EXPECT_TRUE(runUntil([&] { return recorder.isOver(); }));
+}
+
+// ---- End marks --------------------------------------------------------------------------------
 
 TEST(TaskInput, AnEndMarkPassesBeforeTheTaskRunsAndNothingElseDoes) {
   const HxData marks[] = {nullptr, dataOf("")};
@@ -258,7 +325,7 @@ TEST(TaskInput, AnEndMarkPassesBeforeTheTaskRunsAndNothingElseDoes) {
       started->sendDataToTask(mark);
     };
     task->startTask();
-    task->sendDataToTask(dataOf("behind the mark"));
+    task->sendDataToTask(dataOf("after the mark"));
     task->taskStandardInput()->closeFile();
     ASSERT_TRUE(runUntil([&] { return recorder.isOver(); }));
     EXPECT_EQ(recorder.output, "end\n");
@@ -272,7 +339,7 @@ TEST(TaskInput, NilAndEmptyTextsAreEndMarksToo) {
     task->performWritesInBackground();
     task->startTask();
     task->sendStringAsCStringToTask(text);
-    task->sendDataToTask(dataOf("behind the mark"));
+    task->sendDataToTask(dataOf("after the mark"));
     task->taskStandardInput()->closeFile();
     ASSERT_TRUE(runUntil([&] { return recorder.isOver(); }));
     EXPECT_EQ(recorder.output, "end\n");

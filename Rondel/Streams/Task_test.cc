@@ -310,6 +310,24 @@ TEST(Task, SynchronizedOwnerThatReportsWhileItIsToldStopsTheRunOnce) {
   EXPECT_EQ(keeper->ends, 1);
 }
 
+TEST(Task, LastDataReportedInTheStreamsEndEndsItOnce) {
+  constexpr int kMostEnds = 3;
+  TaskRecorder recorder;
+  Ref<HxPipe> pipe;
+  const Ref<Owner> owner = makeRef<Owner>();
+  const Ref<ByteKeeper> keeper = makeRef<ByteKeeper>();
+  const Ref<ZevMoTask> task = taskWithSuppliedOutput(recorder, pipe);
+  task->byteStream()->setByteStreamConsumer(keeper);
+  task->setSynchronizedFileHandleDelegate(owner.get());
+  keeper->onEnd = [&] {
+    if (keeper->ends < kMostEnds) task->synchronizedFileHandleDidReceivedLastData();
+  };
+  owner->hasLastData = true;
+  ASSERT_TRUE(runToEnd(*task, recorder));
+  EXPECT_EQ(keeper->ends, 1);
+  EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
+}
+
 TEST(Task, SynchronizedOwnerMayLeaveWhileItIsTold) {
   TaskRecorder recorder;
   Ref<HxPipe> pipe;

@@ -86,6 +86,59 @@ TEST(ProcessExit, FalseAlarmOfTheExitIsLookedAtAgain) {
   EXPECT_LT(waits.count, 20);
 }
 
+// A child that is being traced: its pidfd is readable all the while, and its status cannot be
+// taken.
+struct Traced {
+  static constexpr int kRounds = 3;  // of the reaper, in which it looks so
+  std::atomic<int> asksHere = 0;     // by the thread of the test
+  std::atomic<int> asksElsewhere = 0;
+  std::thread::id thread = std::this_thread::get_id();
+
+  bool looksEnded() {
+    const bool isHere = std::this_thread::get_id() == thread;
+    if (isHere) ++asksHere;
+    return isHere ? asksElsewhere < kRounds : ++asksElsewhere <= kRounds;
+  }
+};
+std::atomic<Traced*> traced = nullptr;
+
+void trace(Traced& child) {
+  traced = &child;
+  static auto* const real = test::systemCalls.waitid.function();
+  test::systemCalls.waitid =
+      +[](idtype_t kind, id_t which, siginfo_t* info, int options, rusage* usage) {
+        if (!traced.load()->looksEnded()) return real(kind, which, info, options, usage);
+        info->si_pid = 0;
+        return 0;
+      };
+}
+
+TEST(ProcessExit, TracedChildIsLeftToTheReaper) {
+  const test::SystemCallsKept kept;
+  Traced child;
+  trace(child);
+  const auto task = helper("exit-with", {"3"});
+  const auto watcher = makeRef<Watcher>(task);
+  EXPECT_EQ(statusOf(task), 3);
+  EXPECT_EQ(watcher->count, 1);
+  EXPECT_EQ(child.asksHere, 1);
+  EXPECT_GT(child.asksElsewhere, Traced::kRounds);
+}
+
+TEST(ProcessExit, DroppedTracedChildIsAskedForNowAndThen) {
+  const test::SystemCallsKept kept;
+  Traced child;
+  auto task = taskOf("/bin/sleep", {"1000"});
+  task->launch();
+  trace(child);
+  const pid_t pid = task->processIdentifier();
+  task = nullptr;
+  const auto& waits = test::countCall<&SystemCalls::epoll_wait>();
+  kill(pid, SIGKILL);
+  while (kill(pid, 0) == 0) usleep(1000);
+  EXPECT_LT(waits.count, 20);
+}
+
 TEST(ProcessExit, InterruptedWaitIsTriedAgain) {
   const test::SystemCallsKept kept;
   test::failCall<&SystemCalls::waitid>(1, EINTR, 5);

@@ -14,6 +14,7 @@
 
 #include "Rondel/host/Process.h"
 #include "Rondel/testing/Children.h"
+#include "Rondel/testing/LogRecorder.h"
 #include "Rondel/testing/SystemCallFailures.h"
 
 namespace rondel {
@@ -118,6 +119,21 @@ TEST(ProcessSignals, AreNotSentByThePidWhereThePidfdRefusesThem) {
     task->terminate();
     task->waitUntilExit();
   }
+}
+
+// Nobody knows then whether the pid is still the child's.
+TEST(ProcessSignals, AreNotSentByThePidOfAChildThatTheSystemDoesNotTellOf) {
+  const test::SystemCallsKept kept;
+  const test::LogRecorder log;
+  const auto task = launchedSleeper();
+  test::failCall<&SystemCalls::waitid>(1, EINVAL, 2);  // by pidfd and by pid
+  test::failCall<&SystemCalls::pidfd_send_signal>(1, EPERM);
+  const auto& kills = test::countCall<&SystemCalls::kill>();
+  EXPECT_FALSE(task->sendSignal(SIGTERM));
+  EXPECT_EQ(kills.count, 0);
+  EXPECT_TRUE(task->sendSignal(SIGTERM));
+  task->waitUntilExit();
+  EXPECT_EQ(task->terminationStatus(), SIGTERM);
 }
 
 TEST(ProcessSignals, NoneIsSentToAStolenChildWhateverIsForbidden) {
