@@ -117,6 +117,7 @@ void HxRunLoop::Impl::close() {
       erase(*source);
     }
     for (Mode& mode : modes) mode.timers.clear();
+    delayedCalls.clear();
     droppedSlots.swap(slots);
     droppedTimers.swap(timers);
     droppedCalls.swap(calls);
@@ -470,6 +471,16 @@ void HxRunLoop::performSelectorAfterDelay(HxSelector selector, const HxHandle& t
       target.object(), seconds);
 }
 
+std::vector<Ref<HxTimer>> HxRunLoop::Impl::timersOfDelayedCalls(const HxObject* target) const {
+  std::vector<Ref<HxTimer>> found;
+  const std::uintptr_t identity = identityOf(target);
+  for (auto place = delayedCalls.lower_bound({identity, 0});
+       place != delayedCalls.end() && place->first == identity; ++place) {
+    found.push_back(timers.find(place->second)->second.timer);
+  }
+  return found;
+}
+
 void HxRunLoop::cancelPerformSelectorsWithTarget(const HxObject* target) {
   if (!target) return;
   std::vector<Impl::Call> droppedCalls;  // outlive the lock
@@ -480,9 +491,7 @@ void HxRunLoop::cancelPerformSelectorsWithTarget(const HxObject* target) {
       if (call.target == target) droppedCalls.push_back(std::move(call));
     }
     std::erase_if(_impl->calls, [](const Impl::Call& call) { return !call.closure; });
-    for (auto& [number, entry] : _impl->timers) {
-      if (entry.cancelTarget == target) droppedTimers.push_back(entry.timer);
-    }
+    droppedTimers = _impl->timersOfDelayedCalls(target);
   }
   for (const auto& timer : droppedTimers) timer->invalidate();
 }

@@ -117,7 +117,8 @@ class RONDEL_EXPORT HxRunLoop final : public HxObject {
                                  const HxHandle& argument, HxTimeInterval seconds);
 
   // Takes back the calls to this target that were asked of this loop and not made yet, delayed or
-  // not. Nil does nothing.
+  // not. Nil does nothing. The delayed calls to other targets cost nothing; the calls that are due
+  // in the next pass are looked at one by one.
   void cancelPerformSelectorsWithTarget(const HxObject* target);
 
   // Adds the timer to this mode of this loop; see HxTimer. A timer may be in several modes of one

@@ -186,6 +186,33 @@ TEST(RunLoop, CallsToATargetCanBeTakenBack) {
   EXPECT_EQ(diary, "yes");
 }
 
+TEST(RunLoop, TakingBackTheDelayedCallsToOneTargetLooksAtNoOthers) {
+  constexpr int kTargets = 100'000;
+  const auto loop = HxRunLoop::currentRunLoop();
+  std::string diary;
+  std::vector<Ref<Probe>> probes;
+  for (int i = 0; i < kTargets; ++i) {
+    probes.push_back(makeRef<Probe>(&diary));
+    loop->performAfterDelay<&Probe::call>(probes.back().get(), nullptr, 3600);
+  }
+  for (const auto& probe : probes) loop->cancelPerformSelectorsWithTarget(probe.get());
+  EXPECT_FALSE(look());
+  EXPECT_EQ(diary, "");
+}
+
+TEST(RunLoop, TakingBackAfterACallWasMadeFindsTheOthers) {
+  const auto loop = HxRunLoop::currentRunLoop();
+  std::string diary;
+  const auto probe = makeRef<Probe>(&diary);
+  loop->performAfterDelay<&Probe::note>(probe.get(), "1"_hx, 0);
+  loop->performAfterDelay<&Probe::note>(probe.get(), "2"_hx, 3600);
+  runOnce();
+  loop->cancelPerformSelectorsWithTarget(probe.get());
+  loop->cancelPerformSelectorsWithTarget(probe.get());
+  EXPECT_FALSE(look());
+  EXPECT_EQ(diary, "1");
+}
+
 TEST(RunLoop, EndOfAThreadDropsItsCallsAndLetsWaitersGo) {
   std::string diary;
   Ref<HxRunLoop> loop;

@@ -159,9 +159,10 @@ std::uint64_t HxRunLoop::Impl::addTimer(const Ref<HxTimer>& timer, std::uint64_t
   }
   try {
     entry.modes.reserve(entry.modes.size() + 1);  // so that nothing fails after the insertion
+    if (isNew && cancelTarget) delayedCalls.insert({identityOf(cancelTarget), number});
     if (modes[mode].timers.insert({entry.deadline, number}).second) entry.modes.push_back(mode);
   } catch (...) {
-    if (isNew) timers.erase(place);  // not the last reference: the caller has one
+    if (isNew) dropTimer(number);  // not the last reference: the caller has one
     throw;
   }
   wake();
@@ -174,6 +175,7 @@ Ref<HxTimer> HxRunLoop::Impl::dropTimer(std::uint64_t number) {
   if (place == timers.end()) return nullptr;
   TimerEntry& entry = place->second;
   for (const unsigned mode : entry.modes) modes[mode].timers.erase({entry.deadline, number});
+  if (entry.cancelTarget) delayedCalls.erase({identityOf(entry.cancelTarget), number});
   Ref<HxTimer> timer = std::move(entry.timer);
   timers.erase(place);
   return timer;

@@ -7,10 +7,12 @@
 #pragma once
 
 #include <compare>
+#include <cstdint>
 #include <deque>
 #include <memory>
 #include <set>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "Rondel/core/object/internal/Mutex.h"
@@ -73,10 +75,18 @@ struct HxRunLoop::Impl {
     ModeNumbers modes;
     const HxObject* cancelTarget = nullptr;  // of a delayed call; identity only
   };
+  // The targets of delayed calls, with the numbers of their timers.
+  using DelayedCalls = std::set<std::pair<std::uintptr_t, std::uint64_t>>;
+
+  static std::uintptr_t identityOf(const HxObject* object) {
+    return reinterpret_cast<std::uintptr_t>(object);
+  }
 
   std::uint64_t addTimer(const Ref<HxTimer>& timer, std::uint64_t number, unsigned mode,
                          const HxObject* cancelTarget) RONDEL_REQUIRES(lock);
   Ref<HxTimer> dropTimer(std::uint64_t number) RONDEL_REQUIRES(lock);
+  std::vector<Ref<HxTimer>> timersOfDelayedCalls(const HxObject* target) const
+      RONDEL_REQUIRES(lock);
   void removeTimer(std::uint64_t number) RONDEL_EXCLUDES(lock);
   void setDeadline(std::uint64_t number, TimerEntry& entry, internal::SteadyTime deadline) noexcept
       RONDEL_REQUIRES(lock);
@@ -150,6 +160,7 @@ struct HxRunLoop::Impl {
   std::vector<std::uint64_t> parked RONDEL_GUARDED_BY(lock);
   std::vector<std::uint64_t> alwaysReady RONDEL_GUARDED_BY(lock);
   std::unordered_map<std::uint64_t, TimerEntry> timers RONDEL_GUARDED_BY(lock);
+  DelayedCalls delayedCalls RONDEL_GUARDED_BY(lock);
   std::uint64_t timerNumber RONDEL_GUARDED_BY(lock) = 0;
   std::deque<Call> calls RONDEL_GUARDED_BY(lock);
   unsigned runningMode RONDEL_GUARDED_BY(lock) = kCommonModes;
