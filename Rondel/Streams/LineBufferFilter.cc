@@ -75,8 +75,8 @@ void ZevMoLineBufferFilter::sendLineByLine(const HxString& input, const Unit* un
   for (HxUInteger at = ends.next(); at < length; at = ends.next()) {
     if (at < offset) continue;  // the LF of a CR LF
     const HxUInteger end = at + internal::lineTerminatorLength(units, at, length);
-    const HxString& line =
-        isFirst ? first = savedStringWith(input, end) : other.make(units + offset, end - offset);
+    if (isFirst) first = savedStringWith(input, end);
+    const HxString& line = isFirst ? first : other.make(units + offset, end - offset);
     offset = end;
     isFirst = false;
     while (consumer != streamConsumer()) {  // a former one may link another as it goes
