@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// ZevMoTask runs one child process. It feeds the child's input, pushes its output into a byte
-// stream, and reports to its delegate, exactly once, that the child has exited and its last output
+// ZevMoTask runs one child process. It feeds the child's input and pushes its output into a byte
+// stream. It reports to its delegate, exactly once, that the child has exited and its last output
 // has been seen.
 //
 //   Ref<ZevMoTask> task = ZevMoTask::init();
@@ -15,27 +15,29 @@
 //   }
 //
 // Output and error output are always one channel. What the child writes reaches the stream in
-// chunks, one at a time: the consumer has finished with a chunk before the next read is armed.
+// chunks, one at a time. The next read is armed after the consumer has finished with a chunk.
 // Nothing is buffered here.
 //
-// Runs. A run is under way from a successful launch until taskDidStop, or until it is abandoned by
-// cleanupAfterTask, setDelegate(nullptr) or dropping the task. None of these signals the child; one
-// that still runs is reaped in the background after its exit. taskDidStop comes after two events,
-// in either order: the child's exit, and the end of its output. The output ends when the child and
-// all its descendants have closed it, which has no time limit; or when closeTaskHandles closes it
-// here, or another output handle is set. Starting while a run is under way fails a check
-// ("!_runIsUnderWay") and does nothing. A later start first drops the process object and the pipes
-// that the earlier run made itself; handles that were supplied stay.
+// Runs. A run is under way from a successful launch until taskDidStop, or until it is abandoned.
+// cleanupAfterTask, setDelegate(nullptr) and dropping the task abandon it. None of these signals
+// the child. One that still runs is reaped in the background after its exit. taskDidStop comes
+// after two events, in either order: the child's exit, and the end of its output. The output ends
+// when the child and all its descendants have closed it, which has no time limit. It also ends when
+// closeTaskHandles closes it here, and when another output handle is set. Starting while a run is
+// under way fails a check ("!_runIsUnderWay") and does nothing. A later start first drops the
+// process object and the pipes that the earlier run made itself. Handles that were supplied stay.
+// After a failed launch the task holds the pipes that it made, until the next start or
+// cleanupAfterTask.
 //
 // Threads. A task belongs to the thread that starts it, which must run its run loop. Each thread
 // may have its own tasks. Everything happens on that thread: launch, notifications, every
 // delegate call and every send. Only background writes have a separate thread, one for each run.
 //
-// Ownership. Only its owners keep a task. If it calls out in a pass of the run loop, it also
-// keeps itself until that pass ends, so a delegate may drop its last reference in the callback. A
-// task whose owners have all gone reads no more and gets no event. A delegate, the owner of a
-// supplied output handle, or a consumer of byteStream() that goes is forgotten by its tasks and
-// streams, and the run goes on without it. It must go on the task's thread.
+// Ownership. Only its owners keep a task. If it calls out in a pass of the run loop, it also keeps
+// itself until that pass ends. So a delegate may drop its last reference in the callback. A task
+// whose owners have all gone reads no more and gets no event. Delegates, owners of supplied output
+// handles and consumers of byteStream() are forgotten as they go, and the run goes on. They must go
+// on the task's thread.
 //
 // Errors. A failed start is reported by task:failureMessage:, and nothing else follows for that
 // start. A write in the foreground raises HxException to the caller of sendDataToTask; in the
@@ -43,9 +45,9 @@
 // with a line through HxLog.
 //
 // What a delegate or a consumer raises passes through to whoever called startTask or runs the run
-// loop, after the task has done its part: a raise in taskDidStart comes after reading was armed and
-// the automatic input sent, one in a chunk after the next read was armed, one in the stream's end
-// after taskDidStop. So every run that has started ends with one taskDidStop.
+// loop. The task does its part before. After a raise in taskDidStart it arms the read and sends the
+// automatic input. After one in a chunk it arms the next read. After one in the stream's end it
+// calls taskDidStop. So every run that has started ends with one taskDidStop.
 #pragma once
 
 #include "Rondel/Streams/Stream.h"
@@ -96,9 +98,8 @@ class RONDEL_EXPORT ZevMoTaskSynchronizedFileHandle : public internal::Referent 
   // Returns whether all output has been received. If not, the run ends with the owner's call of
   // synchronizedFileHandleDidReceivedLastData.
   virtual bool didSynchronizedFileHandleReceiveLastData() = 0;
-  // Called when the task has no more to do with this owner: it is destroyed, it cleans up, or it
-  // gets another owner. Forget the pointer to it. The task may be in its destructor: do not retain
-  // it. Raise nothing.
+  // Called when the task is destroyed, cleans up or gets another owner. Forget the pointer to it.
+  // The task may be in its destructor: do not retain it. Raise nothing.
   virtual void synchronizedTaskWillGo(ZevMoTask*) {}
 
  protected:
@@ -145,8 +146,8 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   ZevMoTaskDelegate* delegate() const { return _delegate.get(); }
   // Sets the owner of a supplied output handle, which is not owned. The former owner, if another,
   // gets synchronizedTaskWillGo. cleanupAfterTask and the destructor send it to the present one,
-  // and clear it. An owner that goes is forgotten; if it had still to report the last data, the run
-  // ends with the next call of synchronizedFileHandleDidReceivedLastData, or by cleanupAfterTask.
+  // and clear it. An owner that goes is forgotten. If it had still to report the last data, the run
+  // ends with synchronizedFileHandleDidReceivedLastData, whoever calls it, or by cleanupAfterTask.
   void setSynchronizedFileHandleDelegate(ZevMoTaskSynchronizedFileHandle* owner);
   ZevMoTaskSynchronizedFileHandle* synchronizedFileHandleDelegate() const {
     return _synchronizedFileHandleDelegate.get();
@@ -162,17 +163,17 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // Accepted and ignored: output and error are always one.
   void setCapturesStandardOutput(bool) {}
   void setCapturesStandardError(bool) {}
-  // Makes sendDataToTask queue its data for a separate thread, so that a child that does not read
+  // Makes sendDataToTask queue its data for a separate thread. A child that does not read then
   // cannot block the run loop. From then on SIGPIPE is ignored in the whole process. Call it before
-  // startTask; a second call does nothing. Raises HxException if no thread can be made, and
-  // then writes stay in the foreground.
+  // startTask; a second call does nothing. Raises HxException if no thread can be made, and then
+  // writes stay in the foreground.
   void performWritesInBackground();
 
   // ---- Running ---------------------------------------------------------------------------------
 
   // Launches with the settings above, then sends the automatic input. Does nothing, after a failed
-  // check, while a run is under way. A failed start is reported to the delegate; this raises
-  // only what a delegate raises, or a write of the automatic input in the foreground.
+  // check, while a run is under way. A failed start is reported to the delegate. This raises only
+  // what a delegate raises, or a write of the automatic input in the foreground.
   void startTask();
   // The launch proper. Null directory, arguments, environment and architectures leave the defaults.
   void executeTaskAtPath(const HxString& path, const HxString& directory, const HxArray& arguments,
@@ -194,8 +195,10 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // child; see HxTask. The group is reached until the child's exit is seen.
   bool sendSignal(int signal);
   bool sendSignalToProcessGroup(int signal);
-  // Runs the run loop in the default mode until the child has exited, and then, for at most half a
-  // second, this task's reads alone. Returns at once if there is no process object.
+  // Runs the run loop in the default mode until the child has exited. Then it runs this task's
+  // reads alone, for at most half a second. Returns at once if there is no process object. It waits
+  // for ever if the child reads an input that nobody closes. In taskDidStart that holds for the
+  // automatic input, too, which is sent after that call.
   void waitUntilExit();
   // Does so until `limit` at the latest: nil and past dates allow one pass without waiting. Returns
   // whether the child has exited; false if there is none. The last output may still be due; ask
@@ -215,7 +218,7 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // write fails. Do not send empty data: with background writes it is the end mark.
   //
   // At the child's exit a background writer drops what waits, cuts off a write under way, and
-  // closes the input: a descendant that still reads it sees its end.
+  // closes the input. A descendant that still reads it sees its end.
   void sendDataToTask(const HxData& data);
   // Sends the string's file-system representation, without its NUL. A string with a lone surrogate
   // has none, and sends nothing.
@@ -224,14 +227,15 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // sees its end. At once without background writes, or after these have ended.
   void closeInputAfterWrites();
   // Sends the data. A task may be a stream's consumer. The stream's end does not close the child's
-  // input: call closeInputAfterWrites after that end.
+  // input: call closeInputAfterWrites after that end. A task that consumes its own output needs
+  // background writes. One in the foreground may wait for a read that never comes.
   void streamProcessBytes(ZevMoStream* stream, const HxData& data) override;
   void streamDidEnd(ZevMoStream*) override {}
 
   // ---- Questions -------------------------------------------------------------------------------
 
-  // Returns the exit status, or the number of the signal that killed the child (see HxTask); -1 if
-  // the status was lost. 0 until the exit was seen.
+  // Returns the exit status, or the number of the signal that killed the child (see HxTask).
+  // Returns -1 if the status was lost. 0 until the exit was seen.
   std::int32_t terminationStatus() const { return _terminationStatus; }
   // Returns the host's own form of the exit status (that of waitpid), -1 without a process object.
   std::int32_t platformExitInformation() const;
@@ -243,7 +247,7 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // or was abandoned. Nothing more of it is reported then. False before the first start. True
   // during taskDidStop and task:failureMessage:. Wait for this if you turn the run loop yourself.
   bool runIsOver() const { return _wasStarted && !_runIsUnderWay; }
-  // Returns what the child has used; zeros before its exit was seen, for a lost child and without a
+  // Returns what the child has used. Zeros before its exit was seen, for a lost child and without a
   // process object.
   HxTaskResourceUsage resourceUsage() const;
   // Returns the child's pid, 0 without a process object.
