@@ -30,7 +30,7 @@ HxClass ZevMoLineBufferFilter::classObject() noexcept {
   return HxClass(&info);
 }
 
-// The held line has no terminator, so only the input is searched for one, and each unit of it only
+// The held line has no terminator. So only the input is searched for one, and each unit of it only
 // once. The lines after the first are made straight from the input.
 void ZevMoLineBufferFilter::streamProcessCharacters(ZevMoStream*, const HxString& characters) {
   const HxAny alive = internal::keptAlive(this);
@@ -60,8 +60,8 @@ void ZevMoLineBufferFilter::sendCompleteLines(const HxString& input, const Unit*
   }
 }
 
-// Looks up and keeps alive the consumer itself, instead of sendLine: two counts for each chunk and
-// not for each line.
+// Looks up and keeps alive the consumer itself, instead of sendLine. That takes two counts for each
+// chunk, not for each line.
 template <class Unit>
 void ZevMoLineBufferFilter::sendLineByLine(const HxString& input, const Unit* units,
                                            HxUInteger& offset) {

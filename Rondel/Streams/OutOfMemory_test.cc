@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Streams and tasks while memory is short: each piece of work ends in std::bad_alloc or in its
+// Streams and tasks while memory is short. Each piece of work ends in std::bad_alloc or in its
 // result, and no child, thread or descriptor of it stays.
 #include <gtest/gtest.h>
 

@@ -34,7 +34,7 @@ void releaseChain(HxObject* consumer) noexcept {
   innermostTeardown = outer;
 }
 
-// Gives up the share that `stream`, which is being destroyed, has of its consumer.
+// Drops the share that `stream`, which is being destroyed, has of its consumer.
 void releaseConsumerOf(const HxObject* stream, HxObject* consumer) noexcept {
   Teardown* const teardown = innermostTeardown;
   if (teardown && teardown->depth >= kDeepestTeardown && teardown->stream == stream) {
@@ -70,15 +70,16 @@ void ZevMoStream::setName(const HxString& name) {
 
 void ZevMoStream::setStreamConsumer(const HxHandle& consumer) {
   if (consumer.object() == _streamConsumer) return;
-  // The former consumer may hold the last reference to this stream, the only other share of the new
-  // consumer, or the very handle that was given; and its destructor may link something in between.
+  // The former consumer may hold the last reference to this stream, or the only other share of the
+  // new consumer. It may hold the very handle that was passed. Its destructor may link something in
+  // between.
   const HxAny alive = internal::keptAlive(this);
   const HxAny kept(consumer);  // NOLINT(performance-unnecessary-copy-initialization)
   while (_streamConsumer) unlinkConsumer();
   if (kept) linkConsumer(kept.object());
 }
 
-// The back link is cut while the consumer is surely alive, and the fields are cleared before its
+// The back link is cut while the consumer is surely alive. The fields are cleared before its
 // destructor may look at them.
 void ZevMoStream::unlinkConsumer() {
   if (_flags.consumerIsStream) consumingStream()->setUpstreamStream(nullptr);

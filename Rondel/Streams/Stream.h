@@ -2,9 +2,9 @@
 //
 // Streams: a chain of objects through which data is pushed, each to its one consumer.
 //
-// A source hands every chunk to its consumer; a filter is both a consumer of one payload and a
-// stream of another, and hands on what it has made. Payloads are bytes (HxData), characters
-// (HxString, an arbitrary chunk of text) and lines (HxString, one line or several).
+// A source hands every chunk to its consumer. A filter is a consumer of one payload and a stream of
+// another, and hands on what it has made. Payloads are bytes (HxData), characters (HxString, an
+// arbitrary chunk of text) and lines (HxString, one line or several).
 //
 //   class Printer final : public HxObject, public ZevMoLineStreamConsuming {
 //    public:
@@ -31,12 +31,12 @@
 // Dropping the head destroys head, filters and tail in turn, without streamDidEnd and without what
 // the filters held back. A consumer without the mark, such as Printer above, is only referred to:
 // its owner keeps it alive. If it goes while it is linked, it unlinks itself from every stream that
-// feeds it, and what is sent after that is dropped. Nothing owns upstream.
+// feeds it. What is sent after that is dropped. Nothing owns upstream.
 //
 // Changes during a send. A stream keeps the consumer that it is calling alive until the call
 // returns. So a consumer may unlink itself, relink the chain or drop it. What was sent already is
-// not taken back. A filter in the middle of a chunk sends the rest of it to the consumer that is
-// linked by then. Destructors may send, too: a source its last data, and a consumer that is still
+// not taken back. A filter in the middle of a chunk sends the rest to the consumer that is linked
+// by then. Destructors may send, too. A source may send its last data. A consumer that is still
 // linked may make its stream send to it.
 //
 // Threads: a chain belongs to one thread at a time. There is no lock. Streams of several threads
@@ -104,7 +104,7 @@ class RONDEL_EXPORT ZevMoStreamConsumerRetaining {
 class RONDEL_EXPORT ZevMoStream : public HxObject {
  public:
   // Both return a new stream of this class, without name, consumer or upstream, for the caller. An
-  // inherited static cannot know the class on which it is called: a subclass gets its own from
+  // inherited static cannot know the class on which it is called. A subclass gets its own from
   // StreamOf, see below.
   static Ref<ZevMoStream> stream() { return init(); }
   static Ref<ZevMoStream> init();
@@ -125,9 +125,9 @@ class RONDEL_EXPORT ZevMoStream : public HxObject {
   // Sets the consumer, or none if null. This takes any object; the typed streams below have setters
   // that check theirs. A typed stream sends nothing to a consumer of another kind.
   //
-  // Setting the present consumer again changes nothing. Otherwise the former consumer is unlinked:
-  // its upstream stream is cleared if it is a stream, and it is released if it was owned. The new
-  // one is owned as stated at the top, and if it is a stream, its upstream stream becomes this one.
+  // Setting the present consumer again changes nothing. Otherwise the former consumer is unlinked.
+  // If it is a stream, its upstream stream is cleared. If it was owned, it is released. The new one
+  // is owned as stated at the top. If it is a stream, its upstream stream becomes this one.
   //
   // The new consumer is not taken away from another stream that has it: both then feed it. Its
   // upstream stream is the one that was linked last, and unlinking either of them clears that.
@@ -140,7 +140,7 @@ class RONDEL_EXPORT ZevMoStream : public HxObject {
   HxObject* streamConsumer() const noexcept { return _streamConsumer; }
 
   // The stream whose consumer this stream is, null for a head; not owned. setStreamConsumer and the
-  // destruction of streams keep it up to date; no other code needs to set it.
+  // destruction of streams keep it up to date. No other code needs to set it.
   void setUpstreamStream(ZevMoStream* stream) noexcept { _upstreamStream = stream; }
   ZevMoStream* upstreamStream() const noexcept { return _upstreamStream; }
   // Returns the head of the chain, the stream itself if nothing feeds it. Never null.
@@ -228,8 +228,8 @@ class StreamOf : public Base {
 // The getter returns the consumer under that interface: null if there is none, or one that does not
 // conform.
 //
-// The send calls the consumer with the stream and the payload, which is passed by reference and not
-// looked at: nil goes through like anything else.
+// The send calls the consumer with the stream and the payload. The payload is passed by reference
+// and not looked at: nil goes through like anything else.
 
 class RONDEL_EXPORT ZevMoByteStream : public ZevMoStream {
  public:

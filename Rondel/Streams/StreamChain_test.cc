@@ -66,7 +66,7 @@ TEST(StreamChain, AnIncompleteSequenceAtTheEndMakesALineOfItsOwnIfNeeded) {
 
 TEST(StreamChain, NothingSentMakesNoLine) { EXPECT_EQ(eventsOf("", 1), Events({"end"})); }
 
-TEST(StreamChain, EveryChunkSizeGivesTheSameLines) {
+TEST(StreamChain, EveryChunkSizeMakesTheSameLines) {
   const std::string text =
       "plain\n\n\xE6\x96\x87\xE4\xBB\xB6\xF0\x9F\x98\x80 mixed\xC2\x85next\xE2\x80\xA8then\n"
       "bad \xFF\xC3( bytes\nand the last, unfinished \xF0\x9F";

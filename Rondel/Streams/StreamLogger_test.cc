@@ -20,7 +20,7 @@ std::string addressOf(const ZevMoStream* stream) {
   return text;
 }
 
-// The number of a report; and the report behind it.
+// The number of a report; and the report after it.
 unsigned long numberOf(const std::string& report) {
   const std::string head = "Stream Logger\n";
   EXPECT_EQ(report.substr(0, head.size()), head);

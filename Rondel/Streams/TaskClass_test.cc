@@ -76,7 +76,7 @@ TEST(TaskClass, RunLoopModeNamesCountInUpperCaseHexadecimal) {
   ZevMoTask::checkInRunLoopMode(next);
 }
 
-TEST(TaskClass, ATaskGivesItsModeBackWhenItGoes) {
+TEST(TaskClass, ATaskReturnsItsModeWhenItGoes) {
   const HxString free = ZevMoTask::checkoutRunLoopMode();
   ZevMoTask::checkInRunLoopMode(free);
   { const Ref<ZevMoTask> task = ZevMoTask::init(); }

@@ -46,7 +46,7 @@ void ZevMoTask::waitUntilExit() { waitUntilExitBeforeDate(HxDate::distantFuture(
 
 bool ZevMoTask::waitUntilExitBeforeDate(const HxDate& limit) {
   if (!_task) return false;
-  // The default mode first, in which the delegate may well hear everything; then a pass for this
+  // The default mode first, in which the delegate may well hear everything. Then a pass for this
   // task's reads alone, which leaves the other sources of the default mode in peace.
   constexpr HxTimeInterval kLastOutputSeconds = 0.5;
   constexpr HxTimeInterval kMarginSeconds = 0.025;
@@ -88,8 +88,8 @@ void ZevMoTask::cleanupAfterTask() {
   setSynchronizedFileHandleDelegate(nullptr);
 }
 
-// Others may have a share of the process object or of the handle, which then have news after this
-// run is over. So nothing is dropped that is still observed.
+// Others may share the process object or the handle, which then have news after this run is over.
+// So nothing is dropped that is still observed.
 void ZevMoTask::dropProcess() {
   if (!_task) return;
   HxNotificationCenter::defaultCenter()->removeObserver(_listener.get(),
@@ -105,8 +105,8 @@ void ZevMoTask::stopObservingOutput() {
 
 // ---- Output and exit --------------------------------------------------------------------------
 
-// A handle that cannot be watched is at its end: closing it keeps the child from waiting for a
-// reader that will not come, and the run ends with the exit.
+// A handle that cannot be watched is at its end. Closing it keeps the child from waiting for a
+// reader that will not come. The run ends with the exit.
 void ZevMoTask::startReading() {
   if (hasOutputEnded()) return;  // a delegate or a consumer has closed it or cleaned up
   try {
@@ -127,7 +127,7 @@ void ZevMoTask::outputDidEnd() {
   if (_gotTaskTerminationNotification) _sendDidStop();
 }
 
-// A handle that was closed directly gives no notice.
+// A handle that was closed directly posts nothing.
 bool ZevMoTask::hasOutputEnded() const {
   return _gotLastFileNotification || !_fromTaskHandle || _fromTaskHandle->isClosed();
 }
@@ -158,7 +158,7 @@ void ZevMoTask::passOn(const HxData& data) {
   }
 }
 
-// A write that a descendant of the child keeps waiting must not hold the run loop: the writer is
+// A write that a descendant of the child keeps waiting must not hold the run loop. So the writer is
 // not waited for. What is sent from now on is dropped, so the descendant may as well know.
 void ZevMoTask::endBackgroundWrites() {
   if (!_writer) return;

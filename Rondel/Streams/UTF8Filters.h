@@ -28,7 +28,7 @@ namespace rondel {
 // that nothing is lost; see initWithPotentiallyMalformedUTF8Bytes.
 //
 // Every chunk leads to one send. If all of it is held back, the string is empty. Nil data is an
-// error of the caller, reported to the failure sink; if that returns, the data is taken as empty.
+// error of the caller, reported to the failure sink. If that returns, the data is taken as empty.
 // The stream argument must not be null either.
 class RONDEL_EXPORT ZevMoUTF8DecoderFilter : public ZevMoCharacterStream,
                                              public ZevMoByteStreamConsuming,
@@ -53,12 +53,12 @@ class RONDEL_EXPORT ZevMoUTF8DecoderFilter : public ZevMoCharacterStream,
 };
 
 // Bytes to bytes, so that its consumer sees whole characters in each chunk. It looks at the last
-// four bytes of a chunk and judges nothing: what it does not hold back is sent unchanged. A chunk
+// four bytes of a chunk and judges nothing. What it does not hold back is sent unchanged. A chunk
 // that is all held back sends nothing.
 //
 // Only text that is UTF-8 is passed on faithfully. An ASCII byte after a lead byte at the end of a
-// chunk does not end the pending sequence: of the bytes E2 41, E2 is sent, and E2 comes again, in
-// place of 41, with the next chunk. At the end what is held is dropped.
+// chunk does not end the pending sequence. Of the bytes E2 41, E2 is sent. E2 comes again, in place
+// of 41, with the next chunk. At the end what is held is dropped.
 class RONDEL_EXPORT ZevMoUTF8BufferFilter : public ZevMoByteStream,
                                             public ZevMoByteStreamConsuming,
                                             public ZevMoStreamConsumerRetaining {

@@ -28,7 +28,7 @@ struct Case {
   Events events;  // without the end
 };
 
-// A filter behind a source and before a recorder.
+// A filter, after a source and before a recorder.
 template <class Filter>
 struct Chain {
   Ref<ZevMoByteStream> source = ZevMoByteStream::init();
@@ -76,11 +76,11 @@ TEST(UTF8BufferFilter, HoldsBackAnUnfinishedSequence) {
       {"three of four bytes", {"a\xF0\x9F\x98", "\x80"}, {"bytes:a", "bytes:\xF0\x9F\x98\x80"}},
       {"two of four bytes", {"a\xF0\x9F", "\x98\x80"}, {"bytes:a", "bytes:\xF0\x9F\x98\x80"}},
       {"one of two bytes", {"\xC3", "\xA9"}, {"bytes:\xC3\xA9"}},
-      {"one of two behind a whole one",
+      {"one of two after a whole one",
        {"\xC3\xA9\xC3", "\xA9"},
        {"bytes:\xC3\xA9", "bytes:\xC3\xA9"}},
-      {"an empty chunk behind a held one", {"\xE2\x82", "", "\xAC"}, {"bytes:\xE2\x82\xAC"}},
-      {"unfinished, then ASCII far behind",
+      {"an empty chunk after a held one", {"\xE2\x82", "", "\xAC"}, {"bytes:\xE2\x82\xAC"}},
+      {"unfinished, then ASCII far after it",
        {"\xE2\x82", "abcd"},
        {"bytes:\xE2\x82"
         "abcd"}},
@@ -132,7 +132,7 @@ TEST(UTF8BufferFilter, AnASCIIByteDoesNotEndAPendingSequence) {
   });
 }
 
-TEST(UTF8BufferFilter, FEBehindALeadByteStartsASequenceOfItsOwn) {
+TEST(UTF8BufferFilter, FEAfterALeadByteStartsASequenceOfItsOwn) {
   expectEvents<ZevMoUTF8BufferFilter>({
       {"held in place of the lead",
        {"ab\xE2\xFE", "1234"},
@@ -183,7 +183,7 @@ TEST(UTF8DecoderFilter, AnswersEachChunkWithOneString) {
        {"\xF0", "\x9F", "\x98", "\x80"},
        {"chars:", "chars:", "chars:", "chars:\xF0\x9F\x98\x80"}},
       {"tail held", {"a\xC3", "\xA9z"}, {"chars:a", "chars:\xC3\xA9z"}},
-      {"an empty chunk behind a held one",
+      {"an empty chunk after a held one",
        {"\xC3", "", "\xA9"},
        {"chars:", "chars:", "chars:\xC3\xA9"}},
       {"NUL bytes", {"a\0b"s}, {"chars:a\0b"s}},
@@ -216,7 +216,7 @@ TEST(UTF8DecoderFilter, ASecondEndSendsWhatIsHeldAgain) {
   EXPECT_EQ(chain.recorder.events, Events({"chars:", "chars:\\303", "end", "chars:\\303", "end"}));
 }
 
-TEST(UTF8DecoderFilter, EveryCutGivesTheTextOfOnePiece) {
+TEST(UTF8DecoderFilter, EveryCutMakesTheTextOfOnePiece) {
   const std::string inputs[] = {
       "plain",
       "gr\xC3\xB6\xC3\x9F"
@@ -271,7 +271,7 @@ TEST(UTF8DecoderFilter, EmptyDataPassesEveryCheck) {
   EXPECT_TRUE(recorder.failures().empty());
 }
 
-TEST(UTF8DecoderFilter, NilDataBehindAHeldTailLeavesTheTailHeld) {
+TEST(UTF8DecoderFilter, NilDataAfterAHeldTailLeavesTheTailHeld) {
   Chain<ZevMoUTF8DecoderFilter> chain;
   const test::FailureRecorder recorder;
   chain.source->sendBytes(dataOf("\xC3"));

@@ -49,7 +49,7 @@ TEST(Architecture, NamesOfThisSystemAreKnown) {
   EXPECT_STREQ(HnGetArchInfoFromName("i686")->name, "i386");
 }
 
-TEST(Architecture, UnknownGivesNull) {
+TEST(Architecture, UnknownReturnsNull) {
   EXPECT_EQ(HnGetArchInfoFromName(nullptr), nullptr);
   EXPECT_EQ(HnGetArchInfoFromName(""), nullptr);
   EXPECT_EQ(HnGetArchInfoFromName("PPC"), nullptr);

@@ -11,7 +11,7 @@
 //   tryLock by E             comes first, so A finds the lock held and sleeps again
 //   unlock by E              the condition is still 1: wakes A again
 //
-// No wake-up is lost: a thread that takes the lock, woken or not, wakes the next one when it
+// No wake-up is lost. A thread that takes the lock, woken or not, wakes the next one when it
 // releases it.
 #include "Rondel/host/ConditionLock.h"
 

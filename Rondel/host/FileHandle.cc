@@ -32,8 +32,8 @@ namespace {
 constexpr std::size_t kChunkSize = 64 * 1024;
 // How often in a row a pipe that always holds a whole chunk is read without asking the run loop.
 constexpr int kReadsInOneTurn = 8;
-// After so many whole chunks in a row a pipe gets more room, and is read by as much at a time. That
-// saves both sides waits and calls, and still fits the caches.
+// After so many whole chunks in a row a pipe gets more room. From then on it is read by as much at
+// a time. That saves both sides waits and calls, and still fits the caches.
 constexpr int kChunksBeforeGrowth = 8;
 constexpr std::size_t kLargeChunkSize = 256 * 1024;
 

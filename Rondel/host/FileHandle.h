@@ -13,14 +13,14 @@
 //     _handle->readInBackgroundAndNotify();         // the next one
 //   }
 //
-// A handle never changes the flags of a descriptor that it was given, since others may share it, a
-// child above all. Blocking and non-blocking descriptors both work.
+// A handle never changes the flags of a descriptor that it was given. Others may share it, a child
+// above all. Blocking and non-blocking descriptors both work.
 //
-// Threads. A background read belongs to the thread that asked for it last. The blocking operations
-// and closeFile may be called on any thread, also during a read or a write of another one. A close
-// ends their waits on an end of an HxPipe, and on any other non-blocking descriptor, and they
-// raise. A system call that blocks goes on. The descriptor stays open until the last such call has
-// returned, so that its fd cannot come to mean another file meanwhile.
+// Threads. A background read belongs to the thread that asked for it last. Any thread may call the
+// blocking operations and closeFile, also during a read or a write of another one. A close ends
+// their waits on an end of an HxPipe, and on any other non-blocking descriptor, and they raise. A
+// system call that blocks goes on. The descriptor stays open until the last such call has returned.
+// So its fd cannot come to mean another file meanwhile.
 #pragma once
 
 #include "Rondel/core/collections/Array.h"
@@ -54,8 +54,8 @@ class RONDEL_EXPORT HxFileHandle final : public HxObject {
     return initWithFileDescriptor(descriptor, false);
   }
 
-  // Returns a new handle on /dev/null, which is empty to read and drops what is written; null, with
-  // errno set, if the system refuses to open it.
+  // Returns a new handle on /dev/null, which is empty to read and drops what is written. Returns
+  // null, with errno set, if the system refuses to open it.
   static Ref<HxFileHandle> fileHandleWithNullDevice();
 
   // Returns the descriptor, which the handle still owns; -1 once closed.
@@ -65,12 +65,13 @@ class RONDEL_EXPORT HxFileHandle final : public HxObject {
   // ---- Reading in the background
 
   // Asks for one read. Once bytes are there, a pass of this thread's run loop in one of these modes
-  // reads some and posts HxFileHandleReadCompletionNotification to the default center. The modes
+  // reads some. It posts HxFileHandleReadCompletionNotification to the default center. The modes
   // are an array of names; nil or empty means the default mode. A read takes at most 64 KiB, or 256
-  // KiB from an HxPipe that has been full for a while. The data is empty at the end of the file,
-  // after a read error, which is logged, and on a closed handle; the hang-up of a terminal (EIO) is
-  // an end. Ask again for the next read, usually in the observer. If memory is short, the pass ends
-  // in std::bad_alloc before it reads, and the read stays due: no bytes are lost.
+  // KiB from an HxPipe that has been full for a while. The data is empty at the end of the file and
+  // on a closed handle. It is empty after a read error, too, which is logged. The hang-up of a
+  // terminal (EIO) is an end. Ask again for the next read, usually in the observer. If memory is
+  // short, the pass ends in std::bad_alloc before it reads. The read stays due, and no bytes are
+  // lost.
   //
   // There is one read at a time. Asking again while one is due changes its modes; asking on another
   // thread moves it there. A read that is under way on the first thread at that moment is still
@@ -84,7 +85,7 @@ class RONDEL_EXPORT HxFileHandle final : public HxObject {
 
   // ---- Reading and writing at once
 
-  // Waits until some bytes are there and returns at most 64 KiB of them; empty at the end and on
+  // Waits until some bytes are there and returns at most 64 KiB of them. Empty at the end and on
   // EIO. Raises HxException (HxFileHandleOperationException) on any other failure, and if the
   // handle is closed, before or meanwhile. If memory is short it reads nothing.
   HxData availableData();
@@ -94,9 +95,9 @@ class RONDEL_EXPORT HxFileHandle final : public HxObject {
 
   // Writes all bytes, in as many system calls as that takes, and waits while there is no room. Nil
   // and empty data write nothing. Raises HxException (HxFileHandleOperationException) if the system
-  // refuses, and if the handle is closed, before or meanwhile; some bytes may then have been
-  // written. Writing to a pipe without a reader sends SIGPIPE to the process, and raises if that
-  // is ignored.
+  // refuses, and if the handle is closed, before or meanwhile. Some bytes may then have been
+  // written. Writing to a pipe without a reader sends SIGPIPE to the process, and raises if that is
+  // ignored.
   void writeData(const HxData& data);
 
   // Closes the descriptor, unless the caller owns it (see closeOnDealloc), and takes back the

@@ -9,12 +9,12 @@
 //   ...
 //   center->removeObserver(this);          // at the latest in the observer's destructor
 //
-// A post calls the observers one after the other, on the posting thread, in the order in which they
-// were added. It returns when the last one has returned. No lock is held meanwhile: an observer may
+// A post calls the observers on the posting thread, one after the other, in the order of their
+// addition. It returns when the last one has returned. No lock is held meanwhile: an observer may
 // add and remove observers, post, and drop the notification and the center. An observer that is
 // removed during a post is no longer called by it. One that is added is not called yet.
 //
-// Threads: any thread may use a center. Remove an observer on the thread that posts to it: if
+// Threads: any thread may use a center. Remove an observer on the thread that posts to it. If
 // another thread posts at that moment, the observer may be in its call.
 #pragma once
 

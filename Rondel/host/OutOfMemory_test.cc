@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The host services while memory is short: each operation ends in std::bad_alloc or in its result,
+// The host services while memory is short. Each operation ends in std::bad_alloc or in its result,
 // and nothing of it stays.
 #include <fcntl.h>
 #include <gtest/gtest.h>

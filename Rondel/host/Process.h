@@ -13,20 +13,20 @@
 // none is blocked, whatever the host does with its own. A file that the system cannot execute is a
 // launch that fails, not a child that exits.
 //
-// The launch. It either fails and leaves nothing, or there is a child whose exit is reported:
-// nothing that comes after the start of the child can fail. The first launch of a process makes a
-// thread, which stays. It asks every 20 ms for the exit of a child that the system refuses to watch
-// (EMFILE, ENFILE, ENOMEM, a seccomp filter).
+// The launch. It either fails and leaves nothing, or there is a child whose exit is reported.
+// Nothing that comes after the start of the child can fail. The first launch of a process makes a
+// thread, which stays. The system may refuse to watch a child (EMFILE, ENFILE, ENOMEM, a seccomp
+// filter). Then this thread asks for the exit every 20 ms.
 //
-// The exit. The run loop of the thread that launched sees it and posts
-// HxTaskDidTerminateNotification once, in the common modes, after the reads that were ready by
-// then. The library has no SIGCHLD handler and waits for its own children only, so it lives beside
-// hosts that handle theirs. If other code takes the exit status, or the system drops it because
-// the host ignores SIGCHLD, the child is lost: it is reported as ended with status -1. If the
-// system refuses to report the exit, that is logged once and tried again.
+// The exit. The run loop of the thread that launched sees it, in the common modes. It posts
+// HxTaskDidTerminateNotification once, after the reads that were ready by then. The library has no
+// SIGCHLD handler and waits for its own children only. So it lives beside hosts that handle theirs.
+// Other code may take the exit status, or the system drops it because the host ignores SIGCHLD.
+// Then the child is lost: it is reported as ended with status -1. If the system refuses to report
+// the exit, that is logged once and tried again.
 //
-// Dropping. The object of a running child may be dropped: the child runs on, nothing is posted, and
-// the library waits for its exit in the background so that it leaves no zombie.
+// Dropping. The object of a running child may be dropped. The child runs on, and nothing is posted.
+// The library waits for its exit in the background, so that it leaves no zombie.
 //
 // Threads: set up, launch and observe on one thread. Any thread may send signals, wait and ask.
 #pragma once
@@ -86,8 +86,8 @@ class RONDEL_EXPORT HxTask final : public HxObject {
   void setArguments(const HxArray& arguments);
   // Sets all variables of the child, strings by name; nil for those of the host, empty for none.
   void setEnvironment(const HxDictionary& environment);
-  // Sets where the child reads and writes: a pipe, of which it gets the end that fits, or a handle;
-  // null for the host's own. The same pipe or handle may be given more than once. The launch closes
+  // Sets where the child reads and writes: a pipe, of which it gets the end that fits, or a handle.
+  // Null means the host's own. The same pipe or handle may be set more than once. The launch closes
   // the host's copies of the pipe ends that the child has got.
   void setStandardInput(const Ref<HxPipe>& pipe);
   void setStandardInput(const Ref<HxFileHandle>& handle);
@@ -103,23 +103,23 @@ class RONDEL_EXPORT HxTask final : public HxObject {
 
   // ---- Running
 
-  // Starts the child. Raises HxException (HxTaskLaunchException) if that fails; the reason names
+  // Starts the child. Raises HxException (HxTaskLaunchException) if that fails. The reason names
   // the path or the directory concerned and ends with the system's words. A failed launch leaves
-  // nothing and may be tried again. Raises HxInvalidArgumentException for a second launch, for
-  // texts that the system cannot take (a NUL, a lone surrogate, what is no string), and for names
-  // of variables that are empty or contain "=".
+  // nothing and may be tried again. Raises HxInvalidArgumentException for a second launch. Raises
+  // it also for texts that the system cannot take (a NUL, a lone surrogate, what is no string). So
+  // are names of variables that are empty or contain "=".
   void launch();
 
   // Returns whether the child was launched and has not exited, as the system says at this moment.
   // The notification of an exit may still be due.
   bool isRunning() const;
 
-  // Sends a signal to the child. Returns whether it was sent; false if the child is not running, so
+  // Sends a signal to the child. Returns whether it was sent. False if the child is not running, so
   // that no signal reaches another process, and if the system refuses. 0 sends nothing, and asks.
   bool sendSignal(int signal);
   // Sends a signal to all processes of the group that the child leads (setStartsNewProcessGroup).
-  // Returns whether it was sent; false if the child leads none, and once its exit was seen, for
-  // then the system may give the number of the group to others.
+  // Returns whether it was sent. False if the child leads none, and once its exit was seen. The
+  // system may then use the number for another group.
   bool sendSignalToProcessGroup(int signal);
   // Sends SIGTERM, or SIGINT, to a running child.
   void terminate();
@@ -128,8 +128,9 @@ class RONDEL_EXPORT HxTask final : public HxObject {
   // and NaN. No run loop is needed for that, and dropping the task does not prevent it.
   void terminateWithGraceTime(HxTimeInterval seconds);
 
-  // Runs the current run loop in its default mode until the child has exited and, on the thread
-  // that launched, the notification was posted. Returns at once if nothing was launched.
+  // Runs the current run loop in its default mode until the child has exited. On the thread that
+  // launched, it goes on until the notification was posted. Returns at once if nothing was
+  // launched.
   void waitUntilExit();
   // Does so until `limit` at the latest: nil and past dates allow one pass without waiting. Returns
   // whether waitUntilExit would return at once; false if nothing was launched.

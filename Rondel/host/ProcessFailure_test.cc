@@ -372,7 +372,7 @@ TEST(ProcessFailure, ForkedProcessWaitsForItsOwnChildren) {
   ofParent = nullptr;
 }
 
-// A start that is told as failed has not done its work, and one that has done it is told of.
+// A start that is told as failed has not done its work. One that has done it is told of.
 TEST(ProcessFailure, FewDescriptorsFailTheLaunchBeforeTheStartOrNotAtAll) {
   const test::TemporaryDirectory directory;
   const std::string path = directory.write("starts", "");

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// A run loop repeats one pass: it makes the calls that other threads asked for, fires the timers
-// that are due, then waits in the poller and dispatches what that reports. It waits only if nothing
-// was called before, and at most until the next timer. The poller reports tokens, never fds, so
-// that a descriptor that was closed and opened again meanwhile is not mistaken for the old one.
+// A run loop repeats one pass. It makes the calls that other threads asked for and fires the timers
+// that are due. Then it waits in the poller and dispatches what that reports. It waits only if
+// nothing was called before, and at most until the next timer. The poller reports tokens, never
+// fds. So a descriptor that was closed and opened again meanwhile is not mistaken for the old one.
 //
 //   runMode(default, distantFuture)     a read is armed, a timer is due in 5 ms
 //   makeCalls, fireTimers               nothing yet
@@ -345,7 +345,7 @@ bool HxRunLoop::Impl::waitAndDispatch(unsigned mode, SteadyTime deadline) {
 }
 
 // From here on another thread that wants attention has to write again. What was asked for before is
-// found by whatever comes next: no pass waits before it has made the calls that are there.
+// found by whatever comes next. No pass waits before it has made the calls that are there.
 void HxRunLoop::Impl::noteWakeUp() {
   const MutexLock held(lock);
   wakeIsDue = false;

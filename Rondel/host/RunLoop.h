@@ -7,8 +7,9 @@
 //   HxRunLoop::mainRunLoop()->perform<&Window::show>(window);       // from any thread
 //
 // Each thread has one run loop, made on first use. It waits for descriptors (background reads of
-// HxFileHandle, exits of HxTask), for signals (HxSignalSource), for timers (HxTimer), and for calls
-// from other threads. It never polls: a thread that waits takes no processor time.
+// HxFileHandle, exits of HxTask) and for signals (HxSignalSource). It also waits for timers
+// (HxTimer) and for calls from other threads. It never polls: a thread that waits takes no
+// processor time.
 //
 // Modes. A mode is a name for a set of things to wait for. Each thing is in one mode or more, and a
 // pass handles those of its own mode only. HxDefaultRunLoopMode is the usual one. What is put into
@@ -20,10 +21,10 @@
 //
 // Threads. runMode, run, runUntilDate, retainUntilEndOfTurn, isInPass, fileDescriptor and
 // pollTimeout belong to the loop's own thread. All else may be called on any thread. When a thread
-// ends, its loop drops what it waits for, including calls that were not made yet, and releases what
-// it retains. From then on it takes nothing: calls are dropped, timers are invalidated, and no mode
-// has anything to wait for. currentRunLoop called even later, in the destructor of a thread-local
-// object, returns such a loop too.
+// ends, its loop drops what it waits for and releases what it retains. Calls that were not made yet
+// are dropped. From then on it takes nothing: calls are dropped, timers are invalidated, and no
+// mode has anything to wait for. The destructor of a thread-local object may call currentRunLoop
+// even later. It gets such a loop, too.
 //
 // An exception that a call raises passes through the pass to the caller of runMode. Nothing else is
 // lost by that.
@@ -58,9 +59,9 @@ class RONDEL_EXPORT HxRunLoop final : public HxObject {
 
   // ---- Running
 
-  // Runs one pass of the mode: waits until something of this mode happens, at most until the date,
-  // and makes the calls for all that has happened by then. A date in the past, or nil, looks and
-  // does not wait. Returns true, also if the date came first. Returns false at once if the mode has
+  // Runs one pass of the mode. Waits until something of this mode happens, at most until the date.
+  // Makes the calls for all that has happened by then. A date in the past, or nil, looks and does
+  // not wait. Returns true, also if the date came first. Returns false at once if the mode has
   // nothing to wait for. Raises HxException if the system refuses the means to wait, or if the
   // thread is not the loop's own.
   bool runMode(const HxString& mode, const HxDate& limit);
@@ -117,8 +118,8 @@ class RONDEL_EXPORT HxRunLoop final : public HxObject {
                                  const HxHandle& argument, HxTimeInterval seconds);
 
   // Takes back the calls to this target that were asked of this loop and not made yet, delayed or
-  // not. Nil does nothing. The delayed calls to other targets cost nothing; the calls that are due
-  // in the next pass are looked at one by one.
+  // not. Nil does nothing. Delayed calls to other targets cost nothing. The calls that are due in
+  // the next pass are looked at one by one.
   void cancelPerformSelectorsWithTarget(const HxObject* target);
 
   // Adds the timer to this mode of this loop; see HxTimer. A timer may be in several modes of one
@@ -138,9 +139,9 @@ class RONDEL_EXPORT HxRunLoop final : public HxObject {
   // without cause, until the next runMode. The loop owns it: do not read or close it. Returns -1 if
   // the loop's thread has ended. Raises HxException if the system refuses the means to wait.
   int fileDescriptor();
-  // Returns how many milliseconds may pass until runMode must be called for the mode, even if the
-  // descriptor is not readable: 0 if it has something to do now, -1 for no limit. Ask right before
-  // each poll.
+  // Returns how many milliseconds may pass until runMode must be called, even if the descriptor is
+  // not readable. 0 if the mode has something to do now, -1 for no limit. Ask right before each
+  // poll.
   int pollTimeout(const HxString& mode = HxDefaultRunLoopMode) const;
 
  private:

@@ -7,22 +7,21 @@
 //   void Tool::interrupted(HxSignalSource&) { _task->interruptTask(); }
 //
 // The signal is caught while a source for it lives. It then has no other effect: it neither ends
-// the process nor runs a former handler, and system calls are restarted (SA_RESTART, POSIX). The
-// calls are ordinary ones, in a pass of the loop, so they may do anything. Each signal that arrives
-// leads to one call of each of its sources. The system itself merges signals of one kind that
-// arrive faster than it delivers them.
+// the process nor runs a former handler. System calls are restarted (SA_RESTART, POSIX). The calls
+// are ordinary ones, in a pass of the loop, so they may do anything. Each signal that arrives leads
+// to one call of each of its sources. The system itself merges signals of one kind that arrive
+// faster than it delivers them.
 //
-// When the last source of a signal ends, it restores the disposition that the first one found,
-// unless other code has changed it since. Children get default signals and an empty mask all the
+// The last source of a signal restores the disposition that the first one found. It leaves a
+// disposition that other code has set since. Children get default signals and an empty mask all the
 // same.
 //
 // A signal that was ignored is caught too: a tool that nohup is to protect does not watch SIGHUP.
 // The signal must not be blocked on every thread. Threads of this library block it.
 //
 // Threads: a source belongs to the loop of the thread that makes it; drop it before that thread
-// ends. Several sources and several
-// loops may watch one signal. Any thread may invalidate or drop a source; the call may be under way
-// on the loop's thread at that moment.
+// ends. Several sources and several loops may watch one signal. Any thread may invalidate or drop a
+// source. The call may be under way on the loop's thread at that moment.
 #pragma once
 
 #include "Rondel/core/object/Object.h"
@@ -39,13 +38,15 @@ class RONDEL_EXPORT HxSignalSource final : public HxObject {
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  // Returns a source that makes the current run loop call `Operation` of the target for each signal
-  // of this number, in this mode. Hold the source as long as the signal is to be caught. The target
-  // is not retained: it holds the source, or outlives it. Returns nil if the target is null.
+  // Returns a source for the signals of this number. For each the current run loop calls
+  // `Operation` of the target, in this mode. Hold the source as long as the signal is to be caught.
+  // The target is not retained: it holds the source, or outlives it. Returns nil if the target is
+  // null.
   //
-  // Raises HxException (HxInvalidArgumentException) for what is no signal, for SIGKILL and SIGSTOP,
-  // and for SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP and SIGSYS, which tell of faults of a thread.
-  // Raises HxException (HxInternalInconsistencyException) if the system refuses a descriptor.
+  // Raises HxException (HxInvalidArgumentException) for what is no signal, and for SIGKILL and
+  // SIGSTOP. Raises it also for SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP and SIGSYS, which tell of
+  // faults of a thread. Raises HxException (HxInternalInconsistencyException) if the system refuses
+  // a descriptor.
   template <auto Operation, class T>
   static Ref<HxSignalSource> scheduledSourceWithSignal(
       int signal, T* target, const HxString& mode = HxRunLoopCommonModes) {

@@ -8,10 +8,9 @@
 // The target, the argument and the callable live as long as the thread. A thread whose work raises
 // an exception ends the process, as everywhere in C++.
 //
-// Signals. The threads block all signals, so that handlers of the host run on the host's own
-// threads and interrupt no call of the library. Six stay open: SIGSEGV, SIGBUS, SIGFPE, SIGILL,
-// SIGTRAP and SIGSYS. A thread sends them to itself, and a crash handler of the host must run
-// there.
+// Signals. The threads block all signals. So handlers of the host run on the host's own threads and
+// interrupt no call of the library. Six stay open: SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP and
+// SIGSYS. A thread sends them to itself, and a crash handler of the host must run there.
 #pragma once
 
 #include "Rondel/core/object/Object.h"

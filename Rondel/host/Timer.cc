@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// A timer on a loop has a number there, by which its entry is found, and a key of deadline and
-// number in each of its modes. The keys of a mode are sorted, so its first key is the next timer.
-// A repeating timer keeps its keys while it fires, with the deadline kForever: a nested pass finds
+// A timer on a loop has a number there, by which its entry is found. In each of its modes it has a
+// key of deadline and number. The keys of a mode are sorted, so its first key is the next timer. A
+// repeating timer keeps its keys while it fires, with the deadline kForever. So a nested pass finds
 // it neither due nor gone. A timer that fires once leaves the loop before its call.
 //
 //   default mode   {5 ms, #1 every 5 ms} {9 ms, #2 once}          now is 12 ms
@@ -215,8 +215,8 @@ SteadyTime HxRunLoop::Impl::nextDeadline(unsigned mode) const {
   return first ? first->deadline : kForever;
 }
 
-// Returns the first timer after `key` that is due and was added before the pass began, and moves
-// `key` on to it. Returns null if there is none.
+// Returns the first timer after `key` that is due and was added before the pass began. Moves `key`
+// on to it. Returns null if there is none.
 Ref<HxTimer> HxRunLoop::Impl::takeDueTimer(unsigned mode, SteadyTime now, std::uint64_t lastNumber,
                                            TimerKey& key) {
   const MutexLock held(lock);
@@ -232,8 +232,8 @@ Ref<HxTimer> HxRunLoop::Impl::takeDueTimer(unsigned mode, SteadyTime now, std::u
   return nullptr;
 }
 
-// Sets a repeating timer that has fired, and was not invalidated, for the first of its times that
-// is still to come.
+// Sets a repeating timer that has fired for the first of its times that is still to come. Does
+// nothing if it was invalidated.
 void HxRunLoop::Impl::setTimerAgain(const TimerKey& fired) noexcept {
   const MutexLock held(lock);
   const auto place = timers.find(fired.number);

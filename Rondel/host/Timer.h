@@ -9,7 +9,7 @@
 // The loop retains a timer while it is valid, and the timer retains its target and user info that
 // long. Time is measured on a steady clock (CLOCK_MONOTONIC, POSIX), so that setting the system's
 // clock moves no timer. A loop that was busy fires late, and a repeating timer then skips the times
-// that it missed. It also skips those that pass during its own call: if that runs the loop, the
+// that it missed. It also skips those that pass during its own call. If that runs the loop, the
 // timer does not fire inside it. The modes of a valid timer have something to wait for.
 //
 // The call may invalidate and drop the timer. What it raises passes to the caller of runMode, or of
@@ -33,7 +33,7 @@ class RONDEL_EXPORT HxTimer final : public HxObject {
   static HxClass classObject() noexcept;
   HxClass hxClass() const noexcept override { return classObject(); }
 
-  // Returns a timer that is on the current run loop, in its default mode, and first fires after so
+  // Returns a timer that is on the current run loop, in its default mode. It first fires after so
   // many seconds. Less than 0.0001 s, and NaN, count as that; more than a century is never. A null
   // target is not called. If the loop has ended, the timer is invalid.
   template <auto Operation, class T>

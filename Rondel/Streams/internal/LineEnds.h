@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Finds the units of a span that end a line, in order. For spans of many short lines: it looks at
-// 64 units at a time, so that a line costs no separate search.
+// Finds the units of a span that end a line, in order. It is for spans of many short lines. It
+// looks at 64 units at a time, so that a line costs no separate search.
 //
 //   LineEnds ends(units, length);
 //   for (HxUInteger at = ends.next(); at < length; at = ends.next()) ...

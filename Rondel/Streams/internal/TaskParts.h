@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the sources of ZevMoTask share. Task.cc has its life, settings, input and questions,
-// TaskStart.cc the way to a run under way, TaskEnd.cc the way to its end.
+// What the sources of ZevMoTask share. Task.cc has its life, settings, input and questions.
+// TaskStart.cc has the way to a run under way, TaskEnd.cc the way to its end.
 #pragma once
 
 #include <utility>

@@ -4,7 +4,7 @@
 // shares nothing with the task but this object. Every chunk carries the handle that it is for, so
 // that a task can be dropped in any state.
 //
-// The thread takes the whole queue at a time and writes outside the lock, so that a full pipe does
+// The thread takes the whole queue at a time. It writes outside the lock, so that a full pipe does
 // not stall the sender. It ends after it has met an end mark, or after it was abandoned.
 #pragma once
 

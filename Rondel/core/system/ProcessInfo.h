@@ -32,8 +32,8 @@ class RONDEL_EXPORT HxProcessInfo : public HxObject {
   // Returns the words of the command line, the program's own name first. They are read once from
   // the system, independent of main; empty if the system does not have them.
   HxArray arguments() const;
-  // Returns the last component of the first word of the command line; if there is none, the short
-  // name that the C library keeps. Never nil.
+  // Returns the last component of the first word of the command line. If there is none, returns the
+  // short name that the C library keeps. Never nil.
   HxString processName() const;
   // Returns the pid.
   int processIdentifier() const noexcept;

@@ -7,9 +7,9 @@
 // disarmed. A disarmed source may stay registered with the system, so that arming it again costs
 // nothing. It is unregistered if the system reports it while it is disarmed.
 //
-// A source without a descriptor becomes ready by raise(). One that was armed before can be given a
-// descriptor later, without memory, by watch(): that is how a launch prepares everything that could
-// fail before there is a child.
+// A source without a descriptor becomes ready by raise(). One that was armed before can get a
+// descriptor later, without memory, by watch(). So a launch prepares everything that could fail
+// before there is a child.
 //
 // The target is not retained. It removes its source in its destructor, at the latest. The loop
 // retains the target during the call.

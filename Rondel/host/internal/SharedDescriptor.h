@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// An open descriptor that its users own together. It is closed when the last of them lets go, so
-// that no fd is closed, and comes to mean another file, while a user is about to use it.
+// An open descriptor that its users own together. It is closed when the last of them lets go. So no
+// fd is closed, and comes to mean another file, while a user is about to use it.
 #pragma once
 
 #include "Rondel/core/object/Object.h"
@@ -18,7 +18,7 @@ class SharedDescriptor final : public HxObject {
   SharedDescriptor(int fd, Ownership ownership) noexcept : _fd(fd), _ownership(ownership) {}
 
   // Takes the result of a system call into an empty object, before others see the object. Returns
-  // false, with errno kept, if that is negative. Exchanges 0 to 2 for a higher fd: a host that has
+  // false, with errno kept, if that is negative. Exchanges 0 to 2 for a higher fd. A host that has
   // closed its standard files must not find our pipes in their place.
   bool own(int fd) noexcept;
 

@@ -21,7 +21,7 @@ SteadyTime steadyNow() noexcept;
 SteadyTime steadyTimeAfter(HxTimeInterval seconds) noexcept;
 // Returns the time of the date by the present setting of the system's clock. Nil is in the past.
 SteadyTime steadyTimeOf(const HxDate& date) noexcept;
-// Returns whole milliseconds until the deadline as poll (POSIX) takes them: rounded up, 0 if it has
+// Returns whole milliseconds until the deadline as poll (POSIX) takes them. Rounded up, 0 if it has
 // passed, -1 for kForever.
 int millisecondsUntil(SteadyTime deadline) noexcept;
 

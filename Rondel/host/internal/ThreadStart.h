@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Starts the threads of this library. They are detached. From the first instruction on they block
-// every signal but those of their own faults, so that other handlers of the host never run on them.
+// every signal but those of their own faults. So other handlers of the host never run on them.
 #pragma once
 
 namespace rondel::internal {

@@ -46,8 +46,8 @@ class Actions {
   const posix_spawn_file_actions_t* get() const { return &_actions; }
 
  private:
-  // A source that is itself one of 0 to 2 may be overwritten before its turn, as when two of them
-  // are swapped. It goes to a higher fd first, which the close-from shuts again.
+  // A source that is one of 0 to 2 may be overwritten before its turn, as when two are swapped. It
+  // goes to a higher fd first, which the close-from shuts again.
   void moveLowSourcesAway() {
     int free = kStandardFiles;
     for (int fd = 0; fd < kStandardFiles; ++fd) {
@@ -208,7 +208,7 @@ Child::State Child::pollLocked() noexcept {
   return _state;
 }
 
-// By the pidfd if there is one: other code may have taken the status, and the pid may by now be
+// By the pidfd if there is one. Other code may have taken the status, and the pid may by now be
 // that of another child of ours. Linux 5.3 has pidfds, but cannot wait by them: EINVAL.
 int Child::ask(siginfo_t& info, rusage& used, int options) const noexcept {
   if (_exitFd) {
@@ -268,8 +268,8 @@ rusage Child::usage() const {
 
 // ---- Signals ----------------------------------------------------------------------------------
 
-// By the pid only if a filter forbids signals by pidfd, or there is none, and if the system has
-// just reported that the child was not waited for: then the pid is still its own.
+// By the pid only if a filter forbids signals by pidfd, or there is none. The system must also have
+// just reported that the child was not waited for. Then the pid is still its own.
 bool Child::send(int signal) noexcept {
   const MutexLock held(_lock);
   if (pollLocked() != State::running) return false;

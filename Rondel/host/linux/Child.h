@@ -3,9 +3,9 @@
 // A child process that this process started, and waits for alone.
 //
 // Nothing fails after the spawn. The caller arms a source without a descriptor before, and start()
-// sees to the thread of the Reaper. Once there is a child, the source watches its pidfd. If there
-// is no pidfd, or the system refuses to watch it, the Reaper asks for the exit and raises the
-// source. Either is a hint that poll() has to confirm.
+// sees to the thread of the Reaper. Once there is a child, the source watches its pidfd. If that is
+// missing or cannot be watched, the Reaper asks for the exit and raises the source. Either is a
+// hint that poll() has to confirm.
 //
 // No signal is sent after the status was taken, so none reaches a process that got the pid since.
 //

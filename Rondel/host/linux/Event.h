@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// An event that one thread raises and others wait for with poll: a descriptor that is readable from
-// then on (eventfd).
+// An event that one thread raises and others wait for with poll. It is a descriptor that is
+// readable from then on (eventfd).
 #pragma once
 
 #include "Rondel/host/internal/SharedDescriptor.h"

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// Waits for the exits that no run loop sees: those of children that were dropped while they
-// ran, and of children that cannot be watched.
+// Waits for the exits that no run loop sees. Those are of children that were dropped while they
+// ran, or that cannot be watched.
 //
-// One thread does it. It is made before the first child is, and stays: what is handed over
-// later needs no thread, no memory and no descriptor. It sleeps until the system reports the
-// pidfd of a dropped child. All others it asks for every 20 ms, while there are any.
+// One thread does it. It is made before the first child is, and stays. What is handed over later
+// needs no thread, no memory and no descriptor. It sleeps until the system reports the pidfd of a
+// dropped child. All others it asks for every 20 ms, while there are any.
 //
 // A forked process has no such thread; its first launch makes one.
 #pragma once
@@ -37,8 +37,8 @@ class Reaper {
   void watch(Child& child) noexcept;
   // Waits for the child's exit, and reports it to no one.
   void adopt(Child& child) noexcept;
-  // Notes that other code must have waited for the children with this pid: the system has just
-  // given the pid to another child.
+  // Notes that other code must have waited for the children with this pid. The system has just used
+  // the pid for another child.
   void markLost(pid_t pid) noexcept;
 
  private:

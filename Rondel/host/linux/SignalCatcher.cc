@@ -2,8 +2,8 @@
 //
 // The handler may interrupt any code, so it takes no lock. It walks a list of catchers whose links
 // are atomic and writes to the event of each. The list changes under a lock that the handler does
-// not know. Whoever takes a catcher out of the list waits until no handler is at work: one that
-// began before may still look at the catcher, one that begins later does not find it.
+// not know. Whoever takes a catcher out of the list waits until no handler is at work. One that
+// began before may still look at the catcher. One that begins later does not find it.
 //
 //   handler on thread A                        stop() on thread B
 //   handlersAtWork = 1

@@ -22,7 +22,7 @@ class SignalCatcher {
   // once.
   bool start();
   // Catches it no more. The last catcher of a signal restores the disposition that the first one
-  // found, unless other code has changed it since. Any thread; once is enough.
+  // found. It leaves one that other code has set since. Any thread; once is enough.
   void stop() noexcept;
 
   // Takes one signal that was caught. Returns false if there is none.

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// The one seam between the host services and Linux: a table of the calls that they make on
-// descriptors, children, events and threads. Files are reached through the table of
+// The one seam between the host services and Linux. It is a table of their calls on descriptors,
+// children, events and threads. Files are reached through the table of
 // core/system/internal/FileCalls.h, which has the reading, writing and closing of all descriptors.
 //
-// Tests exchange entries to make a call fail or come up short that cannot be made to do so for
-// real. Each entry behaves as its manual page says, errno included.
+// Tests exchange entries to make a call fail or come up short that does not do so for real. Each
+// entry behaves as its manual page says, errno included.
 #pragma once
 
 #include <poll.h>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The one seam between the library and the files of the system: a table of the calls on files that
-// POSIX has. Every layer that opens or asks for a file calls through it. Pipes, events and all other
-// descriptors are read, written and closed through it as well.
+// The one seam between the library and the files of the system. It is a table of the calls on files
+// that POSIX has. Every layer that opens or asks for a file calls through it. Pipes, events and all
+// other descriptors are read, written and closed through it as well.
 //
 // Tests exchange entries to make a call fail that succeeds on a healthy machine. Each entry behaves
 // as its manual page says, errno included.

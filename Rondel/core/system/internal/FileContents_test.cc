@@ -172,7 +172,7 @@ TEST_F(FileContents, IsWrittenWholeThoughEachWriteTakesOneByte) {
   EXPECT_EQ(contentsAt(file), "new and longer");
 }
 
-TEST_F(FileContents, IsReadWholeThoughEachReadGivesOneByte) {
+TEST_F(FileContents, IsReadWholeThoughEachReadReturnsOneByte) {
   fileCalls.read = +[](int fd, void* bytes, size_t) { return ::read(fd, bytes, 1); };
   EXPECT_EQ(textOf(contentsOfFile(hx(file))), "old");
 }

@@ -2,9 +2,9 @@
 //
 // Follows the links of a path, in one of two ways.
 //
-// The system follows them, and reports where it arrived: the file is opened as a place only
-// (O_PATH), and /proc/self/fd/N is a link to its path. That takes three calls however long the path
-// is, but yields absolute paths only.
+// The system follows them, and reports where it arrived. The file is opened as a place only
+// (O_PATH). Then /proc/self/fd/N is a link to its path. That takes three calls however long the
+// path is, but yields absolute paths only.
 //
 // Else the path is walked. `rest` is what is still to be followed, `done` has no links. With a link
 // /a/l -> ../b the path /a/l/./c goes
@@ -40,8 +40,8 @@ class PathBuilder {
     if (!_path.empty() && _path != "/") _path += '/';
     _path += name;
   }
-  // Goes to the parent. The parent of the root is the root; what a relative path starts from has
-  // a parent that only ".." can name.
+  // Goes to the parent. The parent of the root is the root. What a relative path starts from has a
+  // parent that only ".." can name.
   void removeLast() {
     if (_path == "/") return;
     const std::size_t separator = _path.rfind('/');
@@ -96,8 +96,8 @@ std::string byWalking(std::string rest) {
   return done.path().empty() ? "." : done.path();
 }
 
-// Returns where the system arrives; the empty string if it reports no path that is sure to lead to
-// the file again.
+// Returns where the system arrives. Returns the empty string if no path is sure to lead to the file
+// again.
 std::string byAskingTheSystem(const char* path) {
   constexpr std::string_view kMarkOfDeletedFiles = " (deleted)";  // may be the name's own end, too
   const Descriptor place(

@@ -5,8 +5,8 @@
 
 namespace rondel::internal {
 
-// Returns the path with every link in it followed, and without ".", ".." and empty components where
-// they can be resolved; a relative path stays relative. Returns the empty string if a component is
+// Returns the path with every link in it followed. It has no ".", ".." and empty components where
+// they can be resolved. A relative path stays relative. Returns the empty string if a component is
 // missing or cannot be reached, or if links lead in a circle.
 std::string pathWithoutLinks(const char* path);
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// One entry of a table of system calls: a function that is called like any other, and that a test
-// may exchange.
+// One entry of a table of system calls. It is called like any other function, and a test may
+// exchange it.
 //
 //   struct FileCalls {
 //     SystemCall<int(int fd)> fsync;
