@@ -116,7 +116,7 @@ void BuildLog::sendInput() {
 void BuildLog::interrupted(HxSignalSource&) {
   if (_task->isRunning()) {
     const bool isFirst = ++_interruptCount == 1;
-    kill(-_task->processID(), isFirst ? SIGINT : SIGTERM);
+    _task->sendSignalToProcessGroup(isFirst ? SIGINT : SIGTERM);
     if (!isFirst) _task->stopTask();
   } else {
     _isOver = true;
