@@ -31,7 +31,7 @@ COMMENT_OR_TEXT = re.compile(r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"', re.S)
 # open, read, write, close and access name operations of ours, too, and count with the colons only.
 FILE_CALL = re.compile(
     r"(?<![\w>:.])(?:::\s*(open|creat|read|write|close|access)"
-    r"|(?:::\s*)?(openat|fstat|stat|lstat|readlink|mkdir|rename|unlink|fchmod|fsync|flock|mmap|munmap))\s*\(")
+    r"|(?:::\s*)?(openat|fstat|stat|lstat|readlink|mkdir|rename|unlink|fchmod|fsync|flock|mmap|munmap|faccessat|realpath|opendir|fopen))\s*\(")
 
 
 def folder_of(path):
@@ -127,6 +127,8 @@ def prove_that_it_can_fail():
         ("Rondel/core/A.cc", "fd = ::open(path, flags);", False),
         ("Rondel/core/A.cc", "if (lstat(path, &status) != 0)", False),
         ("Rondel/host/A.cc", "::rename(from, to);", False),
+        ("Rondel/host/A.cc", "return faccessat(AT_FDCWD, path, X_OK, 0);", False),
+        ("Rondel/core/A.cc", "realpath(path, nullptr);", False),
         ("Rondel/host/linux/A.cc", "munmap(p, n);", False),
         ("Rondel/core/A.cc", "fileCalls.rename(from, to);", True),
         ("Rondel/core/A.cc", "bool Poller::open() { return poller.open(); }", True),

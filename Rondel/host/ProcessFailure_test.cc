@@ -22,6 +22,7 @@
 #include "Rondel/core/values/Number.h"
 #include "Rondel/host/Process.h"
 #include "Rondel/testing/Children.h"
+#include "Rondel/testing/FileFaults.h"
 #include "Rondel/testing/LogRecorder.h"
 #include "Rondel/testing/ResourceListener.h"
 #include "Rondel/testing/SystemCallFailures.h"
@@ -71,6 +72,18 @@ TEST(ProcessFailure, DirectoryThatCannotBeEnteredFailsTheLaunch) {
   const auto file = helper("exit-with");
   file->setCurrentDirectoryPath("/bin/sh"_hx);
   EXPECT_EQ(failureOf(file), name + "/bin/sh\": Not a directory");
+}
+
+TEST(ProcessFailure, DirectoryThatTheSystemDoesNotLetInIsNamed) {
+  for (const test::FileFault& fault : test::faultsOf({"access"})) {
+    const test::SystemCallsKept kept;
+    const auto task = taskOf("/no/such/file");
+    task->setCurrentDirectoryPath("/"_hx);
+    fault.install();
+    EXPECT_EQ(failureOf(task),
+              std::string("HxTaskLaunchException: could not enter the directory ") +
+                  "\"/\": " + strerror(fault.error));
+  }
 }
 
 TEST(ProcessFailure, FailedLaunchMayBeTriedAgain) {

@@ -24,7 +24,7 @@ int obstacleTo(const std::string& path) {
   struct stat facts = {};
   if (fileCalls.stat(path.c_str(), &facts) < 0) return errno;
   if (!S_ISREG(facts.st_mode)) return EACCES;
-  return faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) < 0 ? errno : 0;
+  return fileCalls.faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) < 0 ? errno : 0;
 }
 
 std::string fileIn(std::string_view directory, std::string_view name) {

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <string>
 
+#include "Rondel/testing/FileFaults.h"
 #include "Rondel/testing/Places.h"
 
 namespace rondel {
@@ -59,6 +60,16 @@ TEST_F(ProgramPath, TellsWhyThereIsNone) {
   EXPECT_EQ(found(nullptr, b()), "EINVAL");
   EXPECT_EQ(found(HxString(std::string_view("to\0ol", 5)), b()), "EILSEQ");
   EXPECT_EQ(found(HxString(std::u16string_view(u"\xD800")), b()), "EILSEQ");
+}
+
+TEST_F(ProgramPath, FileThatTheSystemRefusesIsPassedOver) {
+  for (const test::FileFault& fault : test::faultsOf({"stat", "faccessat"})) {
+    const test::SystemCallsKept kept;
+    fault.install();
+    EXPECT_EQ(found("tool"_hx, b()), fault.error == EACCES ? "EACCES" : "ENOENT") << fault.name();
+    fault.install();
+    EXPECT_EQ(found("tool"_hx, b() + ":" + b()), b() + "/tool") << fault.name();
+  }
 }
 
 TEST_F(ProgramPath, NameWithASlashIsNotSearched) {

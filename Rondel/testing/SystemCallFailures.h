@@ -74,7 +74,9 @@ void replaceCall(internal::SystemCall<Result(Arguments...)> Table::*) {
       return rule.error;
     } else {
       errno = rule.error;
-      if constexpr (std::is_pointer_v<Result>) {
+      if constexpr (std::is_same_v<Result, char*>) {
+        return nullptr;
+      } else if constexpr (std::is_pointer_v<Result>) {
         return MAP_FAILED;
       } else {
         return -1;

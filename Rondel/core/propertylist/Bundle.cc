@@ -136,8 +136,8 @@ BundleObject& objectOf(const HxBundle& bundle) {
 HxString folderAt(const HxString& path) {
   const internal::FilePath name = internal::FilePath::strict(path);
   if (!name) return nullptr;
-  const std::unique_ptr<char, decltype(&std::free)> real(realpath(name.c_str(), nullptr),
-                                                         std::free);
+  const std::unique_ptr<char, decltype(&std::free)> real(
+      internal::fileCalls.realpath(name.c_str(), nullptr), std::free);
   if (!real && errno == ENOMEM) throw std::bad_alloc();
   struct stat status;
   if (!real || internal::fileCalls.stat(real.get(), &status) != 0 || !S_ISDIR(status.st_mode)) {

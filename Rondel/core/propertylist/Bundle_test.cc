@@ -15,6 +15,7 @@
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/propertylist/internal/BundleObject.h"
 #include "Rondel/core/propertylist/internal/Languages.h"
+#include "Rondel/testing/FileFaults.h"
 #include "Rondel/testing/LogRecorder.h"
 #include "Rondel/testing/Places.h"
 
@@ -95,6 +96,16 @@ TEST_F(Bundle, PathThatLeadsToNoFolderGivesNil) {
   EXPECT_TRUE(HxBundle::bundleWithPath(""_hx).isNil());
   EXPECT_TRUE(HxBundle::bundleWithPath(hx(folder.path("none"))).isNil());
   EXPECT_TRUE(HxBundle::bundleWithPath(hx(folder.write("file", ""))).isNil());
+}
+
+TEST_F(Bundle, PathThatTheSystemRefusesIsNil) {
+  const HxString path = hx(folder.path());
+  for (const test::FileFault& fault : test::faultsOf({"realpath"})) {
+    const test::SystemCallsKept kept;
+    fault.install();
+    EXPECT_TRUE(HxBundle::bundleWithPath(path).isNil()) << fault.name();
+  }
+  EXPECT_FALSE(HxBundle::bundleWithPath(path).isNil());
 }
 
 TEST_F(Bundle, SamePathGivesTheSameBundle) {

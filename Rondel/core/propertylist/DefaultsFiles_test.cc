@@ -188,6 +188,34 @@ TEST_F(DefaultsFiles, NothingIsWrittenWithoutTheLock) {
   }
 }
 
+// Closing alone would leave it to a child that was forked meanwhile.
+std::vector<int> lockOperations;
+
+TEST_F(DefaultsFiles, LockIsReleasedAndNotOnlyClosed) {
+  const test::SystemCallsKept kept;
+  lockOperations.clear();
+  internal::fileCalls.flock = +[](int fd, int operation) {
+    lockOperations.push_back(operation);
+    return flock(fd, operation);
+  };
+  const Ref<HxUserDefaults> defaults = store();
+  defaults->setObject("1"_hx, "a"_hx);
+  EXPECT_TRUE(defaults->synchronize());
+  EXPECT_EQ(lockOperations, (std::vector<int>{LOCK_EX, LOCK_UN}));
+}
+
+TEST_F(DefaultsFiles, TypeThatTheFileCannotHoldStaysThoughTheFileStays) {
+  writeTool("{\n    escape = \"\x1B\";\n    n = 5;\n}\n");
+  const Ref<HxUserDefaults> defaults = store();
+  EXPECT_EQ(defaults->objectForKey("n"_hx), "5"_hx);
+  defaults->setObject(HxNumber::numberWithInt(5), "n"_hx);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_TRUE(defaults->synchronize());
+    EXPECT_EQ(defaults->objectForKey("n"_hx), HxNumber::numberWithInt(5)) << i;
+  }
+  EXPECT_EQ(store()->objectForKey("n"_hx), "5"_hx);
+}
+
 TEST_F(DefaultsFiles, SignalsDoNotBreakTheWaitForTheLock) {
   const test::SystemCallsKept kept;
   const Ref<HxUserDefaults> defaults = store();
@@ -388,6 +416,12 @@ TEST_F(SettingsOfProcesses, AreAllKeptIfManyWriteAtOnce) {
   run("for name in a b c d e f g h i j k l; do $W $name 12 sync & pids=\"$pids $!\"; done; "
       "for pid in $pids; do wait $pid || exit 1; done");
   EXPECT_EQ(settings().count(), 144U);
+}
+
+TEST_F(SettingsOfProcesses, AForkedProcessLeavesThoseOfItsParentAlone) {
+  run("$W a 3 fork-pass");
+  run("$W a 3 fork-exit");
+  EXPECT_TRUE(settings().isNil());
 }
 
 TEST_F(SettingsOfProcesses, AreWrittenAtExit) {

@@ -9,14 +9,19 @@ HxDictionary DefaultsDomain::contents() {
 }
 
 void DefaultsDomain::setObject(const HxHandle& value, const HxString& key) {
-  if (hasFile()) _changes.insert_or_assign(key, value);
+  DefaultsChanges change;  // made first: if memory is short, nothing has changed
+  if (hasFile()) change.emplace(key, value);
+  if (hasFile()) _changes.reserve(_changes.size() + 1);
   if (value && !_current) _current = HxMutableDictionary::dictionary();
+  _copy = nullptr;
   if (value) {
     _current.setObject(value, key);
   } else {
     _current.removeObjectForKey(key);
   }
-  _copy = nullptr;
+  if (!hasFile()) return;
+  _changes.erase(key);
+  _changes.merge(change);
 }
 
 void DefaultsDomain::takeReading(const DefaultsReading& reading, Reports& reports) {

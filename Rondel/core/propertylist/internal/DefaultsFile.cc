@@ -55,10 +55,18 @@ class FolderLock {
         })),
         _isHeld(_file &&
                 uninterrupted([&] { return fileCalls.flock(_file.get(), LOCK_EX); }) == 0) {}
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+  // Deliberate: closing alone would leave the lock to a child that was forked meanwhile.
+  ~FolderLock() {
+    const int error = errno;
+    if (_isHeld) fileCalls.flock(_file.get(), LOCK_UN);
+    errno = error;
+  }
   explicit operator bool() const noexcept { return _isHeld; }
 
  private:
-  const Descriptor _file;  // closing it releases the lock
+  const Descriptor _file;
   const bool _isHeld;
 };
 
@@ -192,6 +200,11 @@ HxDictionary entriesWithChanges(const HxDictionary& entries, const DefaultsChang
 
 namespace {
 
+bool writeOver(const HxString& path, DefaultsReading::State state, const HxData& data) {
+  return state == DefaultsReading::State::damaged ? replaceDamagedFile(path, data)
+                                                  : data.writeToFile(path, true);
+}
+
 DefaultsWriting changeUnderLock(const DefaultsPlace& place, const DefaultsContents& known,
                                 const DefaultsChanges& changes) {
   using State = DefaultsReading::State;
@@ -203,11 +216,12 @@ DefaultsWriting changeUnderLock(const DefaultsPlace& place, const DefaultsConten
   const HxData data = dataOf(after.values, &error);
   if (!data) return {{}, {}, error};
   // Removing what is not there is no reason to make a file or to give up a damaged one.
-  const bool isSame = before.values ? data == dataOf(before.values) : after.values.isEmpty();
-  if (isSame) return {std::move(found), std::move(before), nullptr};
-  const bool isWritten = found.state == State::damaged ? replaceDamagedFile(place.path, data)
-                                                       : data.writeToFile(place.path, true);
-  if (!isWritten) return {{}, {}, HxError::posixError(errno, place.path)};
+  if (!before.values && after.values.isEmpty())
+    return {std::move(found), std::move(before), nullptr};
+  const bool isInTheFile = before.values && data == dataOf(before.values);
+  if (!isInTheFile && !writeOver(place.path, found.state, data)) {
+    return {{}, {}, HxError::posixError(errno, place.path)};
+  }
   after.asWritten = changedByWriting(after.values, data);
   return {std::move(found), std::move(after), nullptr};
 }

@@ -71,10 +71,14 @@ constinit std::atomic<UserDefaultsStore*> standardStore = nullptr;
 constinit std::atomic<bool> isChanged = false;
 constinit pid_t pidOfStandardStore = 0;
 
-// Deliberate: a forked child leaves its parent's changes to the parent, whose locks it may have
-// inherited in any state.
+// Returns null in a forked child. Deliberate: it leaves its parent's changes to the parent, whose
+// locks it may have inherited in any state.
+UserDefaultsStore* storeOfThisProcess() noexcept {
+  return getpid() == pidOfStandardStore ? standardStore.load() : nullptr;
+}
+
 void writeAtExit() {
-  if (getpid() == pidOfStandardStore) standardStore.load()->writeChangesAtLast();
+  if (UserDefaultsStore* store = storeOfThisProcess()) store->writeChangesAtLast();
 }
 
 }  // namespace
@@ -94,7 +98,7 @@ Ref<HxUserDefaults> UserDefaultsStore::makeStandardDefaults(const Setup& setup) 
 void writeChangedDefaults() noexcept {
   if (!isChanged.load(std::memory_order_relaxed)) return;
   isChanged = false;
-  standardStore.load()->writeChangesAtLast();
+  if (UserDefaultsStore* store = storeOfThisProcess()) store->writeChangesAtLast();
 }
 
 // ---- The command line

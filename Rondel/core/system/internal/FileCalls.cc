@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 
 namespace rondel::internal {
 
@@ -22,6 +23,8 @@ constinit FileCalls fileCalls = {
     .lstat = ::lstat,
     .readlink = ::readlink,
     .access = ::access,
+    .faccessat = ::faccessat,
+    .realpath = ::realpath,
     .mkdir = ::mkdir,
     .rename = ::rename,
     .unlink = ::unlink,

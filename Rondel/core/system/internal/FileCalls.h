@@ -37,6 +37,8 @@ struct FileCalls {
   SystemCall<int(const char* path, struct stat* status)> lstat;
   SystemCall<ssize_t(const char* path, char* target, size_t length)> readlink;
   SystemCall<int(const char* path, int mode)> access;
+  SystemCall<int(int folder, const char* path, int mode, int flags)> faccessat;
+  SystemCall<char*(const char* path, char* resolved)> realpath;
   SystemCall<int(const char* path, mode_t mode)> mkdir;
   SystemCall<int(const char* from, const char* to)> rename;
   SystemCall<int(const char* path)> unlink;
