@@ -19,12 +19,12 @@ namespace rondel::internal {
 
 namespace {
 
-constexpr mode_t kNewFileMode = 0666;  // without the bits of the umask
+constexpr mode_t kModeOfNewFiles = 0666;  // without the bits of the umask
+constexpr mode_t kModeOfTheUserAlone = 0600;
 constexpr mode_t kPermissionBits = 07777;
 
-Descriptor openFile(const char* path, int flags) {
-  return Descriptor(
-      uninterrupted([&] { return fileCalls.open(path, flags | O_CLOEXEC, kNewFileMode); }));
+Descriptor openFile(const char* path, int flags, mode_t mode = kModeOfNewFiles) {
+  return Descriptor(uninterrupted([&] { return fileCalls.open(path, flags | O_CLOEXEC, mode); }));
 }
 
 // An open file and its status; false, with errno set, if one of them fails.
@@ -173,11 +173,11 @@ std::string targetOf(std::string path) {
 // A new file beside another one, removed again unless it is renamed to it.
 class TemporaryFile {
  public:
-  explicit TemporaryFile(const std::string& target) : _target(target) {
+  TemporaryFile(const std::string& target, mode_t mode) : _target(target) {
     constexpr int kMostTries = 100;
     for (int i = 0; i < kMostTries && !_file; ++i) {
       _path = directoryOf(target) + randomName();
-      _file = openFile(_path.c_str(), O_WRONLY | O_CREAT | O_EXCL);
+      _file = openFile(_path.c_str(), O_WRONLY | O_CREAT | O_EXCL, mode);
       if (!_file && errno != EEXIST) break;
     }
     _exists = static_cast<bool>(_file);
@@ -228,7 +228,8 @@ bool replaceFile(const HxString& path, std::span<const std::byte> bytes) {
   const bool isThere = fileCalls.stat(target.c_str(), &old) == 0;
   if (!isThere && errno != ENOENT) return false;
   if (isThere && !S_ISREG(old.st_mode)) return writeFile(path, bytes);
-  TemporaryFile file(target);
+  // Deliberate: until it has the old file's mode, nobody else may read it.
+  TemporaryFile file(target, isThere ? kModeOfTheUserAlone : kModeOfNewFiles);
   if (!file || !writeAll(file.fd(), bytes)) return false;
   if (isThere && fileCalls.fchmod(file.fd(), old.st_mode & kPermissionBits) != 0) return false;
   return file.takeThePlace();

@@ -144,6 +144,21 @@ TEST_F(FileContents, IsOnTheDiskWithItsModeBeforeItIsRenamed) {
   EXPECT_EQ(mode(), kMode);
 }
 
+mode_t modeAsked = 0;
+
+TEST_F(FileContents, IsPrivateUntilItHasTheOldMode) {
+  fileCalls.open = +[](const char* path, int flags, mode_t mode) {
+    if (flags & O_EXCL) modeAsked = mode;
+    return ::open(path, flags, mode);
+  };
+  EXPECT_TRUE(replace("new"));
+  EXPECT_EQ(modeAsked, mode_t{0600});
+  EXPECT_EQ(mode(), kMode);
+  std::filesystem::remove(file);
+  EXPECT_TRUE(replace("new"));
+  EXPECT_EQ(modeAsked, mode_t{0666});
+}
+
 // Another program takes the name of the new file just before it is made.
 TEST_F(FileContents, NewFileNeverTakesTheNameOfAnother) {
   static std::string taken;
