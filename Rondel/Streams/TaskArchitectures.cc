@@ -7,7 +7,9 @@
 namespace rondel {
 
 HxNumber ZevMoTask::_cpuTypeForArch(const HxString& name) {
-  const HnArchInfo* info = HnGetArchInfoFromName(name.UTF8String().c_str());
+  const HxCString text = name.UTF8String();
+  if (text.view().find('\0') != std::string_view::npos) return nullptr;
+  const HnArchInfo* info = HnGetArchInfoFromName(text.c_str());
   return info ? HxNumber::numberWithInt(info->cputype) : HxNumber();
 }
 

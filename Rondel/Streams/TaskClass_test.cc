@@ -27,6 +27,7 @@ TEST(TaskClass, ArchitectureNamesAreMappedBothWays) {
     EXPECT_EQ(ZevMoTask::_cpuTypeForArch(name).isNil(), row.canonical == nullptr) << row.name;
   }
   EXPECT_TRUE(ZevMoTask::_cpuTypeForArch(nullptr).isNil());
+  EXPECT_TRUE(ZevMoTask::_cpuTypeForArch("x86_64\0y"_hx).isNil());
   EXPECT_TRUE(ZevMoTask::_cpuStringForCPUSubType(nullptr).isNil());
   EXPECT_TRUE(ZevMoTask::_cpuStringForCPUSubType(HxNumber::numberWithInt(123456)).isNil());
 }

@@ -136,8 +136,8 @@ HxString homeDirectory(const HxString& user) {
   if (const char* home = user.isEmpty() ? std::getenv("HOME") : nullptr; home && *home) {
     return HxString::stringWithUTF8String(home);
   }
-  const HxCString name = user.UTF8String();
-  if (name.isNull()) return nullptr;
+  const internal::FilePath name = internal::FilePath::strict(user);  // no NUL cuts it short
+  if (!name && !user.isEmpty()) return nullptr;
   passwd entry{};
   passwd* found = nullptr;
   std::vector<char> buffer(1024);
@@ -146,7 +146,10 @@ HxString homeDirectory(const HxString& user) {
                ? ::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found)
                : ::getpwnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found);
   };
-  while (lookUp() == ERANGE) buffer.resize(buffer.size() * 2);
+  int error = lookUp();
+  for (; error == ERANGE || error == EINTR; error = lookUp()) {
+    if (error == ERANGE) buffer.resize(buffer.size() * 2);
+  }
   return found ? HxString::stringWithUTF8String(found->pw_dir) : HxString();
 }
 

@@ -195,6 +195,12 @@ TEST(StringPath, ExpandsTheTilde) {
             HxString::stringWithUTF8String(user->pw_dir).stringByStandardizingPath());
 }
 
+TEST(StringPath, TildeWithANameThatNoUserHasStays) {
+  for (const HxString& path : {"~root\0x/a"_hx, "~no-such-user/a"_hx}) {
+    EXPECT_EQ(path.stringByStandardizingPath(), path);
+  }
+}
+
 // A folder with links in it.
 class StringPathLinks : public testing::Test {
  protected:
