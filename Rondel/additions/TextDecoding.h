@@ -55,7 +55,8 @@ RONDEL_EXPORT HxString initWithPotentiallyMalformedUTF8Bytes(
 // text does not decode. A nil or empty path, and one that is no string, fails a check
 // (MoCheckNonEmptyString on "filePath"). The result is nil, as for any file that cannot be read.
 //
-// Special files, such as pipes and devices, are read like others, up to their end.
+// Special files, such as pipes and devices, are read like others, up to their end. Nil if that is
+// more than 1 GiB.
 RONDEL_EXPORT HxString initWithContentsOfFile(const HxString& filePath,
                                               HxStringEncoding defaultCStringEncoding,
                                               HxStringEncoding* stringEncoding);

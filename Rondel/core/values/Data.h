@@ -45,8 +45,8 @@ class RONDEL_EXPORT HxData : public HxHandle {
   // Returns data over the caller's own bytes. With freeWhenDone they were made with malloc and are
   // freed by the data. Without it they must outlive the data and all its copies.
   static HxData initWithBytesNoCopy(void* bytes, HxUInteger length, bool freeWhenDone);
-  // Returns the whole file; nil if it cannot be read. Pipes and other files without a size are read
-  // to their end.
+  // Returns the whole file; nil if it cannot be read. A file without a size, such as a pipe, is
+  // read to its end. Nil (EFBIG) if that is more than 1 GiB.
   static HxData initWithContentsOfFile(const HxString& path);
   // Returns the same, mapped if the file is a regular one. The file must not be cut short while the
   // data lives. Changes of the file may or may not be seen.
