@@ -121,6 +121,30 @@ TEST_F(StreamsOutOfMemory, TaskWithInputInTheBackground) {
   });
 }
 
+TEST_F(StreamsOutOfMemory, TaskWithAutomaticInputInTheBackground) {
+  EXPECT_SURVIVES_OUT_OF_MEMORY_ALONE([] {
+    return runOf("cat", [](ZevMoTask& task) {
+      task.performWritesInBackground();
+      task.setTaskAutomaticStandardInData(dataOf(std::string_view("automatic input")));
+    });
+  });
+}
+
+TEST_F(StreamsOutOfMemory, TaskWhoseOutputHasAnOwner) {
+  EXPECT_SURVIVES_OUT_OF_MEMORY_ALONE([] {
+    struct Owner final : ZevMoTaskSynchronizedFileHandle {
+      void taskDidStopForSynchronizedFileHandle() override {}
+      bool didSynchronizedFileHandleReceiveLastData() override { return true; }
+    } owner;
+    const Ref<HxPipe> pipe = HxPipe::init();
+    if (!pipe) throw std::bad_alloc();
+    return runOf("echo hello", [&](ZevMoTask& task) {
+      task.setTaskStdOutputFileHandleReadTaskOutput(pipe->fileHandleForWriting(), false);
+      task.setSynchronizedFileHandleDelegate(&owner);
+    });
+  });
+}
+
 TEST_F(StreamsOutOfMemory, DroppedTask) {
   EXPECT_SURVIVES_OUT_OF_MEMORY_ALONE([]() -> std::string {
     TaskRecorder recorder;

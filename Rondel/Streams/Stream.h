@@ -30,8 +30,8 @@
 // ZevMoStreamConsumerRetaining. The filters bear it, so a chain of filters is owned from its head.
 // Dropping the head destroys head, filters and tail in turn, without streamDidEnd and without what
 // the filters held back. A consumer without the mark, such as Printer above, is only referred to:
-// its owner keeps it alive. If it goes while it is linked, it unlinks itself from every stream that
-// feeds it. What is sent after that is dropped. Nothing owns upstream.
+// its owner keeps it alive. If it is destroyed while it is linked, it unlinks itself from every
+// stream that feeds it. What is sent after that is dropped. Nothing owns upstream.
 //
 // Changes during a send. A stream keeps the consumer that it is calling alive until the call
 // returns. So a consumer may unlink itself, relink the chain or drop it. What was sent already is
@@ -160,7 +160,7 @@ class RONDEL_EXPORT ZevMoStream : public HxObject {
   HxAny keptConsumer() const noexcept;
 
  private:
-  // Clears the link if a consumer goes that this stream does not own.
+  // Clears the link if a consumer is destroyed that this stream does not own.
   class ConsumerLink final : private internal::ReferenceLink {
    public:
     explicit ConsumerLink(ZevMoStream& stream) noexcept : _stream(stream) {}

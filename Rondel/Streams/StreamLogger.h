@@ -24,7 +24,8 @@
 //   a line        line->'text'
 //
 // A logger passes nothing on, so it can only stand at the end of a chain. A stream does not own it:
-// a logger that goes unlinks itself, and then nothing is reported. It may be called on any thread.
+// a logger that is destroyed unlinks itself, and then nothing is reported. It may be called on any
+// thread.
 #pragma once
 
 #include "Rondel/Streams/Stream.h"

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <csignal>
 #include <new>
 #include <utility>
 #include <vector>
@@ -138,15 +139,16 @@ void ZevMoTask::setTaskStdOutputFileHandleReadTaskOutput(const Ref<HxFileHandle>
   if (handle == _fromTaskHandle) return;
   const HxAny alive = keptAlive();
   stopObservingOutput();
-  const bool wasRead = std::exchange(_readTaskOutput, readTaskOutput);
+  _readTaskOutput = readTaskOutput;
   _fromTaskPipe = nullptr;
   _fromTaskHandle = handle;
-  if (_runIsUnderWay && wasRead) outputDidEnd();
+  if (_runIsUnderWay && _runReadsOutput) outputDidEnd();
 }
 
 void ZevMoTask::performWritesInBackground() {
   if (_writesInBackground) return;
   _writer = TaskWriter::start();
+  std::signal(SIGPIPE, SIG_IGN);  // of the whole process: a write without a reader fails
   _writesInBackground = true;
 }
 

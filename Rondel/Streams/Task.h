@@ -36,8 +36,8 @@
 // Ownership. Only its owners keep a task. If it calls out in a pass of the run loop, it also keeps
 // itself until that pass ends. So a delegate may drop its last reference in the callback. A task
 // whose owners have all gone reads no more and gets no event. Delegates, owners of supplied output
-// handles and consumers of byteStream() are forgotten as they go, and the run goes on. They must go
-// on the task's thread.
+// handles and consumers of byteStream() are forgotten when they are destroyed. The run goes on
+// without them. Destroy them on the task's thread.
 //
 // Errors. A failed start is reported by task:failureMessage:, and nothing else follows for that
 // start. A write in the foreground raises HxException to the caller of sendDataToTask; in the
@@ -47,7 +47,8 @@
 // What a delegate or a consumer raises passes through to whoever called startTask or runs the run
 // loop. The task does its part before. After a raise in taskDidStart it arms the read and sends the
 // automatic input. After one in a chunk it arms the next read. After one in the stream's end it
-// calls taskDidStop. So every run that has started ends with one taskDidStop.
+// calls taskDidStop. So every run that has started ends with one taskDidStop. If the second of two
+// such calls raises too, its exception passes through, and the first one is lost.
 #pragma once
 
 #include "Rondel/Streams/Stream.h"
@@ -139,15 +140,15 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // group than the terminal's is stopped by the system when it reads the terminal.
   void setStartsNewProcessGroup(bool flag) { _startsNewProcessGroup = flag; }
   bool startsNewProcessGroup() const { return _startsNewProcessGroup; }
-  // Sets the delegate, which is not owned. Null also runs cleanupAfterTask. A delegate that goes is
-  // forgotten, and the run goes on.
+  // Sets the delegate, which is not owned. Null also runs cleanupAfterTask. A delegate that is
+  // destroyed is forgotten, and the run goes on.
   void setDelegate(ZevMoTaskDelegate* delegate);
   // Returns null if there is no delegate or it has gone.
   ZevMoTaskDelegate* delegate() const { return _delegate.get(); }
   // Sets the owner of a supplied output handle, which is not owned. The former owner, if another,
   // gets synchronizedTaskWillGo. cleanupAfterTask and the destructor send it to the present one,
-  // and clear it. An owner that goes is forgotten. If it had still to report the last data, the run
-  // ends with synchronizedFileHandleDidReceivedLastData, whoever calls it, or by cleanupAfterTask.
+  // and clear it. An owner that is destroyed is forgotten. If its last data was still due, the run
+  // ends with the next synchronizedFileHandleDidReceivedLastData or with cleanupAfterTask.
   void setSynchronizedFileHandleDelegate(ZevMoTaskSynchronizedFileHandle* owner);
   ZevMoTaskSynchronizedFileHandle* synchronizedFileHandleDelegate() const {
     return _synchronizedFileHandleDelegate.get();
@@ -165,8 +166,8 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   void setCapturesStandardError(bool) {}
   // Makes sendDataToTask queue its data for a separate thread. A child that does not read then
   // cannot block the run loop. From then on SIGPIPE is ignored in the whole process. Call it before
-  // startTask; a second call does nothing. Raises HxException if no thread can be made, and then
-  // writes stay in the foreground.
+  // startTask; a second call does nothing. It holds for all runs of this task. Raises HxException
+  // if no thread can be made, and then writes stay in the foreground.
   void performWritesInBackground();
 
   // ---- Running ---------------------------------------------------------------------------------
@@ -204,8 +205,9 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // whether the child has exited; false if there is none. The last output may still be due; ask
   // runIsOver.
   bool waitUntilExitBeforeDate(const HxDate& limit);
-  // Closes both handles of the task. That ends the output: if the child has exited already,
-  // taskDidStop comes before this returns, otherwise with the exit.
+  // Closes both handles of the task. If the task reads the output, that ends it: if the child has
+  // exited already, taskDidStop comes before this returns, otherwise with the exit. Do not close
+  // taskStandardOutput() directly: after the exit such a run gets no stop.
   void closeTaskHandles();
   // Drops everything that belongs to the run. Sends synchronizedTaskWillGo to the owner of a
   // supplied output handle, and forgets it. It neither signals the child nor waits for it.
@@ -244,8 +246,9 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // taskDidStart it is false; after an exit that was seen in there it stays so.
   bool isRunning() const { return _taskIsRunning; }
   // Returns whether a start was made whose outcome is known: the run has stopped, could not start
-  // or was abandoned. Nothing more of it is reported then. False before the first start. True
-  // during taskDidStop and task:failureMessage:. Wait for this if you turn the run loop yourself.
+  // or was abandoned. Nothing more of it is reported then. The one exception is a cleanup in the
+  // stream's end: taskDidStop still follows. False before the first start. True during taskDidStop
+  // and task:failureMessage:. Wait for this if you turn the run loop yourself.
   bool runIsOver() const { return _wasStarted && !_runIsUnderWay; }
   // Returns what the child has used. Zeros before its exit was seen, for a lost child and without a
   // process object.
@@ -254,7 +257,7 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   int processID() const;
   // Returns the process object of the current run, null without one.
   Ref<HxTask> hxTask() const { return _task; }
-  // The source of the output, named "task output stream". It lives as long as the task.
+  // Returns the source of the output, named "task output stream". It lives as long as the task.
   const Ref<ZevMoByteStream>& byteStream() const { return _byteStream; }
   // Returns null after a background write was refused or cut off.
   Ref<HxFileHandle> taskStandardInput() const;
@@ -263,7 +266,8 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // Returns path and arguments with blanks between them, unquoted.
   HxString description() const override;
 
-  // By this the owner of a supplied output handle reports the last data; spelt so.
+  // Takes the owner's report that all output was received. Deliberate: the name is spelt so in the
+  // contract.
   void synchronizedFileHandleDidReceivedLastData();
 
   // ---- Architectures ---------------------------------------------------------------------------
@@ -316,8 +320,8 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   bool hasOutputEnded() const;
   void passOn(const HxData& data);
   void endBackgroundWrites();
-  void tellOwnerOfExit();
-  void tellDelegateOfStop(HxUInteger runNumber);
+  void notifyOwnerOfExit();
+  void notifyDelegateOfStop(HxUInteger runNumber);
   HxAny keptAlive() noexcept;
   void keepAliveThisTurn() noexcept;
   bool isForsaken() const;
@@ -350,6 +354,7 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   std::int32_t _terminationStatus = 0;
   bool _writesInBackground = false;
   bool _readTaskOutput = false;
+  bool _runReadsOutput = false;  // as _readTaskOutput was when the run began
   bool _stopRequested = false;
   bool _wasStarted = false;
   bool _runIsUnderWay = false;

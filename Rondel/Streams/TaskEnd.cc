@@ -65,7 +65,7 @@ void ZevMoTask::closeTaskHandles() {
   const HxAny alive = keptAlive();
   if (_fromTaskHandle) _fromTaskHandle->closeFile();
   if (_toTaskHandle) _toTaskHandle->closeFile();
-  if (_readTaskOutput) outputDidEnd();
+  if (_runReadsOutput) outputDidEnd();
 }
 
 void ZevMoTask::cleanupAfterTask() {
@@ -173,23 +173,25 @@ void ZevMoTask::taskDidTerminate(const HxNotification&) {
   _taskIsRunning = false;
   _gotTaskTerminationNotification = true;
   _terminationStatus = _task->terminationStatus();
-  if (_readTaskOutput) {
+  if (_runReadsOutput) {
     if (hasOutputEnded()) _sendDidStop();  // else the end of output will finish the job
   } else if (_synchronizedFileHandleDelegate) {
-    tellOwnerOfExit();
+    notifyOwnerOfExit();
   } else {
     _sendDidStop();
   }
 }
 
-// If the owner says no, its report of the last data will finish the job. It may leave meanwhile.
-void ZevMoTask::tellOwnerOfExit() {
+// If the owner says no, its report of the last data will finish the job. It may leave meanwhile, or
+// clean up and start another run.
+void ZevMoTask::notifyOwnerOfExit() {
+  const HxUInteger runNumber = _runNumber;
   callBoth([this] { _synchronizedFileHandleDelegate->taskDidStopForSynchronizedFileHandle(); },
-           [this] {
-             if (_synchronizedFileHandleDelegate &&
-                 _synchronizedFileHandleDelegate->didSynchronizedFileHandleReceiveLastData()) {
-               _sendDidStop();
-             }
+           [&] {
+             if (runNumber != _runNumber || !_synchronizedFileHandleDelegate) return;
+             const bool hasLastData =
+                 _synchronizedFileHandleDelegate->didSynchronizedFileHandleReceiveLastData();
+             if (hasLastData && runNumber == _runNumber) _sendDidStop();
            });
 }
 
@@ -209,11 +211,12 @@ void ZevMoTask::_sendDidStop() {
         keepAliveThisTurn();
         _byteStream->sendStreamDidEnd();
       },
-      [&] { tellDelegateOfStop(runNumber); });
+      [&] { notifyDelegateOfStop(runNumber); });
 }
 
-// A consumer may have cleaned up, and started another run, while it heard of the stream's end.
-void ZevMoTask::tellDelegateOfStop(HxUInteger runNumber) {
+// While it heard of the stream's end, a consumer may have cleaned up and started another run. A
+// cleanup alone does not take the stop from the delegate.
+void ZevMoTask::notifyDelegateOfStop(HxUInteger runNumber) {
   if (runNumber != _runNumber) return;
   _runIsUnderWay = false;
   if (!_delegate) return;

@@ -91,6 +91,19 @@ TEST(TaskInput, ToAStoppedChildIsDropped) {
   EXPECT_EQ(recorder.events.back(), "stop 0");
 }
 
+TEST(TaskInput, SIGPIPEIsIgnoredFromTheCallForBackgroundWritesOn) {
+  const auto former = std::signal(SIGPIPE, SIG_DFL);
+  const Ref<ZevMoTask> task = ZevMoTask::init();
+  task->performWritesInBackground();
+  EXPECT_EQ(std::signal(SIGPIPE, SIG_DFL), SIG_IGN);
+  TaskRecorder recorder;
+  task->setDelegate(&recorder);
+  task->setTaskPath("/bin/cat"_hx);
+  task->setTaskAutomaticStandardInData(dataOf("x"));
+  ASSERT_TRUE(runToEnd(*task, recorder));
+  EXPECT_EQ(std::signal(SIGPIPE, former), SIG_DFL);  // a later choice of the tool stays
+}
+
 TEST(TaskInput, ARefusedForegroundWriteRaises) {
   const auto former = std::signal(SIGPIPE, SIG_IGN);
   TaskRecorder recorder;

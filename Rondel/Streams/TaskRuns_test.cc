@@ -4,7 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <functional>
+#include <memory>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "Rondel/Streams/LineBufferFilter.h"
 #include "Rondel/Streams/Task.h"
@@ -236,6 +240,107 @@ TEST(TaskRun, AnotherOutputHandleEndsTheOutput) {
   }
 }
 
+// An owner that does something else when it is told of the exit.
+struct Owner final : ZevMoTaskSynchronizedFileHandle {
+  void taskDidStopForSynchronizedFileHandle() override {
+    ++exits;
+    if (onExit) onExit();
+  }
+  bool didSynchronizedFileHandleReceiveLastData() override { return hasLastData; }
+  int exits = 0;
+  bool hasLastData = true;
+  std::function<void()> onExit;
+};
+
+// The run itself decides who reads its output, and not the handle for the next one.
+TEST(TaskRun, OutputThatTheTaskDoesNotReadEndsWithTheExitThoughAnotherHandleIsToBeRead) {
+  TaskRecorder recorder;
+  const Ref<HxPipe> first = HxPipe::init();
+  const Ref<HxPipe> second = HxPipe::init();
+  const Ref<ZevMoTask> task = shellTask("exit 0", recorder);
+  task->setTaskStdOutputFileHandleReadTaskOutput(first->fileHandleForWriting(), false);
+  task->startTask();
+  task->setTaskStdOutputFileHandleReadTaskOutput(second->fileHandleForReading(), true);
+  ASSERT_TRUE(runUntil([&] { return task->runIsOver(); }));
+  EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
+}
+
+TEST(TaskRun, OutputThatTheTaskReadsIsNoMatterOfALaterOwner) {
+  TaskRecorder recorder;
+  Owner owner{.hasLastData = false};
+  const Ref<HxPipe> pipe = HxPipe::init();
+  const Ref<ZevMoTask> task = shellTask("exit 0", recorder);
+  task->startTask();
+  task->setTaskStdOutputFileHandleReadTaskOutput(pipe->fileHandleForWriting(), false);
+  task->setSynchronizedFileHandleDelegate(&owner);
+  ASSERT_TRUE(runUntil([&] { return task->runIsOver(); }));
+  EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
+  EXPECT_EQ(owner.exits, 0);
+}
+
+TEST(TaskRun, OwnerThatStartsAnotherRunWhileItIsToldDoesNotEndThat) {
+  TaskRecorder recorder;
+  Owner owner;
+  const Ref<HxPipe> pipe = HxPipe::init();
+  const Ref<ZevMoTask> task = shellTask("exit 0", recorder);
+  task->setTaskStdOutputFileHandleReadTaskOutput(pipe->fileHandleForWriting(), false);
+  task->setSynchronizedFileHandleDelegate(&owner);
+  owner.onExit = [&] {
+    owner.onExit = nullptr;
+    task->cleanupAfterTask();
+    task->setTaskPath("/bin/cat"_hx);
+    task->setTaskStdOutputFileHandleReadTaskOutput(pipe->fileHandleForWriting(), false);
+    task->setSynchronizedFileHandleDelegate(&owner);
+    task->startTask();
+  };
+  task->startTask();
+  ASSERT_TRUE(runUntil([&] { return recorder.events.size() == 2; }));
+  runFor(0.02);
+  EXPECT_EQ(recorder.events, (Events{"start", "start"}));
+  EXPECT_FALSE(task->runIsOver());
+  task->closeInputAfterWrites();
+  ASSERT_TRUE(runUntil([&] { return task->runIsOver(); }));
+  EXPECT_EQ(recorder.events, (Events{"start", "start", "stop 0"}));
+  EXPECT_EQ(owner.exits, 2);
+}
+
+TEST(TaskRun, OwnerThatIsDestroyedBeforeItsLastDataLeavesTheRunToItsReport) {
+  TaskRecorder recorder;
+  auto owner = std::make_unique<Owner>();
+  owner->hasLastData = false;
+  const Ref<HxPipe> pipe = HxPipe::init();
+  const Ref<ZevMoTask> task = shellTask("exit 0", recorder);
+  task->setTaskStdOutputFileHandleReadTaskOutput(pipe->fileHandleForWriting(), false);
+  task->setSynchronizedFileHandleDelegate(owner.get());
+  task->startTask();
+  ASSERT_TRUE(runUntil([&] { return owner->exits == 1; }));
+  owner = nullptr;
+  runFor(0.01);
+  EXPECT_FALSE(task->runIsOver());
+  task->synchronizedFileHandleDidReceivedLastData();
+  EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
+}
+
+TEST(TaskRun, CleanupInTheStreamsEndDoesNotTakeTheStop) {
+  struct Cleaner final : ZevMoByteStreamConsumer {
+    void streamProcessBytes(ZevMoStream*, const HxData&) override {}
+    void streamDidEnd(ZevMoStream*) override {
+      task->cleanupAfterTask();
+      wasOver = task->runIsOver();
+    }
+    ZevMoTask* task = nullptr;
+    bool wasOver = false;
+  } cleaner;
+  TaskRecorder recorder;
+  const Ref<ZevMoTask> task = shellTask("exit 0", recorder);
+  cleaner.task = task.get();
+  task->byteStream()->setByteStreamConsumer(&cleaner);
+  task->startTask();
+  ASSERT_TRUE(runUntil([&] { return task->runIsOver(); }));
+  EXPECT_TRUE(cleaner.wasOver);
+  EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
+}
+
 TEST(TaskRun, AnotherOutputHandleClosesThePipeThatNobodyReads) {
   TaskRecorder recorder;
   const Ref<ZevMoTask> task = shellTask("exec head -c 1000000 /dev/zero", recorder);
@@ -297,6 +402,28 @@ TEST(TaskRun, StopsAfterARaiseInAnUnterminatedLastLine) {
   EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
 }
 
+TEST(TaskRun, OfTwoRaisesTheLastOnePasses) {
+  struct Raiser final : ZevMoByteStreamConsumer {
+    void streamProcessBytes(ZevMoStream*, const HxData&) override {}
+    void streamDidEnd(ZevMoStream*) override { throw std::runtime_error("first"); }
+  } raiser;
+  TaskRecorder recorder;
+  recorder.onStop = [](ZevMoTask*) { throw std::runtime_error("last"); };
+  const Ref<ZevMoTask> task = shellTask("exit 0", recorder);
+  task->byteStream()->setByteStreamConsumer(&raiser);
+  task->startTask();
+  std::vector<std::string> raised;
+  while (!task->runIsOver()) {
+    try {
+      runFor(0.01);
+    } catch (const std::runtime_error& error) {
+      raised.emplace_back(error.what());
+    }
+  }
+  EXPECT_EQ(raised, (std::vector<std::string>{"last"}));
+  EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
+}
+
 TEST(TaskRun, IsOverAfterARaiseInItsStopOrFailure) {
   TaskRecorder recorder;
   const Ref<ZevMoTask> task = shellTask("exit 0", recorder);
@@ -319,10 +446,7 @@ TEST(TaskRun, IsOverAfterARaiseInItsStopOrFailure) {
 }
 
 TEST(TaskRun, StopsAfterARaiseOfTheOwnerOfItsOutput) {
-  struct Owner final : ZevMoTaskSynchronizedFileHandle {
-    void taskDidStopForSynchronizedFileHandle() override { throw std::runtime_error("enough"); }
-    bool didSynchronizedFileHandleReceiveLastData() override { return true; }
-  } owner;
+  Owner owner{.onExit = [] { throw std::runtime_error("enough"); }};
   TaskRecorder recorder;
   const Ref<HxPipe> pipe = HxPipe::init();
   const Ref<ZevMoTask> task = shellTask("exit 0", recorder);

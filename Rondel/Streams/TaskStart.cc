@@ -150,7 +150,8 @@ bool ZevMoTask::prepareOutput() {
 void ZevMoTask::configure(const HxString& path, const HxString& directory, const HxArray& arguments,
                           const HxDictionary& environment) {
   const Ref<HxNotificationCenter> center = HxNotificationCenter::defaultCenter();
-  if (_readTaskOutput && _fromTaskHandle) {
+  _runReadsOutput = _readTaskOutput && _fromTaskHandle;
+  if (_runReadsOutput) {
     center->addObserver<&Listener::outputArrived>(
         _listener.get(), HxFileHandleReadCompletionNotification, _fromTaskHandle);
   }
@@ -193,7 +194,7 @@ bool ZevMoTask::launch(const HxString& path) {
 void ZevMoTask::beginRunning(HxUInteger runNumber) {
   if (runNumber != _runNumber || !_task) return;
   _taskIsRunning = !_gotTaskTerminationNotification && !_stopRequested;
-  if (_readTaskOutput) startReading();
+  if (_runReadsOutput) startReading();
 }
 
 void ZevMoTask::sendAutomaticInput() {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/Streams/internal/TaskWriter.h"
 
-#include <csignal>
 #include <exception>
 #include <utility>
 
@@ -62,7 +61,6 @@ bool TaskWriter::hasFailed(const HxFileHandle* handle) const {
 // ---- The thread's side ------------------------------------------------------------------------
 
 void TaskWriter::run() {
-  std::signal(SIGPIPE, SIG_IGN);  // of the whole process: a write without a reader fails
   Chunks chunks;
   while (take(chunks)) {
     for (Chunk& each : chunks) {
