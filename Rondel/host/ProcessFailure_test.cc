@@ -385,6 +385,40 @@ TEST(ProcessFailure, ForkedProcessWaitsForItsOwnChildren) {
   ofParent = nullptr;
 }
 
+std::atomic<bool> isAsking = false;
+std::atomic<bool> mayGoOn = false;
+
+// At the fork the thread of the parent is asking for the exit of a child, and has that child's
+// lock.
+TEST(ProcessFailure, ForkedProcessTakesNoLockOfItsParentsChildren) {
+  if (!kForksMayStartThreads) GTEST_SKIP() << "no thread after a fork";
+  const test::SystemCallsKept kept;
+  static const auto original = test::systemCalls.waitid.function();
+  test::failCall<&SystemCalls::pidfd_open>(1, ENOSYS, 2);
+  auto dropped = taskOf("/bin/sleep", {"1000"});
+  dropped->launch();
+  const pid_t pid = dropped->processIdentifier();
+  isAsking = mayGoOn = false;
+  dropped = nullptr;
+  test::systemCalls.waitid =
+      +[](idtype_t kind, id_t which, siginfo_t* info, int options, rusage* use) {
+        isAsking = true;
+        while (!mayGoOn) usleep(100);
+        return original(kind, which, info, options, use);
+      };
+  while (!isAsking) usleep(100);
+  EXPECT_EQ(statusOfFork([] {
+              alarm(20);
+              mayGoOn = true;
+              test::failCall<&SystemCalls::pidfd_open>(1, ENOSYS, 2);
+              return statusOf(helper("exit-with", {"5"}));
+            }),
+            5);
+  mayGoOn = true;
+  kill(pid, SIGKILL);
+  while (kill(pid, 0) == 0) usleep(1000);
+}
+
 // A start that is told as failed has not done its work. One that has done it is told of.
 TEST(ProcessFailure, FewDescriptorsFailTheLaunchBeforeTheStartOrNotAtAll) {
   const test::TemporaryDirectory directory;

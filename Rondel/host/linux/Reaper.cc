@@ -40,6 +40,13 @@ Ref<Child> ChildList::remove(Child& child) noexcept {
   return Ref<Child>::adopt(&child);
 }
 
+void ChildList::forget() noexcept {
+  while (Child* const child = first) {
+    first = child->_next;
+    child->_list = nullptr;
+  }
+}
+
 Reaper& Reaper::shared() {
   static Reaper& reaper = *new Reaper;
   return reaper;
@@ -68,11 +75,13 @@ int Reaper::prepareLocked() {
   return error;
 }
 
-// In the new process: the thread and what it waits with are its parent's.
+// In the new process: the thread, what it waits with and the children are its parent's. Deliberate:
+// they are left without a release, since another thread may have held their locks at the fork.
 void Reaper::startOverAfterFork() {
   _isPrepared = false;
   _poller.close();
-  while (_watched.first) _asked.add(*_watched.remove(*_watched.first));
+  _watched.forget();
+  _asked.forget();
   _lock.unlock();
 }
 

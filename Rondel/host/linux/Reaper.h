@@ -23,6 +23,8 @@ struct ChildList {
 
   void add(Child& child) noexcept;
   Ref<Child> remove(Child& child) noexcept;
+  // Empties the list, and releases none of them.
+  void forget() noexcept;
 };
 
 class Reaper {

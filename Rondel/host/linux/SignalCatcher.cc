@@ -66,6 +66,25 @@ std::atomic<SignalCatcher*>* SignalCatcher::linkTo(const SignalCatcher* catcher)
   return link;
 }
 
+namespace {
+
+constinit bool knowsOfForks RONDEL_GUARDED_BY(lock) = false;
+
+// In the new process no other thread is at work, and none holds the lock.
+int prepareForForks() RONDEL_REQUIRES(lock) {
+  if (knowsOfForks) return 0;
+  const int error = pthread_atfork([]() RONDEL_NO_THREAD_SAFETY_ANALYSIS { lock.lock(); },
+                                   []() RONDEL_NO_THREAD_SAFETY_ANALYSIS { lock.unlock(); },
+                                   []() RONDEL_NO_THREAD_SAFETY_ANALYSIS {
+                                     handlersAtWork = 0;
+                                     lock.unlock();
+                                   });
+  knowsOfForks = error == 0;
+  return error;
+}
+
+}  // namespace
+
 bool SignalCatcher::start() {
   if (_signal <= 0 || _signal >= _NSIG || isFault(_signal)) {
     errno = EINVAL;
@@ -75,6 +94,10 @@ bool SignalCatcher::start() {
   if (!_event) return false;
   {
     const MutexLock held(lock);
+    if (const int error = prepareForForks(); error != 0) {
+      errno = error;
+      return false;
+    }
     *linkTo(nullptr) = this;  // first, so that a signal that is caught at once finds it
     _isLinked = true;
     Disposition& disposition = dispositions[_signal];
