@@ -4,6 +4,8 @@
 // alone.
 #pragma once
 
+#include <string>  // for toStdString
+
 #include "Rondel/Streams/LineBufferFilter.h"
 #include "Rondel/Streams/Stream.h"
 #include "Rondel/Streams/StreamLogger.h"

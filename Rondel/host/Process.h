@@ -119,7 +119,7 @@ class RONDEL_EXPORT HxTask final : public HxObject {
   bool sendSignal(int signal);
   // Sends a signal to all processes of the group that the child leads (setStartsNewProcessGroup).
   // Returns whether it was sent. False if the child leads none, and once its exit was seen. The
-  // system may then use the number for another group.
+  // process group id may then mean another group.
   bool sendSignalToProcessGroup(int signal);
   // Sends SIGTERM, or SIGINT, to a running child.
   void terminate();

@@ -8,8 +8,7 @@
 //
 // Each thread has one run loop, made on first use. It waits for descriptors (background reads of
 // HxFileHandle, exits of HxTask) and for signals (HxSignalSource). It also waits for timers
-// (HxTimer) and for calls from other threads. It never polls: a thread that waits takes no
-// processor time.
+// (HxTimer) and for calls from other threads. A thread that waits takes no processor time.
 //
 // Modes. A mode is a name for a set of things to wait for. Each thing is in one mode or more, and a
 // pass handles those of its own mode only. HxDefaultRunLoopMode is the usual one. What is put into
@@ -20,11 +19,11 @@
 // there. Passes may be nested: a call may run the loop again, in the same mode or in another one.
 //
 // Threads. runMode, run, runUntilDate, retainUntilEndOfTurn, isInPass, fileDescriptor and
-// pollTimeout belong to the loop's own thread. All else may be called on any thread. When a thread
-// ends, its loop drops what it waits for and releases what it retains. Calls that were not made yet
-// are dropped. From then on it takes nothing: calls are dropped, timers are invalidated, and no
-// mode has anything to wait for. The destructor of a thread-local object may call currentRunLoop
-// even later. It gets such a loop, too.
+// pollTimeout belong to the loop's own thread. Everything else may be called on any thread. When a
+// thread ends, its loop drops what it waits for and releases what it retains. Calls that were not
+// made yet are dropped. From then on it takes nothing: calls are dropped, timers are invalidated,
+// and no mode has anything to wait for. The destructor of a thread-local object may call
+// currentRunLoop even later. It gets such a loop, too.
 //
 // An exception that a call raises passes through the pass to the caller of runMode. Nothing else is
 // lost by that.

@@ -45,10 +45,9 @@ class RONDEL_EXPORT HxSignalSource final : public HxObject {
   //
   // Raises HxException (HxInvalidArgumentException) for what is no signal, and for SIGKILL and
   // SIGSTOP. Raises it also for SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP and SIGSYS, which tell of
-  // faults of a thread. Raises HxException (HxInternalInconsistencyException) if the system refuses
-  // a descriptor.
+  // faults of a thread. Raises HxException if the system refuses a descriptor or will not watch it.
   template <auto Operation, class T>
-  static Ref<HxSignalSource> scheduledSourceWithSignal(
+  [[nodiscard]] static Ref<HxSignalSource> scheduledSourceWithSignal(
       int signal, T* target, const HxString& mode = HxRunLoopCommonModes) {
     return make(
         signal, target,
@@ -57,7 +56,7 @@ class RONDEL_EXPORT HxSignalSource final : public HxObject {
   }
   // The same with any callable, which takes nothing. The source owns a copy of it.
   template <class F>
-  static Ref<HxSignalSource> scheduledSourceWithSignal(
+  [[nodiscard]] static Ref<HxSignalSource> scheduledSourceWithSignal(
       int signal, F&& block, const HxString& mode = HxRunLoopCommonModes) {
     return make(signal, nullptr, nullptr, internal::makeClosure(std::forward<F>(block)), mode);
   }

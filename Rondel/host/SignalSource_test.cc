@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -208,7 +209,7 @@ TEST(SignalSource, RefusesWhatCannotBeCaught) {
   for (const int signal :
        {0, -1, 1000, SIGKILL, SIGSTOP, SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS}) {
     try {
-      HxSignalSource::scheduledSourceWithSignal(signal, [] {});
+      static_cast<void>(HxSignalSource::scheduledSourceWithSignal(signal, [] {}));
       ADD_FAILURE() << signal;
     } catch (const HxException& exception) {
       EXPECT_EQ(exception.name(), HxInvalidArgumentException);
@@ -264,6 +265,35 @@ TEST(SignalSource, ChildrenEndByTheSignal) {
 }
 
 // Sources come and go while the handler walks their list.
+std::atomic<bool> isHandling = false;
+std::atomic<bool> mayReturn = false;
+
+// At the fork the handler is at work on another thread, which the new process does not have.
+TEST(SignalSource, ForkedProcessDoesNotWaitForAHandlerOfItsParent) {
+  const test::SystemCallsKept kept;
+  static const auto original = test::fileCalls.write.function();
+  const auto tool = makeRef<Tool>();
+  tool->watch(SIGUSR1);
+  test::fileCalls.write = +[](int fd, const void* bytes, size_t length) {
+    isHandling = true;
+    while (!mayReturn) usleep(100);
+    return original(fd, bytes, length);
+  };
+  std::thread other([] { pthread_kill(pthread_self(), SIGUSR1); });
+  while (!isHandling) usleep(100);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    alarm(20);
+    tool->source->invalidate();
+    _exit(7);
+  }
+  int status = 0;
+  EXPECT_EQ(waitpid(pid, &status, 0), pid);
+  EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 7);
+  mayReturn = true;
+  other.join();
+}
+
 TEST(SignalSource, ComeAndGoInAStormOfSignals) {
   constexpr int kRounds = 300;
   const auto base = HxSignalSource::scheduledSourceWithSignal(SIGUSR1, [] {});

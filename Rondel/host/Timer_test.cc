@@ -301,6 +301,32 @@ TEST(Timer, ManyFireInTheOrderOfTheirTimes) {
   EXPECT_EQ(std::set<int>(order.begin(), order.end()).size(), order.size());
 }
 
+// Far enough apart for the order not to depend on when they were set.
+TEST(Timer, FireInTheOrderOfTheirTimes) {
+  constexpr int kTimers = 40;
+  std::vector<int> order;
+  for (int index = 0; index < kTimers; ++index) {
+    const auto target = makeRef<Target>();
+    const int place = (index * 7) % kTimers;
+    target->reaction = [&order, place](HxTimer&) { order.push_back(place); };
+    schedule(target, 0.5 + place * 0.001, false);
+  }
+  usleep(600'000);
+  run();
+  ASSERT_EQ(order.size(), std::size_t{kTimers});
+  EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+}
+
+// The square of so many would not end within the time that a test has.
+TEST(Timer, ManyAreAddedAndInvalidatedInLinearTime) {
+  const auto target = makeRef<Target>();
+  std::vector<Ref<HxTimer>> timers(300'000);
+  for (auto& timer : timers) timer = schedule(target, 3600, false);
+  for (const auto& timer : timers) timer->invalidate();
+  timers.clear();
+  EXPECT_TRUE(target->isUniquelyReferenced());
+}
+
 TEST(Timer, IntervalsThatMakeNoSenseAreShort) {
   for (const double seconds : {0.0, -1.0, 0.0 / 0.0}) {
     const auto target = makeRef<Target>();

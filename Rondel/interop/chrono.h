@@ -4,7 +4,7 @@
 //
 //   using namespace std::chrono_literals;
 //   runLoop->runUntilDate(dateWithTimePoint(std::chrono::system_clock::now() + 50ms));
-//   timer->setInterval(timeInterval(250ms));
+//   HxTimer::scheduledTimerWithTimeInterval<&Tool::tick>(timeInterval(250ms), tool, nullptr, true);
 //
 // A Rondel interval is a double in seconds, which holds microseconds exactly for some centuries
 // around the reference instant, 2001-01-01T00:00:00Z.

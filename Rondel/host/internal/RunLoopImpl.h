@@ -2,8 +2,9 @@
 //
 // The insides of a run loop.
 //
-// `lock` is never held while a call is made or an object of the tool is dropped. A timer's own lock
-// is taken before it. What is not guarded belongs to passes, on the loop's own thread.
+// `lock` is never held while a call is made or an object of the tool is dropped; but names of modes
+// are hashed under it, also those of a string class of the tool. A timer's own lock is taken before
+// it. What is not guarded belongs to passes, on the loop's own thread.
 #pragma once
 
 #include <compare>
