@@ -7,11 +7,11 @@
 //   HxString first = words.objectAtIndex<HxString>(0);
 //
 // An array never holds nil: adding nil adds nothing. On a nil array every operation returns 0,
-// false, nil or does nothing, and a loop over it runs zero times. An index or a range beyond the
-// end raises HxRangeException.
+// false or nil, or does nothing. A loop over it runs zero times. An index or a range beyond the end
+// raises HxRangeException.
 //
-// A loop over any collection, an index set or a string keeps it alive, so that its body may drop
-// the variable. Changing a mutable array in a loop over it is an error of the caller.
+// A loop over a collection, an index set or a string keeps it alive. So its body may drop the
+// variable. Changing a mutable array in a loop over it is an error of the caller.
 //
 // Any class derived from HxArrayObject that supplies count and objectAtIndex works as an array; see
 // ArrayObject.h. Immutable arrays may be used on any thread.

@@ -82,7 +82,7 @@ class RONDEL_EXPORT HxDictionary : public HxHandle {
   // Returns a new dictionary of the same entries; an empty one for nil. With copyItems each value
   // is replaced by its copy.
   static HxDictionary initWithDictionary(const HxDictionary& other, bool copyItems = false);
-  // Returns the dictionary in a property list file; nil if the file cannot be read, is damaged, or
+  // Returns the dictionary in a property list file. Nil if the file cannot be read, is damaged, or
   // has another root.
   static HxDictionary dictionaryWithContentsOfFile(const HxString& path);
 

@@ -14,11 +14,10 @@
 // operation does nothing and returns zero: 0, false, nil or an empty answer. A nil Ref must not be
 // used with ->.
 //
-// Assigning. A handle takes objects of its own kind only. An assignment through a reference to
-// another handle type does not compile. One hole is left, which no compiler closes: HxString& may
-// refer to an HxMutableString, which then takes an immutable string. So every operation that
-// changes an object first checks that the object is mutable. It raises HxInvalidArgumentException
-// if it is not.
+// Assigning. A handle takes objects of its own kind only. A reference to HxHandle cannot be
+// assigned. A reference to HxString may refer to an HxMutableString, and no compiler can refuse
+// that. The mutable handle then has an immutable string. So every operation that changes an object
+// first checks that the object is mutable. It raises HxInvalidArgumentException if it is not.
 //
 // Threads: reference counts are atomic. An object that no thread changes may be read on any thread.
 #pragma once

@@ -15,34 +15,34 @@
 //   HxGlobalDomain         the user's settings for all programs, kept in a file.
 //   HxRegistrationDomain   what the program registers at its start. Gone with the process.
 //
-// The command line. A word is a key if it begins with one dash, something follows the dash, and a
-// value follows the word. The value is any word that begins with no dash, or with a dash and a
-// digit or a dot. It is read as a property list in text form ("( a, b )", "{ a = 1; }"), or as
-// plain text if it is none. A word "--" ends the search, so the command line of a child is not
-// looked at. If a key is given twice, the last value counts.
+// The command line. A word is a key if it is one dash and something after it, and a value follows.
+// The value is any word that begins with no dash, or with a dash and a digit or a dot. It is read
+// as a property list in text form ("( a, b )", "{ a = 1; }"). If it is none, it is plain text. A
+// word "--" ends the search, so the command line of a child is not looked at. If a key is given
+// twice, the last value counts.
 //
-// Files. The domain NAME is kept in $XDG_CONFIG_HOME/rondel/defaults/NAME.plist, or below ~/.config
-// if that variable is not set to an absolute path (XDG base directory specification). In NAME each
+// Files. The domain NAME is kept in $XDG_CONFIG_HOME/rondel/defaults/NAME.plist (XDG base directory
+// specification). If that variable is no absolute path, ~/.config takes its place. In NAME each
 // '/', '%', NUL and a first '.' is written as '%' and two hexadecimal digits. If neither variable
 // helps, nothing is kept beyond the process. A file is a property list with sorted keys, in text
 // form. It is in XML form if it holds numbers, booleans or dates, which the text form cannot tell
-// from strings. Values keep their types, with two exceptions: a date loses its fractions of a
-// second, and a file that holds a string which XML does not allow (see PropertyList.h) is in text
-// form all the same. A file is read when its domain is first needed, by synchronize and before each
-// writing.
+// from strings. Values keep their types, with two exceptions. A date loses its fractions of a
+// second. A file with a string that XML does not allow (see PropertyList.h) is in text form all the
+// same. A file is read when its domain is first needed, by synchronize and before each writing.
 //
-// Writing. A change holds in this process at once. It is written by synchronize, at the end of the
-// next pass of a run loop on any thread, and at exit; many changes cost one writing. A process that
-// ends by a signal or by _exit, or that forks and does not exec, loses what was not written by
-// then. Writing waits for the lock that all processes honour, reads the file again, makes its own
-// changes there and replaces the file, so that settings that others wrote in between stay. Reads
-// and changes by other threads do not wait meanwhile. Nothing is written without the lock. What
-// cannot be written is reported once through HxLog and kept. It is tried again with the next
-// change, by synchronize and at exit.
+// Writing. A change holds in this process at once. It is written by synchronize, after the next
+// pass of a run loop on any thread, and at exit. Many changes cost one writing. A process that ends
+// by a signal or by _exit loses what was not written by then. A forked child leaves its parent's
+// changes to the parent. Writing waits for the lock that all processes honour. Then it reads the
+// file again, makes its own changes there, and replaces the file. So settings that others wrote in
+// between stay. This process sees those of others after synchronize. Reads and changes by other
+// threads do not wait meanwhile. Nothing is written without the lock. What cannot be written is
+// reported once through HxLog and kept. It is tried again with the next change, by synchronize and
+// at exit.
 //
 // A file that is damaged, or that is no regular file, is reported once through HxLog and treated as
-// empty. It is left alone until a setting of its domain is changed; then it is kept beside the new
-// one, with ".damaged" after its name. A file that was read before and cannot be read again is
+// empty. It is left alone until a setting of its domain is changed. Then it is kept beside the new
+// file, with ".damaged" after its name. A file that was read before and cannot be read again is
 // reported once, and its last contents stay.
 //
 // Values that go in are copied; what comes out never changes. A nil key has no value. All

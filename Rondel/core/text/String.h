@@ -16,12 +16,13 @@
 // kNotFoundRange for searches. A nil argument is treated as stated with the operation, and never
 // crashes.
 //
-// Errors. An index or a range beyond the end raises HxException with the name HxRangeException.
-// A string made of bytes that are invalid in their encoding is nil. Nothing else fails.
+// Errors. An index or a range beyond the end raises HxException with the name HxRangeException. A
+// string made of bytes that are invalid in their encoding is nil. A change of a string that cannot
+// change raises HxInvalidArgumentException; see Object.h.
 //
-// Storage. Built-in strings keep one byte a character if all of them are ASCII, else two, after a
-// header of 24 bytes in one block. Any class derived from HxStringObject works as a string; see
-// StringObject.h for the three operations that it supplies.
+// Storage. Built-in strings are one block: a header of 24 bytes and the characters. A character
+// takes one byte if all are ASCII, else two. Any class derived from HxStringObject works as a
+// string; see StringObject.h for the three operations that it supplies.
 //
 // Threads. An immutable string may be used on any thread. A mutable one belongs to one thread at a
 // time.
@@ -80,7 +81,7 @@ class RONDEL_EXPORT HxString : public HxHandle {
   static HxString initWithFormatArguments(const HxString& format, HxArguments arguments);
   // Returns the text of NUL-terminated UTF-8; nil if it is null or invalid.
   static HxString stringWithUTF8String(const char* bytes);
-  // Returns the text of NUL-terminated bytes in an encoding of Types.h; nil if they are null or
+  // Returns the text of NUL-terminated bytes in an encoding of Types.h. Nil if they are null or
   // invalid, or if the encoding is unknown.
   static HxString stringWithCString(const char* bytes, HxStringEncoding encoding);
   static HxString initWithCString(const char* bytes, HxStringEncoding encoding);
@@ -117,7 +118,8 @@ class RONDEL_EXPORT HxString : public HxHandle {
   // Returns NUL-terminated UTF-8; null for nil and for text with a lone surrogate. NULs in the text
   // are kept and counted in length().
   HxCString UTF8String() const;
-  // Returns NUL-terminated UTF-8 in canonical decomposition, for file names; null as above.
+  // Returns NUL-terminated UTF-8 in canonical decomposition; null as above. Do not open files by
+  // it: a name is its bytes, which UTF8String returns.
   HxCString fileSystemRepresentation() const;
   // Writes the same to a buffer of `maximumLength` bytes, without the heap for ordinary text.
   // Returns false if the bytes and their NUL do not fit or there are none. All of the buffer may be
@@ -157,7 +159,7 @@ class RONDEL_EXPORT HxString : public HxHandle {
   HxComparisonResult caseInsensitiveCompare(const HxString& other) const {
     return compare(other, HxCaseInsensitiveSearch);
   }
-  // Returns whether the string starts or ends with the argument, code unit by code unit: a
+  // Returns whether the string starts or ends with the argument, code unit by code unit. A
   // combining mark after a prefix does not hide it. An empty argument is a prefix and a suffix of
   // every string; nil is of none.
   bool hasPrefix(const HxString& prefix) const;
@@ -199,9 +201,9 @@ class RONDEL_EXPORT HxString : public HxHandle {
   // Returns the whole composed character sequence around an index: a base with its marks, or a
   // surrogate pair.
   HxRange rangeOfComposedCharacterSequenceAtIndex(HxUInteger index) const;
-  // Finds the lines that a range touches: the start of the first, the start of the line after the
-  // last, the end of the last line's contents. Each pointer may be null. LF, CR, CR LF, U+0085,
-  // U+2028 and U+2029 end a line.
+  // Finds the lines that a range touches. Stores the start of the first, the start of the line
+  // after the last, and the end of the last line's contents. Each pointer may be null. LF, CR, CR
+  // LF, U+0085, U+2028 and U+2029 end a line.
   void getLineStart(HxUInteger* start, HxUInteger* end, HxUInteger* contentsEnd,
                     HxRange range) const;
   // Splits at each occurrence. If there is none, the array holds the receiver alone.
@@ -263,8 +265,8 @@ class RONDEL_EXPORT HxString : public HxHandle {
   HxString pathExtension() const;
   // Returns the text before that dot. If there is no extension, removes separators at the end only.
   [[nodiscard]] HxString stringByDeletingPathExtension() const;
-  // Returns "/" if the path is absolute, then the components, then "/" if more than the root has a
-  // separator at its end. A run of separators is one separator.
+  // Returns the components. "/" comes first if the path is absolute, and last if a path other than
+  // the root ends with a separator. A run of separators is one separator.
   HxArray pathComponents() const;
   // Returns the components as one path; empty for nil. What is no string is left out.
   static HxString pathWithComponents(const HxArray& components);
@@ -441,16 +443,16 @@ constexpr HxString internalLiteral(const internal::FlatString& object) noexcept 
   return string;
 }
 
-// Returns the same, but is no constant expression. Deliberate: clang 14 crashes if it reports an
-// initializer that is not constant and passes on a literal, such as std::vector{"a"_hx}.
+// Returns the same, but is no constant expression. Deliberate: clang 14 crashes when it reports an
+// initializer that is no constant and passes on a literal. std::vector{"a"_hx} is one.
 inline HxString runningLiteral(const internal::FlatString& object) noexcept {
   return internalLiteral(object);
 }
 
 inline namespace literals {
-// "text"_hx: an immortal constant, decoded from UTF-8 while compiling; bytes that are no UTF-8 do
-// not compile. No allocation and no counting. A constant with a name is constexpr: then it is ready
-// before any code runs, and no destructor is called at exit.
+// "text"_hx: an immortal constant, decoded from UTF-8 while compiling. Bytes that are no UTF-8 do
+// not compile. No allocation and no counting. A constant with a name is constexpr. It is ready
+// before any code runs, and has no destructor at exit.
 //
 //   inline constexpr HxString kSuffix = ".c"_hx;
 template <internal::LiteralText Text>
