@@ -78,8 +78,9 @@ RONDEL_EXPORT HxAny HxPropertyListWithContentsOfFile(const HxString& path,
                                                      HxError* error = nullptr);
 
 // Returns the list as text in UTF-8, with keys in order of their code units; nil with an error if
-// it is no property list. The error's description says where: "key 'a', index 2: ...". Reading the
-// text returns an equal list, with these exceptions:
+// it is no property list. The error's description says where: "key 'a', index 2: ...". Of a place
+// more than eight steps deep it names the first and the last four. Reading the text returns an equal
+// list, with these exceptions:
 //   In the text form numbers and booleans become strings of their stringValue, dates of their
 //   rfc3339String. Control characters and lone surrogates become escapes; other non-ASCII
 //   characters stay as they are.

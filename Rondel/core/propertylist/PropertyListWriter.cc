@@ -41,7 +41,7 @@ class Writer {
 
   const std::string& text() const noexcept { return _out; }
   HxPropertyListErrorCode errorCode() const noexcept { return _errorCode; }
-  std::string errorMessage() const { return _where + _message; }
+  std::string errorMessage() const { return place() + _message; }
 
  protected:
   virtual bool writeString(const HxString& string) = 0;
@@ -145,15 +145,30 @@ class Writer {
     return isWritten;
   }
 
-  // Puts one more step before the place of a failure, on the way back up. Returns false.
-  bool failedIn(const std::string& step) {
-    _where.insert(0, step + (_where.empty() ? ": " : ", "));
+  // Adds one more step to the place of a failure, on the way back up. Returns false.
+  bool failedIn(std::string step) {
+    _steps.push_back(std::move(step));
     return false;
+  }
+
+  // Returns "key 'a', index 2: ". Of a long place these are the first steps and the last ones.
+  std::string place() const {
+    constexpr std::size_t kStepsAtAnEnd = 4;
+    const std::size_t count = _steps.size();
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i) {
+      if (i == kStepsAtAnEnd && count > 2 * kStepsAtAnEnd) {
+        text += "..., ";
+        i = count - kStepsAtAnEnd;
+      }
+      text += _steps[count - 1 - i] + (i + 1 < count ? ", " : ": ");
+    }
+    return text;
   }
 
   HxPropertyListErrorCode _errorCode = HxPropertyListValueError;
   std::string _message;
-  std::string _where;
+  std::vector<std::string> _steps;  // from the failure to the root
 };
 
 class TextWriter final : public Writer {

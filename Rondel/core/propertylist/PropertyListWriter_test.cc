@@ -201,6 +201,28 @@ TEST(PropertyList, WritesToTheDepthLimitAndNoDeeper) {
   endless.removeAllObjects();
 }
 
+TEST(PropertyList, NamesTheEndsOfALongPlace) {
+  const std::string fault = "a value of class HxSet is not a property list";
+  const std::string ends = "index 1, index 1, index 1, index 1";
+  HxAny list = HxSet::set();
+  for (int depth = 1; depth <= 20; ++depth) {
+    list = HxArray::arrayWithObjects({"x"_hx, list});
+    std::string whole = "index 1";
+    for (int i = 1; i < depth; ++i) whole += ", index 1";
+    for (const auto format : {HxPropertyListFormat::text, HxPropertyListFormat::xml}) {
+      HxError error;
+      HxDataFromPropertyList(list, format, &error);
+      EXPECT_EQ(error.localizedDescription().toStdString(),
+                (depth > 8 ? ends + ", ..., " + ends : whole) + ": " + fault);
+    }
+  }
+  list = HxDictionary::dictionaryWithObject(HxArray::arrayWithObject(list), "k"_hx);
+  HxError error;
+  HxDataFromPropertyList(list, HxPropertyListFormat::text, &error);
+  EXPECT_EQ(error.localizedDescription().toStdString(),
+            "key 'k', index 0, index 1, index 1, ..., " + ends + ": " + fault);
+}
+
 HxAny nestedArrays(HxUInteger depth) {
   HxAny list = HxArray::array();
   while (--depth > 0) list = HxArray::arrayWithObject(list);
