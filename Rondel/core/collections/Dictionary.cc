@@ -39,8 +39,6 @@ class DictionaryStorage final : public HxDictionaryObject, private DropLink {
     return found ? found->value.object() : nullptr;
   }
   const ObjectTable& table() const noexcept { return _table; }
-  // Counts added and removed keys: after each, entries may be in other places.
-  HxUInteger generation() const noexcept { return _generation; }
 
   void reserve(HxUInteger count) { _table.reserve(count); }
   void set(const HxHandle& object, const HxHandle& key);
@@ -58,7 +56,6 @@ class DictionaryStorage final : public HxDictionaryObject, private DropLink {
 
  private:
   ObjectTable _table;
-  HxUInteger _generation = 0;
 };
 
 const HxObject* storedObject(const HxObject& dictionary, const HxObject& key) {
@@ -89,14 +86,14 @@ class StorageEnumerator final : public HxEnumeratorObject {
       : _owner(dictionary),
         _dictionary(dictionary),
         _next(dictionary->table().begin()),
-        _generation(dictionary->generation()) {}
+        _generation(dictionary->table().generation()) {}
 
   HxAny nextObject() override {
     const ObjectTable::Entry* entry = nextEntry();
     return entry ? entry->key : HxAny();
   }
   const ObjectTable::Entry* nextEntry() {
-    if (_generation != _dictionary->generation()) {
+    if (_generation != _dictionary->table().generation()) {
       HxException::raise(HxInternalInconsistencyException,
                          "-[HxEnumerator nextObject]: the dictionary was changed meanwhile"_hx);
     }
@@ -142,21 +139,19 @@ HxAny DictionaryStorage::copy() const {
 void DictionaryStorage::set(const HxHandle& object, const HxHandle& key) {
   HxAny kept = ObjectBits::isFlatString(key.object()) ? HxAny(key) : key.copy();
   if (!kept) return;  // a class of the caller's own may copy to nil
-  const auto [entry, isNew] = _table.insert(std::move(kept));
-  if (isNew) ++_generation;
+  Entry* const entry = _table.insert(std::move(kept)).first;
   // The old value is released after the table is in order again.
   const HxAny old = std::exchange(entry->value, object);
 }
 
 void DictionaryStorage::remove(const HxHandle& key) {
+  // Released after the table is in order again.
   const Entry removed = _table.extract(key.object());
-  if (removed.key) ++_generation;
 }
 
 void DictionaryStorage::removeAll() {
   ObjectTable removed;
   removed.swap(_table);
-  ++_generation;
 }
 
 void DictionaryStorage::addAll(const HxDictionaryObject& other) {
@@ -164,11 +159,13 @@ void DictionaryStorage::addAll(const HxDictionaryObject& other) {
     if (storage == this) return;
     if (_table.empty()) {
       _table = storage->_table;
-      ++_generation;
       return;
     }
     reserve(count() + other.count());
-    for (const Entry& entry : storage->_table) set(entry.value, entry.key);
+    storage->_table.forEach([&](const HxObject* key, const HxObject* value) {
+      set(HxAny(value), HxAny(key));
+      return true;
+    });
     return;
   }
   reserve(count() + other.count());

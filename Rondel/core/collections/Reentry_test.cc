@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Objects that change the collection which asks them for equality or a description, and keys
-// without a copy.
+// Objects that change the collection which asks them for equality, a hash or a description, and
+// keys without a copy.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -11,7 +11,9 @@
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/collections/Set.h"
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/core/text/String.h"
+#include "Rondel/testing/Raised.h"
 
 namespace rondel::test {
 namespace {
@@ -89,6 +91,117 @@ TEST(Reentry, ADescriptionOfASetSurvivesItsChange) {
     }
   }));
   EXPECT_EQ(set.description(), "{(\n    meddler\n)}"_hx);
+}
+
+// ---- Members and keys that change their collection ----------------------------------------------
+
+// A set of one object that does this to it when it is compared with another of its hash.
+template <class Meddle>
+HxMutableSet setWithMeddler(Meddle meddle) {
+  HxMutableSet set = HxMutableSet::set();
+  HxObject* const unowned = set.object();
+  set.addObject(makeRef<Meddler>([unowned, meddle] { meddle(as<HxMutableSet>(HxAny(unowned))); }));
+  return set;
+}
+
+HxAny likeAMeddler() {
+  return makeRef<Meddler>([] {});
+}
+void emptySet(HxMutableSet set) { set.removeAllObjects(); }
+void fillSet(HxMutableSet set) {
+  for (int i = 0; i < 100; ++i) set.addObject(HxString::stringWithFormat("%d"_hx, i));
+}
+
+TEST(Reentry, ALookUpRaisesIfAMemberChangesTheSet) {
+  for (const auto meddle : {emptySet, fillSet}) {
+    const HxAny other = likeAMeddler();
+    EXPECT_EQ(raisedBy([&] { (void)setWithMeddler(meddle).containsObject(other); }),
+              HxInternalInconsistencyException);
+    EXPECT_EQ(raisedBy([&] { setWithMeddler(meddle).addObject(other); }),
+              HxInternalInconsistencyException);
+    EXPECT_EQ(raisedBy([&] { setWithMeddler(meddle).removeObject(other); }),
+              HxInternalInconsistencyException);
+    EXPECT_EQ(
+        raisedBy([&] { (void)HxSet::initWithObjects({other}).isEqual(setWithMeddler(meddle)); }),
+        HxInternalInconsistencyException);
+  }
+}
+
+TEST(Reentry, ASetIsWholeAfterAMemberChangedItInALookUp) {
+  HxMutableSet set = setWithMeddler(fillSet);
+  EXPECT_EQ(raisedBy([&] { set.addObject(likeAMeddler()); }), HxInternalInconsistencyException);
+  EXPECT_EQ(set.count(), 101U);
+  EXPECT_TRUE(set.containsObject("99"_hx));
+}
+
+TEST(Reentry, ALookUpRaisesIfAKeyChangesTheDictionary) {
+  HxMutableDictionary dictionary = HxMutableDictionary::dictionary();
+  HxObject* const unowned = dictionary.object();
+  dictionary.setObject("value"_hx, makeRef<Meddler>([unowned] {
+                         as<HxMutableDictionary>(HxAny(unowned)).removeAllObjects();
+                       }));
+  EXPECT_EQ(raisedBy([&] { (void)dictionary.objectForKey(likeAMeddler()); }),
+            HxInternalInconsistencyException);
+  EXPECT_TRUE(dictionary.isEmpty());
+}
+
+// An object that does something whenever it is hashed.
+class HashMeddler final : public HxObject {
+ public:
+  explicit HashMeddler(std::function<void()> meddle) : _meddle(std::move(meddle)) {}
+  HxUInteger hash() const override {
+    _meddle();
+    return 1;
+  }
+
+ private:
+  std::function<void()> _meddle;
+};
+
+TEST(Reentry, ALookUpEndsWithASetThatTheHashEmpties) {
+  HxMutableSet set = HxMutableSet::initWithObjects({"a"_hx, "b"_hx});
+  const HxAny key = makeRef<HashMeddler>([&] { set.removeAllObjects(); });
+  EXPECT_FALSE(set.containsObject(key));
+  set.addObject("a"_hx);
+  set.removeObject(key);
+  EXPECT_TRUE(set.isEmpty());
+  set.addObject("a"_hx);
+  set.addObject(key);
+  EXPECT_EQ(set.count(), 1U);
+}
+
+TEST(Reentry, AHashRaisesIfAMemberChangesTheSet) {
+  HxMutableSet set = HxMutableSet::set();
+  bool meddles = false;
+  set.addObject(makeRef<HashMeddler>([&] {
+    if (meddles) fillSet(set);
+  }));
+  meddles = true;
+  EXPECT_EQ(raisedBy([&] { (void)set.hash(); }), HxInternalInconsistencyException);
+  set.removeAllObjects();
+}
+
+TEST(Reentry, EntriesThatChangeTheirDictionaryWhileTheyAreAddedRaise) {
+  HxMutableDictionary source = HxMutableDictionary::dictionary();
+  bool meddles = false;
+  source.setObject("value"_hx, makeRef<HashMeddler>([&] {
+                     if (meddles) source.removeAllObjects();
+                   }));
+  HxMutableDictionary target = HxMutableDictionary::dictionaryWithObject("x"_hx, "x"_hx);
+  meddles = true;
+  EXPECT_EQ(raisedBy([&] { target.addEntriesFromDictionary(source); }),
+            HxInternalInconsistencyException);
+}
+
+TEST(Reentry, ASetOfAnArrayTakesItAsItIsAtEachObject) {
+  for (const auto meddle : {empty, fill}) {
+    HxMutableArray array = HxMutableArray::array();
+    array.addObject(likeAMeddler());
+    array.addObject(makeRef<HashMeddler>([&] { meddle(array); }));
+    const HxSet set = HxSet::initWithArray(array);
+    EXPECT_EQ(set.count(), meddle == empty ? 2U : 3U);
+    array.removeAllObjects();
+  }
 }
 
 TEST(Reentry, AKeyThatCopiesToNilSetsNothing) {

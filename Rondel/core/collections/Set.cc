@@ -40,18 +40,16 @@ class SetStorage final : public HxObject, private internal::DropLink {
 
   // Values are nil.
   internal::ObjectTable table;
-  // Counts the changes: after each, members may be in other places.
-  HxUInteger generation = 0;
 };
 
 // Walks the table itself, and keeps it alive.
 class SetEnumerator final : public HxEnumeratorObject {
  public:
   explicit SetEnumerator(SetStorage* set)
-      : _set(set), _next(set->table.begin()), _generation(set->generation) {}
+      : _set(set), _next(set->table.begin()), _generation(set->table.generation()) {}
 
   HxAny nextObject() override {
-    if (_generation != _set->generation) {
+    if (_generation != _set->table.generation()) {
       HxException::raise(HxInternalInconsistencyException,
                          "-[HxEnumerator nextObject]: the set was changed meanwhile"_hx);
     }
@@ -82,7 +80,8 @@ HxMutableSet mutableHandleOf(const Ref<SetStorage>& storage) {
 
 Ref<SetStorage> makeSet(const HxArray& array, bool isMutable) {
   auto storage = makeRef<SetStorage>(isMutable);
-  for (const HxAny& object : array) storage->table.insert(object);
+  // The isEqual of an object may change the array.
+  for (HxUInteger i = 0; i < array.count(); ++i) storage->table.insert(array.objectAtIndex(i));
   return storage;
 }
 
@@ -174,28 +173,26 @@ HxMutableSet HxMutableSet::initWithObjects(std::initializer_list<HxAny> objects)
 
 void HxMutableSet::addObject(const HxHandle& object) {
   if (isForChange("-[HxMutableSet addObject:]", HxTypeID::set) && object) {
-    SetStorage& storage = *storageOf(*this);
-    if (storage.table.insert(object).second) ++storage.generation;
+    storageOf(*this)->table.insert(object);
   }
 }
 
 void HxMutableSet::addObjectsFromArray(const HxArray& array) {
   if (!isForChange("-[HxMutableSet addObjectsFromArray:]", HxTypeID::set)) return;
-  for (const HxAny& object : array) addObject(object);
+  // The isEqual of an object may change the array.
+  for (HxUInteger i = 0; i < array.count(); ++i) addObject(array.objectAtIndex(i));
 }
 
 void HxMutableSet::removeObject(const HxHandle& object) {
   if (!isForChange("-[HxMutableSet removeObject:]", HxTypeID::set) || !object) return;
   // Released after the table is in order again.
   const SetStorage::Member removed = storageOf(*this)->table.extract(object.object());
-  if (removed.key) ++storageOf(*this)->generation;
 }
 
 void HxMutableSet::removeAllObjects() {
   if (!isForChange("-[HxMutableSet removeAllObjects]", HxTypeID::set)) return;
   internal::ObjectTable removed;
   removed.swap(storageOf(*this)->table);
-  ++storageOf(*this)->generation;
 }
 
 }  // namespace rondel

@@ -9,15 +9,20 @@
 //     take [1] and [2] from the list; 1 and 2 differ: not equal
 //
 // A pair may wait if no other pair could take its place. Members of sets and keys may if only one
-// candidate has their hash. Only among several candidates the answer is needed at once.
+// candidate has their hash. Only among several candidates the answer is needed at once: a
+// comparison of its own finds it. The isEqual of other objects may begin further ones. All of them
+// share what they know of pairs; see ComparedPairs.h.
 #include "Rondel/core/collections/internal/Containers.h"
 
+#include <algorithm>
+#include <map>
 #include <utility>
 #include <vector>
 
 #include "Rondel/core/collections/Array.h"
 #include "Rondel/core/collections/Dictionary.h"
 #include "Rondel/core/collections/Set.h"
+#include "Rondel/core/collections/internal/ComparedPairs.h"
 #include "Rondel/core/collections/internal/MergeSort.h"
 #include "Rondel/core/collections/internal/ObjectTable.h"
 #include "Rondel/core/object/Exception.h"
@@ -79,66 +84,165 @@ HxUInteger countOf(const HxObject& container) {
 
 // ---- Hash -------------------------------------------------------------------------------------
 
-HxUInteger hashOfElements(const HxObject& container, int levels);
+// What a hash may look at: all objects of so many levels of containers, and below them so many
+// objects in all. Each container passes an equal part of what it leaves to the containers in it.
+//
+//   [[[1, 2, 3], "x"]] with one level and five objects
+//     [ ]              all: one container, which gets the five
+//     [[1, 2, 3], "x"] two of five; three are left for the one container in it
+//     [1, 2, 3]        three of three
+struct HashBudget {
+  int wholeLevels;
+  HxUInteger objects;
+};
 
-HxUInteger elementHash(const HxObject* object, int levels) {
-  if (!object) return 0;  // an open class has a key without a value
-  if (!isContainer(*object)) return tableHash(object);
-  return spreadHash(levels > 0 ? hashOfElements(*object, levels - 1) : countOf(*object));
-}
+// A part depends on kinds and counts only, never on the identity or the order of objects, so equal
+// containers hash alike.
+class ElementHashes {
+ public:
+  ElementHashes(const HxObject& container, HashBudget budget)
+      : _container(container),
+        _budget(budget),
+        _count(countOf(container)),
+        _looked(budget.wholeLevels > 0 ? _count : std::min(_count, budget.objects)) {}
 
-HxUInteger hashOfElements(const HxObject& container, int levels) {
-  HxUInteger hash = countOf(container) << 8 | static_cast<HxUInteger>(container.typeID());
-  if (container.typeID() == HxTypeID::array) {
-    const HxUInteger count = arrayOf(container).count();
-    HxArray::Iterator object(&arrayOf(container), 0);
-    for (HxUInteger i = 0; i < count; ++i, ++object) {
-      hash = spreadHash(hash ^ elementHash(object->object(), levels));
+  HxUInteger combined() {
+    HxUInteger hash = _count << 8 | static_cast<HxUInteger>(_container.typeID());
+    switch (containerKind(_container)) {
+      case ContainerKind::array:
+        forEachOfArray([&](const HxObject* object) { hash = spreadHash(hash ^ hashOf(object)); });
+        break;
+      case ContainerKind::dictionary:  // sums here and for sets, since the order is open
+        forEachEntry([&](const HxObject* key, const HxObject* value) {
+          hash += spreadHash(hashOf(key) + spreadHash(hashOf(value)));
+        });
+        break;
+      case ContainerKind::set:
+        forEachMember([&](const HxObject* member) { hash += hashOf(member); });
+        break;
+      case ContainerKind::none:
+        break;
     }
-  } else if (container.typeID() == HxTypeID::dictionary) {
-    // Sums here and for sets, since the order is open.
-    const HxDictionary::Iterator end;
-    for (HxDictionary::Iterator entry(&dictionaryOf(container)); !(entry == end); ++entry) {
-      hash += spreadHash(elementHash(entry->key.object(), levels) +
-                         spreadHash(elementHash(entry->value.object(), levels)));
-    }
-  } else {
-    for (const auto& member : tableOfSet(container)) {
-      hash += elementHash(member.key.object(), levels);
+    return hash;
+  }
+
+ private:
+  // Calls visit with the objects that the budget allows: the first and the last ones of an array.
+  template <class Visit>
+  void forEachOfArray(const Visit& visit) const {
+    const HxArrayObject& array = arrayOf(_container);
+    const HxAny* const objects = isBuiltInConstant(&array) ? array.contiguousObjects() : nullptr;
+    const HxUInteger atStart = _looked - _looked / 2;
+    for (HxUInteger i = 0; i < _looked; ++i) {
+      const HxUInteger index = i < atStart ? i : i + (_count - _looked);
+      if (objects) {
+        visit(objects[index].object());
+      } else if (index < array.count()) {  // the hash of an object may change the array
+        visit(array.objectAtIndex(index).object());
+      }
     }
   }
-  return hash;
-}
+  // Call visit with all or none, since the order is open.
+  template <class Visit>
+  void forEachEntry(const Visit& visit) const {
+    if (_looked < _count) return;
+    const HxDictionary::Iterator end;
+    for (HxDictionary::Iterator entry(&dictionaryOf(_container)); !(entry == end); ++entry) {
+      visit(entry->key.object(), entry->value.object());
+    }
+  }
+  template <class Visit>
+  void forEachMember(const Visit& visit) const {
+    if (_looked < _count) return;
+    tableOfSet(_container).forEach([&](const HxObject* member, const HxObject*) {
+      visit(member);
+      return true;
+    });
+  }
+
+  HxUInteger hashOf(const HxObject* object) {
+    if (!object) return 0;  // an open class has a key without a value
+    if (!isContainer(*object)) return tableHash(object);
+    if (!_isPartKnown) findPart();
+    return spreadHash(ElementHashes(*object, _part).combined());
+  }
+
+  void findPart() {
+    HxUInteger containers = 0;
+    const auto count = [&](const HxObject* object) {
+      containers += object && isContainer(*object) && countOf(*object) > 0;
+    };
+    if (_container.typeID() == HxTypeID::array) {
+      forEachOfArray(count);
+    } else if (_container.typeID() == HxTypeID::set) {
+      forEachMember(count);
+    } else {
+      forEachEntry([&](const HxObject* key, const HxObject* value) {
+        count(key);
+        count(value);
+      });
+    }
+    const bool isWhole = _budget.wholeLevels > 0;
+    const HxUInteger left = _budget.objects - (isWhole ? 0 : _looked);
+    _part = {isWhole ? _budget.wholeLevels - 1 : 0, left / std::max<HxUInteger>(containers, 1)};
+    _isPartKnown = true;
+  }
+
+  const HxObject& _container;
+  const HashBudget _budget;
+  const HxUInteger _count;
+  const HxUInteger _looked;  // at so many of the objects
+  HashBudget _part{};        // of each container in it
+  bool _isPartKnown = false;
+};
 
 // ---- Equality ---------------------------------------------------------------------------------
 
 // One comparison of two containers, with the pairs that still wait to be compared.
 class Comparison {
  public:
-  Comparison() {
-    if (nested == kMostNested) {
+  Comparison() : _outer(innermost), _shared(_outer ? _outer->_shared : _own) {
+    if (_shared.depth == kMostNested) {
       HxException::raise(HxInternalInconsistencyException,
-                         "-[HxObject isEqual:]: keys are nested too deeply to be compared"_hx);
+                         "-[HxObject isEqual:]: objects are nested too deeply to be compared"_hx);
     }
-    ++nested;
+    ++_shared.depth;
+    _shared.work += kWorkOfComparison;
+    innermost = this;
   }
   Comparison(const Comparison&) = delete;
   Comparison& operator=(const Comparison&) = delete;
-  ~Comparison() { --nested; }
+  // The pairs go after the thread has forgotten them: dropping them may begin a new comparison.
+  ~Comparison() {
+    if (!_areEqual) _shared.pairs.forgetSince(_firstPair);
+    --_shared.depth;
+    innermost = _outer;
+  }
 
   bool areEqual(const HxObject& a, const HxObject& b) {
-    if (!haveEqualElements(a, b, 0)) return false;
-    while (!_waiting.empty()) {
+    _areEqual = haveEqualElements(a, b, 0);
+    while (_areEqual && !_waiting.empty()) {
       const auto [left, right] = std::move(_waiting.back());
       _waiting.pop_back();
-      if (!haveEqualElements(*left.object(), *right.object(), 0)) return false;
+      _areEqual = haveEqualElements(*left.object(), *right.object(), 0);
     }
-    return true;
+    if (!_areEqual) _shared.pairs.setDifferent(a, b);
+    return _areEqual;
   }
 
  private:
   static constexpr int kMostLevels = 4;
   static constexpr int kMostNested = 500;
+  // Pairs are remembered after so much work. Small containers are compared without.
+  static constexpr HxUInteger kWorkWithoutMemory = 1000;
+  static constexpr HxUInteger kWorkOfComparison = 16;
+
+  // What comparisons share that are under way inside each other.
+  struct Shared {
+    ComparedPairs pairs;
+    HxUInteger work = 0;  // objects and comparisons
+    int depth = 0;        // comparisons
+  };
 
   bool areEqualElements(const HxObject* a, const HxObject* b, int level) {
     if (!a || !b) return false;
@@ -154,13 +258,28 @@ class Comparison {
     if (!isContainer(*key)) return table.find(key);
     const ObjectTable::Candidates candidates = table.candidatesFor(key);
     if (candidates.count != 1) return table.find(key);
-    return areEqualElements(candidates.first->key.object(), key, level) ? candidates.first
-                                                                        : nullptr;
+    const HxAny candidate = candidates.first->key;
+    const HxUInteger before = table.generation();
+    const bool areEqual = areEqualElements(candidate.object(), key, level);
+    table.requireUnchangedSince(before);
+    return areEqual ? candidates.first : nullptr;
   }
 
   bool haveEqualElements(const HxObject& a, const HxObject& b, int level) {
     if (&a == &b) return true;
-    if (countOf(a) != countOf(b)) return false;
+    const HxUInteger count = countOf(a);
+    if (count != countOf(b)) return false;
+    const bool isRemembered = _shared.work > kWorkWithoutMemory;
+    _shared.work += count + 1;
+    if (!isRemembered) return compareElements(a, b, level);
+    const ComparedPairs::Verdict known = _shared.pairs.meet(a, b);
+    if (known != ComparedPairs::Verdict::unknown) return known == ComparedPairs::Verdict::equal;
+    const bool areEqual = compareElements(a, b, level);
+    if (!areEqual) _shared.pairs.setDifferent(a, b);
+    return areEqual;
+  }
+
+  bool compareElements(const HxObject& a, const HxObject& b, int level) {
     switch (containerKind(a)) {
       case ContainerKind::array:
         return haveEqualObjects(arrayOf(a), arrayOf(b), level);
@@ -200,41 +319,81 @@ class Comparison {
     const ObjectTable* const table = tableOfDictionary(b);
     const HxDictionary::Iterator end;
     for (HxDictionary::Iterator entry(&a); !(entry == end); ++entry) {
-      HxAny made;
-      const HxObject* value = nullptr;
+      HxAny value;
       if (table) {
         const ObjectTable::Entry* found = entryWithKey(*table, entry->key.object(), level);
-        if (found) value = found->value.object();
+        if (found) value = found->value;  // held: its isEqual may change the dictionary
       } else {
-        made = b.objectForKey(entry->key);
-        value = made.object();
+        value = b.objectForKey(entry->key);
       }
-      if (!value || !areEqualElements(entry->value.object(), value, level)) return false;
+      if (!value || !areEqualElements(entry->value.object(), value.object(), level)) return false;
     }
     return true;
   }
 
   bool haveEqualMembers(const ObjectTable& a, const ObjectTable& b, int level) {
-    for (const auto& member : a) {
-      if (!entryWithKey(b, member.key.object(), level)) return false;
-    }
-    return true;
+    return a.forEach([&](const HxObject* member, const HxObject*) {
+      return entryWithKey(b, member, level) != nullptr;
+    });
   }
 
-  static thread_local int nested;
+  static thread_local Comparison* innermost;
+  Comparison* const _outer;
+  Shared _own;  // of the outermost alone
+  Shared& _shared;
+  const std::size_t _firstPair = _shared.pairs.added();
+  bool _areEqual = false;
   std::vector<std::pair<HxAny, HxAny>> _waiting;
 };
-constinit thread_local int Comparison::nested = 0;
+constinit thread_local Comparison* Comparison::innermost = nullptr;
 
 // ---- Description ------------------------------------------------------------------------------
 
-// Writes descriptions, each container by one level further to the right than the one around it.
+// Writes descriptions, each container by one level further to the right than the one around it. The
+// description of an object may begin others: all of them keep the bounds together.
 class Describer {
  public:
+  Describer() noexcept : _isOutermost(!shared) {
+    if (_isOutermost) shared = &_own;
+  }
+  Describer(const Describer&) = delete;
+  Describer& operator=(const Describer&) = delete;
+  ~Describer() {
+    if (_isOutermost) shared = nullptr;
+  }
+
   HxString describe(const HxObject& container) const { return describeContainer(container, 0); }
 
  private:
   static constexpr HxUInteger kMostLevels = 100;
+  static constexpr HxUInteger kIndent = 4;
+  static constexpr HxUInteger kLengthWithRepetitions = 100000;
+
+  // What descriptions share that are under way inside each other.
+  struct Shared {
+    std::vector<const HxObject*> open;  // the containers around, from the outermost on
+    HxUInteger length = 0;
+    std::map<const HxObject*, HxAny> described;  // since the length was reached
+  };
+
+  // A container that is being described.
+  class Opened {
+   public:
+    explicit Opened(const HxObject& container) { shared->open.push_back(&container); }
+    Opened(const Opened&) = delete;
+    Opened& operator=(const Opened&) = delete;
+    ~Opened() { shared->open.pop_back(); }
+  };
+
+  // Returns whether a container is written as "...": inside itself, too deep, or once more in a
+  // long text.
+  static bool isCut(const HxObject& container) {
+    const std::vector<const HxObject*>& open = shared->open;
+    if (open.size() > kMostLevels) return true;
+    if (std::find(open.begin(), open.end(), &container) != open.end()) return true;
+    return shared->length > kLengthWithRepetitions &&
+           !shared->described.try_emplace(&container, &container).second;
+  }
 
   static HxString lineFeedAndIndent(HxUInteger level) {
     HxMutableString text = HxMutableString::stringWithString("\n"_hx);
@@ -247,9 +406,10 @@ class Describer {
     if (!object) return nullptr;
     const HxObject& described = *object.object();
     if (isContainer(described) && isDescribedHere(described)) {
-      return level > kMostLevels ? "..."_hx : describeContainer(described, level);
+      return describeContainer(described, level);
     }
     HxString text = object.description();
+    shared->length += text.length() + kIndent * level;
     if (described.typeID() == HxTypeID::string) return text;
     return text.stringByReplacingOccurrencesOfString("\n"_hx, lineFeedAndIndent(level));
   }
@@ -260,6 +420,9 @@ class Describer {
   }
 
   HxString describeContainer(const HxObject& container, HxUInteger level) const {
+    shared->length += kIndent * level;
+    if (isCut(container)) return "..."_hx;
+    const Opened opened(container);
     switch (containerKind(container)) {
       case ContainerKind::array:
         return describeArray(arrayOf(container), level);
@@ -332,11 +495,19 @@ class Describer {
     text.appendString(")}"_hx);
     return text.copy();
   }
+
+  static thread_local Shared* shared;
+  Shared _own;  // of the outermost alone
+  const bool _isOutermost;
 };
+constinit thread_local Describer::Shared* Describer::shared = nullptr;
 
 }  // namespace
 
-HxUInteger hashOfContainer(const HxObject& container) { return hashOfElements(container, 1); }
+HxUInteger hashOfContainer(const HxObject& container) {
+  constexpr HashBudget kBudget{2, 256};
+  return ElementHashes(container, kBudget).combined();
+}
 
 bool areEqualContainers(const HxObject& a, const HxObject& b) {
   return Comparison().areEqual(a, b);

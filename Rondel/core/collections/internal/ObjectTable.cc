@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <bit>
 
+#include "Rondel/core/object/Exception.h"
 #include "Rondel/core/text/String.h"
 #include "Rondel/core/text/internal/Transcode.h"
 
@@ -26,8 +27,23 @@ ObjectTable::ObjectTable(const ObjectTable& other) {
   _count = other._count;
 }
 
-bool ObjectTable::isOpenText(const HxObject* kept, std::string_view ascii) {
-  return kept->isEqual(*makeString(ascii.data(), ascii.size()).object());
+void ObjectTable::raiseChanged() {
+  HxException::raise(HxInternalInconsistencyException,
+                     "-[HxObject isEqual:]: an object has changed the collection that it is in"_hx);
+}
+
+bool ObjectTable::isEqualKey(const HxObject* kept, const HxObject* key) const {
+  const bool isPlain = kept->typeID() == HxTypeID::number || kept->typeID() == HxTypeID::date;
+  if (isPlain && kept->typeID() == key->typeID()) return kept->isEqual(*key);
+  const HxAny held(kept);
+  const HxUInteger before = _generation;
+  const bool isEqual = kept->isEqual(*key);
+  requireUnchangedSince(before);
+  return isEqual;
+}
+
+bool ObjectTable::isOpenText(const HxObject* kept, std::string_view ascii) const {
+  return isEqualKey(kept, makeString(ascii.data(), ascii.size()).object());
 }
 
 std::pair<ObjectTable::Entry*, bool> ObjectTable::insert(HxAny key) {
@@ -40,6 +56,7 @@ std::pair<ObjectTable::Entry*, bool> ObjectTable::insert(HxAny key) {
   entry->key = std::move(key);
   entry->hash = hash;
   ++_count;
+  ++_generation;
   return {entry, true};
 }
 
@@ -56,13 +73,15 @@ ObjectTable::Entry ObjectTable::extract(const HxObject* key) {
     gap = i;
   }
   --_count;
+  ++_generation;
   return taken;
 }
 
 ObjectTable::Candidates ObjectTable::candidatesFor(const HxObject* key) const {
   Candidates found;
   if (_count == 0) return found;
-  const std::size_t hash = hashOf(key);
+  const std::size_t hash = hashOf(key);  // may empty the table
+  if (_count == 0) return found;
   for (std::size_t i = wrapped(hash); _places[i].hash != 0; i = wrapped(i + 1)) {
     if (_places[i].hash == hash && found.count++ == 0) found.first = &_places[i];
   }
@@ -72,6 +91,7 @@ ObjectTable::Candidates ObjectTable::candidatesFor(const HxObject* key) const {
 std::size_t ObjectTable::probesFor(const HxObject* key) const {
   if (_count == 0) return 0;
   const std::size_t hash = hashOf(key);
+  if (_count == 0) return 0;
   const Entry* const found = find(key, hash);
   std::size_t end = wrapped(hash);
   while (found ? &_places[end] != found : _places[end].hash != 0) end = wrapped(end + 1);

@@ -9,7 +9,7 @@
 //   if (const ObjectTable::Entry* entry = table.find(key.object())) ...
 //
 // Keys are never nil. What their hash or isEqual raises passes through and leaves the table as it
-// was; those two must not change the table.
+// was. If their isEqual changes the table, the operation raises HxInternalInconsistencyException.
 #pragma once
 
 #include <memory>
@@ -39,14 +39,25 @@ class ObjectTable {
     std::swap(_places, other._places);
     std::swap(_capacity, other._capacity);
     std::swap(_count, other._count);
+    ++_generation;
+    ++other._generation;
   }
 
   std::size_t size() const noexcept { return _count; }
   bool empty() const noexcept { return _count == 0; }
+  // Counts the changes of places: after each, entries may be elsewhere or gone.
+  HxUInteger generation() const noexcept { return _generation; }
+  // Raises HxInternalInconsistencyException if the table has another generation.
+  void requireUnchangedSince(HxUInteger generation) const {
+    if (_generation != generation) raiseChanged();
+  }
 
   // Returns the entry of a key, null if there is none.
   const Entry* find(const HxObject* key) const {
-    return _count == 0 ? nullptr : find(key, hashOf(key));
+    if (_count == 0) return nullptr;
+    const std::size_t hash = hashOf(key);
+    const bool isEmptied = !ObjectBits::isFlatString(key) && _count == 0;  // by the hash of the key
+    return isEmptied ? nullptr : find(key, hash);
   }
   // The entries whose key has the hash of a given key: their number, and the first of them.
   struct Candidates {
@@ -58,7 +69,7 @@ class ObjectTable {
   const Entry* findText(std::string_view ascii) const {
     if (_count == 0) return nullptr;
     const std::size_t hash = (hashOfBytes(ascii.data(), ascii.size()) >> 1) | kUsed;
-    return findWith(hash, [ascii](const HxObject* kept) { return isText(kept, ascii); });
+    return findWith(hash, [this, ascii](const HxObject* kept) { return isText(kept, ascii); });
   }
   // Returns the entry of this key and whether it is new. A new one has a nil value.
   std::pair<Entry*, bool> insert(HxAny key);
@@ -92,10 +103,25 @@ class ObjectTable {
     const Entry* _place;
     const Entry* _end;
   };
+  // Calls visit with each key and its value. Ends and returns false as soon as visit does. Raises
+  // HxInternalInconsistencyException if visit has changed the table.
+  template <class Visit>
+  bool forEach(const Visit& visit) const {
+    const HxUInteger before = _generation;
+    for (const Entry& entry : *this) {
+      const HxAny key = entry.key;
+      const HxAny value = entry.value;
+      const bool goesOn = visit(key.object(), value.object());
+      requireUnchangedSince(before);
+      if (!goesOn) return false;
+    }
+    return true;
+  }
   Iterator begin() const noexcept { return {_places.get(), endOfPlaces()}; }
   Iterator end() const noexcept { return {endOfPlaces(), endOfPlaces()}; }
 
  private:
+  [[noreturn]] static void raiseChanged();
   // Never 0.
   static std::size_t hashOf(const HxObject* key) { return tableHash(key) | kUsed; }
   const Entry* endOfPlaces() const noexcept { return _places.get() + _capacity; }
@@ -103,8 +129,14 @@ class ObjectTable {
   std::size_t wrapped(std::size_t index) const noexcept { return index & (_capacity - 1); }
 
   const Entry* find(const HxObject* key, std::size_t hash) const {
-    return findWith(hash, [key](const HxObject* kept) { return equalObjects(kept, key); });
+    return findWith(hash, [this, key](const HxObject* kept) { return isSameKey(kept, key); });
   }
+  bool isSameKey(const HxObject* kept, const HxObject* key) const {
+    const bool areText = ObjectBits::isFlatString(kept) && ObjectBits::isFlatString(key);
+    return kept == key || areText ? equalObjects(kept, key) : isEqualKey(kept, key);
+  }
+  // Calls isEqual, which may run code of the caller.
+  bool isEqualKey(const HxObject* kept, const HxObject* key) const;
   template <class IsKey>
   const Entry* findWith(std::size_t hash, const IsKey& isKey) const {
     for (std::size_t i = wrapped(hash);; i = wrapped(i + 1)) {
@@ -119,11 +151,11 @@ class ObjectTable {
   }
   Entry* freePlace(std::size_t hash) noexcept;
 
-  static bool isText(const HxObject* kept, std::string_view ascii) {
+  bool isText(const HxObject* kept, std::string_view ascii) const {
     if (!ObjectBits::isFlatString(kept)) return isOpenText(kept, ascii);
     return flatString(kept)->isNarrow() && flatString(kept)->narrowView() == ascii;
   }
-  static bool isOpenText(const HxObject* kept, std::string_view ascii);
+  bool isOpenText(const HxObject* kept, std::string_view ascii) const;
 
   static constexpr std::size_t kUsed = std::size_t{1} << 63;
   static constexpr std::size_t kLeastCapacity = 4;
@@ -131,6 +163,7 @@ class ObjectTable {
   std::unique_ptr<Entry[]> _places;
   std::size_t _capacity = 0;  // a power of two, or 0
   std::size_t _count = 0;
+  HxUInteger _generation = 0;
 };
 
 }  // namespace rondel::internal
