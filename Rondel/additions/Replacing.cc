@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <type_traits>
 
-#include "Rondel/additions/internal/GrowingRun.h"
 #include "Rondel/core/text/internal/Characters.h"
 #include "Rondel/core/text/internal/CodeUnits.h"
+#include "Rondel/core/text/internal/GrowingRun.h"
 #include "Rondel/core/text/internal/MakeString.h"
 
 namespace rondel {

@@ -3,9 +3,9 @@
 
 #include <algorithm>
 
-#include "Rondel/additions/internal/GrowingRun.h"
 #include "Rondel/core/text/internal/Characters.h"
 #include "Rondel/core/text/internal/CodeUnits.h"
+#include "Rondel/core/text/internal/GrowingRun.h"
 
 namespace rondel {
 

@@ -4,9 +4,9 @@
 // not. Short text never leaves the stack.
 #pragma once
 
-#include "Rondel/additions/internal/GrowingRun.h"
 #include "Rondel/core/text/String.h"
 #include "Rondel/core/text/internal/Characters.h"
+#include "Rondel/core/text/internal/GrowingRun.h"
 
 namespace rondel::internal {
 

@@ -16,8 +16,8 @@
 
 #include <bit>
 
-#include "Rondel/additions/internal/GrowingRun.h"
 #include "Rondel/core/object/Types.h"
+#include "Rondel/core/text/internal/GrowingRun.h"
 
 #ifdef __SSE2__
 #include <emmintrin.h>

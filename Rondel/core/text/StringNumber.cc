@@ -16,7 +16,6 @@ namespace {
 using internal::Characters;
 
 bool isWhitespace(HxUniChar unit) { return u_isUWhiteSpace(unit) != 0; }
-bool isDigit(HxUniChar unit) { return unit >= u'0' && unit <= u'9'; }
 
 // Walks over the start of a text; it reads 0 at the end.
 class Cursor {
@@ -48,7 +47,7 @@ Integer leadingNumber(const HxString& string) {
   cursor.skipWhitespace();
   const bool isNegative = cursor.skipSign();
   Integer value = 0;  // kept negative: the range has one more number there
-  for (; isDigit(cursor.unit()); cursor.advance()) {
+  for (; internal::isDecimalDigit(cursor.unit()); cursor.advance()) {
     if (__builtin_mul_overflow(value, 10, &value) ||
         __builtin_sub_overflow(value, cursor.unit() - u'0', &value)) {
       return isNegative ? kLeast : kGreatest;
@@ -67,8 +66,8 @@ HxInteger HxString::integerValue() const { return leadingNumber<HxInteger>(*this
 bool HxString::boolValue() const {
   if (isEmpty()) return false;
   const HxUniChar unit = characterAtIndex(0);
-  return (isDigit(unit) && unit != u'0') || unit == u'Y' || unit == u'y' || unit == u'T' ||
-         unit == u't';
+  return (internal::isDecimalDigit(unit) && unit != u'0') || unit == u'Y' || unit == u'y' ||
+         unit == u'T' || unit == u't';
 }
 
 }  // namespace rondel

@@ -20,7 +20,7 @@ using internal::UnitBuffer;
 namespace {
 
 HxString stringOf(const UnitBuffer& units) {
-  return internal::makeString(units.data(), units.length());
+  return internal::makeString(units.units(), units.length());
 }
 
 // ---- Case -------------------------------------------------------------------------------------
@@ -46,7 +46,7 @@ HxString convertedASCII(std::string_view text, const CaseMapping& mapping) {
 
 HxString convertedUnits(const HxUniChar* units, HxUInteger length, const CaseMapping& mapping) {
   UnitBuffer result;
-  result.reserve(length);
+  result.room(length);
   result.appendWith([&](HxUniChar* place, std::int32_t room) {
     constexpr const char* kRootLocale = "";
     UErrorCode status = U_ZERO_ERROR;
@@ -117,7 +117,7 @@ class FileName {
       if (end < length) end = internal::nextSequenceBoundary(units, length, end - 1);
       decomposed.clear();
       internal::appendDecomposed(units + at, end - at, decomposed);
-      if (!append(decomposed.data(), decomposed.length())) return false;
+      if (!append(decomposed.units(), decomposed.length())) return false;
       at = end;
     }
     return true;

@@ -205,7 +205,7 @@ void appendSorted(const HxUniChar* units, HxUInteger length, UnitBuffer& out) {
   MarkSorter sorter(out);
   for (HxUInteger i = 0; i < decomposed.length();) {
     UChar32 c;
-    U16_NEXT(decomposed.data(), i, decomposed.length(), c);
+    U16_NEXT(decomposed.units(), i, decomposed.length(), c);
     sorter.add(c);
   }
   sorter.finish();
@@ -248,7 +248,7 @@ void appendComposed(const HxUniChar* units, HxUInteger length, UnitBuffer& out) 
   // Composition adds sorted marks at the end, one after the other.
   UnitBuffer decomposed;
   appendDecomposed(units, length, decomposed);
-  appendNormalized(formC(), decomposed.data(), decomposed.length(), out);
+  appendNormalized(formC(), decomposed.units(), decomposed.length(), out);
 }
 
 bool isDecomposed(const HxUniChar* units, HxUInteger length) {
@@ -262,7 +262,7 @@ bool isComposed(const HxUniChar* units, HxUInteger length) {
   }
   UnitBuffer composed;
   appendComposed(units, length, composed);
-  return composed.length() == length && areSameUnits(composed.data(), units, length);
+  return composed.length() == length && areSameUnits(composed.units(), units, length);
 }
 
 // ---- Keys -------------------------------------------------------------------------------------
@@ -311,12 +311,12 @@ void appendKey(const HxUniChar* units, HxUInteger length, Equivalence equivalenc
   UnitBuffer decomposed;
   UnitBuffer folded;
   appendDecomposed(units, length, decomposed);
-  appendFolded(decomposed.data(), decomposed.length(), folded);
-  appendDecomposed(folded.data(), folded.length(), key);
+  appendFolded(decomposed.units(), decomposed.length(), folded);
+  appendDecomposed(folded.units(), folded.length(), key);
 }
 
 void appendKey(const char* ascii, HxUInteger length, Equivalence equivalence, UnitBuffer& key) {
-  key.reserve(key.length() + length);
+  key.room(length);
   for (HxUInteger i = 0; i < length; ++i) {
     key.append(equivalence.fold(static_cast<unsigned char>(ascii[i])));
   }

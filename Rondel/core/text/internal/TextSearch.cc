@@ -119,7 +119,7 @@ void TextSearch::prepare(const Characters& pattern) {
       [&](auto* units, HxUInteger length) { appendKey(units, length, _equivalence, _key); });
   _length = _key.length();
   // Text that is not ASCII can have a key that is. ASCII text cannot hold a key that is not.
-  if (_text.isNarrow() && !isASCII(_key.data(), _length)) return;
+  if (_text.isNarrow() && !isASCII(_key.units(), _length)) return;
   _road = _text.isNarrow() || _equivalence.isExact() ? Road::units : Road::keys;
   _startsAsItself = !_equivalence.foldsCase && _key[0] < 0x80 && !hasTwin(_key[0]) &&
                     (_length == 1 || _key[1] < kFirstMark);
@@ -312,7 +312,7 @@ HxUInteger TextSearch::endOfMatchAt(HxUInteger start, HxUInteger limit) const {
     piece.clear();
     appendKey(units + at, end - at, _equivalence, piece);
     if (piece.length() > _length - matched ||
-        std::memcmp(piece.data(), _key.data() + matched, piece.length() * sizeof(HxUniChar)) != 0) {
+        std::memcmp(piece.units(), _key.units() + matched, piece.length() * sizeof(HxUniChar)) != 0) {
       return HxNotFound;
     }
     at = end;
@@ -332,7 +332,7 @@ HxUInteger TextSearch::startOfMatchEndingAt(HxUInteger end, HxUInteger limit) co
     if (start < limit) return HxNotFound;
     piece.clear();
     appendKey(units + start, at - start, _equivalence, piece);
-    if (piece.length() > left || std::memcmp(piece.data(), _key.data() + left - piece.length(),
+    if (piece.length() > left || std::memcmp(piece.units(), _key.units() + left - piece.length(),
                                              piece.length() * sizeof(HxUniChar)) != 0) {
       return HxNotFound;
     }

@@ -11,9 +11,11 @@
 
 namespace rondel::internal {
 
-template <class Unit, HxUInteger kStackUnits = 1024 / sizeof(Unit)>
+template <class Unit, HxUInteger kUnitsOnStack = 1024 / sizeof(Unit)>
 class GrowingRun {
  public:
+  static constexpr HxUInteger kStackUnits = kUnitsOnStack;
+
   GrowingRun() noexcept = default;
   GrowingRun(const GrowingRun&) = delete;
   GrowingRun& operator=(const GrowingRun&) = delete;
@@ -24,6 +26,8 @@ class GrowingRun {
   const Unit* units() const noexcept { return _units; }
   HxUInteger length() const noexcept { return _length; }
 
+  // Returns how many units can be added without the heap.
+  HxUInteger roomLeft() const noexcept { return _capacity - _length; }
   // Returns room for `count` more units. Call moveEndTo after writing there.
   Unit* room(HxUInteger count) {
     if (count > _capacity - _length) grow(count);
