@@ -56,20 +56,26 @@ struct LastComponent {
   HxUInteger dot;  // `end` if there is no extension
 };
 
+// Returns what is appended of a component: all but the separators at its end, and at its start
+// unless it is the first one.
+HxString partToAppend(const HxString& component, bool isFirst) {
+  const Characters name(component);
+  const HxUInteger end = endWithoutSeparators(name, name.length());
+  HxUInteger start = 0;
+  while (!isFirst && start < end && name[start] == kSeparator) ++start;
+  return component.substringWithRange({start, end - start});
+}
+
 }  // namespace
 
 HxString HxString::stringByAppendingPathComponent(const HxString& component) const {
   if (!_object) return nullptr;
   const Characters path(*this);
-  const Characters name(component);
   const HxUInteger end = endWithoutSeparators(path, path.length());
-  const HxUInteger nameEnd = endWithoutSeparators(name, name.length());
-  if (end == 0) return component ? component.substringToIndex(nameEnd) : copy();
-  HxUInteger nameStart = 0;
-  while (nameStart < nameEnd && name[nameStart] == kSeparator) ++nameStart;
-  HxString head = substringToIndex(end);
-  if (nameStart == nameEnd) return head;
-  const HxString tail = component.substringWithRange({nameStart, nameEnd - nameStart});
+  const HxString tail = partToAppend(component, end == 0);
+  if (end == 0) return tail ? tail : copy();
+  const HxString head = substringToIndex(end);
+  if (tail.isEmpty()) return head;
   const bool isRoot = path[end - 1] == kSeparator;
   return isRoot ? stringByConcatenating(head, tail) : stringByConcatenating(head, "/"_hx, tail);
 }
@@ -114,11 +120,16 @@ HxArray HxString::pathComponents() const {
 }
 
 HxString HxString::pathWithComponents(const HxArray& components) {
-  HxString path = string();
+  HxMutableString path = HxMutableString::string();
   for (const HxAny& component : components) {
-    path = path.stringByAppendingPathComponent(as<HxString>(component));
+    const bool isFirst = path.isEmpty();
+    const HxString part = partToAppend(as<HxString>(component), isFirst);
+    if (part.isEmpty()) continue;
+    const bool isRoot = !isFirst && path.characterAtIndex(path.length() - 1) == kSeparator;
+    if (!isFirst && !isRoot) path.appendString("/"_hx);
+    path.appendString(part);
   }
-  return path;
+  return path.copy();
 }
 
 bool HxString::isAbsolutePath() const {

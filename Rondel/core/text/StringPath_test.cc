@@ -129,6 +129,32 @@ TEST(StringPath, JoinsComponents) {
   EXPECT_EQ(HxString::pathWithComponents(HxArray::array()), ""_hx);
 }
 
+TEST(StringPath, ComponentsAreJoinedAsIfAppendedOneAfterTheOther) {
+  const HxString parts[] = {"/"_hx,  "//"_hx,       "a"_hx, "/a"_hx,
+                            "a/"_hx, "//a//b//"_hx, ""_hx,  nullptr};
+  for (const HxString& first : parts) {
+    for (const HxString& second : parts) {
+      for (const HxString& third : parts) {
+        HxString path = ""_hx;
+        for (const HxString& part : {first, second, third}) {
+          path = path.stringByAppendingPathComponent(part);
+        }
+        EXPECT_EQ(HxString::pathWithComponents(strings({first, second, third})), path);
+      }
+    }
+  }
+}
+
+// Copying the path for each of them would take 10^12 steps.
+TEST(StringPath, AMillionComponentsAreJoined) {
+  HxMutableArray components = HxMutableArray::array();
+  for (int i = 0; i < 1000000; ++i) components.addObject("ab"_hx);
+  const HxString path = HxString::pathWithComponents(components);
+  EXPECT_EQ(path.length(), 2999999U);
+  EXPECT_TRUE(path.stringByResolvingSymlinksInPath() == path);
+  EXPECT_TRUE(path.stringByStandardizingPath() == path);
+}
+
 TEST(StringPath, AbsolutePathsBeginWithASlashOrATilde) {
   for (const TextForm form : kTextForms) {
     EXPECT_TRUE(makeText(form, u"/a").isAbsolutePath());

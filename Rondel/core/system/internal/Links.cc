@@ -21,6 +21,7 @@
 #include <array>
 #include <climits>
 #include <cstdio>
+#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -61,20 +62,36 @@ std::string targetOfLink(const char* path) {
   return length > 0 ? std::string(target.data(), static_cast<std::size_t>(length)) : std::string();
 }
 
-// Takes the first component off a path; empty for a separator and at the end.
-std::string takeComponent(std::string& path) {
-  const std::size_t end = std::min(path.find('/'), path.size());
-  std::string name = path.substr(0, end);
-  path.erase(0, end + 1);
-  return name;
-}
+// What is still to be followed.
+class Rest {
+ public:
+  explicit Rest(const char* path) : _path(path) {}
 
-std::string byWalking(std::string rest) {
+  bool isEmpty() const { return _start >= _path.size(); }
+  // Takes the first component off; empty for a separator.
+  std::string takeComponent() {
+    const std::size_t start = _start;
+    const std::size_t end = std::min(_path.find('/', start), _path.size());
+    _start = end + 1;
+    return _path.substr(start, end - start);
+  }
+  void putBefore(const std::string& target) {
+    _path = isEmpty() ? target : target + "/" + _path.substr(_start);
+    _start = 0;
+  }
+
+ private:
+  std::string _path;
+  std::size_t _start = 0;
+};
+
+std::string byWalking(const char* path) {
   constexpr int kMostLinks = 40;  // as the kernel
+  Rest rest(path);
   PathBuilder done;
-  if (rest.starts_with('/')) done.startAtRoot();
-  for (int links = 0; !rest.empty();) {
-    const std::string name = takeComponent(rest);
+  if (path[0] == '/') done.startAtRoot();
+  for (int links = 0; !rest.isEmpty();) {
+    const std::string name = rest.takeComponent();
     if (name.empty() || name == ".") continue;
     if (name == "..") {
       done.removeLast();
@@ -91,7 +108,7 @@ std::string byWalking(std::string rest) {
     const std::string target = targetOfLink(next.path().c_str());
     if (target.empty() || ++links > kMostLinks) return std::string();
     if (target.starts_with('/')) done.startAtRoot();
-    rest.insert(0, target + "/");
+    rest.putBefore(target);
   }
   return done.path().empty() ? "." : done.path();
 }
@@ -114,6 +131,7 @@ std::string byAskingTheSystem(const char* path) {
 }  // namespace
 
 std::string pathWithoutLinks(const char* path) {
+  if (std::strlen(path) >= PATH_MAX) return std::string();  // the system takes no longer ones
   if (path[0] == '/') {
     if (std::string target = byAskingTheSystem(path); !target.empty()) return target;
   }

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <filesystem>
 #include <string>
 
@@ -65,6 +66,32 @@ TEST_F(Links, OfTheRootAreTheRoot) { EXPECT_EQ(pathWithoutLinks("/.."), "/"); }
 TEST_F(Links, InARelativePathLeaveItRelative) {
   EXPECT_EQ(pathWithoutLinks("./.."), "..");
   EXPECT_EQ(pathWithoutLinks("."), ".");
+}
+
+// Of all that is too long for the system, nothing is looked at.
+TEST_F(Links, OfAPathThatIsTooLongForTheSystemLeadNowhere) {
+  const std::string longest(PATH_MAX - 2, '/');
+  EXPECT_EQ(pathWithoutLinks((longest + ".").c_str()), "/");
+  EXPECT_EQ(pathWithoutLinks((longest + "..").c_str()), "");
+  std::string dots = ".";
+  while (dots.size() < 10000000) dots += "/./.";
+  EXPECT_EQ(pathWithoutLinks(dots.c_str()), "");
+}
+
+// Each of the links puts a thousand components before those that are left.
+TEST_F(Links, WithLongTextAreFollowedOneAfterTheOther) {
+  std::string here;
+  while (here.size() < 4000) here += "./";
+  std::string path = "a/b/file";
+  for (int i = 0; i < 39; ++i) {
+    const std::string name = "long" + std::to_string(i);
+    std::filesystem::create_symlink(here + path, folder.path(name));
+    path = name;
+  }
+  for (const bool isWalked : {false, true}) {
+    if (isWalked) walk();
+    EXPECT_EQ(followed(path), folder.path("a/b/file")) << isWalked;
+  }
 }
 
 // The system shows the old path of such a file; another file may have it by now.
