@@ -22,6 +22,7 @@
 #include "Rondel/core/text/CharacterSet.h"
 #include "Rondel/core/text/internal/Characters.h"
 #include "Rondel/core/text/internal/CodeUnits.h"
+#include "Rondel/core/text/internal/StringBlock.h"
 #include "Rondel/core/text/internal/UpperHalves.h"
 
 namespace rondel {
@@ -57,6 +58,7 @@ class CommandLineSplitter {
       : _at(text),
         _end(text + length),
         _preservesQuotes(preservesQuotes),
+        _maker(length),
         _words(internal::likelyWordCount(length)) {}
 
   HxArray split() {
@@ -96,7 +98,7 @@ class CommandLineSplitter {
   // A word without characters counts if there were quotes in it.
   void endWord() {
     if (_word.isEmpty() && !_sawQuote) return;
-    _words.append(internal::makeString(_word.units(), _word.length()));
+    _words.append(_maker.make(_word.units(), _word.length()));
     _word.clear();
     _sawQuote = false;
   }
@@ -118,6 +120,7 @@ class CommandLineSplitter {
   Unit _quote = 0;  // the one that opened the quotes we are in
   bool _sawQuote = false;
   Word<Unit, kWordUnitsOnStack> _word;
+  internal::WordMaker _maker;
   ArrayBuilder _words;
   const Whitespace<Unit> _whitespace{};
 };

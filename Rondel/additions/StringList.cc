@@ -24,6 +24,7 @@
 #include "Rondel/core/report/Check.h"
 #include "Rondel/core/text/internal/Characters.h"
 #include "Rondel/core/text/internal/CodeUnits.h"
+#include "Rondel/core/text/internal/StringBlock.h"
 #include "Rondel/core/text/internal/UpperHalves.h"
 
 namespace rondel {
@@ -97,6 +98,12 @@ class StringListSplitter {
   Word<char, kElementBytesOnStack> _word;
 };
 
+// Returns the text of UTF-8, nil if that is not well-formed.
+HxString stringOf(std::string_view utf8, internal::WordMaker& maker) {
+  const bool isASCII = internal::isASCII(utf8.data(), utf8.size());
+  return isASCII ? maker.make(utf8.data(), utf8.size()) : HxString(utf8);
+}
+
 // Made once, never destroyed.
 const HxArray& sharedEmptyList() {
   static const HxArray& list = *new HxArray(HxArray::array());
@@ -145,6 +152,7 @@ HxArray MoSplitWhitespaceSeparatedComponents(const char* bytes, std::size_t leng
   if (!bytes) bytes = "";
   const std::size_t textLength = std::strlen(bytes);
   StringListSplitter splitter(bytes, textLength);
+  internal::WordMaker maker(textLength);
   ArrayBuilder elements(internal::likelyWordCount(textLength));
   for (splitter.skipWhitespace(); !splitter.isAtEnd(); splitter.skipWhitespace()) {
     MoAssertText(!splitter.isAtEnd() && !splitter.isAtWhitespace(), "*iptr && !isspace(*iptr)");
@@ -153,7 +161,7 @@ HxArray MoSplitWhitespaceSeparatedComponents(const char* bytes, std::size_t leng
         splitter.isAtEnd() || (!splitter.isInsideWeakQuotes() && splitter.isAtWhitespace()),
         "*iptr == '\\0' || (isInsideWeakQuotes == (BOOL)0 && isspace(*iptr))");
     if (splitter.element().empty()) continue;
-    HxString string(splitter.element());
+    HxString string = stringOf(splitter.element(), maker);
     MoCheckString(string);
     elements.append(std::move(string));  // nil is not appended
   }

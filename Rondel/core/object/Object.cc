@@ -91,7 +91,7 @@ constexpr HxMethod kObjectMethods[] = {
 void HxObject::destroy() const noexcept {
   if (_bits & kFlatWide) internal::forgetSequence(this);
   if (_bits & (kFlatNarrow | kFlatWide)) {
-    internal::FlatString::freeBlock(const_cast<HxObject*>(this));
+    internal::FlatString::drop(static_cast<internal::FlatString*>(const_cast<HxObject*>(this)));
   } else {
     delete this;
   }

@@ -14,6 +14,7 @@
 #include "Rondel/core/text/internal/BufferString.h"
 #include "Rondel/core/text/internal/Characters.h"
 #include "Rondel/core/text/internal/MakeString.h"
+#include "Rondel/core/text/internal/StringBlock.h"
 #include "Rondel/core/text/internal/TextEncoding.h"
 #include "Rondel/core/text/internal/TextHash.h"
 #include "Rondel/core/text/internal/TextPieces.h"
@@ -165,6 +166,22 @@ FlatString* FlatString::makeWide(HxUInteger length) {
 }
 
 void FlatString::freeBlock(void* block) noexcept { std::free(block); }
+
+void FlatString::drop(FlatString* string) noexcept {
+  if (const HxUInteger distance = string->bits() >> kDistanceShift) {
+    internal::StringBlock::dropString(string, distance);
+  } else {
+    freeBlock(string);
+  }
+}
+
+FlatString* internal::WordMaker::makeInNewBlock(HxUInteger length) {
+  StringBlock* const block =
+      StringBlock::make(std::max(_blockBytes, StringBlock::bytesForOne(length)));
+  if (_block) _block->close();
+  _block = block;
+  return block->makeString(length);
+}
 
 void FlatString::getCharacters(HxUniChar* buffer, HxRange range) const {
   if (isNarrow()) {

@@ -50,11 +50,11 @@ class AtomicWord {
     }
     return false;
   }
-  // Subtracts one. Returns the new value.
-  constexpr std::uint32_t decrement() noexcept {
-    if (std::is_constant_evaluated()) return --_value;
-    if (!isSingleThreaded()) return __atomic_sub_fetch(&_value, 1U, __ATOMIC_ACQ_REL);
-    const std::uint32_t left = loadRelaxed() - 1;
+  // Subtracts one, or more. Returns the new value.
+  constexpr std::uint32_t decrement(std::uint32_t count = 1) noexcept {
+    if (std::is_constant_evaluated()) return _value -= count;
+    if (!isSingleThreaded()) return __atomic_sub_fetch(&_value, count, __ATOMIC_ACQ_REL);
+    const std::uint32_t left = loadRelaxed() - count;
     storeRelaxed(left);
     return left;
   }

@@ -37,9 +37,13 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
   static FlatString* makeNarrow(HxUInteger length) {
     return makeNarrowIn(allocate(sizeof(FlatString) + length + 1), length);
   }
-  // Does the same in a block with the room for it: a new one, or that of a former string.
-  static FlatString* makeNarrowIn(void* block, HxUInteger length) noexcept {
-    auto* string = new (block) FlatString(static_cast<std::uint32_t>(length), kFlatNarrow);
+  // Does the same in a place with the room for it: a new block, that of a former string, or a place
+  // in a StringBlock at this distance from its start.
+  static FlatString* makeNarrowIn(void* place, HxUInteger length,
+                                  HxUInteger distance = 0) noexcept {
+    const std::uint32_t flags = kFlatNarrow | static_cast<std::uint32_t>(distance)
+                                                  << kDistanceShift;
+    auto* string = new (place) FlatString(static_cast<std::uint32_t>(length), flags);
     string->narrow()[length] = '\0';
     return string;
   }
@@ -79,10 +83,12 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
     return isNarrow() ? _length : HxUInteger{_length} * sizeof(HxUniChar);
   }
 
+  // Ends a string that has lost its last reference.
+  static void drop(FlatString* string) noexcept;
   // Frees the block of a string. Deliberate: out of line, so that no compiler sees the delete of a
   // constant after its handle ends.
   static void freeBlock(void* block) noexcept;
-  static void* allocate(std::size_t bytes);
+  [[gnu::returns_nonnull]] static void* allocate(std::size_t bytes);
 
   static void* operator new(std::size_t, void* place) noexcept { return place; }
   static constexpr void operator delete(void* block) noexcept {
@@ -98,6 +104,9 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
       : HxStringObject(kImmortal | (isNarrow ? kFlatNarrow : kFlatWide)), _length(length) {}
 
  private:
+  // The bits from here on are the distance from the start of a StringBlock, 0 outside of one.
+  static constexpr unsigned kDistanceShift = 16;
+
   FlatString(std::uint32_t length, std::uint32_t flags) noexcept
       : HxStringObject(flags), _length(length) {}
   std::uint32_t computeHash() const noexcept;
