@@ -16,6 +16,10 @@ class ObjectBits : private HxHandle {
   static bool isFlatString(const HxObject* object) noexcept {
     return (bitsOf(object) & (kFlatNarrow | kFlatWide)) != 0;
   }
+  // Returns whether an object is a flat string of the same width as this one.
+  static bool isFlatLike(const FlatString& text, const HxObject* object) noexcept {
+    return ((bitsOf(&text) ^ bitsOf(object)) & (kFlatNarrow | kFlatWide)) == 0;
+  }
   static bool isBuiltIn(const HxObject* object) noexcept {
     return (bitsOf(object) & kBuiltIn) != 0;
   }
@@ -31,6 +35,28 @@ inline const FlatString* flatString(const HxObject* object) noexcept {
 // Returns whether an object is one of the library's own that never changes.
 inline bool isBuiltInConstant(const HxObject* object) noexcept {
   return ObjectBits::isBuiltIn(object) && !ObjectBits::isMutable(object);
+}
+
+// Most keys are short: a call would cost more than comparing them.
+inline constexpr std::size_t kMostBytesOfShortRun = 32;
+// Returns whether two short runs are the same.
+inline bool areSameShortRuns(const char* a, const char* b, std::size_t count) noexcept {
+  const auto differAt = [a, b]<class Word>(Word left, std::size_t at) {
+    Word right;
+    std::memcpy(&left, a + at, sizeof(Word));
+    std::memcpy(&right, b + at, sizeof(Word));
+    return left ^ right;
+  };
+  constexpr std::uint64_t kEight = 0;
+  constexpr std::uint32_t kFour = 0;
+  if (count >= 16) {
+    return (differAt(kEight, 0) | differAt(kEight, 8) | differAt(kEight, count - 16) |
+            differAt(kEight, count - 8)) == 0;
+  }
+  if (count >= 8) return (differAt(kEight, 0) | differAt(kEight, count - 8)) == 0;
+  if (count >= 4) return (differAt(kFour, 0) | differAt(kFour, count - 4)) == 0;
+  return count == 0 ||
+         (a[0] == b[0] && a[count / 2] == b[count / 2] && a[count - 1] == b[count - 1]);
 }
 
 // Returns isEqual of objects that are not nil.

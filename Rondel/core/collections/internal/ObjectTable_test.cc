@@ -10,6 +10,7 @@
 #include <random>
 #include <set>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "Rondel/core/text/String.h"
@@ -58,6 +59,46 @@ TEST(ObjectTable, TellsWhetherAKeyIsNew) {
   EXPECT_TRUE(table.insert("a"_hx).second);
   EXPECT_FALSE(table.insert(HxString(u"a")).second);
   EXPECT_EQ(table.size(), 1u);
+}
+
+// Each unit of a key counts, whatever its length and width.
+TEST(ObjectTable, FindsAStringAndNoneThatDiffersInOneUnit) {
+  for (const char16_t filler : {u'x', u'\u4E2D'}) {
+    for (std::size_t length = 0; length < 40; ++length) {
+      const std::u16string units(length, filler);
+      ObjectTable table;
+      put(table, HxString(units), 1);
+      const HxString same(units);
+      EXPECT_EQ(valueOf(table, same), 1) << length;
+      EXPECT_EQ(valueOf(table, same), 1) << length << ", hashed before";
+      for (std::size_t i = 0; i < length; ++i) {
+        std::u16string others = units;
+        others[i] = u'y';
+        const HxString other(others);
+        EXPECT_EQ(valueOf(table, other), -1) << length << ' ' << i;
+        EXPECT_EQ(valueOf(table, other), -1) << length << ' ' << i;
+      }
+    }
+  }
+}
+
+// Of 300,000 texts about twenty pairs share the 31 bits that are kept.
+TEST(ObjectTable, TellsStringsOfOneHashApart) {
+  std::map<std::size_t, HxString> seen;
+  int pairs = 0;
+  for (int i = 0; i < 300000; ++i) {
+    const HxString text(std::string_view("key " + std::to_string(i)));
+    const auto [place, isNew] = seen.emplace(tableHash(text.object()), text);
+    if (isNew || text.length() != place->second.length()) continue;
+    ++pairs;
+    ObjectTable table;
+    put(table, place->second, 1);
+    EXPECT_EQ(valueOf(table, text), -1);
+    put(table, text, 2);
+    EXPECT_EQ(valueOf(table, place->second), 1);
+    EXPECT_EQ(valueOf(table, text), 2);
+  }
+  EXPECT_GT(pairs, 0);
 }
 
 TEST(ObjectTable, FindsStringsByTheirCharacters) {

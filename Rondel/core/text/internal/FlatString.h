@@ -70,9 +70,11 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
   HxUInteger flatLength() const noexcept { return _length; }
   // Returns the hash, computed on first use and kept; two threads that race compute the same.
   std::uint32_t flatHash() const noexcept {
-    const std::uint32_t kept = _hash.loadRelaxed();
+    const std::uint32_t kept = keptHash();
     return kept ? kept : computeHash();
   }
+  // Returns 0 before the first use.
+  std::uint32_t keptHash() const noexcept { return _hash.loadRelaxed(); }
 
   // Returns whether the units are the same. Strings of different width never hold the same text.
   bool hasSameUnits(const FlatString& other) const noexcept {
