@@ -423,10 +423,8 @@ HxString HxString::stringByConcatenating(const Strings&... strings) {
   if ((strings.isFlatNarrow() && ...)) {
     const HxUInteger length = (strings.flat()->flatLength() + ...);
     if (length <= internal::FlatString::kMaximumLength) {
-      internal::FlatString* const string = internal::FlatString::makeNarrow(length);
-      char* out = string->narrow();
-      ((out = internal::appendBytes(out, strings.flat()->narrowView())), ...);
-      return HxString(Unchecked{}, HxAny::adopt(string));
+      return HxString(Unchecked{}, HxAny::adopt(internal::FlatString::makeNarrowOf(
+                                       length, strings.flat()->narrowView()...)));
     }
   }
   const HxString* const parts[] = {&strings...};

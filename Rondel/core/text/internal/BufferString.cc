@@ -33,7 +33,7 @@ BufferString::~BufferString() {
   std::free(_wide);
 }
 
-Ref<BufferString> BufferString::makeMutable(HxUInteger capacity) {
+HxAny BufferString::makeMutable(HxUInteger capacity) {
   if (capacity == 0 || capacity > kMostOwnRoom) {
     Ref<BufferString> string = makeRef<BufferString>(true);
     string->reserve(capacity);
@@ -42,7 +42,7 @@ Ref<BufferString> BufferString::makeMutable(HxUInteger capacity) {
   auto* const string = new (Room{capacity}) BufferString(true);
   string->_narrow = string->ownRoom();
   string->_capacity = capacity;
-  return Ref<BufferString>::adopt(string);
+  return HxAny::adopt(string);
 }
 
 void BufferString::freeNarrow() noexcept {

@@ -16,7 +16,7 @@ class RONDEL_EXPORT BufferString final : public HxStringObject {
   explicit BufferString(bool isMutable) noexcept
       : HxStringObject(isMutable ? kBuiltIn | kMutable : 0) {}
   // Returns a mutable one with room for `capacity` units. Room for a short text is in its block.
-  static Ref<BufferString> makeMutable(HxUInteger capacity);
+  static HxAny makeMutable(HxUInteger capacity);
   ~BufferString() override;
 
   // Returns an immutable string of any length.

@@ -47,6 +47,15 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
     string->narrow()[length] = '\0';
     return string;
   }
+  // Returns a new string of these parts, which have this length together. Deliberate: the parts by
+  // value, so that none is looked up again after the calls between.
+  template <class... Parts>
+  static FlatString* makeNarrowOf(HxUInteger length, Parts... parts) {
+    FlatString* const string = makeNarrow(length);
+    char* out = string->narrow();
+    ((out = appendBytes(out, parts)), ...);
+    return string;
+  }
   static FlatString* makeWide(HxUInteger length);
 
   static HxClass classObject() noexcept;
