@@ -40,8 +40,6 @@ constexpr std::size_t kLargeChunkSize = 256 * 1024;
 // How often a wait looks whether the handle was closed if there is no event for it.
 constexpr int kMillisecondsBetweenLooks = 50;
 
-constexpr int kLastStandardFile = 2;
-
 [[noreturn]] void raiseFailure(const char* purpose, int fd, int error) {
   HxException::raise(HxFileHandleOperationException, "%s descriptor %d: %s"_hx, purpose, fd,
                      strerrordesc_np(error));
@@ -179,7 +177,7 @@ Ref<HxFileHandle> HxFileHandle::initWithFileDescriptor(int descriptor, bool clos
   Ref<HxFileHandle> handle = makeRef<HxFileHandle>(shared, false);
   if (!closeOnDealloc) return handle;
   // The standard files are everybody's, whoever closes them.
-  if (descriptor > kLastStandardFile) systemCalls.fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+  if (descriptor >= internal::kStandardFiles) systemCalls.fcntl(descriptor, F_SETFD, FD_CLOEXEC);
   shared->takeOver();
   return handle;
 }

@@ -37,9 +37,7 @@ using internal::SharedDescriptor;
 namespace {
 
 constexpr int kLostStatus = -1;
-constexpr int kStandardFiles = 3;
-// How often a wait asks for the exit of a child that it cannot watch.
-constexpr useconds_t kMicrosecondsBetweenLooks = 20'000;
+constexpr useconds_t kMicrosecondsBetweenLooks = kTimeBetweenLooks / 1000;
 
 HxArray commonModes() { return HxArray::arrayWithObject(HxRunLoopCommonModes); }
 
@@ -122,7 +120,7 @@ std::string pathFromAnywhere(const char* path) {
 }
 
 // Returns why the child could not have entered the directory, as an errno value; 0 if it could.
-int troubleWithDirectory(const char* directory) {
+int directoryError(const char* directory) {
   struct stat facts = {};
   if (fileCalls.stat(directory, &facts) != 0) return errno;
   if (!S_ISDIR(facts.st_mode)) return ENOTDIR;
@@ -141,7 +139,7 @@ struct OwnedSource {
   const char* what = "could not launch";
   const char* path = plan.path;
   const char* detail = "";
-  if (const int trouble = plan.directory ? troubleWithDirectory(plan.directory) : 0) {
+  if (const int trouble = plan.directory ? directoryError(plan.directory) : 0) {
     what = "could not enter the directory";
     path = plan.directory;
     error = trouble;
@@ -170,7 +168,7 @@ struct HxTask::Impl {
   Ref<Child> child RONDEL_GUARDED_BY(lock);     // both are set once
   Ref<HxRunLoop> loop RONDEL_GUARDED_BY(lock);  // of the thread that launched
   Ref<RunLoopSource> source;  // on the launching thread's run loop, until the exit was seen
-  bool isTold = false;
+  bool exitIsPosted = false;
 
   Ref<Child> currentChild() const {
     const MutexLock held(lock);
@@ -317,7 +315,7 @@ bool HxTask::childMayHaveExited(HxObject& object) {
   impl.source->remove();
   impl.source = nullptr;
   child->dropExitDescriptor();
-  impl.isTold = true;
+  impl.exitIsPosted = true;
   HxNotificationCenter::defaultCenter()->postNotification(news);
   return true;
 }
@@ -353,10 +351,10 @@ bool HxTask::waitUntilExitBeforeDate(const HxDate& limit) {
   const Ref<HxRunLoop> loop = HxRunLoop::currentRunLoop();
   if (!_impl->currentChild()) return false;
   if (_impl->launchLoop() != loop) return waitOnOtherThread(loop, limit);
-  while (!_impl->isTold && loop->runMode(HxDefaultRunLoopMode, limit) &&
+  while (!_impl->exitIsPosted && loop->runMode(HxDefaultRunLoopMode, limit) &&
          limit.timeIntervalSinceNow() > 0) {
   }
-  return _impl->isTold;
+  return _impl->exitIsPosted;
 }
 
 // The notification is the business of the launching thread; here the exit alone counts.

@@ -25,7 +25,7 @@ class IndexSetStorage final : public HxObject {
   HxAny mutableCopy() const override;
 
   // Returns the first range that ends after `index`.
-  std::vector<HxRange>::const_iterator rangeAtOrBehind(HxUInteger index) const noexcept {
+  std::vector<HxRange>::const_iterator rangeAtOrAfter(HxUInteger index) const noexcept {
     return std::partition_point(ranges.begin(), ranges.end(),
                                 [&](HxRange range) { return HxMaxRange(range) <= index; });
   }
@@ -124,7 +124,7 @@ void IndexSetStorage::add(HxRange range) {
 
 void IndexSetStorage::remove(HxRange range) {
   const HxUInteger end = HxMaxRange(range);
-  auto first = ranges.begin() + (rangeAtOrBehind(range.location) - ranges.cbegin());
+  auto first = ranges.begin() + (rangeAtOrAfter(range.location) - ranges.cbegin());
   if (first == ranges.end() || first->location >= end) return;
   const auto last = std::partition_point(first, ranges.end(),
                                          [&](HxRange other) { return other.location < end; });
@@ -171,7 +171,7 @@ HxUInteger HxIndexSet::countOfIndexesInRange(HxRange range) const noexcept {
   const IndexSetStorage& storage = *storageOf(*this);
   const HxRange wanted = valid(range);
   HxUInteger count = 0;
-  for (auto i = storage.rangeAtOrBehind(wanted.location);
+  for (auto i = storage.rangeAtOrAfter(wanted.location);
        i != storage.ranges.end() && i->location < HxMaxRange(wanted); ++i) {
     count += countIn(*i, wanted);
   }
@@ -191,7 +191,7 @@ HxUInteger HxIndexSet::lastIndex() const noexcept {
 HxUInteger HxIndexSet::indexGreaterThanIndex(HxUInteger index) const noexcept {
   if (!_object || index >= HxNotFound) return HxNotFound;
   const IndexSetStorage& storage = *storageOf(*this);
-  const auto range = storage.rangeAtOrBehind(index + 1);
+  const auto range = storage.rangeAtOrAfter(index + 1);
   return range == storage.ranges.end() ? HxNotFound : std::max(range->location, index + 1);
 }
 

@@ -183,7 +183,7 @@ class Registry {
  public:
   static Registry& shared() {
     static Registry& registry = *new Registry;
-    registry.tellWhatWasFound();
+    registry.logReports();
     return registry;
   }
 
@@ -211,7 +211,7 @@ class Registry {
         _bundles{_mainBundle, internal::libraryBundleIn(libraryFolders(), _reports)} {}
 
   // Not while the registry is being made: a tool's own log may ask for a bundle.
-  void tellWhatWasFound() {
+  void logReports() {
     std::vector<HxString> reports;
     {
       const internal::MutexLock held(_lock);

@@ -9,20 +9,16 @@
 #include "Rondel/host/linux/SystemCalls.h"
 
 namespace rondel::internal {
-namespace {
-
-constexpr int kFirstFreeDescriptor = 3;
-
-}  // namespace
+namespace {}  // namespace
 
 SharedDescriptor::~SharedDescriptor() {
   if (_fd >= 0 && _ownership == Ownership::owned) closeDescriptor(_fd);
 }
 
 bool SharedDescriptor::own(int fd) noexcept {
-  if (fd >= 0 && fd < kFirstFreeDescriptor) {
+  if (fd >= 0 && fd < kStandardFiles) {
     const int low = fd;
-    fd = systemCalls.fcntl(low, F_DUPFD_CLOEXEC, kFirstFreeDescriptor);
+    fd = systemCalls.fcntl(low, F_DUPFD_CLOEXEC, kStandardFiles);
     closeDescriptor(low);
   }
   _fd = fd;

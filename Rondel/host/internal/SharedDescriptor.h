@@ -8,6 +8,9 @@
 
 namespace rondel::internal {
 
+// Descriptors 0, 1 and 2. No pipe or file of the library takes one of these.
+inline constexpr int kStandardFiles = 3;
+
 class SharedDescriptor final : public HxObject {
  public:
   enum class Ownership { borrowed, owned };

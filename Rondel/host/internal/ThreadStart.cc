@@ -7,14 +7,6 @@
 #include "Rondel/host/linux/SystemCalls.h"
 
 namespace rondel::internal {
-namespace {
-
-// A thread sends these to itself. If it blocks them the system ends the process, and a crash
-// handler of the host never runs.
-constexpr int kSignalsOfFaults[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS};
-
-}  // namespace
-
 int startDetachedThread(void* (*body)(void*), void* argument) noexcept {
   pthread_attr_t attributes;
   const int error = pthread_attr_init(&attributes);

@@ -16,7 +16,6 @@
 namespace rondel::internal {
 namespace {
 
-constexpr int kStandardFiles = 3;
 constexpr short kFlags = POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
 
 // Thrown within this file only.
@@ -185,9 +184,9 @@ Child::State Child::poll() noexcept {
   MutexLock held(_lock);
   const State state = pollLocked();
   const int error = _askError;
-  const bool isToBeTold = std::exchange(_failureIsDue, false);
+  const bool mustLog = std::exchange(_failureIsDue, false);
   held.unlock();
-  if (isToBeTold) tellOfFailure(error);
+  if (mustLog) logFailure(error);
   return state;
 }
 
@@ -199,7 +198,7 @@ Child::State Child::pollLocked() noexcept {
   if (_askError == ECHILD) {
     _state = State::lost;
   } else if (_askError != 0) {
-    _failureIsDue = !std::exchange(_failureIsTold, true);
+    _failureIsDue = !std::exchange(_failureIsLogged, true);
   } else if (info.si_pid != 0) {
     _waitStatus = waitStatusOf(info);
     _usage = used;
@@ -218,7 +217,7 @@ int Child::ask(siginfo_t& info, rusage& used, int options) const noexcept {
   return waitRetrying(P_PID, _pid, info, options, used);
 }
 
-void Child::tellOfFailure(int error) const noexcept {
+void Child::logFailure(int error) const noexcept {
   try {
     HxLog("HxTask: could not ask for the exit of process %d: %s"_hx, _pid, strerrordesc_np(error));
   } catch (...) {  // the asking goes on, whatever becomes of the message
@@ -242,7 +241,7 @@ void Child::markLost() noexcept {
   if (_state == State::running && !_exitFd) _state = State::lost;
 }
 
-void Child::tellEnd() noexcept {
+void Child::reportExit() noexcept {
   Ref<RunLoopSource> source;
   {
     const MutexLock held(_lock);

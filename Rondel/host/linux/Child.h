@@ -23,13 +23,17 @@
 
 namespace rondel::internal {
 
+// How often the library asks for the exit of a child that it cannot watch: every 20 ms.
+inline constexpr SteadyTime kTimeBetweenLooks = kNanosecondsASecond / 50;
+
 // What to start. All texts belong to the caller.
 struct ChildPlan {
   const char* path = nullptr;
-  char* const* arguments = nullptr;     // ends with null; the first is the path
-  char* const* environment = nullptr;   // ends with null
-  const char* directory = nullptr;      // null for the host's
-  int standardFiles[3] = {-1, -1, -1};  // the host's for 0, 1, 2 of the child; -1: the same fd
+  char* const* arguments = nullptr;    // ends with null; the first is the path
+  char* const* environment = nullptr;  // ends with null
+  const char* directory = nullptr;     // null for the host's
+  int standardFiles[kStandardFiles] = {-1, -1,
+                                       -1};  // the host's for 0, 1, 2 of the child; -1: the same fd
   bool leadsGroup = false;
 };
 
@@ -82,11 +86,11 @@ class Child final : public HxObject {
   void watchExit() noexcept;
   State pollLocked() noexcept RONDEL_REQUIRES(_lock);
   int ask(siginfo_t& info, rusage& used, int options) const noexcept RONDEL_REQUIRES(_lock);
-  void tellOfFailure(int error) const noexcept;
+  void logFailure(int error) const noexcept;
   // The round of the Reaper, every 20 ms. Returns whether the child has ended.
   bool pollOrKill(SteadyTime now) noexcept;
   void markLost() noexcept;
-  void tellEnd() noexcept;
+  void reportExit() noexcept;
 
   pid_t _pid = 0;  // set by start(), like the next one
   bool _leadsGroup = false;
@@ -97,7 +101,7 @@ class Child final : public HxObject {
   rusage _usage RONDEL_GUARDED_BY(_lock) = {};
   int _askError RONDEL_GUARDED_BY(_lock) = 0;  // why the system did not tell, the last time
   bool _failureIsDue RONDEL_GUARDED_BY(_lock) = false;
-  bool _failureIsTold RONDEL_GUARDED_BY(_lock) = false;
+  bool _failureIsLogged RONDEL_GUARDED_BY(_lock) = false;
   SteadyTime _killDeadline RONDEL_GUARDED_BY(_lock) = kForever;
   Ref<SharedDescriptor> _exitFd RONDEL_GUARDED_BY(_lock);
   Ref<RunLoopSource> _source RONDEL_GUARDED_BY(_lock);  // until adopted

@@ -13,7 +13,6 @@
 namespace rondel::internal {
 namespace {
 
-constexpr SteadyTime kRound = kNanosecondsASecond / 50;
 constexpr std::size_t kBatch = 64;
 
 // The child is in a list for as long as the poller knows its token.
@@ -130,14 +129,14 @@ void Reaper::turn() noexcept {
   const SteadyTime now = steadyNow();
   if (now >= deadline) askAll(now);
   if (count < 0) {  // not without end, whatever is wrong
-    const timespec pause = {.tv_sec = 0, .tv_nsec = kRound};
+    const timespec pause = {.tv_sec = 0, .tv_nsec = kTimeBetweenLooks};
     nanosleep(&pause, nullptr);
   }
 }
 
 SteadyTime Reaper::nextRound() const {
   const MutexLock held(_lock);
-  return _asked.first ? _lastRound + kRound : kForever;
+  return _asked.first ? _lastRound + kTimeBetweenLooks : kForever;
 }
 
 // A dropped child whose pidfd is readable. If it runs nevertheless, as one that is being traced
@@ -164,7 +163,7 @@ void Reaper::askAll(SteadyTime now) noexcept {
     Child* const next = child->_next;
     if (hasEnded) ended = _asked.remove(*child);
     _lock.unlock();
-    if (ended) ended->tellEnd();
+    if (ended) ended->reportExit();
     child = next;
   }
 }

@@ -16,10 +16,13 @@
 #include <signal.h>
 #include <sys/eventfd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 
 #include "Rondel/core/object/internal/Mutex.h"
 #include "Rondel/core/system/internal/FileCalls.h"
+#include "Rondel/host/internal/ThreadStart.h"
 #include "Rondel/host/linux/SystemCalls.h"
 
 namespace rondel::internal {
@@ -39,10 +42,8 @@ constinit std::atomic<int> handlersAtWork = 0;
 static_assert(std::atomic<SignalCatcher*>::is_always_lock_free);
 static_assert(std::atomic<int>::is_always_lock_free);
 
-// A handler that returns from one of these comes to the same fault again.
 bool isFault(int signal) {
-  return signal == SIGSEGV || signal == SIGBUS || signal == SIGFPE || signal == SIGILL ||
-         signal == SIGTRAP || signal == SIGSYS;
+  return std::ranges::find(kSignalsOfFaults, signal) != std::end(kSignalsOfFaults);
 }
 
 }  // namespace

@@ -35,16 +35,16 @@ void DefaultsDomain::takeReading(const DefaultsReading& reading, Reports& report
 void DefaultsDomain::takeWriting(const DefaultsWriting& writing, const DefaultsChanges& changes,
                                  Reports& reports) {
   if (writing.error) {
-    if (!_writeTroubleIsTold) {
+    if (!_writeErrorIsLogged) {
       reports.push_back(
           HxString::stringWithFormat("Settings not written, will be tried again: %@"_hx,
                                      writing.error.localizedDescription()));
     }
-    _writeTroubleIsTold = true;
+    _writeErrorIsLogged = true;
     return;
   }
   reportReading(writing.found, reports);
-  _writeTroubleIsTold = false;
+  _writeErrorIsLogged = false;
   for (const auto& [key, value] : changes) {
     const auto entry = _changes.find(key);
     const bool isStillTheSame = entry != _changes.end() && entry->second.object() == value.object();
@@ -54,12 +54,12 @@ void DefaultsDomain::takeWriting(const DefaultsWriting& writing, const DefaultsC
 }
 
 void DefaultsDomain::reportReading(const DefaultsReading& reading, Reports& reports) {
-  if (reading.error && !_readTroubleIsTold) {
+  if (reading.error && !_readErrorIsLogged) {
     const HxString format = _stored.values ? "Settings not read again, the last ones stay: %@"_hx
                                            : "Settings treated as empty: %@"_hx;
     reports.push_back(HxString::stringWithFormat(format, reading.error.localizedDescription()));
   }
-  _readTroubleIsTold = !reading.error.isNil();
+  _readErrorIsLogged = !reading.error.isNil();
 }
 
 void DefaultsDomain::setStored(const DefaultsContents& stored) {

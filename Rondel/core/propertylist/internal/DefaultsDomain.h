@@ -50,8 +50,8 @@ class DefaultsDomain {
   DefaultsChanges _changes;
   HxMutableDictionary _current = nullptr;  // both together; nil if nothing was ever set
   HxDictionary _copy;                      // of _current, until that changes
-  bool _readTroubleIsTold = false;
-  bool _writeTroubleIsTold = false;
+  bool _readErrorIsLogged = false;
+  bool _writeErrorIsLogged = false;
 };
 
 }  // namespace rondel::internal

@@ -13,6 +13,7 @@
 #include "Rondel/core/system/internal/Descriptor.h"
 #include "Rondel/core/system/internal/FileCalls.h"
 #include "Rondel/core/system/internal/FilePath.h"
+#include "Rondel/core/system/internal/Links.h"
 #include "Rondel/core/values/internal/DataStorage.h"
 
 namespace rondel::internal {
@@ -154,7 +155,6 @@ std::string directoryOf(const std::string& path) {
 // Returns the end of a chain of links, whether it exists or not. Returns nothing, with errno set,
 // if the end cannot be determined, as in a cycle of links.
 std::string targetOf(std::string path) {
-  constexpr int kMostLinks = 40;  // as the kernel
   for (int i = 0; i < kMostLinks; ++i) {
     std::array<char, PATH_MAX> target;
     const ssize_t length = fileCalls.readlink(path.c_str(), target.data(), target.size());

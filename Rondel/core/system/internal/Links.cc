@@ -86,7 +86,6 @@ class Rest {
 };
 
 std::string byWalking(const char* path) {
-  constexpr int kMostLinks = 40;  // as the kernel
   Rest rest(path);
   PathBuilder done;
   if (path[0] == '/') done.startAtRoot();
