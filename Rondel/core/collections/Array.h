@@ -7,11 +7,13 @@
 //   HxString first = words.objectAtIndex<HxString>(0);
 //
 // An array never holds nil: adding nil adds nothing. On a nil array every operation returns 0,
-// false or nil, or does nothing. A loop over it runs zero times. An index or a range beyond the end
+// false, nil or does nothing. A loop over it runs zero times. An index or a range beyond the end
 // raises HxRangeException.
 //
-// A loop over a collection, an index set or a string keeps it alive. So its body may drop the
-// variable. Changing a mutable array in a loop over it is an error of the caller.
+// A loop over any collection, an index set or a string keeps it alive: its body may drop the
+// variable. Changing a mutable array in a loop over it is an error of the caller. Adding to it may
+// move its objects. An operation that asks the objects for equality or a description takes the
+// array as it is at each object.
 //
 // Any class derived from HxArrayObject that supplies count and objectAtIndex works as an array; see
 // ArrayObject.h. Immutable arrays may be used on any thread.

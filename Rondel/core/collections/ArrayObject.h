@@ -25,12 +25,16 @@ class RONDEL_EXPORT HxArrayObject : public HxObject {
   virtual const HxAny* contiguousObjects() const { return nullptr; }
 
   // Returns whether the objects are equal in order, whatever the classes of the arrays and however
-  // deep containers nest. Raises HxInternalInconsistencyException only if more than 500 levels of
-  // containers that share a hash must be distinguished as keys or members of sets.
+  // deep containers nest. Containers that are met again while they are compared count as equal, so
+  // the comparison of an array that holds itself ends. Raises HxInternalInconsistencyException if
+  // more than 500 comparisons of containers lie inside each other. One begins where containers of
+  // one hash are distinguished as keys or members of sets. Another one begins where an object, such
+  // as an error, compares containers of its own.
   bool isEqual(const HxObject& other) const final;
   HxUInteger hash() const final;
-  // Returns "(\n    first,\n    second\n)": the descriptions of the objects. Containers more than
-  // 100 levels deep are written as "...".
+  // Returns "(\n    first,\n    second\n)": the descriptions of the objects. A container is written
+  // as "..." inside itself and more than 100 levels deep. In a text of more than 100,000 characters,
+  // containers that repeat are written so as well.
   HxString description() const override;
   // Returns a built-in array of the same objects. If the objects never change, it may be itself.
   HxAny copy() const override;

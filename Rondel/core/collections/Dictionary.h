@@ -6,9 +6,11 @@
 //   HxString home = environment.objectForKey<HxString>("HOME"_hx);
 //   for (auto [key, value] : environment) HxLog("%@=%@"_hx, key, value);
 //
-// Keys are compared by isEqual and hash. They are copied, so that a mutable string may be a key.
-// Neither keys nor values are ever nil: setting with a nil key or value does nothing. The order of
-// keys is unspecified. On a nil dictionary every operation returns 0, nil or does nothing.
+// Keys are compared by isEqual and hash. They are copied, so that a mutable string may be a key. If
+// the isEqual or hash of a key changes the dictionary that asks it, the operation may raise
+// HxInternalInconsistencyException. They must not drop the dictionary. Neither keys nor values are
+// ever nil: setting with a nil key or value does nothing. The order of keys is unspecified. On a
+// nil dictionary every operation returns 0, nil or does nothing.
 //
 // Any class derived from HxDictionaryObject that supplies its three operations works as a
 // dictionary; see DictionaryObject.h. Immutable dictionaries may be used on any thread.
@@ -82,8 +84,8 @@ class RONDEL_EXPORT HxDictionary : public HxHandle {
   // Returns a new dictionary of the same entries; an empty one for nil. With copyItems each value
   // is replaced by its copy.
   static HxDictionary initWithDictionary(const HxDictionary& other, bool copyItems = false);
-  // Returns the dictionary in a property list file. Nil if the file cannot be read, is damaged, or
-  // has another root.
+  // Returns the dictionary in a property list file. Returns nil if the file cannot be read, is
+  // damaged, or has another root.
   static HxDictionary dictionaryWithContentsOfFile(const HxString& path);
 
   HxUInteger count() const { return _object ? dictionaryObject()->count() : 0; }

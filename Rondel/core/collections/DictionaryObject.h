@@ -27,8 +27,8 @@ class RONDEL_EXPORT HxDictionaryObject : public HxObject {
   // containers are compared as HxArrayObject::isEqual compares them.
   bool isEqual(const HxObject& other) const final;
   HxUInteger hash() const final;
-  // Returns "{\n    key = value;\n}", sorted by the descriptions of the keys. Containers more than
-  // 100 levels deep are written as "...".
+  // Returns "{\n    key = value;\n}", sorted by the descriptions of the keys. Containers in it are
+  // written as HxArrayObject::description writes them.
   HxString description() const override;
   // Returns a built-in dictionary of the same entries. A class whose entries never change may
   // return itself.

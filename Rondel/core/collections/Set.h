@@ -5,13 +5,13 @@
 //   HxSet seen = HxSet::initWithArray(words);
 //   if (seen.containsObject("-c"_hx)) ...
 //
-// A set holds the objects themselves, not copies: the value of a member must not change. Sets never
-// hold nil. On a nil set every operation returns 0, false, nil or does nothing.
+// A set holds the objects themselves, not copies: the value of a member must not change. If the
+// isEqual or hash of an object changes the set that asks it, the operation may raise
+// HxInternalInconsistencyException. They must not drop the set. Sets never hold nil. On a nil set
+// every operation returns 0, false, nil or does nothing.
 //
-// Nesting. Members may be containers, nested to any depth. isEqual raises
-// HxInternalInconsistencyException only if more than 500 levels of containers that share a hash
-// must be distinguished as keys or members of sets. A description writes containers more than 100
-// levels deep as "...".
+// Nesting. Members may be containers, nested to any depth. isEqual and the description have the
+// bounds of HxArrayObject; see ArrayObject.h.
 //
 // Immutable sets may be used on any thread.
 #pragma once

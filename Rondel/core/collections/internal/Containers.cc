@@ -84,8 +84,8 @@ HxUInteger countOf(const HxObject& container) {
 
 // ---- Hash -------------------------------------------------------------------------------------
 
-// What a hash may look at: all objects of so many levels of containers, and below them so many
-// objects in all. Each container passes an equal part of what it leaves to the containers in it.
+// What a hash may look at: all objects of the first levels, and below them a number of objects in
+// all. Each container passes an equal part of what it leaves to the containers in it.
 //
 //   [[[1, 2, 3], "x"]] with one level and five objects
 //     [ ]              all: one container, which gets the five
@@ -96,7 +96,7 @@ struct HashBudget {
   HxUInteger objects;
 };
 
-// A part depends on kinds and counts only, never on the identity or the order of objects, so equal
+// A part depends on kinds and counts alone, not on the identity or the order of objects. So equal
 // containers hash alike.
 class ElementHashes {
  public:
@@ -505,7 +505,7 @@ constinit thread_local Describer::Shared* Describer::shared = nullptr;
 }  // namespace
 
 HxUInteger hashOfContainer(const HxObject& container) {
-  constexpr HashBudget kBudget{2, 256};
+  constexpr HashBudget kBudget{2, 16};
   return ElementHashes(container, kBudget).combined();
 }
 

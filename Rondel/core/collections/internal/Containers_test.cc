@@ -20,7 +20,7 @@
 namespace rondel::internal {
 namespace {
 
-constexpr int kDeep = 100000;
+constexpr int kDeep = 30000;
 
 // ---- Ways to put one object into another --------------------------------------------------------
 
@@ -53,7 +53,7 @@ HxAny nested(const Nesting& nesting, int depth, const HxAny& leaf) {
 }
 
 // So many arrays around an object hide it from the hash.
-constexpr int kBeyondHash = 300;
+constexpr int kBeyondHash = 50;
 
 // ---- Equality -----------------------------------------------------------------------------------
 
