@@ -38,7 +38,7 @@ std::string joined(const HxArray& array) {
 
 // ---- Every kind of array ----------------------------------------------------------------------
 
-// Behind each handle the same operations give the same answers.
+// The same operations return the same answers, whatever the class of the array.
 struct BuiltIn {
   static HxArray make(std::vector<HxAny> objects) {
     return HxArray::arrayWithObjects(objects.data(), objects.size());

@@ -151,8 +151,7 @@ TYPED_TEST(AnyDictionary, IsLoopedOverByEntries) {
   EXPECT_EQ(entriesOf(this->empty), "");
 }
 
-// The values that are seen in a loop which drops the only handle, of a dictionary with one digit a
-// value.
+// The values of a dictionary, each one digit, as a loop sees them that drops the only handle.
 std::size_t valuesSeenWhileDropping(HxDictionary dictionary) {
   std::string text;
   for (const auto& [key, value] : dictionary) {

@@ -43,9 +43,9 @@ class RONDEL_EXPORT HxError : public HxHandle {
   HxString domain() const;
   HxInteger code() const noexcept;
   HxDictionary userInfo() const;
-  // Returns text to show: that of HxLocalizedDescriptionKey; else the system's text for an errno
-  // value, after the path if there is one ("/tmp/x: Permission denied"); else domain and code
-  // ("HxOther error 5").
+  // Returns text to show. The value of HxLocalizedDescriptionKey comes first. Without it, an errno
+  // value has the system's text, after the path if there is one ("/tmp/x: Permission denied").
+  // Other errors have domain and code ("HxOther error 5").
   HxString localizedDescription() const;
 };
 

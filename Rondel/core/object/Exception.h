@@ -49,8 +49,8 @@ class RONDEL_EXPORT HxException : public std::exception {
   }
   [[noreturn]] static void raiseWithArguments(const HxString& name, const HxString& format,
                                               HxArguments arguments);
-  // Raises this exception. A derived class overrides this with the same body, so that it is raised
-  // whole even through a reference to this class.
+  // Raises this exception. A derived class overrides this with the same body. So it is raised whole
+  // even through a reference to this class.
   [[noreturn]] virtual void raise() const { throw *this; }
 
  private:

@@ -5,8 +5,8 @@
 
 // Which Rondel this is: for a tool's `--version` text or a bug report.
 //
-// The macros state the version of the headers a tool was compiled with, the constants that of the
-// library it runs with. They differ if the shared library was replaced by a newer one:
+// The macros state the version of the headers that a tool was compiled with. The constants state
+// that of the library it runs with. They differ if the shared library was replaced by a newer one:
 //
 //     std::printf("built with Rondel %d.%d, running with %s\n", RONDEL_VERSION_MAJOR,
 //                 RONDEL_VERSION_MINOR, rondel::ZevRondelVersionString);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// HxBundle: a folder with what a program or a library needs beside its code: facts about it, and
-// its messages in other languages.
+// HxBundle: a folder with what a program or a library needs beside its code. That is facts about
+// it, and its messages in other languages.
 //
 //   HxBundle tool = HxBundle::mainBundle();
 //   HxString text = tool.localizedStringForKey("Cannot open %@."_hx, ""_hx, "Messages"_hx);
@@ -13,8 +13,8 @@
 //
 // HxBundle reads two keys of Info.plist: HxBundleIdentifier, the name by which the bundle is found,
 // and HxBundleDevelopmentRegion, the language that its texts were first written in. A file that is
-// damaged, cannot be read or is no regular file is reported once through HxLog and treated as
-// empty.
+// damaged, cannot be read or is no regular file is treated as empty. It is reported once through
+// HxLog.
 //
 // Languages. The languages that a user wants come from the environment, read once for each bundle:
 // LANGUAGE (several, separated by colons), then the first of LC_ALL, LC_MESSAGES and LANG that is

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The files of the user defaults: the types they keep, systems that say no, damage, and several
-// threads and processes that write at once.
+// The files of the user defaults: the types they keep, systems that say no, and damage. Several
+// threads and processes write them at once.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>

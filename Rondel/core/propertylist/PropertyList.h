@@ -7,8 +7,8 @@
 //   if (!list) HxLog("%@"_hx, error.localizedDescription());   // "line 3, column 7: ..."
 //   HxData xml = HxDataFromPropertyList(list, HxPropertyListFormat::xml, &error);
 //
-// A property list is a string, data, an array of property lists or a dictionary of them whose keys
-// are strings; in the XML form also a number, a boolean (an HxNumber too) or a date. It nests at
+// A property list is a string, data, an array of property lists or a dictionary of them. Keys are
+// strings. In the XML form it is also a number, a boolean (an HxNumber too) or a date. It nests at
 // most HxPropertyListDepthLimit containers deep.
 //
 // The first character after blanks selects the form. '<' with '?', '!' or a letter after
@@ -77,10 +77,10 @@ RONDEL_EXPORT HxAny HxPropertyListWithString(const HxString& text, HxError* erro
 RONDEL_EXPORT HxAny HxPropertyListWithContentsOfFile(const HxString& path,
                                                      HxError* error = nullptr);
 
-// Returns the list as text in UTF-8, with keys in order of their code units; nil with an error if
-// it is no property list. The error's description says where: "key 'a', index 2: ...". Of a place
-// more than eight steps deep it names the first and the last four. Reading the text returns an equal
-// list, with these exceptions:
+// Returns the list as text in UTF-8, with keys in order of their code units. Returns nil with an
+// error if it is no property list. The error's description says where: "key 'a', index 2: ...". Of
+// a place more than eight steps deep it names the first and the last four. Reading the text returns
+// an equal list, with these exceptions:
 //   In the text form numbers and booleans become strings of their stringValue, dates of their
 //   rfc3339String. Control characters and lone surrogates become escapes; other non-ASCII
 //   characters stay as they are.

@@ -77,8 +77,8 @@ class Writer {
     return fail("a value of class " + className(value) + " is not a property list");
   }
 
-  // Visits the elements of an array, or the sorted keys of a dictionary, and keeps the place of
-  // each for messages.
+  // Visit the elements of an array, or the sorted keys of a dictionary. Messages name the place of
+  // each.
   template <class WriteOne>
   bool forEachElement(const HxArray& array, WriteOne writeOne) {
     const HxUInteger count = array.count();

@@ -284,7 +284,7 @@ TEST_F(UserDefaults, FolderAndFileAreForTheUserAlone) {
 }
 
 TEST_F(UserDefaults, ChangeThatCannotBeWrittenHoldsAndIsToldOnceAndTriedAgain) {
-  // A file stands where the folder should be.
+  // A file is where the folder should be.
   const std::string inTheWay = folder.write("defaults", "");
   const Ref<HxUserDefaults> defaults = store();
   defaults->setObject("1"_hx, "a"_hx);

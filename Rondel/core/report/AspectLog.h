@@ -10,20 +10,20 @@
 //   MoLogIndent(kScanner, 1, "scanning %@"_hx, path);           // indents what follows
 //   MoLogOutdent(kScanner, 1, "scanned"_hx);
 //
-// Levels come from the user's defaults: a key with the suffix "LogLevel", in any domain, sets the
-// level of the aspect before the suffix (ScannerLogLevel = 2). They are read once, at the first
-// query. After that, MoSetLogDetailLevelForAspect changes them.
+// Levels come from the user's defaults. A key with the suffix "LogLevel", in any domain, sets the
+// level of the aspect before it (ScannerLogLevel = 2). They are read once, at the first query.
+// After that, MoSetLogDetailLevelForAspect changes them.
 //
 // Indentation is "|  " for each level, before the message. The indent level is one number for all
 // aspects and threads. It has no limit, but no line is indented deeper than level 65,536.
 //
-// Cost. A MO_LOG that is off costs a byte load and a branch, whether other aspects are on or not:
-// the call site remembers the level of its aspect until any level changes. Its arguments are not
+// Cost. A MO_LOG that is off costs a byte load and a branch, whether other aspects are on or not.
+// The call site remembers the level of its aspect until any level changes. Its arguments are not
 // evaluated. A query by name takes no lock and costs a table look-up.
 //
 // Threads. Any thread may log and set levels. One recursive lock, the log lock, guards the setting
-// of levels, the indentation texts, and the whole of _MoLogv until the line is written. Nothing is
-// destroyed at exit.
+// of levels and the indentation texts. It is held for the whole of _MoLogv, until the line is
+// written. Nothing is destroyed at exit.
 //
 // Errors. Logging reports no failure. A message is dropped if there is no memory for it, or for
 // asking whether it is wanted. Getting or setting a level throws std::bad_alloc then, and no level

@@ -398,7 +398,7 @@ TEST_F(AspectLog, AnOutputMayRaise) {
   EXPECT_THROW(_MoLog("text"_hx), std::runtime_error);
   EXPECT_THROW(MoLog(kTopic, 0, "text"_hx), std::runtime_error);
   EXPECT_THROW(_MoLogIndent("text"_hx), std::runtime_error);
-  EXPECT_EQ(MoGetLogIndentLevel(), 1U);  // it counts up behind the line
+  EXPECT_EQ(MoGetLogIndentLevel(), 1U);  // it counts up after the line
   EXPECT_THROW(_MoLogOutdent("text"_hx), std::runtime_error);
   EXPECT_EQ(MoGetLogIndentLevel(), 0U);  // and down ahead of it
   HxSetLogOutput(former);

@@ -46,8 +46,8 @@ namespace internal {
 
 namespace {
 
-// A handle that does not count: a check may be in a destructor, where counting up and down again
-// would destroy the object a second time.
+// A handle that does not count. A check may be in a destructor, where counting up and down would
+// destroy the object again.
 class LentObject {
  public:
   explicit LentObject(const HxObject* object) noexcept

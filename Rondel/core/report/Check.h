@@ -40,8 +40,8 @@
 //   HxParameterAssert(condition)                   the condition holds; see its own comment
 //
 // A form evaluates its argument once and reports at most one failure. The sink receives the source
-// text of the argument and of the condition; names of classes and interfaces are without
-// their namespace. If that text must differ from the code, use the variant that takes it:
+// text of the argument and of the condition. Names of classes and interfaces are without their
+// namespace. If that text must differ from the code, use the variant that takes it:
 // ...Text(condition, text) or ...Named(argument, name).
 //
 // Cost. A check that passes is a comparison or a type query. It makes no text and allocates

@@ -10,7 +10,7 @@
 //
 // Logging reports no failure and keeps errno. A console without a reader sends no SIGPIPE. A full
 // console is waited for. If its descriptor does not block, the wait ends after a second and the
-// line is dropped, as are all lines after it, at once, until the console has room again. A line is
+// line is dropped. Lines after it are dropped at once until the console has room again. A line is
 // dropped, too, if there is no memory for it.
 //
 // Any thread may log.

@@ -25,7 +25,7 @@ using ::testing::MatchesRegex;
 // Standard error led into a pipe for the life of this object.
 class Console {
  public:
-  // O_DIRECT makes a pipe that keeps writes apart: each read gives one of them.
+  // O_DIRECT makes a pipe that keeps writes apart: each read returns one of them.
   explicit Console(int pipeFlags = 0) : _former(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC | pipeFlags) != 0) throw std::runtime_error("no pipe");

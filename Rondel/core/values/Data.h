@@ -64,9 +64,9 @@ class RONDEL_EXPORT HxData : public HxHandle {
   HxData subdataWithRange(HxRange range) const;
   bool isEqualToData(const HxData& other) const { return isEqual(other); }
   // Writes the bytes, and creates or replaces the file. Atomically means through a temporary file
-  // beside it and a rename, so that a reader sees the old contents or the new ones, after a crash
-  // too. A link is followed, and the file's mode is kept. What is not a regular file, such as a
-  // device, is written in place. Returns false, with errno set, if it fails or the data is nil.
+  // beside it and a rename. A reader sees the old contents or the new ones, after a crash too. A
+  // link is followed, and the file's mode is kept. What is not a regular file, such as a device, is
+  // written in place. Returns false, with errno set, if it fails or the data is nil.
   bool writeToFile(const HxString& path, bool atomically) const;
 
   // Returns the data itself if it is immutable, else an immutable copy.

@@ -6,8 +6,8 @@
 //   while (limit.timeIntervalSinceNow() > 0) ...
 //
 // On nil every operation returns 0 or nil. Dates never change and may be used on any thread. The
-// clock is the system's real-time clock; deadlines of the run loop are dates, and are measured
-// with a steady clock once they are set.
+// clock is the system's real-time clock. Deadlines of the run loop are dates, and are measured with
+// a steady clock once they are set.
 #pragma once
 
 #include "Rondel/core/object/Object.h"
@@ -41,8 +41,8 @@ class RONDEL_EXPORT HxDate : public HxHandle {
   // Returns seconds, positive for an instant in the future.
   HxTimeInterval timeIntervalSinceNow() const noexcept;
   HxTimeInterval timeIntervalSinceDate(const HxDate& other) const noexcept;
-  // Returns "2026-11-21T07:20:46Z" (RFC 3339), without fractions of a second; nil for nil and for
-  // years outside 0 to 9999.
+  // Returns "2026-11-21T07:20:46Z" (RFC 3339), without fractions of a second. Returns nil for nil
+  // and for years outside 0 to 9999.
   HxString rfc3339String() const;
   static HxDate dateWithRFC3339String(const HxString& text);  // nil if not in that form
 };

@@ -5,10 +5,10 @@
 //   HxNumber type = HxNumber::numberWithInt(-1);
 //
 // A number keeps the kind that it was made with: signed, unsigned, real or boolean. Numbers of
-// equal value are equal and hash alike, whatever their kinds; values are compared exactly, so that
-// 2^53 + 1 is not the real 2^53. NaN is equal to NaN and comes before all others; -0.0 is 0. On nil
-// every operation returns 0, false or nil. Numbers never change and may be used on any thread;
-// small integers and booleans are shared and cost no allocation.
+// equal value are equal and hash alike, whatever their kinds. Values are compared exactly: 2^53 + 1
+// is not the real 2^53. NaN is equal to NaN and comes before all others; -0.0 is 0. On nil every
+// operation returns 0, false or nil. Numbers never change and may be used on any thread; small
+// integers and booleans are shared and cost no allocation.
 #pragma once
 
 #include "Rondel/core/object/Object.h"

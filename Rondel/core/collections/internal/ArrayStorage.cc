@@ -97,8 +97,8 @@ void ArrayStorage::insert(HxAny&& object, HxUInteger index) {
   ++_count;
 }
 
-// From one index to the next, the gap is filled with the objects that were there: as many as the
-// result has places in it.
+// From one index to the next, the gap is filled with the objects that were there. It takes as many
+// as it has places.
 void ArrayStorage::insert(const HxArray& objects, const HxIndexSet& indexes) {
   const HxUInteger added = objects.count();
   reserve(added);

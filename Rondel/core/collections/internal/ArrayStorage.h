@@ -14,9 +14,9 @@
 
 namespace rondel::internal {
 
-// Handles in one run: after the header, in the same block, until they outgrow the requested room;
-// then in a separate block. Serves both forms; the immutable one is filled before its handle is
-// handed out.
+// Handles in one run. They are in the block of the header until they outgrow the requested room,
+// and in a separate block after that. Serves both forms; the immutable one is filled before its
+// handle is handed out.
 class RONDEL_EXPORT ArrayStorage final : public HxArrayObject, private DropLink {
  public:
   // Returns an empty array with room for `capacity` objects.

@@ -6,9 +6,9 @@
 //   a = [a], b = [b]     a and b are met: unknown, equal from now on
 //                        their elements a and b are met again: equal; nothing is left
 //
-// A pair counts as equal from its first meeting on, until it or a pair around it turns out to be
-// different. "Different" is final. "Equal" holds as long as the pairs around it do: a comparison
-// that fails forgets the equal ones it has added.
+// A pair counts as equal once it is met, until it or a pair around it turns out to be different.
+// "Different" is final. "Equal" holds only as long as for the pairs around it. So a comparison that
+// fails forgets the equal pairs that it has added.
 #pragma once
 
 #include <vector>

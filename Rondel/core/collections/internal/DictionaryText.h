@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Look-ups in built-in dictionaries by text that is no string yet, for code that cuts keys out of a
-// longer text.
+// Look-ups in built-in dictionaries by text that is no string yet. Code that cuts keys out of a
+// longer text needs them.
 #pragma once
 
 #include <string_view>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// A stable sort that is safe under any comparison, also under one that is no order: it never reads
-// or writes outside the items, never loops, and never calls the comparison more than n log n times.
-// The standard algorithms promise none of this.
+// A stable sort that is safe under any comparison, also under one that is no order. It never reads
+// or writes outside the items and always ends. It never calls the comparison more than n log n
+// times. The standard algorithms promise none of this.
 //
 // The idea: sort runs of eight by insertion, then merge pairs of runs until one is left. Each step
 // moves every item exactly once, whatever the comparison says, so the result is a permutation.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// An entry is in the place that its hash names, or in the first free one after it. A search
-// starts at the place of the hash and ends at a free place. A removed entry leaves no mark: later
-// entries move up into the gap if their own search starts at the gap or before it.
+// An entry is in the place that its hash names, or in the first free one after it. A search starts
+// at the place of the hash and ends at a free place. A removed entry leaves no mark. Later entries
+// move up into the gap if their own search starts there or before it.
 //
 //   8 places; hashes end in a: 2, b: 2, c: 3, d: 5       place  2 3 4 5
 //   after inserting a, b, c, d                                  a b c d

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Dropping containers that hold containers, without a stack frame for each level: a few levels are
-// destroyed where they are dropped, deeper ones wait in a list of the thread until the outermost is
+// Drops containers that hold containers, without a stack frame for each level. A few levels are
+// destroyed where they are dropped. Deeper ones wait in a list of the thread until the outermost is
 // done.
 //
 //   class Storage final : public HxArrayObject, private DropLink {

@@ -10,7 +10,7 @@
 namespace rondel::internal {
 
 // Returns a share of the object. Returns nil for null, and for an object whose destructor is
-// running: that one stays until the destructor returns, and must not be counted again.
+// running. That one stays until the destructor returns, and must not be counted again.
 inline HxAny keptAlive(HxObject* object) noexcept {
   return object && object->retainIfAlive() ? HxAny::adopt(object) : HxAny();
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// One persistent domain of the user defaults in memory: what its file held, and the changes that
-// are not in it yet.
+// One persistent domain of the user defaults in memory: what its file held, and the changes not
+// written yet.
 //
 // Not for several threads at once, and nothing here waits: files are read and written by
 // DefaultsFile.h, without the lock that guards this.

@@ -59,11 +59,11 @@ struct DefaultsWriting {
 DefaultsWriting changeDefaultsFile(const DefaultsPlace& place, const DefaultsContents& known,
                                    const DefaultsChanges& changes);
 
-// Returns the name of a domain's file: characters that mean something in a path are written as '%'
-// and two hexadecimal digits.
+// Returns the name of a domain's file. Characters that mean something in a path become '%' and two
+// hexadecimal digits.
 std::string defaultsFileName(const HxString& domainName);
-// Returns the folder of the files, by the values of XDG_CONFIG_HOME and HOME, which may be null;
-// nil if neither is an absolute path in UTF-8.
+// Returns the folder of the files, by the values of XDG_CONFIG_HOME and HOME, which may be null.
+// Returns nil if neither is an absolute path in UTF-8.
 HxString defaultsFolder(const char* configHome, const char* home);
 
 }  // namespace rondel::internal

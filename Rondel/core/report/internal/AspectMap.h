@@ -4,7 +4,7 @@
 // meanwhile, without a lock.
 //
 // Entries are never removed: a change of level is a store into the entry, a new aspect is one more.
-// So all that a reader may still look at when the table grows is the old table itself, and those
+// So all that a reader may still look at when the table grows is the old table itself. Old tables
 // are kept; together they are smaller than the one in use. What is kept is bounded by the number of
 // different aspects and not by the number of changes.
 #pragma once

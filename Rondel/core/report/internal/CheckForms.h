@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The parts of the forms of Check.h: the type queries of checks that pass, and the cold functions
-// that report to the sink those that fail. Nothing here is for users.
+// The parts of the forms of Check.h: type queries, for checks that pass, and cold functions, which
+// report the others to the sink. Nothing here is for users.
 #pragma once
 
 #include <type_traits>

@@ -9,8 +9,8 @@
 
 namespace rondel::internal {
 
-// Bytes after the header in the same block, or elsewhere: in a separate block once they have
-// outgrown it, with the caller, or in a mapping.
+// Bytes after the header in the same block, or elsewhere. Elsewhere is a separate block once they
+// have outgrown it, the caller's memory, or a mapping.
 class RONDEL_EXPORT DataStorage final : public HxObject {
  public:
   enum class Place : std::uint8_t { inside, heap, borrowed, mapping };
