@@ -33,8 +33,8 @@ class RONDEL_EXPORT HxArrayObject : public HxObject {
   bool isEqual(const HxObject& other) const final;
   HxUInteger hash() const final;
   // Returns "(\n    first,\n    second\n)": the descriptions of the objects. A container is written
-  // as "..." inside itself and more than 100 levels deep. In a text of more than 100,000 characters,
-  // containers that repeat are written so as well.
+  // as "..." inside itself and more than 100 levels deep. In a text of more than 100,000
+  // characters, containers that repeat are written so as well.
   HxString description() const override;
   // Returns a built-in array of the same objects. If the objects never change, it may be itself.
   HxAny copy() const override;

@@ -322,6 +322,14 @@ TEST(Array, AnyCapacityIsFineAsAdvice) {
   }
 }
 
+TEST(Array, RoomForTheCapacityIsTakenAtOnce) {
+  const HxString word = "a"_hx;
+  HxMutableArray array = HxMutableArray::arrayWithCapacity(1000);
+  const AllocationCounter counter;
+  for (int i = 0; i < 1000; ++i) array.addObject(word);
+  EXPECT_EQ(counter.count(), 0U);
+}
+
 TEST(Array, CanBeMadeByItsClass) {
   EXPECT_EQ(HxString(HxStringFromClass(HxArrayObject::classObject())), "HxArray"_hx);
   EXPECT_EQ(as<HxArray>(HxArrayObject::classObject().make()).count(), 0U);

@@ -299,6 +299,15 @@ TEST(MutableDictionary, KeepsKeysAsCopies) {
   EXPECT_EQ(entriesOf(dictionary), "key2=2 key=1");
 }
 
+TEST(MutableDictionary, RoomForTheCapacityIsTakenAtOnce) {
+  std::vector<HxNumber> keys;
+  for (int i = 0; i < 1000; ++i) keys.push_back(number(i));
+  HxMutableDictionary dictionary = HxMutableDictionary::dictionaryWithCapacity(1000);
+  const test::AllocationCounter counter;
+  for (const HxNumber& key : keys) dictionary.setObject("a"_hx, key);
+  EXPECT_EQ(counter.count(), 0U);
+}
+
 TEST(MutableDictionary, NeverHoldsNil) {
   HxMutableDictionary dictionary = HxMutableDictionary::dictionaryWithCapacity(~HxUInteger{0});
   dictionary.setObject(nullptr, "a"_hx);

@@ -371,6 +371,7 @@ TEST_F(DefaultsFiles, ReadsAndChangesDoNotWaitForAWriting) {
   ASSERT_EQ(flock(lock, LOCK_EX), 0);
   isWaiting = false;
   internal::fileCalls.flock = +[](int fd, int operation) {
+    EXPECT_EQ(operation, LOCK_EX);
     isWaiting = true;
     return flock(fd, operation);
   };

@@ -127,6 +127,11 @@ TEST_F(UserDefaults, ArgumentsArePairsOfKeyAndValue) {
       {"last counts", words({"t"_hx, "-a"_hx, "b"_hx, "-a"_hx, "c"_hx}), "{ a = c; }"},
       {"plain words", words({"t"_hx, "x"_hx, "-a"_hx, "b"_hx, "y"_hx}), "{ a = b; }"},
       {"no value", words({"t"_hx, "-a"_hx}), "{}"},
+      {"longer plain words",
+       words({"t"_hx, "word"_hx, "value"_hx, "-a"_hx, "b"_hx, "xy"_hx, "z"_hx}), "{ a = b; }"},
+      {"assignments", words({"t"_hx, "-a"_hx, "x=y"_hx, "-b"_hx, "x = y;"_hx, "c=d"_hx, "e"_hx}),
+       "{ a = \"x=y\"; b = \"x = y;\"; }"},
+      {"long option with a value", words({"t"_hx, "--a=b"_hx, "c"_hx, "--d"_hx, "e"_hx}), "{}"},
       {"flag before a key", words({"t"_hx, "-a"_hx, "-b"_hx, "c"_hx}), "{ b = c; }"},
       {"negative numbers", words({"t"_hx, "-a"_hx, "-1"_hx, "-b"_hx, "-.5"_hx}),
        "{ a = \"-1\"; b = \"-.5\"; }"},
@@ -318,6 +323,7 @@ TEST_F(UserDefaults, DomainNameCannotLeadOutOfTheFolder) {
   EXPECT_EQ(internal::defaultsFileName("org.example.tool"_hx), "org.example.tool.plist");
   EXPECT_EQ(internal::defaultsFileName("../a/b%"_hx), "%2E.%2Fa%2Fb%25.plist");
   EXPECT_EQ(internal::defaultsFileName("\u00E9"_hx), "\u00E9.plist");
+  EXPECT_EQ(internal::defaultsFileName(HxString(std::u16string_view(u"a\0b", 3))), "a%00b.plist");
 }
 
 TEST_F(UserDefaults, WithoutAFolderOrANameAllIsKeptInMemory) {

@@ -211,6 +211,13 @@ TEST(MutableData, StandsApartFromItsCopies) {
   EXPECT_EQ(bytesOf(third), "zbc");
 }
 
+TEST(MutableData, RoomForTheCapacityIsTakenAtOnce) {
+  HxMutableData data = HxMutableData::initWithCapacity(1000);
+  const AllocationCounter counter;
+  for (int i = 0; i < 1000; ++i) data.appendBytes("a", 1);
+  EXPECT_EQ(counter.count(), 0U);
+}
+
 TEST(MutableData, AnyCapacityIsFineAsAdvice) {
   HxMutableData data = HxMutableData::initWithCapacity(~HxUInteger{0});
   data.appendBytes("a", 1);
