@@ -14,7 +14,6 @@ class SubstringView final : public HxStringObject {
 
   void setRealString(const HxString& realString, HxRange subrange) {
     if (_realString.object() != realString.object()) _realString = realString;
-    _realStringLength = realString.length();
     _subrange = subrange;
     _hashValueValid = false;
   }
@@ -46,7 +45,6 @@ class SubstringView final : public HxStringObject {
   }
 
   HxString _realString;
-  HxUInteger _realStringLength = 0;
   HxRange _subrange;
   mutable HxUInteger _hashValue = 0;
   mutable bool _hashValueValid = false;
@@ -56,9 +54,7 @@ class SubstringView final : public HxStringObject {
 // does it, before anybody looks for room for so many characters.
 HxStringObject::Contiguous SubstringView::contiguousCharacters() const {
   if (!_realString) return {};
-  const HxUInteger realLength = _realString.length();
-  if (!HxRangeFits(_subrange, realLength)) _realString.getCharacters(nullptr, _subrange);
-  if (realLength != _realStringLength) return {};
+  if (!HxRangeFits(_subrange, _realString.length())) _realString.getCharacters(nullptr, _subrange);
   Contiguous run = static_cast<const HxStringObject*>(_realString.object())->contiguousCharacters();
   if (run.narrow) run.narrow += _subrange.location;
   if (run.wide) run.wide += _subrange.location;
