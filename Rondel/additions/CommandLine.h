@@ -17,7 +17,8 @@
 // That is neither the grammar of a shell nor that of string lists (StringList.h). The guide
 // docs/guides/command-lines.md compares the three. Quoting.h does the reverse.
 //
-// The result for nil is nil. Every result is a new array. All of this may be called on any thread.
+// The result for nil is nil. Every result is a new array. Short words of ASCII share blocks of
+// memory, so a word that is kept keeps up to 1 KiB. All of this may be called on any thread.
 #pragma once
 
 #include "Rondel/core/collections/Array.h"

@@ -15,7 +15,8 @@
 // That is not the grammar of command lines (CommandLine.h), which differs in backslashes, empty
 // elements and whitespace. The guide docs/guides/command-lines.md compares them.
 //
-// Both operations may be called on any thread.
+// Short elements of ASCII share blocks of memory, so one that is kept keeps up to 1 KiB. Both
+// operations may be called on any thread.
 #pragma once
 
 #include <cstddef>
