@@ -29,6 +29,7 @@ using internal::Child;
 using internal::ChildPlan;
 using internal::fileCalls;
 using internal::FilePath;
+using internal::kStandardFiles;
 using internal::Mutex;
 using internal::MutexLock;
 using internal::RunLoopSource;
@@ -37,7 +38,7 @@ using internal::SharedDescriptor;
 namespace {
 
 constexpr int kLostStatus = -1;
-constexpr useconds_t kMicrosecondsBetweenLooks = kTimeBetweenLooks / 1000;
+constexpr useconds_t kMicrosecondsBetweenLooks = internal::kTimeBetweenLooks / 1000;
 
 HxArray commonModes() { return HxArray::arrayWithObject(HxRunLoopCommonModes); }
 

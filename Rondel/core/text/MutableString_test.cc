@@ -77,6 +77,13 @@ TEST(MutableString, RoomForShortTextLiesInTheSameBlock) {
   EXPECT_EQ(counter.count(), 1U);
 }
 
+// A string that outgrows its room frees it.
+TEST(MutableString, RoomForLongTextIsABlockOfItsOwn) {
+  const AllocationCounter counter;
+  const HxMutableString text = HxMutableString::initWithCapacity(100000);
+  EXPECT_EQ(counter.count(), 2U);
+}
+
 TEST(MutableString, OutgrowsItsOwnRoom) {
   for (const HxUInteger capacity : {1U, 20U, 512U, 513U}) {
     for (const HxString& more : {"more"_hx, "\u4E2D"_hx, HxString(std::string(2000, 'm'))}) {

@@ -214,6 +214,9 @@ TEST(StringPath, ExpandsTheTilde) {
   EXPECT_EQ("~"_hx.stringByStandardizingPath(), home.stringByStandardizingPath());
   EXPECT_EQ("~/no-such"_hx.stringByStandardizingPath(),
             home.stringByAppendingPathComponent("no-such"_hx).stringByStandardizingPath());
+  // The separator ends the name, whatever mark comes after it.
+  EXPECT_EQ("~/\u0338a"_hx.stringByStandardizingPath(),
+            HxString::stringByConcatenating(home, "/\u0338a"_hx).stringByStandardizingPath());
   const passwd* user = ::getpwuid(::getuid());
   ASSERT_NE(user, nullptr);
   EXPECT_EQ(HxString::stringByConcatenating("~"_hx, HxString::stringWithUTF8String(user->pw_name))
@@ -225,6 +228,28 @@ TEST(StringPath, TildeWithANameThatNoUserHasStays) {
   for (const HxString& path : {"~root\0x/a"_hx, "~no-such-user/a"_hx}) {
     EXPECT_EQ(path.stringByStandardizingPath(), path);
   }
+}
+
+// HOME with another value, as long as this lives.
+class OtherHome {
+ public:
+  explicit OtherHome(const std::string& value) : _kept(std::getenv("HOME")) {
+    ::setenv("HOME", value.c_str(), 1);
+  }
+  OtherHome(const OtherHome&) = delete;
+  OtherHome& operator=(const OtherHome&) = delete;
+  ~OtherHome() { ::setenv("HOME", _kept.c_str(), 1); }
+
+ private:
+  const std::string _kept;
+};
+
+TEST(StringPath, AnEmptyHomeIsNone) {
+  const passwd* user = ::getpwuid(::getuid());
+  ASSERT_NE(user, nullptr);
+  const HxString home = HxString::stringWithUTF8String(user->pw_dir);
+  const OtherHome empty("");
+  EXPECT_EQ("~"_hx.stringByStandardizingPath(), home.stringByStandardizingPath());
 }
 
 // A folder with links in it.
@@ -251,6 +276,13 @@ TEST_F(StringPathLinks, AreReplacedByWhatTheyPointTo) {
   EXPECT_EQ(path("chain/x").stringByResolvingSymlinksInPath(), path("real/deep/x"));
   EXPECT_EQ(path("chain/..//./deep/x/").stringByResolvingSymlinksInPath(), path("real/deep/x"));
   EXPECT_EQ(path("real/deep").stringByResolvingSymlinksInPath(), path("real/deep"));
+}
+
+TEST_F(StringPathLinks, AreReplacedAfterTheTilde) {
+  file("real/x");
+  link("link", "real");
+  const OtherHome home(folder().path("."));
+  EXPECT_EQ("~/link/x"_hx.stringByResolvingSymlinksInPath(), path("real/x"));
 }
 
 TEST_F(StringPathLinks, TheParentOfALinkedFolderIsThatOfTheRealOne) {
