@@ -219,6 +219,9 @@ TEST(SharedContainers, WhatAFailedCandidateTookForEqualDoesNotCountForTheNext) {
         {HxArray::arrayWithObjects({p, first}), HxArray::arrayWithObjects({p, second})});
     const HxSet theirs = HxSet::initWithObjects(
         {HxArray::arrayWithObjects({q, first}), HxArray::arrayWithObjects({q, second})});
+    const HxSet turned = HxSet::initWithObjects(
+        {HxArray::arrayWithObjects({q, second}), HxArray::arrayWithObjects({q, first})});
+    EXPECT_FALSE(afterMuchWork(mine).isEqual(afterMuchWork(turned)));
     EXPECT_FALSE(afterMuchWork(mine).isEqual(afterMuchWork(theirs)));
     EXPECT_TRUE(afterMuchWork(mine).isEqual(afterMuchWork(mine.mutableCopy())));
   }
@@ -358,6 +361,11 @@ TEST(SharedContainers, ACycleThroughAnotherObjectIsWrittenAsDots) {
 TEST(SharedContainers, AContainerThatOccursTwiceIsWrittenTwice) {
   EXPECT_EQ(doubled(kDoublings[0], 2, "x"_hx).description(),
             "(\n    (\n        x,\n        x\n    ),\n    (\n        x,\n        x\n    )\n)"_hx);
+}
+
+TEST(SharedContainers, AShortDescriptionRepeatsAllContainers) {
+  const HxString text = doubled(kDoublings[0], 8, "x"_hx).description();
+  EXPECT_EQ(text.rangeOfString("..."_hx).location, HxNotFound);
 }
 
 TEST(SharedContainers, TheDescriptionOfSharedContainersIsBounded) {
