@@ -205,8 +205,8 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   // whether the child has exited; false if there is none. The last output may still be due; ask
   // runIsOver.
   bool waitUntilExitBeforeDate(const HxDate& limit);
-  // Closes both handles of the task. If the task reads the output, that ends it: if the child has
-  // exited already, taskDidStop comes before this returns, otherwise with the exit. Do not close
+  // Closes both handles of the task. If the task reads the output, that ends it. After the child's
+  // exit taskDidStop then comes before this returns. Before, it comes with the exit. Do not close
   // taskStandardOutput() directly: after the exit such a run gets no stop.
   void closeTaskHandles();
   // Drops everything that belongs to the run. Sends synchronizedTaskWillGo to the owner of a

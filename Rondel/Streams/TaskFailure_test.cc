@@ -337,7 +337,7 @@ TEST(TaskFailure, NoDescriptorsForTheOutputPipe) {
   EXPECT_FALSE(task->isRunning());
 }
 
-TEST(TaskFailure, EveryLackOfDescriptorsIsToldAndPasses) {
+TEST(TaskFailure, EveryLackOfDescriptorsIsReportedAndPasses) {
   TaskRecorder warmUp;
   ASSERT_TRUE(runToEnd(*shellTask("exit 0", warmUp), warmUp));
   for (int free = 0; free < 10; ++free) {

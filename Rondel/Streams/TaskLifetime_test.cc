@@ -164,7 +164,7 @@ TEST(TaskLifetime, ADelegateThatGoesIsForgottenByAllItsTasks) {
   }
 }
 
-TEST(TaskLifetime, ADelegateThatGoesInTheStreamsEndIsNotTold) {
+TEST(TaskLifetime, ADelegateThatGoesInTheStreamsEndIsNotReported) {
   std::optional<TaskRecorder> recorder(std::in_place);
   StreamRecorder consumer;
   const Ref<ZevMoTask> task = shellTask("exit 0", *recorder);
@@ -210,7 +210,7 @@ struct HandleOwner : ZevMoTaskSynchronizedFileHandle {
   std::vector<ZevMoTask*> gone;
 };
 
-TEST(TaskLifetime, AnOwnerIsToldWhenItsTaskGoesCleansUpOrGetsAnother) {
+TEST(TaskLifetime, AnOwnerIsReportedWhenItsTaskGoesCleansUpOrGetsAnother) {
   HandleOwner owner;
   HandleOwner other;
   Ref<ZevMoTask> task = ZevMoTask::init();

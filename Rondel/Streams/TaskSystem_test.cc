@@ -166,7 +166,7 @@ TEST(TaskSystem, ACloseThatFailsIsACloseAllTheSame) {
   EXPECT_EQ(outcome.events, (Events{"start", "output", "stop 0"}));
 }
 
-TEST(TaskSystem, RefusedPipesAreToldAndLogged) {
+TEST(TaskSystem, RefusedPipesAreReportedAndLogged) {
   const struct {
     int number;
     const char* failure;

@@ -151,7 +151,7 @@ TEST(Task, ProcessIDIsTheChilds) {
   EXPECT_EQ(recorder.output, std::to_string(task->processID()) + "\n");
 }
 
-TEST(Task, LeadsAProcessGroupOnlyWhenTold) {
+TEST(Task, LeadsAProcessGroupOnlyWhenReported) {
   for (const bool flag : {true, false}) {
     TaskRecorder recorder;
     const Ref<ZevMoTask> task =
@@ -295,7 +295,7 @@ TEST(Task, SynchronizedOwnerLastDataThenExit) {
   EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
 }
 
-TEST(Task, SynchronizedOwnerThatReportsWhileItIsToldStopsTheRunOnce) {
+TEST(Task, SynchronizedOwnerThatReportsWhileItIsReportedStopsTheRunOnce) {
   TaskRecorder recorder;
   Ref<HxPipe> pipe;
   const Ref<OwnerWithReaction> owner = makeRef<OwnerWithReaction>();
@@ -328,7 +328,7 @@ TEST(Task, LastDataReportedInTheStreamsEndEndsItOnce) {
   EXPECT_EQ(recorder.events, (Events{"start", "stop 0"}));
 }
 
-TEST(Task, SynchronizedOwnerMayLeaveWhileItIsTold) {
+TEST(Task, SynchronizedOwnerMayLeaveWhileItIsReported) {
   TaskRecorder recorder;
   Ref<HxPipe> pipe;
   const Ref<OwnerWithReaction> owner = makeRef<OwnerWithReaction>();
@@ -539,7 +539,7 @@ TEST(Task, WaitUntilExitReadsOnlyThisTaskAfterTheExit) {
   EXPECT_EQ(counter->fired, 1);
 }
 
-TEST(Task, WaitUntilExitGivesUpOnDescendantsAfterHalfASecond) {
+TEST(Task, WaitUntilExitReturnsUpOnDescendantsAfterHalfASecond) {
   TaskRecorder recorder;
   const Ref<ZevMoTask> task = shellTask("sleep 1.2 & exit 0", recorder);
   task->startTask();

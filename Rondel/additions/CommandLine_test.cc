@@ -173,7 +173,7 @@ TEST(CommandLine, BothFormsAreTheSplitterWithItsFlag) {
             preserved(text));
 }
 
-TEST(CommandLine, EmptyTextGivesAnEmptyArray) {
+TEST(CommandLine, EmptyTextReturnsAnEmptyArray) {
   const HxArray words = arrayByParsingAsCommandLineArguments(""_hx);
   EXPECT_FALSE(words.isNil());
   EXPECT_EQ(words.count(), 0U);
@@ -188,7 +188,7 @@ TEST(CommandLine, EmptyArraysOfCommandLinesAreNewAndThoseOfListsShared) {
   EXPECT_EQ(arrayByParsingAsStringList(""_hx).object(), arrayByParsingAsStringList(""_hx).object());
 }
 
-TEST(CommandLine, NilTextGivesNil) {
+TEST(CommandLine, NilTextReturnsNil) {
   EXPECT_TRUE(arrayByParsingAsCommandLineArguments(nullptr).isNil());
   EXPECT_TRUE(componentsSeparatedByUnquotedWhitespace(nullptr).isNil());
   EXPECT_TRUE(_componentsSeparatedByUnquotedWhitespacePreservingQuotes(nullptr, false).isNil());
@@ -359,7 +359,7 @@ TEST(CommandLineExtraction, TakesAttachedAndSeparateValues) {
   EXPECT_EQ(valuesOf({"-Ia"_hx, "-I"_hx, "b"_hx, "-I"_hx}, "-I"_hx), (Texts{"a", "b"}));
 }
 
-TEST(CommandLineExtraction, OneElementEqualToThePrefixGivesAnEmptyArray) {
+TEST(CommandLineExtraction, OneElementEqualToThePrefixReturnsAnEmptyArray) {
   const HxArray values =
       arrayByExtractingCommandLineArgumentsHavingPrefix(HxArray::arrayWithObject("-I"_hx), "-I"_hx);
   EXPECT_FALSE(values.isNil());
@@ -374,7 +374,7 @@ TEST(CommandLineExtraction, OtherWordsAreNotTaken) {
   EXPECT_EQ(valuesOf({"-c"_hx, "x-Iy"_hx, "-ia"_hx, ""_hx}, "-I"_hx), Texts{});
 }
 
-TEST(CommandLineExtraction, EmptyArraysGiveEmptyArraysAndNilGivesNil) {
+TEST(CommandLineExtraction, EmptyArraysReturnEmptyArraysAndNilReturnsNil) {
   EXPECT_EQ(valuesOf({}, "-I"_hx), Texts{});
   EXPECT_FALSE(
       arrayByExtractingCommandLineArgumentsHavingPrefix(HxArray::array(), "-I"_hx).isNil());

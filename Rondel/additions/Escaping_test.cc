@@ -117,7 +117,7 @@ TEST(Escaping, EscapesTextOfEveryLength) {
   }
 }
 
-TEST(Escaping, UnescapingFromXMLGivesTheReceiverItself) {
+TEST(Escaping, UnescapingFromXMLReturnsTheReceiverItself) {
   const HxString text = "&lt;&amp;"_hx;
   EXPECT_EQ(stringByUnescapingFromXML(text).object(), text.object());
 }

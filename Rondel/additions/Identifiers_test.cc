@@ -214,7 +214,7 @@ TEST(Identifiers, ANameWithoutBlanksThatIsFreeIsTheReceiverItself) {
   EXPECT_EQ(uniqueStringAmongStrings(name, HxArray::array()).object(), name.object());
 }
 
-TEST(Identifiers, AnEmptyNameIsGivenBackEvenIfItIsTaken) {
+TEST(Identifiers, AnEmptyNameIsReturnnBackEvenIfItIsTaken) {
   EXPECT_EQ(uniqueStringAmongStrings(""_hx, linesOf(""_hx)), ""_hx);
   EXPECT_EQ(uniqueStringAmongStrings("  "_hx, linesOf(""_hx)), ""_hx);
 }

@@ -51,11 +51,11 @@ RONDEL_EXPORT void getLineStartOffsets(const HxString& text, HxUInteger** offset
 // Returns kNotFoundRange if it does not have the first.
 RONDEL_EXPORT HxRange characterRangeForLineRange(const HxString& text, HxRange lineRange);
 
-// Returns the lines that hold a range of characters: the number of the line in which it starts, and
-// how many lines it takes to reach its end, at least one. The place after the last character
-// belongs to the last line. A range that ends beyond the text raises HxRangeException with the
-// reason
-// "-[HxString lineRangeForCharacterRange:]: Range or index out of bounds".
+// Returns the lines that hold a range of characters. Its location is the number of the line in
+// which the range starts. Its length is how many lines reach to its end, at least one. The place
+// after the last character belongs to the last line. A range that ends beyond the text raises
+// HxRangeException with the reason "-[HxString lineRangeForCharacterRange:]: Range or index out of
+// bounds".
 RONDEL_EXPORT HxRange lineRangeForCharacterRange(const HxString& text, HxRange characterRange);
 
 // Returns the number of lines, at least 1; 0 for nil.

@@ -266,7 +266,7 @@ TEST(Lines, ARangeBeyondTheTextRaises) {
   }
 }
 
-TEST(Lines, ThereAndBackGivesTheSameLines) {
+TEST(Lines, ThereAndBackReturnsTheSameLines) {
   forEachText(u"a\n\r", 6, [](const std::u16string& units) {
     const HxString text(units);
     const HxUInteger count = numberOfLines(text);

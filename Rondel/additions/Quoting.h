@@ -9,7 +9,8 @@
 // What splits back. The splitters of CommandLine.h and StringList.h undo the quotes,
 // backslash-quote and backslash-backslash. They do not undo the other escapes, which are for people
 // and for property lists: to them \n is the letter n. So a joined command line splits back to the
-// same words if these hold no character below U+0020 other than TAB, LF and CR, and no U+FFFF.
+// same words, with two exceptions. These are characters below U+0020 other than TAB, LF and CR, and
+// U+FFFF.
 //
 // U+FFFF. Writing between quotes ends there: the rest of the text is lost. Deliberate: other
 // readers of this library end there as well. Whether quotes are needed is told as follows.
@@ -44,10 +45,10 @@ RONDEL_EXPORT HxString stringByQuotingOnlyIfNeeded(const HxString& text, bool on
                                                    bool quoteTabsAndEOLs,
                                                    bool quoteHighBitUnichars);
 
-// Returns the text for use as a command-line argument: the receiver itself if it holds only
-// letters, marks and numbers of Unicode and "/.,+-_=", else the text in double quotes with all
-// three options off. Characters beyond U+FFFF, letters too, ask for quotes: they are looked at as
-// two surrogates. Empty text is returned as it is; the joiner below makes two quotes of it.
+// Returns the text for use as a command-line argument. That is the receiver itself if it holds only
+// letters, marks and numbers of Unicode and "/.,+-_=". Other text is put in double quotes with all
+// three options off. Characters beyond U+FFFF, letters too, need quotes: they are looked at as two
+// surrogates. Empty text is returned as it is; the joiner below makes two quotes of it.
 RONDEL_EXPORT HxString stringByQuotingIfNeeded(const HxString& text);
 
 // Returns the text for use in a string list: the same, but only whitespace asks for quotes

@@ -83,7 +83,7 @@ TEST(Quoting, BothOptionsTogether) {
   EXPECT_EQ(inQuotes(u"\t\u0100\r\n", true, true), u"\"\\t\\U0100\\n\\n\"");
 }
 
-TEST(Quoting, EmptyTextGivesTwoQuotesWhateverTheOptionsAre) {
+TEST(Quoting, EmptyTextReturnsTwoQuotesWhateverTheOptionsAre) {
   for (int options = 0; options < 8; ++options) {
     const HxString result = stringByQuotingOnlyIfNeeded(""_hx, (options & 1) != 0,
                                                         (options & 2) != 0, (options & 4) != 0);
@@ -124,7 +124,7 @@ TEST(Quoting, AnEscapeIsFoundAtEachPlaceOfALongWideText) {
 
 // ---- When quotes are needed -------------------------------------------------------------------
 
-TEST(QuotingOnlyIfNeeded, GivesTheReceiverItselfWhenNothingNeedsQuotes) {
+TEST(QuotingOnlyIfNeeded, ReturnsTheReceiverItselfWhenNothingNeedsQuotes) {
   EXPECT_TRUE(isLeftAlone("azAZ09./_"_hx));
   EXPECT_TRUE(isLeftAlone(HxString(std::string(100, 'x'))));
   EXPECT_TRUE(isLeftAlone("abc"_hx.mutableCopy()));
@@ -139,13 +139,13 @@ TEST(QuotingOnlyIfNeeded, QuotesForEveryOtherCharacter) {
   }
 }
 
-TEST(QuotingOnlyIfNeeded, ABackslashNeedsQuotesOnlyBehindAnother) {
+TEST(QuotingOnlyIfNeeded, ABackslashNeedsQuotesOnlyAfterAnother) {
   EXPECT_TRUE(isLeftAlone("a\\b"_hx));
   EXPECT_TRUE(isLeftAlone("\\a\\"_hx));
   EXPECT_EQ(stringByQuotingOnlyIfNeeded("a\\\\b"_hx, true, false, false), "\"a\\\\\\\\b\""_hx);
 }
 
-TEST(QuotingOnlyIfNeeded, ABackslashBehindAnotherIsFoundAtEachPlace) {
+TEST(QuotingOnlyIfNeeded, ABackslashAfterAnotherIsFoundAtEachPlace) {
   for (std::size_t place = 0; place < 70; ++place) {
     std::string text(72, 'x');
     text[place] = '\\';
@@ -175,7 +175,7 @@ TEST(QuotingOnlyIfNeeded, QuotesAMinusSignThatTheArgumentFormLeavesAlone) {
   EXPECT_EQ(stringByQuotingIfNeeded("a-b"_hx), "a-b"_hx);
 }
 
-TEST(QuotingOnlyIfNeeded, NilGivesNil) {
+TEST(QuotingOnlyIfNeeded, NilReturnsNil) {
   EXPECT_TRUE(stringByQuotingOnlyIfNeeded(nullptr, true, false, false).isNil());
   EXPECT_TRUE(stringByQuotingOnlyIfNeeded(nullptr, false, true, true).isNil());
   EXPECT_TRUE(stringByQuotingIfNeeded(nullptr).isNil());
@@ -211,7 +211,7 @@ TEST(QuotingEndMark, EndsAWordAndNotAJoinedLine) {
 
 // ---- The wrappers -----------------------------------------------------------------------------
 
-TEST(QuotingIfNeeded, GivesTheReceiverItselfForWordsOfTheAllowedCharacters) {
+TEST(QuotingIfNeeded, ReturnsTheReceiverItselfForWordsOfTheAllowedCharacters) {
   const HxString words[] = {"azAZ09/.,+-_="_hx, HxString(std::string(50, '=')),
                             HxString("\u00E9\u4E2D\u0301\u0663"), ""_hx};
   for (const HxString& word : words) {
@@ -285,7 +285,7 @@ TEST(QuotingWrappers, WriteControlsAsEscapesAndTheRestAsItStands) {
   EXPECT_EQ(stringByQuotingWhitespaceIfNeeded(text), expected);
 }
 
-TEST(QuotingWhitespaceIfNeeded, GivesTextWithQuotesAndBackslashesBackUnchanged) {
+TEST(QuotingWhitespaceIfNeeded, ReturnsTextWithQuotesAndBackslashesBackUnchanged) {
   for (const HxString& word : {"\"a\""_hx, "it's"_hx, "a\\b"_hx, "a;b|c"_hx, ""_hx}) {
     EXPECT_EQ(stringByQuotingWhitespaceIfNeeded(word).object(), word.object());
   }
@@ -305,7 +305,7 @@ TEST(QuotingJoin, StringList) {
   EXPECT_EQ(stringByConcatenatingObjectsAsStringList(elements), HxString(R"(a "b c" "" it's \)"));
 }
 
-TEST(QuotingJoin, EmptyArraysGiveTheEmptyStringAndNilGivesNil) {
+TEST(QuotingJoin, EmptyArraysReturnTheEmptyStringAndNilReturnsNil) {
   EXPECT_EQ(stringByConcatenatingObjectsAsCommandLineArguments(HxArray::array()), ""_hx);
   EXPECT_EQ(stringByConcatenatingObjectsAsStringList(HxArray::array()), ""_hx);
   EXPECT_TRUE(stringByConcatenatingObjectsAsCommandLineArguments(nullptr).isNil());

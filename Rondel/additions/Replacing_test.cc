@@ -55,7 +55,7 @@ TEST(Replacing, ACharacterIsReplacedInLongText) {
   }
 }
 
-TEST(Replacing, ACharacterByItselfGivesTheReceiverItself) {
+TEST(Replacing, ACharacterByItselfReturnsTheReceiverItself) {
   for (const TextForm form : kTextForms) {
     const HxString text = makeText(form, u"abc");
     EXPECT_EQ(stringByReplacingCharacter(text, u'a', u'a').object(), text.object());
@@ -82,7 +82,7 @@ struct Replacement {
 
 class ReplacingText : public testing::TestWithParam<Replacement> {};
 
-TEST_P(ReplacingText, GivesAMutableCopy) {
+TEST_P(ReplacingText, ReturnsAMutableCopy) {
   const Replacement& expected = GetParam();
   for (const TextForm form : kTextForms) {
     const HxString text = makeText(form, expected.text);

@@ -10,10 +10,10 @@
 //     if (isNew) names.addObject(word.copy()); // a plain string, to keep
 //   }
 //
-// A view copies no characters. After it was made it allocates nothing: not when it is aimed, nor
-// when it is asked for a character, its hash, or whether it equals another string. It is a string
-// of its own class, so it can stand wherever a string does. Operations that make a new string, such
-// as copy, uppercaseString or substringWithRange, make a plain one.
+// A view copies no characters. After it was made it allocates nothing. That holds for aiming it,
+// and for asking for a character, its hash or its equality. It is a string of its own class, so it
+// can stand wherever a string does. Operations that make a new string, such as copy,
+// uppercaseString or substringWithRange, make a plain one.
 //
 // What must not happen to it:
 //

@@ -308,7 +308,7 @@ TEST(ReusableSubstring, ALocationBeyondAllNumbersIsNotTakenForOneAtTheStart) {
             HxRangeException);
 }
 
-TEST(ReusableSubstring, ARealStringThatHasGrownOrWidenedBehindThePartStillShowsIt) {
+TEST(ReusableSubstring, ARealStringThatHasGrownOrWidenedAfterThePartStillShowsIt) {
   for (const HxString& added : {" three"_hx, "\u00e9"_hx, HxString(std::string(5000, 'x'))}) {
     HxMutableString real = HxMutableString::stringWithString("one two"_hx);
     const ZevCheapReusableSubstring view = viewOf(real, {4, 3});
@@ -319,7 +319,7 @@ TEST(ReusableSubstring, ARealStringThatHasGrownOrWidenedBehindThePartStillShowsI
   }
 }
 
-TEST(ReusableSubstring, AStringMayBeGivenAViewOfItself) {
+TEST(ReusableSubstring, AStringMayBeReturnnAViewOfItself) {
   HxMutableString text = HxMutableString::stringWithString("one two"_hx);
   ZevCheapReusableSubstring view = viewOf(text, {4, 3});
   for (int i = 0; i < 6; ++i) {
@@ -379,7 +379,7 @@ TEST(ReusableSubstring, AViewOfNilHasNoCharacters) {
   EXPECT_EQ(raisedBy([&] { view.characterAtIndex(0); }), HxRangeException);
 }
 
-TEST(ReusableSubstring, ANilHandleGivesZero) {
+TEST(ReusableSubstring, ANilHandleReturnsZero) {
   ZevCheapReusableSubstring nil = nullptr;
   nil.setRealString("abc"_hx, {0, 1});
   EXPECT_TRUE(nil.isNil());

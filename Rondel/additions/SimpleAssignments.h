@@ -37,8 +37,8 @@ namespace rondel {
 //   String '<the whole line>' isn't a valid variable assignment   there is no equals sign
 //   '<the name>' isn't a valid variable name                      the name is not legal
 //
-// Both texts are looked up in the library's own bundle with "%@" in place of what is quoted: the
-// first in the table "RondelKit", the second in the table "RondlKit".
+// Both texts are looked up in the library's own bundle, with "%@" in place of what is quoted. The
+// first one is in the table "RondelKit", the second one in the table "RondlKit".
 RONDEL_EXPORT HxMutableDictionary dictionaryByParsingAsSimpleAssignmentsAndGetLocalizedErrorString(
     const HxString& text, HxString* errorString);
 

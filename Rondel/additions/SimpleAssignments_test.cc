@@ -53,7 +53,7 @@ std::string outputOf(const std::string& command) {
 
 // ---- Reading ------------------------------------------------------------------------------------
 
-TEST(SimpleAssignments, NothingAndBlankLinesGiveAnEmptyDictionary) {
+TEST(SimpleAssignments, NothingAndBlankLinesReturnAnEmptyDictionary) {
   for (const char* const text :
        {"", "\n", "\r\n\r\n", " ", "\t \n  \n", "\u2028\u2029\u0085", "\u00A0\u3000"}) {
     const HxMutableDictionary entries = parsed(HxString(text));
@@ -62,7 +62,7 @@ TEST(SimpleAssignments, NothingAndBlankLinesGiveAnEmptyDictionary) {
   }
 }
 
-TEST(SimpleAssignments, TheValueIsTrimmedBeforeAndBehindItsSemicolon) {
+TEST(SimpleAssignments, TheValueIsTrimmedBeforeAndAfterItsSemicolon) {
   const Entries one{{"A", "1"}};
   for (const char* const text : {"A=1;", "A = 1 ; ", "A=1", " A = 1 ", "\tA\t=\t1\t;\t", "A=1;\n",
                                  "\u00A0A\u3000=\u20031\u00A0;\u00A0"}) {
@@ -140,12 +140,12 @@ TEST(SimpleAssignments, ALineWithoutEqualsSignFailsWithTheWholeLine) {
   EXPECT_EQ(messageOf("// a comment"), "String '// a comment' isn't a valid variable assignment");
 }
 
-TEST(SimpleAssignments, TheFirstBadLineIsTold) {
+TEST(SimpleAssignments, TheFirstBadLineIsReported) {
   EXPECT_EQ(messageOf("A=1\n2=3\nB"), "'2' isn't a valid variable name");
   EXPECT_EQ(messageOf("A=1\nB\n2=3"), "String 'B' isn't a valid variable assignment");
 }
 
-TEST(SimpleAssignments, ANullErrorPointerStillGivesNil) {
+TEST(SimpleAssignments, ANullErrorPointerStillReturnsNil) {
   EXPECT_TRUE(parsed("1A = 2"_hx, nullptr).isNil());
   EXPECT_TRUE(parsed("A"_hx, nullptr).isNil());
 }
@@ -156,7 +156,7 @@ TEST(SimpleAssignments, TheErrorStringIsLeftAloneWhenAllIsWell) {
   EXPECT_EQ(message, "before"_hx);
 }
 
-TEST(SimpleAssignments, NilTextGivesNilWithoutAMessage) {
+TEST(SimpleAssignments, NilTextReturnsNilWithoutAMessage) {
   HxString message = "before"_hx;
   EXPECT_TRUE(parsed(nullptr, &message).isNil());
   EXPECT_EQ(message, "before"_hx);
@@ -237,7 +237,7 @@ TEST(SimpleAssignments, NamesAreOrderedByCompare) {
   EXPECT_EQ(written(entries), "A = 1\nB = 1\n_ = 1\na = 1\na1 = 1\nb = 1\n"_hx);
 }
 
-TEST(SimpleAssignments, AnEmptyDictionaryGivesTheEmptyString) {
+TEST(SimpleAssignments, AnEmptyDictionaryReturnsTheEmptyString) {
   EXPECT_EQ(written(HxDictionary::dictionary()), ""_hx);
   EXPECT_FALSE(written(HxDictionary::dictionary()).isNil());
 }
@@ -263,7 +263,7 @@ TEST(SimpleAssignments, ValuesAreQuotedAsArgumentsOfACommandLine) {
   }
 }
 
-TEST(SimpleAssignments, AnEntryThatCannotBeWrittenGivesNil) {
+TEST(SimpleAssignments, AnEntryThatCannotBeWrittenReturnsNil) {
   const HxNumber number = HxNumber::numberWithInt(1);
   const HxDictionary::Entry entries[] = {
       {"1A"_hx, "x"_hx}, {""_hx, "x"_hx},  {"A B"_hx, "x"_hx},         {"\u00E9"_hx, "x"_hx},
@@ -275,7 +275,7 @@ TEST(SimpleAssignments, AnEntryThatCannotBeWrittenGivesNil) {
   }
 }
 
-TEST(SimpleAssignments, NilEntriesGiveNil) { EXPECT_TRUE(written(nullptr).isNil()); }
+TEST(SimpleAssignments, NilEntriesReturnNil) { EXPECT_TRUE(written(nullptr).isNil()); }
 
 TEST(SimpleAssignments, AValueWithABlankComesBackWithItsQuotes) {
   const HxDictionary entries = HxDictionary::dictionaryWithObject("y z"_hx, "A"_hx);

@@ -87,14 +87,14 @@ TEST(StringList, TheFirstNULEndsTheText) {
   EXPECT_EQ(listed(HxString("\u4E2D b\0c"s)), (Texts{"\u4E2D", "b"}));
 }
 
-TEST(StringList, ATextThatBeginsWithANULGivesTheSharedArray) {
+TEST(StringList, ATextThatBeginsWithANULReturnsTheSharedArray) {
   const HxArray shared = MoSplitWhitespaceSeparatedComponents("", 0, nullptr);
   for (const HxString& text : {HxString("\0a"s), HxString("\0\u4E2D"s)}) {
     EXPECT_EQ(arrayByParsingAsStringList(text).object(), shared.object());
   }
 }
 
-TEST(StringList, ALengthOfZeroGivesTheSharedEmptyArrayAndLeavesTheErrorAlone) {
+TEST(StringList, ALengthOfZeroReturnsTheSharedEmptyArrayAndLeavesTheErrorAlone) {
   const HxError before = HxError::posixError(2, nullptr);
   HxError error = before;
   const HxArray first = MoSplitWhitespaceSeparatedComponents("ignored", 0, &error);
@@ -111,7 +111,7 @@ TEST(StringList, ASplitStoresNilAsItsError) {
   EXPECT_TRUE(error.isNil());
 }
 
-TEST(StringList, ABlankTextGivesAnEmptyArrayOfItsOwn) {
+TEST(StringList, ABlankTextReturnsAnEmptyArrayOfItsOwn) {
   const HxArray blank = MoSplitWhitespaceSeparatedComponents(" ", 1, nullptr);
   EXPECT_NE(blank.object(), MoSplitWhitespaceSeparatedComponents("", 0, nullptr).object());
 }
@@ -164,7 +164,7 @@ TEST(StringList, TextBeyondASCIIComesBackDecomposed) {
   EXPECT_EQ(listed(HxString("\u00E9t\u00E9 \uAC00")), (Texts{"e\u0301te\u0301", "\u1100\u1161"}));
 }
 
-TEST(StringList, BytesGivenDirectlyAreNotDecomposed) {
+TEST(StringList, BytesReturnnDirectlyAreNotDecomposed) {
   EXPECT_EQ(split("\u00E9"), (Texts{"\u00E9"}));
 }
 
@@ -173,13 +173,13 @@ TEST(StringList, AnyStringClassIsSplit) {
   EXPECT_EQ(listed("a 'b c' d"_hx.mutableCopy()), (Texts{"a", "b c", "d"}));
 }
 
-TEST(StringList, NilTextGivesNilAndEmptyTextTheSharedArray) {
+TEST(StringList, NilTextReturnsNilAndEmptyTextTheSharedArray) {
   EXPECT_TRUE(arrayByParsingAsStringList(nullptr).isNil());
   EXPECT_EQ(arrayByParsingAsStringList(""_hx).object(),
             MoSplitWhitespaceSeparatedComponents("", 0, nullptr).object());
 }
 
-TEST(StringList, TextWithoutAFileSystemFormFailsItsCheckAndGivesNil) {
+TEST(StringList, TextWithoutAFileSystemFormFailsItsCheckAndReturnsNil) {
   const FailureRecorder recorder;
   const HxString text(u"a \xD800"sv);
   EXPECT_TRUE(arrayByParsingAsStringList(text).isNil());

@@ -65,8 +65,8 @@ RONDEL_EXPORT HxString stringByAbbreviatingWithEllipsisInMiddleToLength(const Hx
 
 // ---- Differences --------------------------------------------------------------------------------
 
-// Returns the part of the text that differs from a part of another: the range between the units
-// that both begin with and those that both end with. The beginnings are compared first, and no unit
+// Returns the part of the text that differs from a part of another. It lies between the units that
+// both begin with and those that both end with. The beginnings are compared first, and no unit
 // counts twice: "aa" differs from "aaa" in {2, 0}. Single UTF-16 units are compared, whatever they
 // compose.
 //

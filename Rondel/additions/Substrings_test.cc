@@ -212,7 +212,7 @@ TEST(Substrings, BetweenTwoMarkersOnOneLine) {
   EXPECT_EQ(substringBetweenString("a [b] \n c"_hx, "["_hx, "]"_hx, false), "b"_hx);
 }
 
-TEST(Substrings, NilMarkersGiveNil) {
+TEST(Substrings, NilMarkersReturnNil) {
   EXPECT_TRUE(substringAfterString("a"_hx, nullptr, true).isNil());
   EXPECT_TRUE(substringBeforeString("a"_hx, nullptr, false).isNil());
   EXPECT_TRUE(substringBetweenString("a"_hx, nullptr, "a"_hx, true).isNil());

@@ -22,8 +22,8 @@ namespace rondel {
 // ---- UTF-8 that may be damaged
 
 // Returns the text of bytes that should be UTF-8, never nil. It never fails and loses nothing. A
-// byte that belongs to no legal sequence becomes a backslash and its three octal digits, "\377",
-// and the byte after it is looked at afresh. No U+FFFD is put in.
+// byte that belongs to no legal sequence becomes a backslash and its three octal digits, "\377".
+// The byte after it is looked at afresh. No U+FFFD is put in.
 //
 // `stopAtTrailingIncompleteUTF8Sequence` leaves a last sequence alone whose bytes are not all
 // there: at most three bytes, for the caller to put before the next piece. (It is told by its first

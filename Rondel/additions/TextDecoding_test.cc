@@ -119,7 +119,7 @@ struct Tail {
   HxUInteger used;
 };
 
-TEST(TextDecoding, TailIsToldByItsFirstByteAlone) {
+TEST(TextDecoding, TailIsReportedByItsFirstByteAlone) {
   const Tail tails[] = {
       {"a\xC3", 1},         {"a\xE6", 1},  {"a\xE6\x96", 1},     {"a\xF0", 1},     {"a\xF0\x9F", 1},
       {"a\xF0\x9F\x98", 1}, {"a\xE6z", 1}, {"a\xF0zz", 1},       {"a\xC0", 1},     {"a\xC1", 1},
@@ -355,7 +355,7 @@ class Pieces {
   Decoded _whole;
 };
 
-TEST(TextDecoding, EverySplitInTwoGivesTheWholeText) {
+TEST(TextDecoding, EverySplitInTwoReturnsTheWholeText) {
   for (const std::string_view first : kSequences) {
     for (const std::string_view second : kSequences) {
       const std::string text = "x" + std::string(first) + std::string(second);
@@ -370,7 +370,7 @@ TEST(TextDecoding, EverySplitInTwoGivesTheWholeText) {
   }
 }
 
-TEST(TextDecoding, EverySplitInThreeGivesTheWholeText) {
+TEST(TextDecoding, EverySplitInThreeReturnsTheWholeText) {
   for (const std::string_view first : kSequences) {
     for (const std::string_view second : kSequences) {
       const std::string text = std::string(first) + std::string(second) + "\xE6\x96\x87";
@@ -389,7 +389,7 @@ TEST(TextDecoding, EverySplitInThreeGivesTheWholeText) {
   }
 }
 
-TEST(TextDecoding, EverySizeOfPieceGivesTheWholeText) {
+TEST(TextDecoding, EverySizeOfPieceReturnsTheWholeText) {
   std::mt19937 random(3);
   const std::string text = randomText(random, 3000);
   const Decoded whole = decode(text, false);
@@ -437,7 +437,7 @@ std::string withEscapesUndone(const std::u16string& text) {
 }
 
 // Surrogates and ASCII after F4 have no place here: they are legal and have a second spelling.
-TEST(TextDecoding, EscapesUndoneGiveTheBytesBack) {
+TEST(TextDecoding, EscapesUndoneReturnTheBytesBack) {
   std::mt19937 random(4);
   for (int round = 0; round < 5000; ++round) {
     std::string bytes(random() % 300, '\0');
@@ -483,7 +483,7 @@ TEST_F(TextDecodingChecks, NullBytesFailAlsoWhenThereAreNone) {
   EXPECT_EQ(failures.size(), 1U);
 }
 
-TEST_F(TextDecodingChecks, NilPathOfAFileToReadFailsAndGivesNil) {
+TEST_F(TextDecodingChecks, NilPathOfAFileToReadFailsAndReturnsNil) {
   HxStringEncoding encoding = 99;
   EXPECT_TRUE(initWithContentsOfFile(nullptr, HxUTF8StringEncoding, &encoding).isNil());
   EXPECT_EQ(encoding, 99U);
@@ -498,7 +498,7 @@ TEST_F(TextDecodingChecks, NilPathOfAFileToReadFailsAndGivesNil) {
             (std::vector<std::string>{"filePath", "Assertion failed: %s", "(filePath) != nil"}));
 }
 
-TEST_F(TextDecodingChecks, EmptyPathOfAFileToReadFailsAndGivesNil) {
+TEST_F(TextDecodingChecks, EmptyPathOfAFileToReadFailsAndReturnsNil) {
   EXPECT_TRUE(initWithUnicodeOrHaldenOSRomanContentsOfFile(""_hx, nullptr).isNil());
   ASSERT_EQ(failures.size(), 1U);
   EXPECT_EQ(failures[0].message, "filePath should be a non-empty string, but it's an empty string");
@@ -507,7 +507,7 @@ TEST_F(TextDecodingChecks, EmptyPathOfAFileToReadFailsAndGivesNil) {
                                       "![(filePath) isEqualToString:@\"\"]"}));
 }
 
-TEST_F(TextDecodingChecks, BadPathOfAFileToWriteFailsAndGivesFalse) {
+TEST_F(TextDecodingChecks, BadPathOfAFileToWriteFailsAndReturnsFalse) {
   const HxString text = "text"_hx;
   EXPECT_FALSE(writeUsingFileSystemEncodingToFile(text, nullptr, true));
   EXPECT_FALSE(writeUsingFileSystemEncodingToFile(text, ""_hx, false));

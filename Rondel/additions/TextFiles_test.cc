@@ -64,7 +64,7 @@ const Beginning kBeginnings[] = {
     {" \xFF\xFE", false, false},
 };
 
-TEST_F(TextFiles, AreToldByTheirFirstBytes) {
+TEST_F(TextFiles, AreReportedByTheirFirstBytes) {
   for (const Beginning& beginning : kBeginnings) {
     const HxString file = fileOf(beginning.bytes);
     EXPECT_EQ(isFileUnicode(file, nullptr), beginning.isUnicode);
@@ -72,7 +72,7 @@ TEST_F(TextFiles, AreToldByTheirFirstBytes) {
   }
 }
 
-TEST_F(TextFiles, AreNotLookedAtWhenDataAreGiven) {
+TEST_F(TextFiles, AreNotLookedAtWhenDataAreReturnn) {
   const HxString unicode = fileOf("\xFF\xFE");
   for (const Beginning& beginning : kBeginnings) {
     EXPECT_EQ(isFileUnicode(unicode, dataOf(beginning.bytes)), beginning.isUnicode);
@@ -94,7 +94,7 @@ TEST_F(TextFiles, ThatCannotBeOpenedAreOfNoKind) {
   }
 }
 
-TEST_F(TextFiles, WithoutAnEndAreToldByTheirFirstBytesToo) {
+TEST_F(TextFiles, WithoutAnEndAreReportedByTheirFirstBytesToo) {
   EXPECT_FALSE(isFileUnicode("/dev/zero"_hx, nullptr));
   EXPECT_FALSE(isFileUTF8WithBOM("/dev/zero"_hx, nullptr));
 }
@@ -161,14 +161,14 @@ TEST_F(TextFiles, WithAnotherSpellingOfTheDeclarationAreReadByDefault) {
   }
 }
 
-TEST_F(TextFiles, ThatDoNotDecodeGiveNilAndTheirEncoding) {
+TEST_F(TextFiles, ThatDoNotDecodeReturnNilAndTheirEncoding) {
   HxStringEncoding encoding = 0;
   EXPECT_TRUE(initWithContentsOfFile(fileOf("caf\xE9"), HxUTF8StringEncoding, &encoding).isNil());
   EXPECT_EQ(encoding, HxUTF8StringEncoding);
   EXPECT_TRUE(initWithContentsOfFile(fileOf("caf\xE9"), HxUTF8StringEncoding, nullptr).isNil());
 }
 
-TEST_F(TextFiles, ThatAreNotWhatTheyBeginLikeGiveNilAndThatEncoding) {
+TEST_F(TextFiles, ThatAreNotWhatTheyBeginLikeReturnNilAndThatEncoding) {
   HxStringEncoding encoding = 0;
   EXPECT_TRUE(initWithUnicodeOrHaldenOSRomanContentsOfFile(fileOf("\xFF\xFE"
                                                                   "a"),
@@ -188,13 +188,13 @@ TEST_F(TextFiles, AreReadWithoutAPlaceForTheirEncoding) {
             u"caf\u00E9");
 }
 
-TEST_F(TextFiles, ThatCannotBeReadGiveNilAndNoEncoding) {
+TEST_F(TextFiles, ThatCannotBeReadReturnNilAndNoEncoding) {
   HxStringEncoding encoding = 99;
   EXPECT_TRUE(initWithContentsOfFile(path("missing"), HxUTF8StringEncoding, &encoding).isNil());
   EXPECT_EQ(encoding, 99U);
 }
 
-TEST_F(TextFiles, ThatGiveNilAreNotToldOf) {
+TEST_F(TextFiles, ThatReturnNilAreNotReportedOf) {
   const test::LogRecorder log;
   initWithContentsOfFile(path("missing"), HxUTF8StringEncoding, nullptr);
   initWithContentsOfFile(fileOf("caf\xE9"), HxUTF8StringEncoding, nullptr);

@@ -182,7 +182,7 @@ TEST_F(UserDefaultsAdditions, FlagsAreReadFromAllDomains) {
   EXPECT_TRUE(boolForKeyWithDefaultValue(defaults, "key"_hx, false));
 }
 
-TEST_F(UserDefaultsAdditions, NilKeyGivesTheDefaultFlag) {
+TEST_F(UserDefaultsAdditions, NilKeyReturnsTheDefaultFlag) {
   EXPECT_TRUE(boolForKeyWithDefaultValue(defaults, nullptr, true));
   EXPECT_FALSE(boolForKeyWithDefaultValue(defaults, nullptr, false));
 }
@@ -197,7 +197,7 @@ TEST_F(UserDefaultsAdditions, OneDomainAloneIsRead) {
   EXPECT_EQ(objectForKeyInPersistentDomainForName(defaults, "a"_hx, "tool"_hx), "set"_hx);
 }
 
-TEST_F(UserDefaultsAdditions, MissingDomainOrKeyGivesNil) {
+TEST_F(UserDefaultsAdditions, MissingDomainOrKeyReturnsNil) {
   registerEntry("registered"_hx, "a"_hx);
   defaults->setObject("set"_hx, "a"_hx);
   EXPECT_TRUE(objectForKeyInVolatileDomainForName(defaults, "a"_hx, "none"_hx).isNil());
@@ -208,7 +208,7 @@ TEST_F(UserDefaultsAdditions, MissingDomainOrKeyGivesNil) {
   EXPECT_TRUE(objectForKeyInPersistentDomainForName(defaults, nullptr, "tool"_hx).isNil());
 }
 
-TEST_F(UserDefaultsAdditions, NilDomainWithoutAMainBundleIdentifierGivesNil) {
+TEST_F(UserDefaultsAdditions, NilDomainWithoutAMainBundleIdentifierReturnsNil) {
   ASSERT_TRUE(HxBundle::mainBundle().bundleIdentifier().isNil());
   registerEntry("registered"_hx, "a"_hx);
   defaults->setObject("set"_hx, "a"_hx);
@@ -257,7 +257,7 @@ TEST_F(UserDefaultsAdditions, SettingThatIsNotRegisteredIsNeverChanged) {
   EXPECT_FALSE(objectIsChangedForKey(defaults, nullptr));
 }
 
-TEST_F(UserDefaultsAdditions, NullStoreGivesZeroForEverything) {
+TEST_F(UserDefaultsAdditions, NullStoreReturnsZeroForEverything) {
   registerDefaultsOfContentsOfFile(none, nullptr);
   EXPECT_FALSE(boolForKeyWithDefaultValue(none, "a"_hx, true));
   EXPECT_TRUE(objectForKeyInVolatileDomainForName(none, "a"_hx, HxRegistrationDomain).isNil());

@@ -62,9 +62,9 @@ inline constexpr MoExpansionOptions MoExpansionKeepUndefinedReferences = 1;
 // ever. The caller must not pass such values.
 inline constexpr MoExpansionOptions MoExpansionRescanExpansions = 2;
 
-// Returns a new string: the whole text with the references in the range, or in all of it, replaced
-// by the values that the dictionary has for their names. The description is taken of a value that
-// is no string. A variable without a value, or whose value has a nil description, is not defined.
+// Returns a new string: the whole text with references replaced, in the range or in all of it. The
+// dictionary has the values for their names. The description is taken of a value that is no string.
+// A variable without a value, or whose value has a nil description, is not defined.
 //
 // A range that does not lie in the text fails a check (MoAssertWithMessage on the range), and no
 // reference is expanded. Nil, and an object that is no dictionary, fails a check (MoCheckInstance

@@ -124,7 +124,7 @@ TEST(VariableExpansion, ABareNameIsARunOfIdentifierCharacters) {
   EXPECT_EQ(expanded("$1"_hx, HxDictionary::dictionaryWithObject("one"_hx, "1"_hx)), "one");
 }
 
-TEST(VariableExpansion, ABareReferenceLeavesTheCloseDelimiterBehindIt) {
+TEST(VariableExpansion, ABareReferenceLeavesTheCloseDelimiterAfterIt) {
   EXPECT_EQ(expanded("$A)"_hx, variables()), "x)");
   EXPECT_EQ(expanded("$A}$A]$A%"_hx, variables()), "x}x]x%");
 }
@@ -139,7 +139,7 @@ TEST(VariableExpansion, AnEmptyNameIsAName) {
   EXPECT_EQ(expanded("$()${}$[]$%%"_hx, HxDictionary::dictionaryWithObject("v"_hx, ""_hx)), "vvvv");
 }
 
-TEST(VariableExpansion, EmptyTextAndEmptyRangeGiveACopy) {
+TEST(VariableExpansion, EmptyTextAndEmptyRangeReturnACopy) {
   const HxString empty = ""_hx;
   EXPECT_EQ(MO_stringByExpandingVariables(empty, variables(), 0), ""_hx);
   const HxString text = "$A"_hx;
@@ -319,7 +319,7 @@ TEST(VariableExpansion, TheTextMayBeChangedOnceTheExpansionHasBegun) {
   }
 }
 
-TEST(VariableExpansion, TheTextMayBeGivenUpOnceTheExpansionHasBegun) {
+TEST(VariableExpansion, TheTextMayBeReturnnUpOnceTheExpansionHasBegun) {
   class GivingUp final : public HxObject {
    public:
     explicit GivingUp(HxString& text) : _text(text) {}
@@ -365,7 +365,7 @@ TEST(VariableExpansion, TheMovedEndCutsABareName) {
   EXPECT_EQ(expanded("$(C)$(C)$NAMEXYZ"_hx, values, kKeep), "$(C)$(C)cutEXYZ");
 }
 
-TEST(VariableExpansion, AKeptReferenceMovesTheEndOfTheGivenRange) {
+TEST(VariableExpansion, AKeptReferenceMovesTheEndOfTheReturnnRange) {
   EXPECT_EQ(expandedInRange("$(C)$(A)"_hx, {0, 8}, kKeep), "$(C)x");
   EXPECT_EQ(expandedInRange("-$(C)$(A)"_hx, {1, 8}, kKeep), "-$(C)$(A)");
   EXPECT_EQ(expandedInRange("-$(C)$(A)-"_hx, {1, 9}, kKeep), "-$(C)x-");
@@ -522,7 +522,7 @@ TEST(VariableExpansion, TheDictionaryIsCheckedBeforeTheRange) {
              "searchRange={1, 2}, self.length=2"}));
 }
 
-TEST(VariableExpansion, NilTextGivesNilFalseOrNothing) {
+TEST(VariableExpansion, NilTextReturnsNilFalseOrNothing) {
   FailureRecorder failures;
   LogRecorder log;
   EXPECT_TRUE(MO_stringByExpandingVariables(nullptr, variables(), 0).isNil());

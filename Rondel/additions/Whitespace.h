@@ -59,8 +59,8 @@ RONDEL_EXPORT void deleteAllCharactersInSet(HxMutableString text, const HxCharac
 
 // ---- Removing at both ends ----------------------------------------------------------------------
 
-// Returns the text without the members of the set at its start and at its end: the receiver itself
-// if there are none, the empty string if there is nothing else.
+// Returns the text without the members of the set at its start and at its end. That is the receiver
+// itself if there are none. It is the empty string if there is nothing else.
 RONDEL_EXPORT HxString stringByRemovingLeadingAndTrailingCharactersFromSet(
     const HxString& text, const HxCharacterSet& set);
 

@@ -52,7 +52,7 @@ struct Deletion {
 
 class WhitespaceDeletions : public testing::TestWithParam<Deletion> {};
 
-TEST_P(WhitespaceDeletions, GiveANewMutableString) {
+TEST_P(WhitespaceDeletions, ReturnANewMutableString) {
   const Deletion& expected = GetParam();
   for (const TextForm form : kTextForms) {
     const HxString text = makeText(form, expected.text);
@@ -114,7 +114,7 @@ TEST(Whitespace, LongTextLosesAllOfIt) {
   }
 }
 
-TEST(Whitespace, DeletingFromNilGivesNil) {
+TEST(Whitespace, DeletingFromNilReturnsNil) {
   EXPECT_TRUE(stringByDeletingLeadingWhitespace(nullptr).isNil());
   EXPECT_TRUE(stringByDeletingTrailingWhitespace(nullptr).isNil());
   EXPECT_TRUE(stringByDeletingAllWhitespace(nullptr).isNil());
@@ -223,7 +223,7 @@ struct Removal {
 
 class WhitespaceRemovals : public testing::TestWithParam<Removal> {};
 
-TEST_P(WhitespaceRemovals, GiveWhatIsBetween) {
+TEST_P(WhitespaceRemovals, ReturnWhatIsBetween) {
   const Removal& expected = GetParam();
   for (const TextForm form : kTextForms) {
     const HxString text = makeText(form, expected.text);
@@ -252,7 +252,7 @@ const Removal kRemovals[] = {
 
 INSTANTIATE_TEST_SUITE_P(All, WhitespaceRemovals, testing::ValuesIn(kRemovals));
 
-TEST(Whitespace, BlanksAloneGiveTheEmptyString) {
+TEST(Whitespace, BlanksAloneReturnTheEmptyString) {
   EXPECT_EQ(stringByRemovingLeadingAndTrailingWhitespace("   "_hx), ""_hx);
   EXPECT_EQ(stringByRemovingLeadingAndTrailingWhitespaceAndNewlines(" \n "_hx), ""_hx);
 }
@@ -269,7 +269,7 @@ TEST(Whitespace, AnySetCanBeRemovedAtBothEnds) {
             "it's"_hx);
 }
 
-TEST(Whitespace, RemovingFromNilGivesNil) {
+TEST(Whitespace, RemovingFromNilReturnsNil) {
   EXPECT_TRUE(
       stringByRemovingLeadingAndTrailingCharactersFromSet(nullptr, isspaceCharacterSet()).isNil());
   EXPECT_TRUE(stringByRemovingLeadingAndTrailingWhitespace(nullptr).isNil());
@@ -324,7 +324,7 @@ TEST(Whitespace, RunsOfLongTextBecomeSingleSpaces) {
   }
 }
 
-TEST(Whitespace, ASingleBlankGivesANewEqualString) {
+TEST(Whitespace, ASingleBlankReturnsANewEqualString) {
   const HxString text = "a b"_hx;
   const HxString result = stringByConvertingWhitespaceRunsToSingleSpaces(text);
   EXPECT_EQ(result, text);

@@ -44,7 +44,7 @@ TEST(ConditionLock, LockDoesNotCareForTheCondition) {
   lock->unlock();
 }
 
-TEST(ConditionLock, WaitGivesUpAtTheDate) {
+TEST(ConditionLock, WaitReturnsUpAtTheDate) {
   const auto lock = HxConditionLock::initWithCondition(kEmpty);
   EXPECT_FALSE(lock->lockWhenCondition(kFilled, HxDate::dateWithTimeIntervalSinceNow(0.01)));
   EXPECT_FALSE(lock->lockWhenCondition(kFilled, nullptr));
@@ -129,7 +129,7 @@ TEST(ConditionLock, ReleaseDoesNotWakeThoseWhoWaitForAnotherCondition) {
   EXPECT_LT(slept, kReleases / 2);
 }
 
-TEST(ConditionLock, ThoseWhoGiveUpStandInNobodysWay) {
+TEST(ConditionLock, ThoseWhoReturnUpStandInNobodysWay) {
   const auto lock = HxConditionLock::initWithCondition(0);
   std::atomic<int> gaveUp = 0;
   std::vector<std::thread> threads;

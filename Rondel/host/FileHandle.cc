@@ -120,7 +120,7 @@ Ref<HxNotification> BackgroundRead::readChunk(HxFileHandle* handle,
 HxData BackgroundRead::read(const SharedDescriptor* open, bool canGrow) {
   const ssize_t count = open ? readOnce(open->fd(), _buffer.mutableBytes(), _chunkSize) : 0;
   const int error = count < 0 ? errno : 0;
-  if (error == EAGAIN || error == EWOULDBLOCK) return nullptr;
+  if (error == EAGAIN) return nullptr;
   if (error != 0 && !isHangUp(open->fd(), error)) {
     HxLog("HxFileHandle: could not read from descriptor %d: %s"_hx, open->fd(),
           strerrordesc_np(error));
@@ -347,7 +347,7 @@ void HxFileHandle::writeData(const HxData& data) {
     if (count >= 0) {
       bytes += count;
       left -= static_cast<std::size_t>(count);
-    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+    } else if (errno == EAGAIN) {
       _impl->waitFor(POLLOUT, descriptor, kPurpose);
     } else if (errno != EINTR) {
       raiseFailure(kPurpose, descriptor->fd(), errno);

@@ -18,8 +18,8 @@
 //
 // Threads. A background read belongs to the thread that asked for it last. Any thread may call the
 // blocking operations and closeFile, also during a read or a write of another one. A close ends
-// their waits on an end of an HxPipe that no child was given. It does so on any other non-blocking
-// descriptor. Then they raise. A system call that blocks goes on. The descriptor stays open until
+// their waits on an end of an HxPipe that no child was given, and on any other non-blocking
+// descriptor. They then raise. A system call that blocks goes on. The descriptor stays open until
 // the last such call has returned. So its fd cannot come to mean another file meanwhile.
 #pragma once
 

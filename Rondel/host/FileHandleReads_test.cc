@@ -81,7 +81,7 @@ TEST_F(FileHandle, EndIsEmptyData) {
   EXPECT_FALSE(look());
 }
 
-TEST_F(FileHandle, EndIsToldAgainWhenAskedAgain) {
+TEST_F(FileHandle, EndIsReportedAgainWhenAskedAgain) {
   const auto reader = makeRef<Reader>(reading);
   writing->closeFile();
   for (int round = 1; round <= 3; ++round) {

@@ -106,8 +106,8 @@ class RONDEL_EXPORT HxTask final : public HxObject {
   // Starts the child. Raises HxException (HxTaskLaunchException) if that fails. The reason names
   // the path or the directory concerned and ends with the system's words. A failed launch leaves
   // nothing and may be tried again. Raises HxInvalidArgumentException for a second launch. Raises
-  // it also for texts that the system cannot take (a NUL, a lone surrogate, what is no string). So
-  // are names of variables that are empty or contain "=".
+  // it also for texts that the system cannot take (a NUL, a lone surrogate, what is no string). The
+  // same holds for names of variables that are empty or contain "=".
   void launch();
 
   // Returns whether the child was launched and has not exited, as the system says at this moment.

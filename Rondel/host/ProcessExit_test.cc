@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Exits that the system tells of late, wrongly or not at all.
+// Exits that the system reports late, wrongly or not at all.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -27,7 +27,7 @@ using test::SystemCalls;
 using test::taskOf;
 using test::Watcher;
 
-TEST(ProcessExit, WaitThatFailsIsToldOnceAndTriedAgain) {
+TEST(ProcessExit, WaitThatFailsIsReportedOnceAndTriedAgain) {
   for (const int error : {EPERM, ENOSYS, ENOMEM}) {
     const test::SystemCallsKept kept;
     const test::LogRecorder log;

@@ -212,7 +212,7 @@ TEST(ProcessFailure, ChildrenOfTheHostAreLeftAlone) {
 
 // ---- The system refuses
 
-TEST(ProcessFailure, WithoutPidfdTheExitIsToldToo) {
+TEST(ProcessFailure, WithoutPidfdTheExitIsReportedToo) {
   for (const int error : {ENOSYS, EPERM, EMFILE, ENFILE, ENOMEM, ENODEV, EINVAL}) {
     const test::SystemCallsKept kept;
     test::failCall<&SystemCalls::pidfd_open>(1, error);
@@ -276,7 +276,7 @@ TEST(ProcessFailure, RefusedCallsFailTheLaunchAndLeaveNothing) {
   expectFailedLaunch<&SystemCalls::posix_spawn>(ENOMEM, ": Cannot allocate memory");
 }
 
-TEST(ProcessFailure, ChildThatCannotBeWatchedIsToldOfNevertheless) {
+TEST(ProcessFailure, ChildThatCannotBeWatchedIsReportedOfNevertheless) {
   for (const int error : {ENOMEM, ENOSPC, EPERM}) {
     const test::SystemCallsKept kept;
     const auto task = helper("exit-with", {"6"});

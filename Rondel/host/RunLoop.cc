@@ -487,11 +487,12 @@ void HxRunLoop::cancelPerformSelectorsWithTarget(const HxObject* target) {
   std::vector<Ref<HxTimer>> droppedTimers;
   {
     const MutexLock held(_impl->lock);
+    droppedTimers = _impl->timersOfDelayedCalls(target);
+    droppedCalls.reserve(_impl->calls.size());  // nothing fails after this
     for (auto& call : _impl->calls) {
       if (call.target == target) droppedCalls.push_back(std::move(call));
     }
     std::erase_if(_impl->calls, [](const Impl::Call& call) { return !call.closure; });
-    droppedTimers = _impl->timersOfDelayedCalls(target);
   }
   for (const auto& timer : droppedTimers) timer->invalidate();
 }

@@ -225,9 +225,14 @@ TEST(RunLoop, EndOfAThreadDropsItsCallsAndLetsWaitersGo) {
   while (step < 1) std::this_thread::yield();
   std::thread waiter([&] { loop->performBlock([&] { diary += 'x'; }, true); });
   loop->perform<&Probe::call>(makeRef<Probe>(&diary).get());
+  std::string unused;
+  const auto delayed = makeRef<Probe>(&unused);
+  loop->performAfterDelay<&Probe::call>(delayed.get(), nullptr, 3600);
   step = 2;
   owner.join();
   waiter.join();
+  loop->cancelPerformSelectorsWithTarget(delayed.get());
+  EXPECT_TRUE(delayed->isUniquelyReferenced());
   EXPECT_EQ(diary, "~");
   loop->performBlock([&] { diary += 'x'; }, true);
   EXPECT_EQ(diary, "~");

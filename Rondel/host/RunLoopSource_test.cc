@@ -184,7 +184,7 @@ TEST(RunLoopSource, ReadableFilesComeBeforeExitsToo) {
 
 // ---- On a descriptor, as the loop runs
 
-TEST(RunLoop, ReadableDescriptorIsToldInItsModes) {
+TEST(RunLoop, ReadableDescriptorIsReportedInItsModes) {
   int calls = 0;
   Ref<Watched> source;
   source = watched([&] {

@@ -14,7 +14,8 @@
 //
 // The last source of a signal restores the disposition that the first one found. It leaves a
 // disposition that other code has set since. Children get default signals and an empty mask all the
-// same.
+// same. A forked process that goes on without exec has the former dispositions, and its parent's
+// sources hear nothing there.
 //
 // A signal that was ignored is caught too: a tool that nohup is to protect does not watch SIGHUP.
 // The signal must not be blocked on every thread. Threads of this library block it.
@@ -44,7 +45,7 @@ class RONDEL_EXPORT HxSignalSource final : public HxObject {
   // null.
   //
   // Raises HxException (HxInvalidArgumentException) for what is no signal, and for SIGKILL and
-  // SIGSTOP. Raises it also for SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP and SIGSYS, which tell of
+  // SIGSTOP. Raises it also for SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP and SIGSYS, which report
   // faults of a thread. Raises HxException if the system refuses a descriptor or will not watch it.
   template <auto Operation, class T>
   [[nodiscard]] static Ref<HxSignalSource> scheduledSourceWithSignal(

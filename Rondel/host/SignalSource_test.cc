@@ -265,11 +265,28 @@ TEST(SignalSource, ChildrenEndByTheSignal) {
 }
 
 // Sources come and go while the handler walks their list.
+// The events of the sources are shared by both processes.
+TEST(SignalSource, ForkedProcessHasTheFormerDispositions) {
+  const auto tool = makeRef<Tool>();
+  tool->watch(SIGUSR1);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    raise(SIGUSR1);
+    _exit(1);
+  }
+  int status = 0;
+  EXPECT_EQ(waitpid(pid, &status, 0), pid);
+  EXPECT_EQ(WIFSIGNALED(status) ? WTERMSIG(status) : -WEXITSTATUS(status), SIGUSR1);
+  look();
+  EXPECT_EQ(tool->count, 0);
+}
+
 std::atomic<bool> isHandling = false;
 std::atomic<bool> mayReturn = false;
 
 // At the fork the handler is at work on another thread, which the new process does not have.
 TEST(SignalSource, ForkedProcessDoesNotWaitForAHandlerOfItsParent) {
+  isHandling = mayReturn = false;
   const test::SystemCallsKept kept;
   static const auto original = test::fileCalls.write.function();
   const auto tool = makeRef<Tool>();

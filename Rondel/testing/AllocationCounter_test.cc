@@ -59,7 +59,7 @@ TEST(AllocationCounter, OtherThreadsDoNotCount) {
   EXPECT_EQ(ofThis.count(), 0u);
 }
 
-TEST(AllocationCounter, HeapBytesComeBackWhenABlockIsGivenBack) {
+TEST(AllocationCounter, HeapBytesComeBackWhenABlockIsReturnnBack) {
   const std::size_t before = heapBytesInUse();
   auto block = std::make_unique<char[]>(100'000);
   EXPECT_GE(heapBytesInUse(), before + 100'000);

@@ -59,7 +59,7 @@ TEST_F(OutOfMemoryHarness, EachAllocationFailsOnceWithAllLaterOnes) {
       << fault;
 }
 
-TEST_F(OutOfMemoryHarness, AFailureThatEndsTheProcessIsTold) {
+TEST_F(OutOfMemoryHarness, AFailureThatEndsTheProcessIsReported) {
   const std::string fault = faultOutOfMemory([]() -> std::string {
     [&]() noexcept { longText(); }();
     return "";
@@ -68,7 +68,7 @@ TEST_F(OutOfMemoryHarness, AFailureThatEndsTheProcessIsTold) {
   EXPECT_NE(fault.find("std::bad_alloc"), std::string::npos) << fault;
 }
 
-TEST_F(OutOfMemoryHarness, TheStackOfTheFailureIsTold) {
+TEST_F(OutOfMemoryHarness, TheStackOfTheFailureIsReported) {
   const auto result = survivesOutOfMemory([]() -> std::string {
     try {
       return longText();
@@ -79,7 +79,7 @@ TEST_F(OutOfMemoryHarness, TheStackOfTheFailureIsTold) {
   EXPECT_NE(std::string(result.message()).find("longText"), std::string::npos) << result.message();
 }
 
-TEST_F(OutOfMemoryHarness, AWrongResultIsTold) {
+TEST_F(OutOfMemoryHarness, AWrongResultIsReported) {
   const std::string fault = faultOutOfMemory([]() -> std::string {
     try {
       return longText().substr(0, 5);
@@ -90,7 +90,7 @@ TEST_F(OutOfMemoryHarness, AWrongResultIsTold) {
   EXPECT_NE(fault.find("it returned \"wrong\", not \"xxxxx\""), std::string::npos) << fault;
 }
 
-TEST_F(OutOfMemoryHarness, AStateThatSpoilsTheNextRunIsTold) {
+TEST_F(OutOfMemoryHarness, AStateThatSpoilsTheNextRunIsReported) {
   static bool isSpoilt = false;
   const std::string fault = faultOutOfMemory([]() -> std::string {
     const bool wasSpoilt = std::exchange(isSpoilt, true);
@@ -101,7 +101,7 @@ TEST_F(OutOfMemoryHarness, AStateThatSpoilsTheNextRunIsTold) {
   EXPECT_NE(fault.find("in the run after it, it returned \"spoilt\""), std::string::npos) << fault;
 }
 
-TEST_F(OutOfMemoryHarness, ALostBlockIsTold) {
+TEST_F(OutOfMemoryHarness, ALostBlockIsReported) {
   const std::string fault = faultOutOfMemory([]() -> std::string {
     void* volatile block = ::operator new(10);
     longText();
@@ -111,7 +111,7 @@ TEST_F(OutOfMemoryHarness, ALostBlockIsTold) {
   EXPECT_NE(fault.find("Allocation 2 failed: it began with"), std::string::npos) << fault;
 }
 
-TEST_F(OutOfMemoryHarness, ALostDescriptorIsTold) {
+TEST_F(OutOfMemoryHarness, ALostDescriptorIsReported) {
   const std::string fault = faultOutOfMemory([]() -> std::string {
     const int descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
     longText();
@@ -145,7 +145,7 @@ TEST_F(OutOfMemoryHarness, WorkWithThreadsRunsAlone) {
   });
 }
 
-TEST_F(OutOfMemoryHarness, AFaultOfWorkThatRunsAloneIsTold) {
+TEST_F(OutOfMemoryHarness, AFaultOfWorkThatRunsAloneIsReported) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(exitOutOfMemory([]() -> std::string {
                 try {

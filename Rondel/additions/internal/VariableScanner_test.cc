@@ -133,7 +133,7 @@ TEST(VariableScanner, TheFirstStopIsFoundAtEachPlaceOfALongRun) {
   }
 }
 
-TEST(VariableScanner, NoStopIsFoundBehindTheEnd) {
+TEST(VariableScanner, NoStopIsFoundAfterTheEnd) {
   for (std::size_t length = 0; length < 50; ++length) {
     const std::string narrow = std::string(length, 'x') + "$";
     EXPECT_EQ(firstStart(narrow.data(), narrow.data(), narrow.data() + length),

@@ -153,7 +153,7 @@ TEST(Ranges, TakeArraysAndStrings) {
   EXPECT_EQ(std::ranges::distance(HxSet::initWithObjects({"a"_hx, "b"_hx})), 2);
 }
 
-TEST(Each, GivesNilForAnObjectOfAnotherKind) {
+TEST(Each, ReturnsNilForAnObjectOfAnotherKind) {
   const HxArray mixed = HxArray::arrayWithObjects({"a"_hx, HxNumber::numberWithInt(1)});
   std::vector<HxString> texts;
   for (const HxString& text : mixed.each<HxString>()) texts.push_back(text);
@@ -179,7 +179,7 @@ TEST(Enumerator, OfNilIsNilAndHarmless) {
   EXPECT_TRUE(HxSet().objectEnumerator().nextObject().isNil());
 }
 
-TEST(Enumerator, OfADictionaryWhoseClassGivesNoneIsHarmless) {
+TEST(Enumerator, OfADictionaryWhoseClassReturnsNoneIsHarmless) {
   class Bare final : public HxDictionaryObject {
    public:
     HxUInteger count() const override { return 1; }

@@ -24,7 +24,7 @@ TEST(Set, HoldsEachObjectOnce) {
   EXPECT_FALSE(set.containsObject(nullptr));
 }
 
-TEST(Set, GivesTheObjectThatItHolds) {
+TEST(Set, ReturnsTheObjectThatItHolds) {
   const HxString stored(std::string_view("stored"));
   const HxSet set = HxSet::initWithObjects({stored, "b"_hx});
   EXPECT_EQ(set.member("stored"_hx).object(), stored.object());

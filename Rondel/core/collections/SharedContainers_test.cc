@@ -256,6 +256,33 @@ TEST(SharedContainers, AComparisonAfterOneThatRaisedKnowsNothingOfIt) {
   EXPECT_FALSE(one.isEqual(afterMuchWork(HxArray::arrayWithObjects({HxArray::array(), probe(2)}))));
 }
 
+// The inner comparison raises while pairs that it took for equal still wait.
+TEST(SharedContainers, AComparisonThatRaisedInsideAnotherOneLeavesNothingToIt) {
+  class Raising final : public HxObject {
+   public:
+    bool isEqual(const HxObject&) const override { HxException::raise(HxRangeException, "no"_hx); }
+  };
+  class Catcher final : public HxObject {
+   public:
+    explicit Catcher(HxAny held) : _held(std::move(held)) {}
+    bool isEqual(const HxObject& other) const override {
+      try {
+        return _held.isEqual(static_cast<const Catcher&>(other)._held);
+      } catch (const HxException&) {
+        return true;
+      }
+    }
+
+   private:
+    const HxAny _held;
+  };
+  const auto list = [](const HxAny& far) {
+    const HxAny inner = farAway(HxArray::arrayWithObjects({far, makeRef<Raising>()}));
+    return afterMuchWork(HxArray::arrayWithObjects({makeRef<Catcher>(inner), far}));
+  };
+  EXPECT_FALSE(list(farAway("p"_hx)).isEqual(list(farAway("q"_hx))));
+}
+
 TEST(SharedContainers, ErrorsNestedTooDeeplyAreNotCompared) {
   HxAny one = "leaf"_hx;
   HxAny other = HxString(u"leaf");
@@ -368,10 +395,19 @@ TEST(SharedContainers, AShortDescriptionRepeatsAllContainers) {
   EXPECT_EQ(text.rangeOfString("..."_hx).location, HxNotFound);
 }
 
+// What objects of the caller's own write of it counts once, however deep it is.
+TEST(SharedContainers, TextThatIsWrittenThroughManyObjectsCountsOnce) {
+  HxAny nested = HxString(std::string(2000, 'x'));
+  for (int i = 0; i < 60; ++i) nested = makeRef<Box>(HxArray::arrayWithObject(nested));
+  const HxArray twice = HxArray::arrayWithObject("small"_hx);
+  const HxString text = HxArray::arrayWithObjects({nested, twice, twice}).description();
+  EXPECT_EQ(text.rangeOfString("..."_hx).location, HxNotFound);
+}
+
 TEST(SharedContainers, TheDescriptionOfSharedContainersIsBounded) {
   for (const Doubling& doubling : kDoublings) {
     const HxString text = doubled(doubling, 60, probe(1)).description();
-    EXPECT_LT(text.length(), 400000u) << doubling.name;
+    EXPECT_LT(text.length(), 1000000u) << doubling.name;
     EXPECT_LT(Probe::described, 20000u) << doubling.name;
     EXPECT_NE(text.rangeOfString("..."_hx).location, HxNotFound) << doubling.name;
   }

@@ -275,7 +275,7 @@ TEST(MutableHandle, RaisesWhenItsObjectCannotChange) {
   }
 }
 
-TEST(MutableHandle, TellsTheClassOfWhatItWasGiven) {
+TEST(MutableHandle, TellsTheClassOfWhatItWasReturnn) {
   EXPECT_EQ(
       messageOf([] { array().addObject("x"_hx); }),
       "HxInvalidArgumentException: -[HxMutableArray addObject:]: the receiver is an object of "

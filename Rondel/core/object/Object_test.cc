@@ -336,7 +336,7 @@ TEST(Class, KnowsItsAncestors) {
   EXPECT_FALSE(HxClass());
 }
 
-TEST(Class, GivesItsName) {
+TEST(Class, ReturnsItsName) {
   EXPECT_EQ(HxStringFromClass(Gate::classObject()), "Gate"_hx);
   EXPECT_EQ(HxStringFromClass(HxAny("a"_hx).hxClass()), "HxString"_hx);
   EXPECT_TRUE(HxStringFromClass(HxClass()).isNil());

@@ -37,7 +37,7 @@ TEST(Range, HasItsLocationFirst) {
   EXPECT_NE(HxMakeRange(2, 3), HxMakeRange(3, 2));
 }
 
-TEST(Range, EndsBehindItsLastElement) {
+TEST(Range, EndsAfterItsLastElement) {
   EXPECT_EQ(HxMaxRange({2, 3}), 5U);
   EXPECT_EQ(HxMaxRange({2, 0}), 2U);
 }

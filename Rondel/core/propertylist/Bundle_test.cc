@@ -91,7 +91,7 @@ TEST_F(Bundle, MainBundleIsTheFolderOfTheProgram) {
   EXPECT_EQ(HxBundle::mainBundle().object(), main.object());
 }
 
-TEST_F(Bundle, PathThatLeadsToNoFolderGivesNil) {
+TEST_F(Bundle, PathThatLeadsToNoFolderReturnsNil) {
   EXPECT_TRUE(HxBundle::bundleWithPath(nullptr).isNil());
   EXPECT_TRUE(HxBundle::bundleWithPath(""_hx).isNil());
   EXPECT_TRUE(HxBundle::bundleWithPath(hx(folder.path("none"))).isNil());
@@ -108,7 +108,7 @@ TEST_F(Bundle, PathThatTheSystemRefusesIsNil) {
   EXPECT_FALSE(HxBundle::bundleWithPath(path).isNil());
 }
 
-TEST_F(Bundle, SamePathGivesTheSameBundle) {
+TEST_F(Bundle, SamePathReturnsTheSameBundle) {
   EXPECT_EQ(bundle().object(), bundle().object());
   EXPECT_EQ(HxBundle::bundleWithPath(hx(folder.path() + "/../" +
                                         folder.path().substr(folder.path().rfind('/') + 1) + "/"))
@@ -127,7 +127,7 @@ TEST_F(Bundle, IsFoundByItsIdentifierOnceMade) {
   EXPECT_EQ(HxBundle::bundleWithIdentifier(identifier).object(), bundle().object());
 }
 
-TEST_F(Bundle, UnknownIdentifierGivesNil) {
+TEST_F(Bundle, UnknownIdentifierReturnsNil) {
   EXPECT_TRUE(HxBundle::bundleWithIdentifier("org.example.none"_hx).isNil());
   EXPECT_TRUE(HxBundle::bundleWithIdentifier(nullptr).isNil());
 }
@@ -174,7 +174,7 @@ TEST_F(Bundle, TextComesFromTheFirstLanguageThatHasTheKey) {
   EXPECT_EQ(look("g"_hx), "g");
 }
 
-TEST_F(Bundle, MissingKeyGivesTheValueElseItself) {
+TEST_F(Bundle, MissingKeyReturnsTheValueElseItself) {
   folder.write("Resources/de.lproj/Localizable.strings", "key = text; list = ( a );");
   const struct {
     HxString key;
@@ -222,7 +222,7 @@ TEST_F(Bundle, TableIsReadOnce) {
   EXPECT_EQ(bundle().localizedStringForKey("a"_hx, ""_hx, "T"_hx), "1"_hx);
 }
 
-TEST_F(Bundle, DamagedFilesAreToldOnceAndCountAsEmpty) {
+TEST_F(Bundle, DamagedFilesAreReportedOnceAndCountAsEmpty) {
   const test::LogRecorder log;
   const std::string info = folder.write("Info.plist", "( a )");
   const std::string table = folder.write("Resources/de.lproj/T.strings", "a = ");
@@ -236,7 +236,7 @@ TEST_F(Bundle, DamagedFilesAreToldOnceAndCountAsEmpty) {
                               ": line 1, column 5: expected a value, found the end of the text"));
 }
 
-TEST_F(Bundle, FIFOInPlaceOfAFileIsToldOnceAndNotWaitedFor) {
+TEST_F(Bundle, FIFOInPlaceOfAFileIsReportedOnceAndNotWaitedFor) {
   const test::LogRecorder log;
   const std::string info = folder.path("Info.plist");
   const std::string table = folder.path("Resources/de.lproj/T.strings");
@@ -252,7 +252,7 @@ TEST_F(Bundle, FIFOInPlaceOfAFileIsToldOnceAndNotWaitedFor) {
                           "File treated as empty: " + table + ": not a regular file"));
 }
 
-TEST_F(Bundle, NilGivesNilForEverything) {
+TEST_F(Bundle, NilReturnsNilForEverything) {
   const HxBundle none;
   EXPECT_TRUE(none.bundlePath().isNil());
   EXPECT_TRUE(none.bundleIdentifier().isNil());

@@ -82,7 +82,7 @@ TEST_F(DefaultsFiles, ChangeOfTheTypeAloneIsWritten) {
   }
 }
 
-TEST_F(DefaultsFiles, TypeThatAnotherProcessGivesCounts) {
+TEST_F(DefaultsFiles, TypeThatAnotherProcessReturnsCounts) {
   const Ref<HxUserDefaults> defaults = store();
   defaults->setObject(HxNumber::numberWithInt(7), "a"_hx);
   EXPECT_TRUE(defaults->synchronize());
@@ -246,7 +246,7 @@ TEST_F(DefaultsFiles, FailureToReadAgainKeepsTheLastContents) {
 
 // ---- Damaged files
 
-TEST_F(DefaultsFiles, DamagedFileIsToldOnceAndCountsAsEmpty) {
+TEST_F(DefaultsFiles, DamagedFileIsReportedOnceAndCountsAsEmpty) {
   const std::string path = writeTool("{ a = 1;\n b = ");
   const Ref<HxUserDefaults> defaults = store();
   EXPECT_TRUE(defaults->objectForKey("a"_hx).isNil());
@@ -290,7 +290,7 @@ TEST_F(DefaultsFiles, FolderInPlaceOfTheFileIsKeptAsideToo) {
   EXPECT_EQ(log.messages().size(), 1u);
 }
 
-TEST_F(DefaultsFiles, FIFOInPlaceOfTheFileIsToldOnceAndKeptAside) {
+TEST_F(DefaultsFiles, FIFOInPlaceOfTheFileIsReportedOnceAndKeptAside) {
   std::filesystem::create_directories(folder.path("defaults"));
   const std::string path = folder.path("defaults/tool.plist");
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
@@ -305,7 +305,7 @@ TEST_F(DefaultsFiles, FIFOInPlaceOfTheFileIsToldOnceAndKeptAside) {
   EXPECT_TRUE(std::filesystem::is_fifo(path + ".damaged"));
 }
 
-TEST_F(DefaultsFiles, DamageThatComesLaterIsToldAndHidesNothing) {
+TEST_F(DefaultsFiles, DamageThatComesLaterIsReportedAndHidesNothing) {
   const std::string path = writeTool("{ a = 1; }");
   const Ref<HxUserDefaults> defaults = store();
   EXPECT_TRUE(defaults->objectForKey("a"_hx));
@@ -328,6 +328,32 @@ TEST_F(DefaultsFiles, ChangeAfterLaterDamageWritesTheLastContentsToo) {
   EXPECT_TRUE(defaults->synchronize());
   EXPECT_EQ(toolFile(), "{\n    a = 1;\n    b = 2;\n}\n");
   EXPECT_EQ(contentsOf(path + ".damaged"), "{");
+}
+
+TEST_F(DefaultsFiles, SettingThatALaterDamageTookIsWrittenAgain) {
+  const std::string path = writeTool("{ a = 1; }");
+  const Ref<HxUserDefaults> defaults = store();
+  EXPECT_TRUE(defaults->objectForKey("a"_hx));
+  writeTool("{");
+  defaults->setObject("1"_hx, "a"_hx);
+  EXPECT_TRUE(defaults->synchronize());
+  EXPECT_EQ(toolFile(), "{\n    a = 1;\n}\n");
+  EXPECT_EQ(contentsOf(path + ".damaged"), "{");
+}
+
+TEST_F(DefaultsFiles, UnlockingDoesNotHideWhyAWritingFailed) {
+  const test::SystemCallsKept kept;
+  internal::fileCalls.flock = +[](int fd, int operation) {
+    const int result = flock(fd, operation);
+    if (operation == LOCK_UN) errno = EIO;
+    return result;
+  };
+  const Ref<HxUserDefaults> defaults = store();
+  defaults->setObject("1"_hx, "a"_hx);
+  test::failCall<&test::FileCalls::fsync>(1, ENOSPC);
+  HxError error;
+  EXPECT_FALSE(defaults->synchronize(&error));
+  EXPECT_EQ(error.code(), ENOSPC);
 }
 
 TEST_F(DefaultsFiles, DamagedFileStaysWhereItIsIfNoNewOneCanBeWritten) {
@@ -371,7 +397,7 @@ TEST_F(DefaultsFiles, ReadsAndChangesDoNotWaitForAWriting) {
   ASSERT_EQ(flock(lock, LOCK_EX), 0);
   isWaiting = false;
   internal::fileCalls.flock = +[](int fd, int operation) {
-    EXPECT_EQ(operation, LOCK_EX);
+    EXPECT_TRUE(operation == LOCK_EX || operation == LOCK_UN) << operation;
     isWaiting = true;
     return flock(fd, operation);
   };

@@ -47,7 +47,7 @@ TEST_F(LocalizedStrings, AMissingKeyIsMarkedAndInCapitals) {
   EXPECT_EQ(ZevMoCheckLocalizedStringInBundle(bundle, ""_hx, nullptr, "Tool"_hx), "!"_hx);
 }
 
-TEST_F(LocalizedStrings, NothingToShowGivesNil) {
+TEST_F(LocalizedStrings, NothingToShowReturnsNil) {
   ZevMoSetCheckingOfLocalizedStrings(1);
   EXPECT_TRUE(ZevMoCheckLocalizedStringInBundle(nullptr, "Stop"_hx, ""_hx, "Tool"_hx).isNil());
   EXPECT_TRUE(ZevMoCheckLocalizedStringInBundle(bundle, nullptr, nullptr, "Tool"_hx).isNil());

@@ -124,7 +124,7 @@ TEST(PropertyList, TextMakesStringsOfNumbersAndDates) {
       HxArray::arrayWithObjects({"-5"_hx, "1.5"_hx, "1"_hx, "0"_hx, "2001-01-01T00:01:01Z"_hx}));
 }
 
-TEST(PropertyList, XMLGivesEveryKindBack) {
+TEST(PropertyList, XMLReturnsEveryKindBack) {
   const HxArray list = HxArray::arrayWithObjects(
       {HxNumber::numberWithInteger(std::numeric_limits<HxInteger>::min()),
        HxNumber::numberWithUnsignedInteger(std::numeric_limits<HxUInteger>::max()),

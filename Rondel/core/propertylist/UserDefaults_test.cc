@@ -267,7 +267,7 @@ TEST_F(UserDefaults, ValuesAreCopied) {
   EXPECT_FALSE(HxMutableArray::canHold(defaults->objectForKey("key"_hx).object()));
 }
 
-TEST_F(UserDefaults, WhatIsNoPropertyListIsToldAndNotSet) {
+TEST_F(UserDefaults, WhatIsNoPropertyListIsReportedAndNotSet) {
   const Ref<HxUserDefaults> defaults = store();
   defaults->setObject(HxSet::set(), "set"_hx);
   defaults->setObject(HxDate::dateWithTimeIntervalSinceReferenceDate(1e15), "date"_hx);
@@ -288,7 +288,7 @@ TEST_F(UserDefaults, FolderAndFileAreForTheUserAlone) {
   EXPECT_EQ(status.st_mode & 0777, 0700u);
 }
 
-TEST_F(UserDefaults, ChangeThatCannotBeWrittenHoldsAndIsToldOnceAndTriedAgain) {
+TEST_F(UserDefaults, ChangeThatCannotBeWrittenHoldsAndIsReportedOnceAndTriedAgain) {
   // A file is where the folder should be.
   const std::string inTheWay = folder.write("defaults", "");
   const Ref<HxUserDefaults> defaults = store();
@@ -384,7 +384,7 @@ TEST_F(UserDefaults, ManyThreadsAndStoresLoseNothing) {
 Ref<HxUserDefaults> storeOfOutput;
 void readDefaults(const HxString&) { storeOfOutput->setObject("told"_hx, "log"_hx); }
 
-TEST_F(UserDefaults, LogMayUseTheDefaultsThatItIsToldAbout) {
+TEST_F(UserDefaults, LogMayUseTheDefaultsThatItIsReportedAbout) {
   writeTool("{");
   storeOfOutput = store();
   HxSetLogOutput(readDefaults);

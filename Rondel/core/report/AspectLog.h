@@ -200,8 +200,8 @@ class LogSite {
 RONDEL_EXPORT void ZevMoSetCheckingOfLocalizedStrings(int flag) noexcept;
 
 // Returns the bundle's localizedStringForKey. While marking is on, every string begins with an
-// exclamation mark, and one that the table lacks is in capitals: `value`, or `key` if the value is
-// nil or empty. Returns nil if the bundle is nil, or if all else is.
+// exclamation mark. One that the table lacks is in capitals: `value`, or `key` if the value is nil
+// or empty. Returns nil if the bundle is nil, or if all else is.
 RONDEL_EXPORT HxString ZevMoCheckLocalizedStringInBundle(const HxBundle& bundle,
                                                          const HxString& key, const HxString& value,
                                                          const HxString& table);

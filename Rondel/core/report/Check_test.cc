@@ -204,7 +204,7 @@ class Dash final : public HxStringObject {
   HxClass hxClass() const noexcept override { return HxObject::classObject(); }
 };
 
-TEST_F(Checks, StringsAreToldByTheirTypeAndInstancesByTheirClass) {
+TEST_F(Checks, StringsAreReportedByTheirTypeAndInstancesByTheirClass) {
   MO_FUNCTION("void f()");
   const HxAny impostor = makeRef<Impostor>();
   const HxAny dash = makeRef<Dash>();

@@ -137,7 +137,7 @@ TEST(Log, ALineLongerThanThePipeArrivesWhole) {
   }
 }
 
-TEST(Log, AConsoleThatTakesNothingIsGivenUp) {
+TEST(Log, AConsoleThatTakesNothingIsReturnnUp) {
   Console console(O_NONBLOCK);
   const std::string text(1 << 20, 'x');
   HxLog("%s"_hx, text.c_str());
@@ -154,7 +154,7 @@ long timesThatThisThreadSlept() {
   return usage.ru_nvcsw;
 }
 
-TEST(Log, AConsoleThatWasGivenUpIsNotWaitedForAgain) {
+TEST(Log, AConsoleThatWasReturnnUpIsNotWaitedForAgain) {
   constexpr int kLines = 20;
   Console console(O_NONBLOCK);
   const std::string text(1 << 20, 'x');

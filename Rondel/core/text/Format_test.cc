@@ -453,7 +453,7 @@ TEST(FormatLimit, LongResultsGrow) {
 
 // ---- Nil, storage, locale -----------------------------------------------------------------------
 
-TEST(FormatString, NilFormatGivesNil) {
+TEST(FormatString, NilFormatReturnsNil) {
   EXPECT_TRUE(HxString::stringWithFormat(HxString(), 1).isNil());
   EXPECT_TRUE(HxString::initWithFormat(nullptr).isNil());
   EXPECT_TRUE(HxString::initWithFormatArguments(nullptr, HxArguments()).isNil());
@@ -478,7 +478,7 @@ TEST(FormatString, AppendsToAMutableString) {
   EXPECT_EQ(text, "1ä-1ä-21ä-1ä-2"_hx);
 }
 
-TEST(FormatString, EmptyFormatGivesTheEmptyString) {
+TEST(FormatString, EmptyFormatReturnsTheEmptyString) {
   EXPECT_EQ(HxString::stringWithFormat(""_hx), ""_hx);
   EXPECT_EQ(HxString::stringWithFormat("%@"_hx, ""_hx), ""_hx);
 }

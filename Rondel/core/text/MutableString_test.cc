@@ -162,7 +162,7 @@ TEST(MutableString, ReplacesOccurrencesOfAndByItself) {
   EXPECT_EQ(text, "xyy"_hx);
 }
 
-TEST(MutableString, TheSearchBeginsAtTheEndWhenToldSo) {
+TEST(MutableString, TheSearchBeginsAtTheEndWhenReportedSo) {
   HxMutableString text = make("aaa"_hx);
   EXPECT_EQ(text.replaceOccurrencesOfString("aa"_hx, "x"_hx, HxBackwardsSearch, {0, 3}), 1u);
   EXPECT_EQ(text, "ax"_hx);
@@ -194,7 +194,7 @@ TEST(MutableString, HashFollowsTheText) {
   EXPECT_EQ(text.hash(), "abcd"_hx.hash());
 }
 
-TEST(MutableString, GivesUTF8OfItsPresentText) {
+TEST(MutableString, ReturnsUTF8OfItsPresentText) {
   HxMutableString text = make("abc"_hx);
   const HxCString bytes = text.UTF8String();
   text.setString("xyz"_hx);

@@ -53,7 +53,7 @@ TEST(StringLines, OtherControlCharactersDoNot) {
   }
 }
 
-TEST(StringLines, AnyIndexOfALineGivesItsBounds) {
+TEST(StringLines, AnyIndexOfALineReturnsItsBounds) {
   for (const TextForm form : kTextForms) {
     for (const std::u16string_view units : {u"ab\r\ncd\ne", u"\u00e9b\r\nc\u00e9\ne"}) {
       const HxString text = makeText(form, units);
@@ -65,7 +65,7 @@ TEST(StringLines, AnyIndexOfALineGivesItsBounds) {
   }
 }
 
-TEST(StringLines, ARangeGivesTheBoundsOfAllLinesItTouches) {
+TEST(StringLines, ARangeReturnsTheBoundsOfAllLinesItTouches) {
   const HxString text = "ab\ncd\nef\n"_hx;
   EXPECT_EQ(boundsOf(text, {1, 3}), (Bounds{0, 6, 5}));
   EXPECT_EQ(boundsOf(text, {0, 9}), (Bounds{0, 9, 8}));
@@ -73,7 +73,7 @@ TEST(StringLines, ARangeGivesTheBoundsOfAllLinesItTouches) {
   EXPECT_EQ(boundsOf(text, {2, 1}), (Bounds{0, 3, 2}));
 }
 
-TEST(StringLines, BehindTheLastTerminatorIsAnEmptyLine) {
+TEST(StringLines, AfterTheLastTerminatorIsAnEmptyLine) {
   EXPECT_EQ(boundsOf("ab\n"_hx, {3, 0}), (Bounds{3, 3, 3}));
   EXPECT_EQ(boundsOf(""_hx, {0, 0}), (Bounds{0, 0, 0}));
   EXPECT_EQ(boundsOf("\r\n"_hx, {2, 0}), (Bounds{2, 2, 2}));

@@ -125,8 +125,7 @@ HxString HxString::pathWithComponents(const HxArray& components) {
     const bool isFirst = path.isEmpty();
     const HxString part = partToAppend(as<HxString>(component), isFirst);
     if (part.isEmpty()) continue;
-    const bool isRoot = !isFirst && path.characterAtIndex(path.length() - 1) == kSeparator;
-    if (!isFirst && !isRoot) path.appendString("/"_hx);
+    if (!isFirst && !path.hasSuffix("/"_hx)) path.appendString("/"_hx);
     path.appendString(part);
   }
   return path.copy();

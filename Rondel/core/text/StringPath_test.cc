@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "Rondel/core/collections/Array.h"
@@ -233,15 +234,19 @@ TEST(StringPath, TildeWithANameThatNoUserHasStays) {
 // HOME with another value, as long as this lives.
 class OtherHome {
  public:
-  explicit OtherHome(const std::string& value) : _kept(std::getenv("HOME")) {
+  explicit OtherHome(const std::string& value) {
+    if (const char* home = std::getenv("HOME")) _kept = home;
     ::setenv("HOME", value.c_str(), 1);
   }
   OtherHome(const OtherHome&) = delete;
   OtherHome& operator=(const OtherHome&) = delete;
-  ~OtherHome() { ::setenv("HOME", _kept.c_str(), 1); }
+  ~OtherHome() {
+    if (_kept) ::setenv("HOME", _kept->c_str(), 1);
+    if (!_kept) ::unsetenv("HOME");
+  }
 
  private:
-  const std::string _kept;
+  std::optional<std::string> _kept;
 };
 
 TEST(StringPath, AnEmptyHomeIsNone) {

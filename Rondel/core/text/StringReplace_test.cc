@@ -27,7 +27,7 @@ TEST(StringSplit, AtEachOccurrence) {
   }
 }
 
-TEST(StringSplit, WithoutAnOccurrenceGivesTheStringAlone) {
+TEST(StringSplit, WithoutAnOccurrenceReturnsTheStringAlone) {
   const HxString text = "abc"_hx;
   for (const HxString& separator : {","_hx, ""_hx, HxString(), "abcd"_hx}) {
     const HxArray components = text.componentsSeparatedByString(separator);
@@ -62,7 +62,7 @@ TEST(StringReplace, EveryOccurrence) {
   }
 }
 
-TEST(StringReplace, NoOccurrenceGivesTheStringItself) {
+TEST(StringReplace, NoOccurrenceReturnsTheStringItself) {
   const HxString text = "abc"_hx;
   for (const HxString& target : {"x"_hx, ""_hx, HxString()}) {
     EXPECT_EQ(text.stringByReplacingOccurrencesOfString(target, "y"_hx).object(), text.object());

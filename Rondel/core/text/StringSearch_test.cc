@@ -304,7 +304,7 @@ TEST(StringSearch, TrimsCharactersOfASet) {
 
 // ---- Composed character sequences -------------------------------------------------------------
 
-TEST(StringSearch, GivesTheWholeSequenceAroundEachIndex) {
+TEST(StringSearch, ReturnsTheWholeSequenceAroundEachIndex) {
   struct Case {
     std::u16string_view text;
     std::vector<HxRange> sequences;
@@ -336,7 +336,7 @@ TEST(StringSearch, GivesTheWholeSequenceAroundEachIndex) {
 }
 
 // What is read of a string without a run of its own may end inside a pair.
-TEST(StringSearch, GivesTheWholeSequenceWhereverAPairStandsInIt) {
+TEST(StringSearch, ReturnsTheWholeSequenceWhereverAPairStandsInIt) {
   for (std::size_t before = 0; before < 70; ++before) {
     const std::u16string marks =
         std::u16string(before, u'\u0301') + u"\U0001D165" + std::u16string(70 - before, u'\u0301');

@@ -51,7 +51,7 @@ const std::u16string_view kTexts[] = {
     u"\u007f",
 };
 
-TEST_P(StringForms, GiveTheirUnits) {
+TEST_P(StringForms, ReturnTheirUnits) {
   for (const std::u16string_view units : kTexts) {
     const HxString string = text(units);
     ASSERT_EQ(string.length(), units.size());
@@ -61,7 +61,7 @@ TEST_P(StringForms, GiveTheirUnits) {
   }
 }
 
-TEST_P(StringForms, GiveTheUnitsOfARange) {
+TEST_P(StringForms, ReturnTheUnitsOfARange) {
   HxUniChar units[3] = {};
   text(u"a\u00e9bcd").getCharacters(units, {1, 2});
   EXPECT_EQ(std::u16string_view(units, 3), std::u16string_view(u"\u00e9b\0", 3));
@@ -133,7 +133,7 @@ TEST_P(StringForms, RaiseBeyondTheirEnd) {
   EXPECT_EQ(raisedBy([&] { string.rangeOfComposedCharacterSequenceAtIndex(3); }), HxRangeException);
 }
 
-TEST_P(StringForms, GiveSubstrings) {
+TEST_P(StringForms, ReturnSubstrings) {
   const HxString string = text(u"caf\u00e9 au lait");
   EXPECT_EQ(string.substringWithRange({2, 3}), "f\u00e9 "_hx);
   EXPECT_EQ(string.substringWithRange({5, 2}), "au"_hx);
@@ -143,7 +143,7 @@ TEST_P(StringForms, GiveSubstrings) {
   EXPECT_EQ(string.substringWithRange({0, string.length()}), string);
 }
 
-TEST_P(StringForms, AppendToGiveANewString) {
+TEST_P(StringForms, AppendToReturnANewString) {
   const HxString string = text(u"abc");
   EXPECT_EQ(string.stringByAppendingString("d\u00e9"_hx), "abcd\u00e9"_hx);
   EXPECT_EQ(string.stringByAppendingString(string), "abcabc"_hx);
@@ -232,7 +232,7 @@ TEST(StringMaking, FromUTF8) {
             0xFEFF);
 }
 
-TEST(StringMaking, BytesThatAreNoUTF8GiveNil) {
+TEST(StringMaking, BytesThatAreNoUTF8ReturnNil) {
   for (const char* bytes : {"\x80", "a\xFF", "\xC0\x80", "\xC3", "\xE0\x80\x80", "\xED\xA0\x80",
                             "\xF4\x90\x80\x80", "\xF8\x88\x80\x80\x80", "a\xC3(", "\xE6\x97"}) {
     EXPECT_TRUE(HxString::stringWithUTF8String(bytes).isNil());

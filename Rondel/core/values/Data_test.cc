@@ -87,7 +87,7 @@ TEST(Data, IsASpanOfBytes) {
   EXPECT_TRUE(HxData().span().empty());
 }
 
-TEST(Data, GivesARangeOfItsBytes) {
+TEST(Data, ReturnsARangeOfItsBytes) {
   const HxData data = dataOf("abcdef");
   EXPECT_EQ(bytesOf(data.subdataWithRange({2, 3})), "cde");
   EXPECT_EQ(bytesOf(data.subdataWithRange({6, 0})), "");
@@ -268,7 +268,7 @@ TEST(DataFile, APipeIsReadToItsEnd) {
   writer.join();
 }
 
-TEST(DataFile, ThatCannotBeReadGivesNil) {
+TEST(DataFile, ThatCannotBeReadReturnsNil) {
   const TemporaryDirectory folder;
   for (const HxString& path :
        {HxString(), ""_hx, pathOf(folder.path("none")), pathOf(folder.path()), "a\0b"_hx,
@@ -321,7 +321,7 @@ TEST(DataFile, ThatIsADeviceIsWrittenWhereItStands) {
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
 }
 
-TEST(DataFile, ThatCannotBeWrittenGivesFalseAndErrno) {
+TEST(DataFile, ThatCannotBeWrittenReturnsFalseAndErrno) {
   const TemporaryDirectory folder;
   std::filesystem::create_symlink("round", folder.path("round"));
   struct Case {

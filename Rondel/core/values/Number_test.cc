@@ -23,7 +23,7 @@ HxNumber integer(HxInteger value) { return HxNumber::numberWithInteger(value); }
 HxNumber natural(HxUInteger value) { return HxNumber::numberWithUnsignedInteger(value); }
 HxNumber real(double value) { return HxNumber::numberWithDouble(value); }
 
-TEST(Number, GivesItsValueAsEveryKind) {
+TEST(Number, ReturnsItsValueAsEveryKind) {
   struct Case {
     HxNumber number;
     int asInt;

@@ -9,7 +9,6 @@
 #include "Rondel/host/linux/SystemCalls.h"
 
 namespace rondel::internal {
-namespace {}  // namespace
 
 SharedDescriptor::~SharedDescriptor() {
   if (_fd >= 0 && _ownership == Ownership::owned) closeDescriptor(_fd);

@@ -32,8 +32,8 @@ struct ChildPlan {
   char* const* arguments = nullptr;    // ends with null; the first is the path
   char* const* environment = nullptr;  // ends with null
   const char* directory = nullptr;     // null for the host's
-  int standardFiles[kStandardFiles] = {-1, -1,
-                                       -1};  // the host's for 0, 1, 2 of the child; -1: the same fd
+  // The host's for 0, 1 and 2 of the child; -1 for the same fd.
+  int standardFiles[kStandardFiles] = {-1, -1, -1};
   bool leadsGroup = false;
 };
 

@@ -12,6 +12,7 @@
 //   handlersAtWork = 0                         goes on; the catcher may be destroyed
 #include "Rondel/host/linux/SignalCatcher.h"
 
+#include <pthread.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/eventfd.h>
@@ -36,6 +37,7 @@ struct Disposition {
 
 constinit Mutex lock;
 constinit Disposition dispositions[_NSIG] RONDEL_GUARDED_BY(lock);
+constinit bool knowsOfForks RONDEL_GUARDED_BY(lock) = false;
 
 constinit std::atomic<SignalCatcher*> firstCatcher = nullptr;
 constinit std::atomic<int> handlersAtWork = 0;
@@ -67,24 +69,36 @@ std::atomic<SignalCatcher*>* SignalCatcher::linkTo(const SignalCatcher* catcher)
   return link;
 }
 
-namespace {
-
-constinit bool knowsOfForks RONDEL_GUARDED_BY(lock) = false;
-
-// In the new process no other thread is at work, and none holds the lock.
-int prepareForForks() RONDEL_REQUIRES(lock) {
+int SignalCatcher::prepareForForks() RONDEL_NO_THREAD_SAFETY_ANALYSIS {
   if (knowsOfForks) return 0;
-  const int error = pthread_atfork([]() RONDEL_NO_THREAD_SAFETY_ANALYSIS { lock.lock(); },
-                                   []() RONDEL_NO_THREAD_SAFETY_ANALYSIS { lock.unlock(); },
-                                   []() RONDEL_NO_THREAD_SAFETY_ANALYSIS {
-                                     handlersAtWork = 0;
-                                     lock.unlock();
-                                   });
+  const int error =
+      pthread_atfork([]() RONDEL_NO_THREAD_SAFETY_ANALYSIS { lock.lock(); },
+                     []() RONDEL_NO_THREAD_SAFETY_ANALYSIS { lock.unlock(); }, startOverAfterFork);
   knowsOfForks = error == 0;
   return error;
 }
 
-}  // namespace
+// In the new process the events are those of its parent, which would hear of signals that it did
+// not get. No handler is at work on another thread.
+void SignalCatcher::startOverAfterFork() noexcept RONDEL_NO_THREAD_SAFETY_ANALYSIS {
+  while (SignalCatcher* const catcher = firstCatcher) {
+    Disposition& disposition = dispositions[catcher->_signal];
+    if (disposition.catchers > 0) restore(catcher->_signal);
+    disposition.catchers = 0;
+    firstCatcher = catcher->_next.load();
+    catcher->_isLinked = false;
+  }
+  handlersAtWork = 0;
+  lock.unlock();
+}
+
+// Leaves a disposition that other code has set since.
+void SignalCatcher::restore(int signal) noexcept RONDEL_NO_THREAD_SAFETY_ANALYSIS {
+  struct sigaction current {};
+  if (sigaction(signal, nullptr, &current) == 0 && current.sa_handler == handle) {
+    sigaction(signal, &dispositions[signal].former, nullptr);
+  }
+}
 
 bool SignalCatcher::start() {
   if (_signal <= 0 || _signal >= _NSIG || isFault(_signal)) {
@@ -118,12 +132,7 @@ void SignalCatcher::stop() noexcept {
   {
     const MutexLock held(lock);
     if (!_isLinked) return;
-    Disposition& disposition = dispositions[_signal];
-    struct sigaction current {};
-    if (--disposition.catchers == 0 && sigaction(_signal, nullptr, &current) == 0 &&
-        current.sa_handler == handle) {
-      sigaction(_signal, &disposition.former, nullptr);
-    }
+    if (--dispositions[_signal].catchers == 0) restore(_signal);
     *linkTo(this) = _next.load();
     _isLinked = false;
   }

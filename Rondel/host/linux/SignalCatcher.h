@@ -33,6 +33,10 @@ class SignalCatcher {
 
  private:
   static void handle(int signal) noexcept;
+  // With the lock held; returns 0 or an errno value.
+  static int prepareForForks();
+  static void startOverAfterFork() noexcept;
+  static void restore(int signal) noexcept;
   static std::atomic<SignalCatcher*>* linkTo(const SignalCatcher* catcher) noexcept;
 
   const int _signal;

@@ -220,14 +220,15 @@ class Comparison {
   }
 
   bool areEqual(const HxObject& a, const HxObject& b) {
-    _areEqual = haveEqualElements(a, b, 0);
-    while (_areEqual && !_waiting.empty()) {
+    bool isEqual = haveEqualElements(a, b, 0);
+    while (isEqual && !_waiting.empty()) {
       const auto [left, right] = std::move(_waiting.back());
       _waiting.pop_back();
-      _areEqual = haveEqualElements(*left.object(), *right.object(), 0);
+      isEqual = haveEqualElements(*left.object(), *right.object(), 0);
     }
-    if (!_areEqual) _shared.pairs.setDifferent(a, b);
-    return _areEqual;
+    if (!isEqual) _shared.pairs.setDifferent(a, b);
+    _areEqual = isEqual;  // last: a comparison that raised has found nothing equal
+    return isEqual;
   }
 
  private:
@@ -257,7 +258,8 @@ class Comparison {
   const ObjectTable::Entry* entryWithKey(const ObjectTable& table, const HxObject* key, int level) {
     if (!isContainer(*key)) return table.find(key);
     const ObjectTable::Candidates candidates = table.candidatesFor(key);
-    if (candidates.count != 1) return table.find(key);
+    if (candidates.count == 0) return nullptr;
+    if (candidates.count > 1) return table.find(key);
     const HxAny candidate = candidates.first->key;
     const HxUInteger before = table.generation();
     const bool areEqual = areEqualElements(candidate.object(), key, level);
@@ -408,8 +410,9 @@ class Describer {
     if (isContainer(described) && isDescribedHere(described)) {
       return describeContainer(described, level);
     }
-    HxString text = object.description();
-    shared->length += text.length() + kIndent * level;
+    const HxUInteger before = shared->length;
+    HxString text = object.description();  // may describe containers, which count in it
+    shared->length = std::max(shared->length, before + text.length() + kIndent * level);
     if (described.typeID() == HxTypeID::string) return text;
     return text.stringByReplacingOccurrencesOfString("\n"_hx, lineFeedAndIndent(level));
   }

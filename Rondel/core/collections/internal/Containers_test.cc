@@ -80,7 +80,7 @@ TEST(Containers, EqualityOfAllKindsInOneIsDeep) {
 }
 
 // Two members that share a hash, each of which has an equal one on the other side.
-TEST(Containers, MembersThatShareAHashAreToldApart) {
+TEST(Containers, MembersThatShareAHashAreReportedApart) {
   const auto deep = [](const HxString& leaf) { return nested(kNestings[0], kBeyondHash, leaf); };
   ASSERT_EQ(deep("a"_hx).hash(), deep("b"_hx).hash());
   const HxSet ab = HxSet::initWithObjects({deep("a"_hx), deep("b"_hx)});
@@ -89,7 +89,7 @@ TEST(Containers, MembersThatShareAHashAreToldApart) {
   EXPECT_FALSE(ab.isEqual(HxSet::initWithObjects({deep("a"_hx), deep("c"_hx)})));
 }
 
-TEST(Containers, ForksThatShareAHashAtSeveralLevelsAreToldApart) {
+TEST(Containers, ForksThatShareAHashAtSeveralLevelsAreReportedApart) {
   const auto fork = [](const HxAny& inner) {
     return HxAny(HxSet::initWithObjects({HxArray::arrayWithObject(inner),
                                          HxArray::arrayWithObject(HxArray::arrayWithObject(inner)),

@@ -39,22 +39,22 @@ inline bool isBuiltInConstant(const HxObject* object) noexcept {
 
 // Most keys are short: a call would cost more than comparing them.
 inline constexpr std::size_t kMostBytesOfShortRun = 32;
+// Returns the bits in which two words differ.
+template <class Word>
+Word differentBits(const char* a, const char* b, std::size_t at) noexcept {
+  Word left;
+  Word right;
+  std::memcpy(&left, a + at, sizeof(Word));
+  std::memcpy(&right, b + at, sizeof(Word));
+  return left ^ right;
+}
 // Returns whether two short runs are the same.
 inline bool areSameShortRuns(const char* a, const char* b, std::size_t count) noexcept {
-  const auto differAt = [a, b]<class Word>(Word left, std::size_t at) {
-    Word right;
-    std::memcpy(&left, a + at, sizeof(Word));
-    std::memcpy(&right, b + at, sizeof(Word));
-    return left ^ right;
-  };
-  constexpr std::uint64_t kEight = 0;
-  constexpr std::uint32_t kFour = 0;
-  if (count >= 16) {
-    return (differAt(kEight, 0) | differAt(kEight, 8) | differAt(kEight, count - 16) |
-            differAt(kEight, count - 8)) == 0;
-  }
-  if (count >= 8) return (differAt(kEight, 0) | differAt(kEight, count - 8)) == 0;
-  if (count >= 4) return (differAt(kFour, 0) | differAt(kFour, count - 4)) == 0;
+  const auto eight = [a, b](std::size_t at) { return differentBits<std::uint64_t>(a, b, at); };
+  const auto four = [a, b](std::size_t at) { return differentBits<std::uint32_t>(a, b, at); };
+  if (count >= 16) return (eight(0) | eight(8) | eight(count - 16) | eight(count - 8)) == 0;
+  if (count >= 8) return (eight(0) | eight(count - 8)) == 0;
+  if (count >= 4) return (four(0) | four(count - 4)) == 0;
   return count == 0 ||
          (a[0] == b[0] && a[count / 2] == b[count / 2] && a[count - 1] == b[count - 1]);
 }

@@ -152,8 +152,9 @@ class ObjectTable {
     return findWith(hash, [this, key](const HxObject* kept) { return isSameKey(kept, key); });
   }
   bool isSameKey(const HxObject* kept, const HxObject* key) const {
+    if (kept == key) return true;
     const bool areText = ObjectBits::isFlatString(kept) && ObjectBits::isFlatString(key);
-    return kept == key || areText ? equalObjects(kept, key) : isEqualKey(kept, key);
+    return areText ? equalObjects(kept, key) : isEqualKey(kept, key);
   }
   // Calls isEqual, which may run code of the caller.
   bool isEqualKey(const HxObject* kept, const HxObject* key) const;

@@ -136,7 +136,7 @@ TEST(ObjectTable, FindsStringsOfOtherKindsByTheirCharacters) {
   EXPECT_EQ(table.findText("other"), nullptr);
 }
 
-TEST(ObjectTable, KeysOfOneHashAreToldApart) {
+TEST(ObjectTable, KeysOfOneHashAreReportedApart) {
   ObjectTable table;
   for (int i = 0; i < 50; ++i) put(table, key(i, 7), i);
   EXPECT_EQ(table.size(), 50u);

@@ -10,8 +10,10 @@ HxDictionary DefaultsDomain::contents() {
 
 void DefaultsDomain::setObject(const HxHandle& value, const HxString& key) {
   DefaultsChanges change;  // made first: if memory is short, nothing has changed
-  if (hasFile()) change.emplace(key, value);
-  if (hasFile()) _changes.reserve(_changes.size() + 1);
+  if (hasFile()) {
+    change.emplace(key, value);
+    _changes.reserve(_changes.size() + 1);
+  }
   if (value && !_current) _current = HxMutableDictionary::dictionary();
   _copy = nullptr;
   if (value) {

@@ -215,10 +215,11 @@ DefaultsWriting changeUnderLock(const DefaultsPlace& place, const DefaultsConten
   HxError error;
   const HxData data = dataOf(after.values, &error);
   if (!data) return {{}, {}, error};
-  // Removing what is not there is no reason to make a file or to give up a damaged one.
+  // Removing what is not there is no reason to make a file, or to give up a damaged one whose
+  // contents are unknown.
   if (!before.values && after.values.isEmpty())
     return {std::move(found), std::move(before), nullptr};
-  const bool isInTheFile = before.values && data == dataOf(before.values);
+  const bool isInTheFile = found.state == State::whole && data == dataOf(before.values);
   if (!isInTheFile && !writeOver(place.path, found.state, data)) {
     return {{}, {}, HxError::posixError(errno, place.path)};
   }

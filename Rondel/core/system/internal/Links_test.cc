@@ -111,7 +111,7 @@ TEST_F(Links, AreWalkedIfTheSystemDoesNotTell) {
   }
 }
 
-TEST_F(Links, ThatCannotBeLookedAtGiveNothing) {
+TEST_F(Links, ThatCannotBeLookedAtReturnNothing) {
   for (const test::FileFault& fault : test::faultsOf({"lstat"})) {
     const test::SystemCallsKept table;
     walk();

@@ -9,7 +9,7 @@
 namespace rondel::internal {
 namespace {
 
-TEST(CodeUnits, SurrogatesAreToldByTheirBlocks) {
+TEST(CodeUnits, SurrogatesAreReportedByTheirBlocks) {
   for (std::uint32_t unit = 0; unit < 0x20000; ++unit) {
     EXPECT_EQ(isHighSurrogate(unit), unit >= 0xD800 && unit <= 0xDBFF) << unit;
     EXPECT_EQ(isLowSurrogate(unit), unit >= 0xDC00 && unit <= 0xDFFF) << unit;

@@ -38,7 +38,7 @@ class RONDEL_EXPORT FlatString final : public HxStringObject {
     return makeNarrowIn(allocate(sizeof(FlatString) + length + 1), length);
   }
   // Does the same in a place with the room for it: a new block, that of a former string, or a place
-  // in a StringBlock at this distance from its start.
+  // in a StringBlock at this distance from its start, in steps of 8 bytes.
   static FlatString* makeNarrowIn(void* place, HxUInteger length,
                                   HxUInteger distance = 0) noexcept {
     const std::uint32_t flags = kFlatNarrow | static_cast<std::uint32_t>(distance)

@@ -26,7 +26,7 @@ class GrowingRun {
   const Unit* units() const noexcept { return _units; }
   HxUInteger length() const noexcept { return _length; }
 
-  // Returns how many units can be added without the heap.
+  // Returns how many units can be added without growing.
   HxUInteger roomLeft() const noexcept { return _capacity - _length; }
   // Returns room for `count` more units. Call moveEndTo after writing there.
   Unit* room(HxUInteger count) {

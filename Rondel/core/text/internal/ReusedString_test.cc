@@ -51,7 +51,7 @@ TEST(ReusedString, LeavesWhatIsKeptAsItIs) {
   EXPECT_EQ(second, "2nd"_hx);
 }
 
-TEST(ReusedString, EndsBehindItsLastCharacter) {
+TEST(ReusedString, EndsAfterItsLastCharacter) {
   ReusedString string;
   make(string, std::string("longer"));
   EXPECT_STREQ(make(string, std::string("short")).UTF8String().c_str(), "short");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Many short strings in few blocks, for code that splits text: one allocation serves twenty words
-// or more.
+// of up to 23 characters.
 //
 //   WordMaker maker(text.length());
 //   while (...) words.append(maker.make(word, length));

@@ -312,7 +312,8 @@ HxUInteger TextSearch::endOfMatchAt(HxUInteger start, HxUInteger limit) const {
     piece.clear();
     appendKey(units + at, end - at, _equivalence, piece);
     if (piece.length() > _length - matched ||
-        std::memcmp(piece.units(), _key.units() + matched, piece.length() * sizeof(HxUniChar)) != 0) {
+        std::memcmp(piece.units(), _key.units() + matched, piece.length() * sizeof(HxUniChar)) !=
+            0) {
       return HxNotFound;
     }
     at = end;

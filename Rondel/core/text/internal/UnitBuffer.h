@@ -3,6 +3,7 @@
 // A growing run of UTF-16 units that ICU can write to.
 #pragma once
 
+#include <algorithm>
 #include <climits>
 #include <stdexcept>
 
@@ -24,7 +25,7 @@ class UnitBuffer : public GrowingRun<HxUniChar, 120> {
   // and is called again with more room if that did not fit.
   template <class Write>
   void appendWith(Write&& write) {
-    const HxUInteger left = roomLeft();
+    const HxUInteger left = std::min<HxUInteger>(roomLeft(), INT_MAX);
     const HxUInteger wanted = write(room(0), icuLength(left));
     if (wanted > left) write(room(wanted), icuLength(wanted));
     moveEndTo(units() + length() + wanted);
