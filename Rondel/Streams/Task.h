@@ -147,8 +147,9 @@ class RONDEL_EXPORT ZevMoTask : public HxObject, public ZevMoByteStreamConsuming
   ZevMoTaskDelegate* delegate() const { return _delegate.get(); }
   // Sets the owner of a supplied output handle, which is not owned. The former owner, if another,
   // gets synchronizedTaskWillGo. cleanupAfterTask and the destructor send it to the present one,
-  // and clear it. An owner that is destroyed is forgotten. If its last data was still due, the run
-  // ends with the next synchronizedFileHandleDidReceivedLastData or with cleanupAfterTask.
+  // and clear it. An owner that is destroyed is forgotten. If one is gone, was taken back, or
+  // raised when it was asked for its last data, the run ends with the next
+  // synchronizedFileHandleDidReceivedLastData or with cleanupAfterTask.
   void setSynchronizedFileHandleDelegate(ZevMoTaskSynchronizedFileHandle* owner);
   ZevMoTaskSynchronizedFileHandle* synchronizedFileHandleDelegate() const {
     return _synchronizedFileHandleDelegate.get();

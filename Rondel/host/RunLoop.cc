@@ -282,8 +282,15 @@ void HxRunLoop::Impl::releaseKept(std::size_t left) {
   }
 }
 
+// After a fork the new process waits with a poller of its own.
 void HxRunLoop::Impl::openPoller() {
+  const bool wasInherited = poller.isInherited();
   if (!poller.open()) raiseSystemError("a run loop cannot wait"_hx);
+  if (!wasInherited) return;
+  for (const Slot& slot : slots) {
+    if (!slot.source || !std::exchange(slot.source->_watched, false)) continue;
+    watch(*slot.source);
+  }
 }
 
 // Goes on until a call was made, the deadline came, or nothing is left to wait for.

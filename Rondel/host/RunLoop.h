@@ -25,6 +25,9 @@
 // and no mode has anything to wait for. The destructor of a thread-local object may call
 // currentRunLoop even later. It gets such a loop, too.
 //
+// Forks. A process that was forked, and executes nothing, may go on with the loops that it has. It
+// waits for itself: what it takes back or closes there stays with its parent.
+//
 // An exception that a call raises passes through the pass to the caller of runMode. Nothing else is
 // lost by that.
 #pragma once

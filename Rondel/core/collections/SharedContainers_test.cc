@@ -227,6 +227,27 @@ TEST(SharedContainers, WhatAFailedCandidateTookForEqualDoesNotCountForTheNext) {
   }
 }
 
+// Two keys count as equal while one candidate is tried, and the values behind them are of the other
+// candidate.
+TEST(SharedContainers, CandidatesThatShareADictionaryAreToldApart) {
+  for (int order = 0; order < 16; ++order) {
+    const auto made = [](bool turnsEntries, bool turnsMembers) {
+      const HxAny a = farAway("a"_hx);
+      const HxAny b = farAway("b"_hx);
+      HxMutableDictionary shared = HxMutableDictionary::dictionary();
+      shared.setObject(turnsEntries ? "q"_hx : "p"_hx, turnsEntries ? b : a);
+      shared.setObject(turnsEntries ? "p"_hx : "q"_hx, turnsEntries ? a : b);
+      const HxArray first = HxArray::arrayWithObjects({a, shared});
+      const HxArray second = HxArray::arrayWithObjects({b, shared});
+      HxMutableSet members = HxMutableSet::set();
+      members.addObject(turnsMembers ? second : first);
+      members.addObject(turnsMembers ? first : second);
+      return afterMuchWork(members);
+    };
+    EXPECT_TRUE(made(order & 1, order & 2).isEqual(made(order & 4, order & 8))) << order;
+  }
+}
+
 // Members of one hash at each level, with leaves that differ: every pair is decided once.
 TEST(SharedContainers, ForksOfOneHashAreDecidedOnceForEachPair) {
   const auto forked = [](const HxAny& leaf) {

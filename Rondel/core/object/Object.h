@@ -142,6 +142,8 @@ class RONDEL_EXPORT HxObject {
   virtual HxClass hxClass() const noexcept { return classObject(); }
 
   // Compares by value if the class defines that, else by identity. Equal objects have equal hashes.
+  // A hash of a class of your own must not ask a container that may hold the object: it would not
+  // end.
   virtual bool isEqual(const HxObject& other) const { return this == &other; }
   virtual HxUInteger hash() const;
 

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "Rondel/host/linux/Poller.h"
 
+#include <pthread.h>
+
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 
@@ -11,8 +14,28 @@
 
 namespace rondel::internal {
 
+namespace {
+
+// How often the process, or one that it comes from, was forked.
+constinit std::atomic<unsigned> forks = 0;
+constinit std::atomic<bool> countsForks = false;
+
+// Returns 0 or an errno value. Two threads that race count a fork twice, which does no harm.
+int countForks() {
+  if (countsForks) return 0;
+  const int error = pthread_atfork(nullptr, nullptr, [] { ++forks; });
+  countsForks = error == 0;
+  return error;
+}
+
+}  // namespace
+
 bool Poller::open() {
-  if (isOpen()) return true;
+  if (isOpen() && !isInherited()) return true;
+  if (const int error = countForks(); error != 0) {
+    errno = error;
+    return false;
+  }
   const Ref<SharedDescriptor> poller = ownDescriptor(systemCalls.epoll_create1(EPOLL_CLOEXEC));
   if (!poller) return false;
   const Ref<SharedDescriptor> wakeUp = makeEvent();
@@ -21,8 +44,11 @@ bool Poller::open() {
   if (systemCalls.epoll_ctl(poller->fd(), EPOLL_CTL_ADD, wakeUp->fd(), &event) < 0) return false;
   _poller = poller;
   _wakeUp = wakeUp;
+  _forks = forks;
   return true;
 }
+
+bool Poller::isInherited() const noexcept { return _poller && _forks != forks; }
 
 void Poller::close() noexcept {
   _poller = nullptr;
@@ -38,6 +64,7 @@ Poller::Watching Poller::watch(int fd, std::uint64_t token) const noexcept {
 }
 
 void Poller::unwatch(int fd) const noexcept {
+  if (isInherited()) return;
   epoll_event unused = {};
   systemCalls.epoll_ctl(_poller->fd(), EPOLL_CTL_DEL, fd, &unused);
 }
@@ -57,6 +84,7 @@ int Poller::wait(int milliseconds, std::uint64_t* tokens, std::size_t capacity) 
 }
 
 void Poller::wake() const noexcept {
+  if (isInherited()) return;
   const std::uint64_t one = 1;
   fileCalls.write(_wakeUp->fd(), &one, sizeof one);
 }

@@ -35,6 +35,9 @@ class Poller {
   int fd() const noexcept { return _poller ? _poller->fd() : -1; }
   bool isOpen() const noexcept { return static_cast<bool>(_poller); }
   void close() noexcept;
+  // Returns whether it was opened before the process was forked. Then it is shared with the parent:
+  // taking back and waking do nothing, and open() makes a new one.
+  bool isInherited() const noexcept;
 
   Watching watch(int fd, std::uint64_t token) const noexcept;
   void unwatch(int fd) const noexcept;
@@ -50,6 +53,7 @@ class Poller {
  private:
   Ref<SharedDescriptor> _poller;
   Ref<SharedDescriptor> _wakeUp;
+  unsigned _forks = 0;  // of the process, when it was opened
   std::vector<epoll_event> _events;
 };
 

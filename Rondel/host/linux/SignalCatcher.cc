@@ -140,6 +140,8 @@ void SignalCatcher::stop() noexcept {
 }
 
 bool SignalCatcher::take() noexcept {
+  const MutexLock held(lock);
+  if (!_isLinked) return false;  // of a forked process: the event is its parent's
   std::uint64_t one = 0;
   return fileCalls.read(_event->fd(), &one, sizeof one) == sizeof one;
 }

@@ -254,17 +254,25 @@ class Comparison {
     return true;
   }
 
-  // Returns the entry of `table` that has an equal key; null if there is none.
-  const ObjectTable::Entry* entryWithKey(const ObjectTable& table, const HxObject* key, int level) {
-    if (!isContainer(*key)) return table.find(key);
+  // Returns whether `table` has an entry with an equal key and, unless it is null, an equal value.
+  // One of several candidates is searched for by both, and each is decided at once. Their keys may
+  // be equal only as long as for pairs that wait. So the first one of an equal key need not be it.
+  bool hasEqualEntry(const ObjectTable& table, const HxObject* key, const HxObject* value,
+                     int level) {
     const ObjectTable::Candidates candidates = table.candidatesFor(key);
-    if (candidates.count == 0) return nullptr;
-    if (candidates.count > 1) return table.find(key);
-    const HxAny candidate = candidates.first->key;
+    if (candidates.count == 0) return false;
+    if (candidates.count > 1) {
+      return table.hasCandidate(key, [&](const HxObject* otherKey, const HxObject* otherValue) {
+        return equalObjects(otherKey, key) && (!value || equalObjects(otherValue, value));
+      });
+    }
+    const ObjectTable::Entry candidate =
+        *candidates.first;  // held: an isEqual may change the table
     const HxUInteger before = table.generation();
-    const bool areEqual = areEqualElements(candidate.object(), key, level);
+    const bool areEqual = areEqualElements(candidate.key.object(), key, level) &&
+                          (!value || areEqualElements(candidate.value.object(), value, level));
     table.requireUnchangedSince(before);
-    return areEqual ? candidates.first : nullptr;
+    return areEqual;
   }
 
   bool haveEqualElements(const HxObject& a, const HxObject& b, int level) {
@@ -321,21 +329,18 @@ class Comparison {
     const ObjectTable* const table = tableOfDictionary(b);
     const HxDictionary::Iterator end;
     for (HxDictionary::Iterator entry(&a); !(entry == end); ++entry) {
-      HxAny value;
-      if (table) {
-        const ObjectTable::Entry* found = entryWithKey(*table, entry->key.object(), level);
-        if (found) value = found->value;  // held: its isEqual may change the dictionary
-      } else {
-        value = b.objectForKey(entry->key);
-      }
-      if (!value || !areEqualElements(entry->value.object(), value.object(), level)) return false;
+      const HxObject* const value = entry->value.object();
+      const bool isThere =
+          table ? hasEqualEntry(*table, entry->key.object(), value, level)
+                : areEqualElements(value, b.objectForKey(entry->key).object(), level);
+      if (!isThere) return false;
     }
     return true;
   }
 
   bool haveEqualMembers(const ObjectTable& a, const ObjectTable& b, int level) {
     return a.forEach([&](const HxObject* member, const HxObject*) {
-      return entryWithKey(b, member, level) != nullptr;
+      return hasEqualEntry(b, member, nullptr, level);
     });
   }
 

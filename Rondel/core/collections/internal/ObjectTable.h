@@ -65,6 +65,23 @@ class ObjectTable {
     const Entry* first = nullptr;
   };
   Candidates candidatesFor(const HxObject* key) const;
+  // Returns whether one of these entries is wanted. `isWanted(key, value)` may run code of the
+  // caller.
+  template <class IsWanted>
+  bool hasCandidate(const HxObject* key, const IsWanted& isWanted) const {
+    if (_count == 0) return false;
+    const std::size_t hash = hashOf(key);  // may empty the table
+    if (_count == 0) return false;
+    const HxUInteger before = _generation;
+    for (std::size_t i = wrapped(hash); _places[i].hash != 0; i = wrapped(i + 1)) {
+      if (_places[i].hash != hash) continue;
+      const Entry held = _places[i];
+      const bool isFound = isWanted(held.key.object(), held.value.object());
+      requireUnchangedSince(before);
+      if (isFound) return true;
+    }
+    return false;
+  }
   // Returns the entry for a key that is a string of these ASCII characters.
   const Entry* findText(std::string_view ascii) const {
     if (_count == 0) return nullptr;
