@@ -223,10 +223,12 @@ TEST(SignalSource, RefusedDescriptorsLeaveTheDisposition) {
   const Handler before = handlerOf(SIGUSR1);
   const test::SystemCallsKept kept;
   test::failCall<&SystemCalls::eventfd>(1, EMFILE);
-  EXPECT_THROW(HxSignalSource::scheduledSourceWithSignal(SIGUSR1, [] {}), HxException);
+  EXPECT_THROW(static_cast<void>(HxSignalSource::scheduledSourceWithSignal(SIGUSR1, [] {})),
+               HxException);
   EXPECT_EQ(handlerOf(SIGUSR1), before);
   test::failCall<&SystemCalls::epoll_ctl>(1, ENOSPC);
-  EXPECT_THROW(HxSignalSource::scheduledSourceWithSignal(SIGUSR1, [] {}), HxException);
+  EXPECT_THROW(static_cast<void>(HxSignalSource::scheduledSourceWithSignal(SIGUSR1, [] {})),
+               HxException);
   EXPECT_EQ(handlerOf(SIGUSR1), before);
 }
 
