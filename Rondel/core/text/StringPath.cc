@@ -74,7 +74,7 @@ HxString HxString::stringByAppendingPathComponent(const HxString& component) con
   const HxUInteger end = endWithoutSeparators(path, path.length());
   const HxString tail = partToAppend(component, end == 0);
   if (end == 0) return tail ? tail : copy();
-  const HxString head = substringToIndex(end);
+  HxString head = substringToIndex(end);
   if (tail.isEmpty()) return head;
   const bool isRoot = path[end - 1] == kSeparator;
   return isRoot ? stringByConcatenating(head, tail) : stringByConcatenating(head, "/"_hx, tail);
