@@ -266,7 +266,6 @@ TEST(SignalSource, ChildrenEndByTheSignal) {
   EXPECT_EQ(task->terminationStatus(), SIGUSR1);
 }
 
-// Sources come and go while the handler walks their list.
 // The events of the sources are shared by both processes.
 TEST(SignalSource, ForkedProcessHasTheFormerDispositions) {
   const auto tool = makeRef<Tool>();
@@ -313,6 +312,7 @@ TEST(SignalSource, ForkedProcessDoesNotWaitForAHandlerOfItsParent) {
   other.join();
 }
 
+// Sources come and go while the handler walks their list.
 TEST(SignalSource, ComeAndGoInAStormOfSignals) {
   constexpr int kRounds = 300;
   const auto base = HxSignalSource::scheduledSourceWithSignal(SIGUSR1, [] {});
