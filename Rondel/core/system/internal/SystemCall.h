@@ -16,7 +16,8 @@
 
 namespace rondel::internal {
 
-// May be exchanged while other threads call; they reach the old function or the new one.
+// May be exchanged while other threads call. They reach the old function, or the new one with all
+// that was made for it before.
 template <class Function>
 class SystemCall;
 template <class Result, class... Arguments>
@@ -27,10 +28,10 @@ class SystemCall<Result(Arguments...)> {
   constexpr SystemCall(Function real) noexcept : _function(real) {}  // NOLINT: is one
   SystemCall(const SystemCall& other) noexcept : _function(other.function()) {}
   SystemCall& operator=(const SystemCall& other) noexcept {
-    _function.store(other.function(), std::memory_order_relaxed);
+    _function.store(other.function(), std::memory_order_release);
     return *this;
   }
-  Function function() const noexcept { return _function.load(std::memory_order_relaxed); }
+  Function function() const noexcept { return _function.load(std::memory_order_acquire); }
   Result operator()(Arguments... arguments) const { return function()(arguments...); }
 
  private:
