@@ -227,6 +227,17 @@ TEST(SharedContainers, WhatAFailedCandidateTookForEqualDoesNotCountForTheNext) {
   }
 }
 
+// A key of an open class may have no value. No entry of another dictionary is equal to that.
+TEST(SharedContainers, AKeyWithoutAValueEqualsNoEntry) {
+  for (const HxAny& key : {HxAny("key"_hx), probe(1), farAway("far"_hx)}) {
+    const HxDictionary valueless = test::openDictionary({{key, nullptr}});
+    const HxDictionary full = HxDictionary::dictionaryWithObject("value"_hx, key);
+    EXPECT_FALSE(valueless.isEqual(full)) << key.description().toStdString();
+    EXPECT_FALSE(full.isEqual(valueless)) << key.description().toStdString();
+    EXPECT_FALSE(afterMuchWork(valueless).isEqual(afterMuchWork(full)));
+  }
+}
+
 // Two keys count as equal while one candidate is tried, and the values behind them are of the other
 // candidate.
 TEST(SharedContainers, CandidatesThatShareADictionaryAreToldApart) {

@@ -259,6 +259,11 @@ class Comparison {
   // be equal only as long as for pairs that wait. So the first one of an equal key need not be it.
   bool hasEqualEntry(const ObjectTable& table, const HxObject* key, const HxObject* value,
                      int level) {
+    if (ObjectBits::isFlatString(key)) {  // decided by its text alone
+      const ObjectTable::Entry* const found = table.find(key);
+      const HxAny other = found ? found->value : HxAny();
+      return found && (!value || areEqualElements(other.object(), value, level));
+    }
     const ObjectTable::Candidates candidates = table.candidatesFor(key);
     if (candidates.count == 0) return false;
     if (candidates.count > 1) {
@@ -330,6 +335,7 @@ class Comparison {
     const HxDictionary::Iterator end;
     for (HxDictionary::Iterator entry(&a); !(entry == end); ++entry) {
       const HxObject* const value = entry->value.object();
+      if (!value) return false;  // an open class has a key without a value
       const bool isThere =
           table ? hasEqualEntry(*table, entry->key.object(), value, level)
                 : areEqualElements(value, b.objectForKey(entry->key).object(), level);
