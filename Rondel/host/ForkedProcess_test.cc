@@ -14,6 +14,7 @@
 #include "Rondel/testing/Children.h"
 #include "Rondel/testing/FileHandles.h"
 #include "Rondel/testing/RunLoops.h"
+#include "Rondel/testing/SystemCallFailures.h"
 
 namespace rondel {
 namespace {
@@ -56,6 +57,30 @@ TEST(ForkedProcess, DropsAChildOfItsParentsAlone) {
   EXPECT_EQ(statusOfFork([&] { task = nullptr; }), 7);
   task->waitUntilExit();
   EXPECT_EQ(task->terminationStatus(), 0);
+}
+
+// The first call adds the event that wakes the loop, the second one the pipe.
+TEST(ForkedProcess, WaitsAfterAllIfTheSystemRefusedAtFirst) {
+  const Ref<HxPipe> pipe = HxPipe::init();
+  const auto reader = makeRef<Reader>(pipe->fileHandleForReading());
+  pipe->fileHandleForReading()->readInBackgroundAndNotify();
+  pipe->fileHandleForWriting()->writeData(HxData::dataWithBytes("x", 1));
+  EXPECT_EQ(statusOfFork([&] {
+              for (const int refused : {0, 1, 2}) {
+                const test::SystemCallsKept kept;
+                if (refused == 0) test::failCall<&test::SystemCalls::epoll_create1>(1, EMFILE);
+                if (refused > 0) test::failCall<&test::SystemCalls::epoll_ctl>(refused, ENOMEM);
+                try {
+                  test::runOnce();
+                  _exit(1);
+                } catch (const HxException&) {
+                }
+              }
+              while (reader->text.empty()) test::runOnce();
+            }),
+            7);
+  pipe->fileHandleForWriting()->closeFile();
+  while (!reader->ended) test::runOnce();
 }
 
 TEST(ForkedProcess, WaitsWithALoopOfItsOwn) {

@@ -282,15 +282,19 @@ void HxRunLoop::Impl::releaseKept(std::size_t left) {
   }
 }
 
-// After a fork the new process waits with a poller of its own.
+// After a fork the new process waits for all sources with a poller of its own. If the system
+// refuses one of them, the next call tries again.
 void HxRunLoop::Impl::openPoller() {
-  const bool wasInherited = poller.isInherited();
-  if (!poller.open()) raiseSystemError("a run loop cannot wait"_hx);
-  if (!wasInherited) return;
+  if (poller.isOpen() && !poller.isInherited()) return;
+  Poller own;
+  bool isWhole = own.open();
   for (const Slot& slot : slots) {
-    if (!slot.source || !std::exchange(slot.source->_watched, false)) continue;
-    watch(*slot.source);
+    if (!slot.source || !slot.source->_watched) continue;
+    isWhole = isWhole && own.watch(slot.source->_descriptor->fd(), slot.source->_token) ==
+                             Poller::Watching::started;
   }
+  if (!isWhole) raiseSystemError("a run loop cannot wait"_hx);
+  poller = std::move(own);
 }
 
 // Goes on until a call was made, the deadline came, or nothing is left to wait for.

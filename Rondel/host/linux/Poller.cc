@@ -31,7 +31,7 @@ int countForks() {
 }  // namespace
 
 bool Poller::open() {
-  if (isOpen() && !isInherited()) return true;
+  if (isOpen()) return true;
   if (const int error = countForks(); error != 0) {
     errno = error;
     return false;

@@ -35,8 +35,8 @@ class Poller {
   int fd() const noexcept { return _poller ? _poller->fd() : -1; }
   bool isOpen() const noexcept { return static_cast<bool>(_poller); }
   void close() noexcept;
-  // Returns whether it was opened before the process was forked. Then it is shared with the parent:
-  // taking back and waking do nothing, and open() makes a new one.
+  // Returns whether it was opened before the process was forked. Then it is shared with the parent,
+  // and taking back and waking do nothing.
   bool isInherited() const noexcept;
 
   Watching watch(int fd, std::uint64_t token) const noexcept;
